@@ -1,0 +1,206 @@
+// The structures of a data block and the one bounded walk over them. From the first byte of a block:
+//
+//   KCBH    20 bytes        cache header: type at 0, rdba at 4, check value at 16
+//   KTBBH   24 bytes        transaction header: ITL count at 36 (low byte), flags at 38
+//   KTBIT   24 bytes each   ITL entries
+//   EXDATA  8 + m bytes     only with flag 0x20; m is the low half of its word at 4
+//   KDBH    14 bytes        data header, the base of all row offsets
+//   KDBT    4 bytes each    table directory: first row directory entry, number of entries
+//   row directory           signed 16-bit offsets from KDBH
+//   row pieces
+//
+// Whatever a block says is compared with the end of the block here, in the functions that hand out pointers:
+// a pointer they return stands inside its block, and a step forward stays inside or says that it cannot.
+#pragma once
+
+#include "byte_order.h"
+
+// KCBH.type_kcbh
+constexpr uint8_t BLOCK_TABLE_DATA = 0x06;
+constexpr uint8_t BLOCK_SEGMENT_HEADER = 0x10;      // freelist-managed
+constexpr uint8_t BLOCK_SEGMENT_HEADER_ASSM = 0x23; // bitmap-managed
+constexpr uint8_t BLOCK_EXTENT_MAP = 0x12;
+constexpr uint8_t BLOCK_EXTENT_MAP_ASSM = 0x24;
+
+// Row piece flags
+constexpr uint8_t ROW_HEAD = 0x20;     // H: head piece
+constexpr uint8_t ROW_DELETED = 0x10;  // D
+constexpr uint8_t ROW_FIRST = 0x08;    // F: holds the row's first column
+constexpr uint8_t ROW_LAST = 0x04;     // L: no next piece
+constexpr uint8_t ROW_PREVIOUS = 0x02; // P: first column continues the previous piece's last
+constexpr uint8_t ROW_NEXT = 0x01;     // N: last column continues in the next piece
+
+constexpr int PIECE_HEADER = 3; // flag, lock, column count
+constexpr int ROWID_SIZE = 6;   // block address and slot, big-endian
+constexpr int KEY_DATA = 19;    // a cluster key row's column data, from the start of its piece
+
+/// One block in memory and the address it was read from.
+struct BLOCK {
+    const uint8_t *data;
+    uint32_t bsz;
+    uint32_t rdba;
+};
+
+/// Where the row structures of a block lie; offsets count from the start of the block.
+struct ROW_AREA {
+    BLOCK blk;
+    uint32_t kdbh;
+    uint32_t dir; // row directory
+    int32_t ntab; // tables in the table directory
+    int32_t frre; // first free row directory entry, negative when none
+};
+
+/// The row directory entries of one table of a block.
+struct TABLE_ROWS {
+    int32_t first;
+    int32_t count;
+};
+
+/// One stored column value.
+struct VALUE {
+    const uint8_t *data;
+    uint32_t len;
+    bool null;
+};
+
+inline const uint8_t *block_end(const BLOCK &blk) {
+    return blk.data + blk.bsz;
+}
+
+/// Finds the row structures. False when the headers point beyond the block.
+inline bool locate_rows(const BLOCK &blk, ROW_AREA *area) {
+    constexpr uint32_t ITL = 44, ITL_SIZE = 24, EXDATA_SIZE = 8, KDBH_SIZE = 14;
+    if (blk.bsz < ITL)
+        return false;
+    uint32_t at = ITL + ITL_SIZE * blk.data[36];
+    if ((blk.data[38] & 0x20) != 0) {
+        if (at + EXDATA_SIZE > blk.bsz)
+            return false;
+        at += EXDATA_SIZE + load_le16(blk.data + at + 4);
+    }
+    if (at + KDBH_SIZE > blk.bsz)
+        return false;
+    const uint8_t *kdbh = blk.data + at;
+    const int32_t ntab = static_cast<int8_t>(kdbh[1]);
+    const uint32_t dir = at + KDBH_SIZE + 4 * static_cast<uint32_t>(ntab > 0 ? ntab : 0);
+    if (dir > blk.bsz)
+        return false;
+    *area = {blk, at, dir, ntab, static_cast<int16_t>(load_le16(kdbh + 4))};
+    return true;
+}
+
+/// The row directory entries of table `tabn`; false when the block holds no such table.
+inline bool find_table(const ROW_AREA &area, uint32_t tabn, TABLE_ROWS *rows) {
+    if (area.ntab <= 0 || tabn >= static_cast<uint32_t>(area.ntab))
+        return false;
+    const uint8_t *kdbt = area.blk.data + area.kdbh + 14 + 4 * tabn;
+    *rows = {static_cast<int16_t>(load_le16(kdbt)), static_cast<int16_t>(load_le16(kdbt + 2))};
+    return true;
+}
+
+/// True when row directory entry `slot` lies inside the block.
+inline bool has_slot(const ROW_AREA &area, int32_t slot) {
+    return slot >= 0 && area.dir + 2 * (static_cast<uint32_t>(slot) + 1) <= area.blk.bsz;
+}
+
+/// Row directory entry `slot`, which has_slot has accepted: an offset from KDBH or, of a free entry, the next
+/// free entry.
+inline int32_t slot_value(const ROW_AREA &area, int32_t slot) {
+    return static_cast<int16_t>(load_le16(area.blk.data + area.dir + 2 * static_cast<uint32_t>(slot)));
+}
+
+/// The row piece of entry `slot`, its three header bytes inside the block; null when the entry or the piece
+/// is not. A piece lies behind its own directory entry.
+inline const uint8_t *find_piece(const ROW_AREA &area, int32_t slot) {
+    if (!has_slot(area, slot))
+        return nullptr;
+    const int32_t at = static_cast<int32_t>(area.kdbh) + slot_value(area, slot);
+    const int32_t lowest = static_cast<int32_t>(area.dir) + 2 * (slot + 1);
+    if (at < lowest || at + PIECE_HEADER > static_cast<int32_t>(area.blk.bsz))
+        return nullptr;
+    return area.blk.data + at;
+}
+
+/// The row directory entry that `slot` of a row address names: it counts within the table. -1 when there is
+/// none.
+inline int32_t table_slot(const ROW_AREA &area, uint32_t tabn, uint16_t slot) {
+    TABLE_ROWS rows;
+    if (!find_table(area, tabn, &rows) || slot >= rows.count || !has_slot(area, rows.first + slot))
+        return -1;
+    return rows.first + slot;
+}
+
+/// The piece of the cluster key row that `index` names: key rows are the rows of table 0. Null when it is not
+/// in the block.
+inline const uint8_t *find_key_row(const ROW_AREA &area, uint8_t index) {
+    TABLE_ROWS keys;
+    return find_table(area, 0, &keys) ? find_piece(area, keys.first + index) : nullptr;
+}
+
+constexpr int32_t NO_FREE_SLOT = -1;
+
+/// The first free entry at or behind the table's own entries: the chain of free entries runs through the
+/// directory in rising order, and the part before the table is stepped over.
+inline int32_t first_free_slot(const ROW_AREA &area, const TABLE_ROWS &rows) {
+    int32_t free = area.frre;
+    for (int32_t slot = 0; free > 0 && slot < rows.first && has_slot(area, slot); slot++)
+        if (slot == free)
+            free = slot_value(area, slot);
+    return free;
+}
+
+/// Hands each row of the table to row(i, piece): `i` counts the table's directory entries from 0, free ones
+/// included, and `piece` is null when entry or piece leave the block. `free` is the first free entry, or
+/// NO_FREE_SLOT to take every entry for a row. A directory that leaves the block ends with its first lost
+/// entry. Stops at a negative result and returns it, else 0.
+template <class ROW>
+inline int walk_rows(const ROW_AREA &area, const TABLE_ROWS &rows, int32_t free, ROW &&row) {
+    for (int32_t i = 0; i < rows.count; i++) {
+        const int32_t slot = rows.first + i;
+        const bool stored = has_slot(area, slot);
+        if (stored && slot == free) {
+            free = slot_value(area, slot);
+            continue;
+        }
+        const int result = row(i, find_piece(area, slot));
+        if (result < 0)
+            return result;
+        if (!stored)
+            break;
+    }
+    return 0;
+}
+
+/// Reads the value at `p` and steps behind it. A first byte up to 0xFD is the length, 0xFE announces a 16-bit
+/// little-endian length, 0xFF is NULL. False when the value leaves [p, end).
+inline bool next_value(const uint8_t *&p, const uint8_t *end, VALUE *value) {
+    if (p >= end)
+        return false;
+    uint32_t len = *p++;
+    if (len >= 0xFE) {
+        if (len == 0xFF) {
+            *value = {p, 0, true};
+            return true;
+        }
+        if (end - p < 2)
+            return false;
+        len = load_le16(p);
+        p += 2;
+    }
+    if (end - p < static_cast<int64_t>(len))
+        return false;
+    *value = {p, len, false};
+    p += len;
+    return true;
+}
+
+/// As next_value for a value that continues in another piece: 0xFF is a plain length there.
+inline bool next_cut_value(const uint8_t *&p, const uint8_t *end, VALUE *value) {
+    if (p >= end || *p != 0xFF)
+        return next_value(p, end, value);
+    if (end - p < 1 + 0xFF)
+        return false;
+    *value = {p + 1, 0xFF, false};
+    p += 1 + 0xFF;
+    return true;
+}

@@ -1,0 +1,115 @@
+// Following a row from piece to piece.
+#include "console.h"
+#include "data/entry.h"
+#include "datafile.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr int CHAIN_ENDS = 1; // the next-piece address leads to nothing that could be added to the row
+
+// The pieces that a chain has come through, so that one that comes back to itself ends there. The last ones
+// are kept and, against longer rounds, one more that moves on at doubling distances.
+struct PIECE_TRAIL {
+    static constexpr uint64_t KEPT = 256;
+    uint64_t last[KEPT];
+    uint64_t count;
+    uint64_t mark;
+    uint64_t moves_at;
+};
+
+uint64_t piece_id(uint32_t rdba, int slot) {
+    return uint64_t{rdba} << 32 | static_cast<uint32_t>(slot);
+}
+
+void add_piece(PIECE_TRAIL *trail, uint64_t piece) {
+    if (trail->count == trail->moves_at) {
+        trail->mark = piece;
+        trail->moves_at = 2 * trail->count + 1;
+    }
+    trail->last[trail->count++ % PIECE_TRAIL::KEPT] = piece;
+}
+
+bool has_piece(const PIECE_TRAIL &trail, uint64_t piece) {
+    const uint64_t *end = trail.last + std::min(trail.count, PIECE_TRAIL::KEPT);
+    return piece == trail.mark || std::find(trail.last, end, piece) != end;
+}
+
+// Reads the block of the next piece and finds the piece in it. Returns 0, CHAIN_ENDS, ROW_DAMAGED, or -1
+// after its message.
+int find_next_piece(ULDR *ul, uint32_t rdba, uint16_t slot, const uint8_t **piece) {
+    // No sound segment has more pieces than its files have room for.
+    if (++ul->followed > g_ctx.df_bytes / PIECE_HEADER)
+        return CHAIN_ENDS;
+    const DATAFILE *df = segment_file(ul, rdba);
+    if (df == nullptr)
+        return segment_file_error(ul, rdba);
+    const int bytes = read_extent_blocks(df, rdba, 1, ul->cblk);
+    if (bytes < 0)
+        return -1;
+    ROW_AREA area;
+    if (bytes < ul->bsz || !locate_rows(BLOCK{ul->cblk, df->bsz, rdba}, &area))
+        return CHAIN_ENDS;
+    const int32_t entry = table_slot(area, static_cast<uint32_t>(ul->tabn), slot);
+    if (entry < 0)
+        return CHAIN_ENDS;
+    *piece = find_piece(area, entry);
+    return *piece != nullptr ? 0 : ROW_DAMAGED;
+}
+
+// Takes the column values of one followed piece, and its next-piece address, 0 behind the last piece. A first
+// piece has a cluster key index of its own, which is looked up in the block of the row's head, and the head's
+// rowid.
+int take_piece(ULDR *ul, const ROW_AREA &head, const uint8_t *piece, CLUSTER_KEY *key, uint32_t *rdba,
+               uint16_t *slot) {
+    const uint8_t *end = ul->cblk + ul->bsz;
+    const uint8_t fb = piece[0];
+    const uint8_t *q = piece + PIECE_HEADER;
+    *rdba = 0;
+    if (ul->tabn > 0 && (fb & ROW_FIRST) != 0) {
+        const int result = q < end ? find_cluster_key(head, *q, key) : ROW_DAMAGED;
+        if (result == ROW_SKIPPED) // following ends, the row stays
+            return 0;
+        if (result < 0)
+            return result;
+        q++;
+    }
+    if ((fb & ROW_FIRST) != 0)
+        q += ROWID_SIZE;
+    if ((fb & ROW_LAST) == 0) {
+        if (end - q < ROWID_SIZE)
+            return ROW_DAMAGED;
+        *rdba = load_be32(q);
+        *slot = load_be16(q + 4);
+        q += ROWID_SIZE;
+    }
+    if (q > end)
+        return ROW_DAMAGED;
+    if (make_room(ul, CHAIN_RESERVE, q, end, piece[2], *key) < 0)
+        return -1;
+    return process_chained_piece(ul, q, end, piece[2], fb, *key);
+}
+
+} // namespace
+
+int process_chain(ULDR *ul, const ROW_AREA &head, int row, uint32_t rdba, uint16_t slot, CLUSTER_KEY key) {
+    PIECE_TRAIL trail;
+    trail.count = trail.moves_at = 0;
+    add_piece(&trail, piece_id(head.blk.rdba, row));
+    while (rdba != 0) {
+        const uint64_t next = piece_id(rdba, slot);
+        const uint8_t *piece = nullptr;
+        int result = has_piece(trail, next) ? CHAIN_ENDS : find_next_piece(ul, rdba, slot, &piece);
+        if (result == CHAIN_ENDS) {
+            report_damaged_row(head.blk.rdba, row);
+            return 0;
+        }
+        if (result == 0)
+            result = take_piece(ul, head, piece, &key, &rdba, &slot);
+        if (result < 0)
+            return result;
+        add_piece(&trail, next);
+    }
+    return 0;
+}

@@ -1,0 +1,113 @@
+#include "data/entry.h"
+#include "value.h"
+
+namespace {
+
+// Lengths above this are marks in the dump file.
+constexpr int32_t LONGEST_VALUE = 0xFFFA;
+
+// The column at position `curc`; null for a position that no column claims.
+const COL *current_column(const ULDR *ul) {
+    const size_t at = static_cast<size_t>(ul->curc);
+    return at < ul->cols.size() ? &ul->cols[at] : nullptr;
+}
+
+// Adds a part of a value to the entry that waits for its length.
+int put_part(ULDR *ul, const VALUE &part) {
+    if (ul->ccl + static_cast<int32_t>(part.len) > LONGEST_VALUE)
+        return ROW_DAMAGED;
+    put_bytes(ul, part.data, part.len);
+    ul->ccl += static_cast<int32_t>(part.len);
+    return 0;
+}
+
+// Takes the first value of a piece with P, which continues the column at `curc`. With `ends` the value ends
+// here. The position advances once for an ordinary column when its entry is complete and once more for any
+// column that ends: readers of the dump must not count positions behind such a column.
+int continue_column(ULDR *ul, const COL &col, const VALUE &part, bool ends) {
+    if (is_long(col))
+        return save_long(ul, part.data, part.len, false);
+    if (is_lob(col)) {
+        continue_lob(ul, part);
+        return 0;
+    }
+    if (ul->pl == nullptr) // no piece before has begun the value
+        return ROW_DAMAGED;
+    const int result = put_part(ul, part);
+    if (result == 0 && ends) {
+        finish_value(ul);
+        ul->curc++;
+    }
+    return result;
+}
+
+// Takes the last value of a piece with N, which goes on in the next piece; the position stays.
+int begin_column(ULDR *ul, const COL &col, const VALUE &part) {
+    if (is_long(col)) {
+        if (is_first_long(ul))
+            put_mark(ul, MARK_LONG);
+        return save_long(ul, part.data, part.len, false);
+    }
+    if (is_lob(col)) {
+        put_mark(ul, MARK_LOB);
+        save_lob(ul, col.cid, part);
+        return 0;
+    }
+    if (ul->pl == nullptr) {
+        ul->pl = ul->cache + ul->clen;
+        put_mark(ul, 0); // the length, when it is known
+    }
+    return put_part(ul, part);
+}
+
+// Steps over a cut value that no column takes, or hands it to `take`.
+template <class TAKE>
+int with_cut_value(ULDR *ul, const uint8_t *&p, const uint8_t *end, TAKE &&take) {
+    const COL *col = current_column(ul);
+    VALUE part;
+    if (col == nullptr || is_skipped(*col))
+        return next_value(p, end, &part) ? 0 : ROW_DAMAGED;
+    return next_cut_value(p, end, &part) ? take(*col, part) : ROW_DAMAGED;
+}
+
+int take_continued(ULDR *ul, const uint8_t *&p, const uint8_t *end, bool ends) {
+    const COL *col = current_column(ul);
+    const int result = with_cut_value(
+        ul, p, end, [&](const COL &c, const VALUE &part) { return continue_column(ul, c, part, ends); });
+    if (result < 0 || !ends)
+        return result;
+    if (col != nullptr && is_lob(*col)) // a hidden one included
+        ul->lcc++;
+    ul->curc++;
+    return 0;
+}
+
+} // namespace
+
+int process_chained_piece(ULDR *ul, const uint8_t *p, const uint8_t *end, int cc, uint8_t fb,
+                          const CLUSTER_KEY &key) {
+    const bool continues = (fb & ROW_NEXT) != 0;
+    if ((fb & ROW_PREVIOUS) != 0) {
+        if (cc < 1)
+            return ROW_DAMAGED;
+        const int result = take_continued(ul, p, end, !continues || cc > 1);
+        if (result < 0)
+            return result;
+        cc--;
+    }
+    if (continues) {
+        if (cc == 0) // the piece held the continuing value alone
+            return 0;
+        cc--; // the last value is taken below
+    }
+    p = put_columns<false>(ul, p, end, &cc, key);
+    if (p == nullptr)
+        return ROW_DAMAGED;
+    if (!continues)
+        return 0;
+    p = skip_columns(p, end, cc); // values behind the last column
+    if (p == nullptr)
+        return ROW_DAMAGED;
+    return with_cut_value(ul, p, end,
+                          [&](const COL &col, const VALUE &part) { return begin_column(ul, col, part); });
+}

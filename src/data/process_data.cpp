@@ -1,0 +1,159 @@
+// The rows of one block of a table's segment.
+#include "console.h"
+#include "data/entry.h"
+
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+
+constexpr uint8_t KEY_ROW_WHOLE = ROW_HEAD | ROW_FIRST | ROW_LAST;
+constexpr uint8_t ROW_WHOLE = ROW_FIRST | ROW_LAST;
+
+void begin_row(ULDR *ul) {
+    ul->lfd = -1;
+    ul->curc = 0;
+    ul->lcc = 0;
+    ul->lsz = 0;
+    ul->pl = nullptr;
+    ul->ccl = 0;
+}
+
+// Appends the end of the row and what follows it.
+int end_row(ULDR *ul) {
+    if (ul->pl != nullptr) // its chain broke off inside the value
+        finish_value(ul);
+    put_mark(ul, MARK_ROW_END);
+    if (ul->lsz >= 1 || ul->lfd != -1) {
+        int result = ul->lfd != -1 ? save_long(ul, nullptr, 0, true) : 0;
+        if (result == 0)
+            result = process_long(ul);
+        close_long(ul);
+        if (result < 0)
+            return -1;
+    }
+    if (ul->lcc > 0)
+        return process_lob(ul);
+    ul->nrow++;
+    return 0;
+}
+
+// Takes back what was appended since the dump file offset `start`, flushed or not.
+int take_back(ULDR *ul, uint64_t start) {
+    close_long(ul);
+    if (start >= ul->data_ofs) {
+        ul->clen = static_cast<int32_t>(start - ul->data_ofs);
+        return 0;
+    }
+    ul->data_ofs = start;
+    ul->clen = 0;
+    if (ftruncate(ul->fd, static_cast<off_t>(start)) == 0)
+        return 0;
+    return write_cache_error();
+}
+
+// Steps over what stands between the piece header and the columns of a head piece: the index of its cluster
+// key row and the extra bytes that some tables have.
+int step_over_head(const ULDR *ul, const ROW_AREA &area, const uint8_t *&p, bool keyed, CLUSTER_KEY *key) {
+    const uint8_t *end = block_end(area.blk);
+    if (keyed) {
+        const int result = p < end ? find_cluster_key(area, *p, key) : ROW_DAMAGED;
+        if (result < 0)
+            return result;
+        p++;
+    }
+    if ((ul->tabp->flag & TAB_ROW_EXTRA) != 0)
+        p += 6;
+    return p <= end ? 0 : ROW_DAMAGED;
+}
+
+int process_whole_row(ULDR *ul, const ROW_AREA &area, const uint8_t *piece) {
+    CLUSTER_KEY key{};
+    const uint8_t *p = piece + PIECE_HEADER, *end = block_end(area.blk);
+    const int result = step_over_head(ul, area, p, ul->tabn > 0, &key);
+    if (result < 0)
+        return result;
+    if (make_room(ul, 0, p, end, piece[2], key) < 0)
+        return -1;
+    return process_one_piece(ul, p, end, piece[2], key);
+}
+
+int process_chained_row(ULDR *ul, const ROW_AREA &area, int row, const uint8_t *piece) {
+    CLUSTER_KEY key{};
+    const uint8_t fb = piece[0];
+    const bool first = (fb & ROW_FIRST) != 0;
+    const uint8_t *p = piece + PIECE_HEADER, *end = block_end(area.blk);
+    int result = step_over_head(ul, area, p, ul->tabn > 0 && first, &key);
+    if (result == 0 && end - p < ROWID_SIZE)
+        result = ROW_DAMAGED;
+    if (result < 0)
+        return result;
+    const uint32_t rdba = load_be32(p);
+    const uint16_t slot = load_be16(p + 4);
+    p += ROWID_SIZE;
+    if (first) {
+        if (make_room(ul, CHAIN_RESERVE, p, end, piece[2], key) < 0)
+            return -1;
+        result = process_chained_piece(ul, p, end, piece[2], fb, key);
+        if (result < 0)
+            return result;
+    }
+    return process_chain(ul, area, row, rdba, slot, key);
+}
+
+int process_row(ULDR *ul, const ROW_AREA &area, int row, const uint8_t *piece) {
+    if (piece == nullptr) {
+        report_damaged_row(area.blk.rdba, row);
+        return 0;
+    }
+    const uint8_t fb = piece[0];
+    if ((fb & ROW_DELETED) != 0 || (fb & ROW_HEAD) == 0)
+        return 0;
+    begin_row(ul);
+    const uint64_t start = ul->data_ofs + static_cast<uint64_t>(ul->clen);
+    const int result = (fb & ROW_WHOLE) == ROW_WHOLE ? process_whole_row(ul, area, piece)
+                                                     : process_chained_row(ul, area, row, piece);
+    switch (result) {
+    case ROW_DAMAGED:
+        report_damaged_row(area.blk.rdba, row);
+        return take_back(ul, start);
+    case ROW_SKIPPED:
+        return 0;
+    case 0:
+        return end_row(ul);
+    default:
+        close_long(ul);
+        return -1;
+    }
+}
+
+} // namespace
+
+int find_cluster_key(const ROW_AREA &area, uint8_t index, CLUSTER_KEY *key) {
+    const uint8_t *row = find_key_row(area, index), *end = block_end(area.blk);
+    if (row == nullptr)
+        return ROW_DAMAGED;
+    if ((row[0] & KEY_ROW_WHOLE) != KEY_ROW_WHOLE) {
+        printf("cluster key migrated or chained, skip this row data.\n");
+        return ROW_SKIPPED;
+    }
+    if (end - row < KEY_DATA)
+        return ROW_DAMAGED;
+    *key = {row + KEY_DATA, end};
+    return 0;
+}
+
+int process_data_block(ULDR *ul, const BLOCK &blk) {
+    if (blk.data[0] != BLOCK_TABLE_DATA)
+        return 0;
+    ROW_AREA area;
+    if (!locate_rows(blk, &area)) {
+        report_damaged_block(blk.rdba);
+        return 0;
+    }
+    TABLE_ROWS rows;
+    if (!find_table(area, static_cast<uint32_t>(ul->tabn), &rows))
+        return 0;
+    return walk_rows(area, rows, first_free_slot(area, rows),
+                     [&](int row, const uint8_t *piece) { return process_row(ul, area, row, piece); });
+}

@@ -1,0 +1,54 @@
+#include "console.h"
+#include "data/entry.h"
+#include "file_io.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace {
+
+constexpr int CHUNK_SPACE = LONG_SIZE + 4; // a chunk with its length, and the end of the block
+constexpr int BLOCK_SPACE = CHUNK_SPACE + MARK_SIZE;
+
+int flush_for(ULDR *ul, int space) {
+    return ul->clen + space > ul->csz ? write_cache(ul) : 0;
+}
+
+// Appends the value that the temporary file holds, chunk by chunk. Each chunk is read to the place where its
+// length is stored then: the length takes the place of the first two bytes read, and two zero bytes end the
+// chunk's entry.
+int put_spilled(ULDR *ul) {
+    uint64_t offset = 0;
+    for (;;) {
+        if (flush_for(ul, CHUNK_SPACE) < 0)
+            return -1;
+        uint8_t *chunk = ul->cache + ul->clen;
+        const ssize_t n = pread_all(ul->lfd, chunk, LONG_SIZE, offset);
+        if (n < 0) {
+            report("read long data error: %s\n", strerror(errno));
+            return -1;
+        }
+        if (n == 0)
+            return 0;
+        store_be16(chunk, static_cast<uint16_t>(n));
+        store_be16(chunk + n, 0);
+        ul->clen += static_cast<int32_t>(n) + MARK_SIZE;
+        offset += static_cast<uint64_t>(n);
+    }
+}
+
+} // namespace
+
+int process_long(ULDR *ul) {
+    if (flush_for(ul, BLOCK_SPACE) < 0)
+        return -1;
+    put_mark(ul, MARK_LONG_BLOCK);
+    if (ul->lfd == -1) {
+        put_mark(ul, static_cast<uint16_t>(ul->lsz));
+        put_bytes(ul, ul->lbuf, static_cast<uint32_t>(ul->lsz));
+    } else if (put_spilled(ul) < 0) {
+        return -1;
+    }
+    put_mark(ul, 0);
+    return 0;
+}

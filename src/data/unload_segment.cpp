@@ -1,0 +1,72 @@
+#include "data/uldr.h"
+#include "datafile.h"
+#include "extent_map.h"
+
+#include <cstdint>
+
+namespace {
+
+// A table's, partition's or subpartition's segment.
+struct TABLE_SEGMENT {
+    ULDR *ul;
+
+    DATAFILE *find(uint32_t rdba) const { return segment_file(ul, rdba); }
+    int file_error(uint32_t rdba) const { return segment_file_error(ul, rdba); }
+    int header_error(uint32_t rdba) const { return extent_error(rdba); }
+
+    int extent_error(uint32_t rdba) const {
+        report("read extent (ts#=%d, rdba=0x%08x) error.\n", ul->tsn, rdba);
+        return -1;
+    }
+
+    int block(const BLOCK &blk) const { return process_data_block(ul, blk); }
+};
+
+// Carves the buffers out of the work buffer. The buffers for LOB columns count even though no LOB is
+// unloaded; so many of them that no block could be read any more are cut to what leaves room for one.
+void carve_buffers(ULDR *ul) {
+    constexpr int LOB_BUFFERS = 4 * 32768;
+    const int32_t bsz = ul->bsz;
+    ul->csz = CACHE_SIZE;
+    ul->cache = g_ctx.wrk;
+    ul->hblk = ul->cache + CACHE_SIZE;
+    ul->cblk = ul->hblk + bsz;
+    ul->lbuf = ul->cblk + bsz;
+    uint8_t *at = ul->lbuf + LONG_SIZE;
+    uint8_t *end = g_ctx.wrk + WORK_SIZE;
+    ul->lob_room = 0;
+    if ((ul->tabp->flag & TAB_HAS_LOB) != 0) {
+        at += LOB_BUFFERS;
+        const auto fit = (end - at - bsz - 8) / static_cast<int64_t>(sizeof(LOBD));
+        ul->lob_room = static_cast<int32_t>(std::min<int64_t>(ul->nlob, fit));
+    }
+    ul->lobc = reinterpret_cast<LOBD *>(at);
+    at += ul->lob_room * static_cast<int64_t>(sizeof(LOBD));
+    ul->rbuf = g_ctx.wrk + (at - g_ctx.wrk + 7) / 8 * 8;
+    ul->rsz = end - ul->rbuf;
+}
+
+} // namespace
+
+DATAFILE *segment_file(const ULDR *ul, uint32_t rdba) {
+    DATAFILE *df = get_datafile(static_cast<uint32_t>(ul->tsn), rdba_file(rdba));
+    return df != nullptr && df->bsz == static_cast<uint32_t>(ul->bsz) ? df : nullptr;
+}
+
+int segment_file_error(const ULDR *ul, uint32_t rdba) {
+    report("datafile (ts#=%d, rfile#=%d) not found.\n", ul->tsn, static_cast<int>(rdba_file(rdba)));
+    return -1;
+}
+
+int unload_segment(ULDR *ul) {
+    const DATAFILE *df = get_datafile(static_cast<uint32_t>(ul->tsn), rdba_file(ul->hdba));
+    if (df == nullptr)
+        return segment_file_error(ul, ul->hdba);
+    ul->bsz = static_cast<int32_t>(df->bsz);
+    ul->followed = 0;
+    carve_buffers(ul);
+    TABLE_SEGMENT segment{ul};
+    if (walk_segment(segment, ul->hdba, WALK_BUFFERS{ul->hblk, ul->rbuf, ul->rsz}) < 0)
+        return -1;
+    return write_cache(ul);
+}

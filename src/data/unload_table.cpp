@@ -1,0 +1,88 @@
+#include "byte_order.h"
+#include "console.h"
+#include "data/uldr.h"
+#include "datafile.h"
+#include "dict_array.h"
+
+namespace {
+
+COL_INFO column_info(const COL &col) {
+    COL_INFO info{};
+    info.flag = to_be32((col.flag & COL_NATIONAL) != 0 ? COL_INFO_NATIONAL : 0);
+    info.ctyp = to_be32(col.ctyp);
+    info.clen = to_be32(col.clen);
+    memcpy(info.name, col.name, sizeof info.name);
+    return info;
+}
+
+// Puts the column list at the start of the empty cache. Returns 0, or -1 after its message.
+int put_column_list(ULDR *ul) {
+    constexpr uint32_t MOST = CACHE_SIZE / sizeof(COL_INFO);
+    uint32_t actual = 0;
+    for (const COL &col : ul->cols) {
+        if ((col.flag & COL_UNSTORED) != 0)
+            continue;
+        if (actual < MOST) {
+            const COL_INFO info = column_info(col);
+            memcpy(ul->cache + actual * sizeof info, &info, sizeof info);
+        }
+        actual++;
+    }
+    if (actual != ul->tabp->ncol || actual > MOST) {
+        report("column count not matched, COLS=%d, actual=%d\n", static_cast<int>(ul->tabp->ncol),
+               static_cast<int>(actual));
+        return -1;
+    }
+    ul->clen = static_cast<int32_t>(actual * sizeof(COL_INFO));
+    return 0;
+}
+
+// Unloads the segment of a table, a partition or a subpartition.
+template <class OWNER>
+int unload_segment_of(ULDR *ul, const OWNER &owner) {
+    ul->tsn = static_cast<int32_t>(owner.tsn);
+    ul->hdba = make_rdba(owner.fno, owner.blk);
+    if (unload_segment(ul) == 0)
+        return 0;
+    report("unload segment error.\n");
+    return -1;
+}
+
+// Unloads the partitions or subpartitions whose parent is the object `objp`.
+template <class PART>
+int unload_parts(ULDR *ul, const DICT_SLOT<PART> &parts, uint32_t objp) {
+    for (const PART &part : loaded(parts))
+        if (part.objp == objp && unload_segment_of(ul, part) < 0)
+            return -1;
+    return 0;
+}
+
+int unload_composite(ULDR *ul) {
+    for (const TABPART &part : loaded(TABCOMPART_SLOT))
+        if (part.objp == ul->tabp->objn && unload_parts(ul, TABSUBPART_SLOT, part.objn) < 0)
+            return -1;
+    return 0;
+}
+
+int unload_segments(ULDR *ul) {
+    const TAB &tab = *ul->tabp;
+    if ((tab.flag & TAB_PARTITIONED) == 0)
+        return unload_segment_of(ul, tab);
+    if ((tab.flag & TAB_COMPOSITE) == 0)
+        return unload_parts(ul, TABPART_SLOT, tab.objn);
+    return unload_composite(ul);
+}
+
+} // namespace
+
+int unload_one_table(ULDR *ul) {
+    ul->cache = g_ctx.wrk;
+    ul->clen = 0;
+    ul->tabn = static_cast<int32_t>(ul->tabp->tabn);
+    ul->cols = table_columns(*ul->tabp);
+    if (put_column_list(ul) < 0 || unload_segments(ul) < 0)
+        return -1;
+    store_be16(ul->cache + ul->clen, MARK_TABLE_END);
+    ul->clen += MARK_SIZE;
+    return write_cache(ul);
+}

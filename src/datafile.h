@@ -1,0 +1,48 @@
+// The catalogue of open datafiles, and the reading of blocks from them.
+#pragma once
+
+#include "vexlo.h"
+
+constexpr uint32_t MAX_BLOCK_SIZE = 32768; // every buffer for one block is carved for at most this
+constexpr uint32_t RDBA_BLOCK_MASK = 0x3FFFFF;
+
+/// Relative file number of a smallfile address.
+inline uint32_t rdba_file(uint32_t rdba) {
+    return rdba >> 22;
+}
+
+/// Address of block `blk` of relative file `rfn`.
+inline uint32_t make_rdba(uint32_t rfn, uint32_t blk) {
+    return (rfn << 22) | blk;
+}
+
+/// Lists the paths of g_dbfile_list in g_ctx.df, all closed, and sets g_ctx.sys.nf. Returns 0, or -1 after
+/// its message.
+int load_datafile();
+
+/// Opens every listed datafile and reads its identity; finds the SYSTEM datafile and the root address.
+/// Returns 0, or -1 after its message: files opened so far stay open until close_datafile.
+int open_datafile();
+
+/// The datafile that holds the blocks of relative file `rfn` of tablespace `tsn`; null when none is
+/// configured. A bigfile tablespace has one file for every `rfn`.
+DATAFILE *get_datafile(uint32_t tsn, uint32_t rfn);
+
+/// Closes all datafiles. Returns 0.
+int close_datafile();
+
+/// Byte offset of the block at `rdba`. Computed in 32 bits: addresses beyond the first 4 GiB wrap.
+uint32_t block_offset(const DATAFILE *df, uint32_t rdba);
+
+/// Reads `blocks` consecutive blocks from `rdba` on into `buf`, which holds blocks * df->bsz bytes. Returns
+/// the bytes delivered, fewer than asked at the end of the file, or -1 after "read \"%s\": %s\n" or, when
+/// check values are verified, "block rdba=0x%x check value not matched.\n" for the first block that is wrong
+/// or missing.
+int read_extent_blocks(const DATAFILE *df, uint32_t rdba, int blocks, uint8_t *buf);
+
+/// Reads the one block at `rdba`; false when it was not delivered whole.
+bool read_block(const DATAFILE *df, uint32_t rdba, uint8_t *buf);
+
+/// 0 when the block's check value is right. Leaves the check value field (bytes 16 and 17) zero. `bsz` is at
+/// least 18.
+int check_sum(uint8_t *blk, int bsz);

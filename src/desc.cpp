@@ -1,0 +1,29 @@
+#include "command_map.h"
+#include "console.h"
+#include "dict_array.h"
+#include "value.h"
+
+#include <cstdio>
+
+int desc_handle(char *args) {
+    if (!is_loaded(COL_SLOT)) {
+        printf("Table column information not loaded.\n");
+        return -1;
+    }
+    if (!is_loaded(USER_SLOT) || !is_loaded(TAB_SLOT)) {
+        report("dictionary data not loaded.\n");
+        return -1;
+    }
+    char user[NAME_SIZE], table[NAME_SIZE];
+    const TAB *tab = resolve_table(args, user, table);
+    if (tab == nullptr)
+        return -1;
+    printf("COL#  SEGCOL# NAME                            TYPE\n");
+    for (const COL &col : table_columns(*tab))
+        if ((col.flag & COL_UNSTORED) !=
+            COL_UNSTORED) // with all three, while one is the most that is exported
+            printf("%-4d  %-6d  %-30s  %s\n", static_cast<int>(col.cid), static_cast<int>(col.scid), col.name,
+                   type_string(static_cast<int>(col.flag), static_cast<int>(col.ctyp),
+                               static_cast<int>(col.clen)));
+    return 0;
+}

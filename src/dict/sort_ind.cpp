@@ -1,0 +1,7 @@
+#include "dict/sort.h"
+
+#include "dict/sort_dict.h"
+
+int sort_lob_index_by_objn() {
+    return sort_dict_file(LOBIDX_SLOT, [](const LOBIDX &r) { return uint64_t{r.objn}; });
+}

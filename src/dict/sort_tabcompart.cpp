@@ -1,0 +1,14 @@
+#include "dict/sort.h"
+
+#include "dict/sort_dict.h"
+
+int sort_tabcompart_by_objp() {
+    if (fill_in_order(TABCOMPART_SLOT, [](const TABPART &r) { return pair_key(r.objp, r.objn); }) < 0)
+        return -1;
+    if (write_back(TABCOMPART_SLOT) == 0)
+        return 0;
+    if (!is_loaded(TABCOMPART_SLOT)) // a heap array was lost: unlike its siblings, this sort gives up the
+                                     // partitions too
+        clear_slot(TABPART_SLOT);
+    return -1;
+}

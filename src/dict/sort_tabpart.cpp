@@ -1,0 +1,7 @@
+#include "dict/sort.h"
+
+#include "dict/sort_dict.h"
+
+int sort_tabpart_by_objp() {
+    return sort_dict_file(TABPART_SLOT, [](const TABPART &r) { return pair_key(r.objp, r.objn); });
+}

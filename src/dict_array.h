@@ -1,0 +1,91 @@
+// The dictionary arrays of g_ctx as their users see them: bounded views that are empty when nothing is
+// loaded, and look-ups by index and by name that cannot leave an array.
+#pragma once
+
+#include "vexlo.h"
+
+#include <span>
+
+/// One dictionary array: its file's base name, its slot, its count and the records its block really holds.
+template <class REC>
+struct DICT_SLOT {
+    const char *name;
+    REC *ZUKCTX::*array;
+    uint32_t ZUKSYS::*count;
+};
+
+inline constexpr DICT_SLOT<USER> USER_SLOT{"user", &ZUKCTX::usr, &ZUKSYS::nu};
+inline constexpr DICT_SLOT<TS> TS_SLOT{"ts", &ZUKCTX::ts, &ZUKSYS::nts};
+inline constexpr DICT_SLOT<OBJ> OBJ_SLOT{"obj", &ZUKCTX::obj, &ZUKSYS::nobj};
+inline constexpr DICT_SLOT<TAB> TAB_SLOT{"tab", &ZUKCTX::tab, &ZUKSYS::ntab};
+inline constexpr DICT_SLOT<COL> COL_SLOT{"col", &ZUKCTX::col, &ZUKSYS::ncol};
+inline constexpr DICT_SLOT<TABPART> TABPART_SLOT{"tabpart", &ZUKCTX::tp, &ZUKSYS::ntp};
+inline constexpr DICT_SLOT<TABPART> TABCOMPART_SLOT{"tabcompart", &ZUKCTX::tcp, &ZUKSYS::ntcp};
+inline constexpr DICT_SLOT<TABSUBPART> TABSUBPART_SLOT{"tabsubpart", &ZUKCTX::tsp, &ZUKSYS::ntsp};
+inline constexpr DICT_SLOT<LOB> LOB_SLOT{"lob", &ZUKCTX::lob, &ZUKSYS::nlob};
+inline constexpr DICT_SLOT<LOBIDX> LOBIDX_SLOT{"ind", &ZUKCTX::lidx, &ZUKSYS::nidx};
+
+/// True when the slot holds an array, be it empty.
+template <class REC>
+bool is_loaded(const DICT_SLOT<REC> &slot) {
+    return g_ctx.*slot.array != nullptr;
+}
+
+/// True for an array that stands in the work buffer, where the next command overwrites it.
+inline bool in_work_buffer(const void *array) {
+    return array == g_ctx.wrk;
+}
+
+/// The records that may be read: none from a null slot or one that a failed sort left pointing at the work
+/// buffer, and never more than the slot's block holds.
+template <class REC>
+std::span<REC> loaded(const DICT_SLOT<REC> &slot) {
+    if (!is_loaded(slot) || in_work_buffer(g_ctx.*slot.array))
+        return {};
+    const uint32_t count = g_ctx.sys.*slot.count, held = g_ctx.cap.*slot.count;
+    return {g_ctx.*slot.array, count < held ? count : held};
+}
+
+/// Puts `array`, which holds `held` records, into the slot. The context owns it from now on unless it is the
+/// work buffer. The slot must be empty.
+template <class REC>
+void fill_slot(const DICT_SLOT<REC> &slot, REC *array, uint32_t held) {
+    g_ctx.*slot.array = array;
+    g_ctx.cap.*slot.count = held;
+}
+
+/// Frees a dictionary block unless it is the work buffer, which main owns.
+void free_records(void *array);
+
+/// Empties the slot and frees its block if the context owns it. The count in g_ctx.sys stays.
+template <class REC>
+void clear_slot(const DICT_SLOT<REC> &slot) {
+    free_records(g_ctx.*slot.array);
+    fill_slot<REC>(slot, nullptr, 0);
+}
+
+/// Frees every dictionary array and the datafile table, which must be closed. Returns 0.
+int free_dict_memory();
+
+/// The object that a table or partition names by index; null when the index leads nowhere.
+const OBJ *object_at(uint32_t oi);
+
+/// Name of the object at index `oi`, empty when the index leads nowhere.
+const char *object_name(uint32_t oi);
+
+/// Name of the owner at index `ui`: "PUBLIC" for NO_INDEX, empty when the index leads nowhere.
+const char *owner_name(uint32_t ui);
+
+/// The columns of a table, in segment column order.
+std::span<COL> table_columns(const TAB &tab);
+
+/// Index of the first user of that name, or -1.
+int find_user(const char *name);
+
+/// The first table of the user at index `ui` whose name is `name`, or null.
+const TAB *find_user_table(uint32_t ui, const char *name);
+
+/// Splits `text` as take_table_name does and finds the table; `user` and `table` receive the names. Null
+/// after "user not specified.\n", "table not specified.\n", "user \"%s\" not found.\n" or "table \"%s\" not
+/// found.\n".
+const TAB *resolve_table(char *text, char (&user)[NAME_SIZE], char (&table)[NAME_SIZE]);

@@ -1,0 +1,18 @@
+#include "command_map.h"
+#include "console.h"
+#include "vexlo.h"
+
+#include <cstdio>
+#include <cstring>
+
+int show_user_handle(char *args) {
+    if (strcmp(args, "user") != 0) {
+        report("show command format error.\n");
+        return -1;
+    }
+    if (g_ctx.cur_usr[0] == '\0')
+        printf("Current user not set.\n");
+    else
+        printf("Current user is \"%s\".\n", g_ctx.cur_usr);
+    return 0;
+}

@@ -1,0 +1,22 @@
+#include "text_lines.h"
+
+#include "console.h"
+
+#include <cerrno>
+#include <cstring>
+
+FILE *open_text(const char *path) {
+    FILE *file = fopen(path, "r");
+    if (file == nullptr)
+        report("open %s: %s\n", path, strerror(errno));
+    return file;
+}
+
+int next_line(FILE *file, const char *path, char (&line)[LINE_SIZE]) {
+    if (fgets(line, LINE_SIZE, file) != nullptr)
+        return 1;
+    if (!ferror(file))
+        return 0;
+    report("read %s: %s\n", path, strerror(errno));
+    return -1;
+}

@@ -41,6 +41,13 @@ struct BLOCK {
     uint32_t rdba;
 };
 
+/// Consecutive blocks in memory, as one read delivered them.
+struct BLOCK_RUN {
+    const uint8_t *data;
+    uint32_t rdba; // of the first one
+    uint32_t blocks;
+};
+
 /// Where the row structures of a block lie; offsets count from the start of the block.
 struct ROW_AREA {
     BLOCK blk;

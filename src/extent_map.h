@@ -8,6 +8,7 @@
 //   int file_error(uint32_t rdba)          says that there is none; returns -1
 //   int header_error(uint32_t rdba)        says that the map block at rdba cannot be read; returns -1
 //   int extent_error(uint32_t rdba)        the same for the run of blocks from rdba on
+//   void begin_run(const BLOCK_RUN &)      the blocks that come next, all of them in memory now
 //   int block(const BLOCK &)               takes one block; a negative result ends the walk
 #pragma once
 
@@ -109,6 +110,7 @@ int walk_extent(SEGMENT &segment, const WALK_BUFFERS &buffers, uint32_t dba, uin
         *left -= static_cast<uint64_t>(bytes);
 
         const uint32_t whole = static_cast<uint32_t>(bytes) / df->bsz;
+        segment.begin_run(BLOCK_RUN{buffers.buf, dba, whole});
         for (uint32_t i = 0; i < whole; i++) {
             const int result = segment.block(BLOCK{buffers.buf + i * df->bsz, df->bsz, dba + i});
             if (result < 0)

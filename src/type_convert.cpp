@@ -44,9 +44,6 @@ const char *type_format(bool national, int ctyp) {
 char *type_string(int flag, int ctyp, int clen) {
     static char text[64];
     const bool national = (static_cast<uint32_t>(flag) & COL_NATIONAL) != 0;
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
     snprintf(text, sizeof text, type_format(national, ctyp), clen);
-#pragma GCC diagnostic pop
     return text;
 }

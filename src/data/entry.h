@@ -20,6 +20,11 @@ inline bool is_lob(const COL &col) {
     return col.ctyp == TYPE_CLOB || col.ctyp == TYPE_BLOB;
 }
 
+/// True for a column whose values go into the dump as they come from the row piece.
+inline bool is_ordinary(const COL &col) {
+    return !is_skipped(col) && !is_cluster_key(col) && !is_long(col) && !is_lob(col);
+}
+
 inline void put_mark(ULDR *ul, uint16_t mark) {
     store_be16(ul->cache + ul->clen, mark);
     ul->clen += MARK_SIZE;

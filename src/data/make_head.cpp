@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <span>
+#include <string>
 #include <unistd.h>
 
 namespace {
@@ -78,9 +79,7 @@ int make_head() {
     if (result < 0)
         return -1;
     strcpy(head->magic, "vexlo");
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-truncation"
-    snprintf(head->nls_lang, sizeof head->nls_lang, "%s_%s.%s", nls.language, nls.territory, nls.charset);
-#pragma GCC diagnostic pop
+    const std::string nls_lang = std::string(nls.language) + "_" + nls.territory + "." + nls.charset;
+    nls_lang.copy(head->nls_lang, sizeof head->nls_lang - 1);
     return 0;
 }

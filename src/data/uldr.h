@@ -47,9 +47,12 @@ struct ULDR {
     uint8_t *rbuf; // blocks read ahead
 
     std::span<const COL> cols; // columns of the table
+    bool ordinary;             // none of them is skipped, a cluster key, LONG or LOB
     int32_t lob_room;          // LOBD records that lobc has room for
     int64_t rsz;               // bytes of rbuf
     uint64_t followed;         // pieces followed in the segment
+    BLOCK_RUN run;             // blocks in rbuf
+    uint32_t cblk_rdba;        // address of the block in cblk, 0 when none
 };
 
 // What becomes of a row or a piece, besides 0 (handled) and -1 (the table's unload ends).

@@ -19,6 +19,7 @@ struct TABLE_SEGMENT {
         return -1;
     }
 
+    void begin_run(const BLOCK_RUN &run) const { ul->run = run; }
     int block(const BLOCK &blk) const { return process_data_block(ul, blk); }
 };
 
@@ -64,6 +65,8 @@ int unload_segment(ULDR *ul) {
         return segment_file_error(ul, ul->hdba);
     ul->bsz = static_cast<int32_t>(df->bsz);
     ul->followed = 0;
+    ul->run = {};
+    ul->cblk_rdba = 0;
     carve_buffers(ul);
     TABLE_SEGMENT segment{ul};
     if (walk_segment(segment, ul->hdba, WALK_BUFFERS{ul->hblk, ul->rbuf, ul->rsz}) < 0)

@@ -1,8 +1,10 @@
 #include "byte_order.h"
 #include "console.h"
-#include "data/uldr.h"
+#include "data/entry.h"
 #include "datafile.h"
 #include "dict_array.h"
+
+#include <algorithm>
 
 namespace {
 
@@ -80,6 +82,7 @@ int unload_one_table(ULDR *ul) {
     ul->clen = 0;
     ul->tabn = static_cast<int32_t>(ul->tabp->tabn);
     ul->cols = table_columns(*ul->tabp);
+    ul->ordinary = std::all_of(ul->cols.begin(), ul->cols.end(), is_ordinary);
     if (put_column_list(ul) < 0 || unload_segments(ul) < 0)
         return -1;
     store_be16(ul->cache + ul->clen, MARK_TABLE_END);

@@ -29,6 +29,8 @@ struct BOOTSTRAP_SEGMENT {
     // An unreadable extent is reported with the address at which the whole segment begins.
     int extent_error(uint32_t) const { return header_error(g_ctx.sys.rootdba); }
 
+    void begin_run(const BLOCK_RUN &) const {}
+
     int block(const BLOCK &blk) {
         nbr += process_bootstrap_block(blk, bs, nbr);
         return 0;

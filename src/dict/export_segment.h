@@ -24,6 +24,7 @@ struct DICT_SEGMENT {
         return -1;
     }
 
+    void begin_run(const BLOCK_RUN &) const {}
     int block(const BLOCK &blk) { return DECODE(cblk, blk, records, tabn, max_rows, &nrow); }
 };
 

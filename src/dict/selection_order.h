@@ -49,6 +49,35 @@ inline uint32_t group_length(const SELECTION &s, uint32_t first) {
     return len + 1;
 }
 
+/// Lists the positions of the records in `list`, by key and, for equal keys, by position. A radix sort, whose
+/// passes keep what is equal in order; digits in which no two keys differ cost nothing. `other` is scratch as
+/// long as `list`.
+template <class REC, class KEY>
+void list_by_key(const REC *rec, uint32_t n, KEY key, uint32_t *list, uint32_t *other) {
+    constexpr int DIGIT = 11; // bits
+    constexpr uint64_t MASK = (1 << DIGIT) - 1;
+    uint64_t varying = 0;
+    for (uint32_t i = 1; i < n; i++)
+        varying |= key(rec[i]) ^ key(rec[0]);
+
+    std::iota(list, list + n, 0U);
+    uint32_t *from = list, *to = other;
+    for (int shift = 0; shift < 64; shift += DIGIT) {
+        if ((varying >> shift & MASK) == 0)
+            continue;
+        uint32_t next[MASK + 1] = {}; // number of keys with each digit, then where the next one of them goes
+        const auto digit = [&](uint32_t position) { return key(rec[position]) >> shift & MASK; };
+        for (uint32_t i = 0; i < n; i++)
+            next[digit(i)]++;
+        std::exclusive_scan(next, next + MASK + 1, next, 0U);
+        for (uint32_t i = 0; i < n; i++)
+            to[next[digit(from[i])]++] = from[i];
+        std::swap(from, to);
+    }
+    if (from != list)
+        std::copy_n(from, n, list);
+}
+
 /// Sorts `rec` by `key` (a function from record to uint64_t) into exactly the order that this procedure
 /// leaves: for each position from the first on, find the first record with the smallest key among those not
 /// yet placed and exchange it with the record at the position. Records with equal keys may change their order
@@ -64,11 +93,7 @@ void selection_order(REC *rec, uint32_t n, KEY key, uint32_t *scratch) {
         return;
 
     const SELECTION s{scratch, scratch + n, n};
-    std::iota(s.place, s.place + n, 0U);
-    std::sort(s.place, s.place + n, [&](uint32_t a, uint32_t b) {
-        const uint64_t ka = key(rec[a]), kb = key(rec[b]);
-        return ka != kb ? ka < kb : a < b;
-    });
+    list_by_key(rec, n, key, s.place, s.group);
     for (uint32_t i = 0, first = 0; i < n; i++) {
         if (key(rec[s.place[i]]) != key(rec[s.place[first]]))
             first = i;

@@ -1,0 +1,9 @@
+#!/usr/bin/env bash
+# Builds the benchmarks and runs them beside their limits; arguments go to bench/run.py (--help lists them).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/packages.sh g++ cmake ninja-build libgtest-dev libbenchmark-dev python3 time
+cmake --preset release -B build/bench -DVEXLO_BENCH=ON -DVEXLO_CONVERT=OFF >/dev/null
+cmake --build build/bench --target vexlo vexlo-bench-data vexlo-bench-loops vexlo_interposer
+bench/run.py --build build/bench --work build/bench/data "$@"

@@ -57,19 +57,30 @@ void print_user_info() {
         printf("%-12d%-16d%-s\n", static_cast<int>(user.uid), static_cast<int>(user.dts), user.name);
 }
 
-void print_table_info(char *args) {
-    if (!is_loaded(TAB_SLOT)) {
-        printf("Table information not loaded.\n");
-        return;
+// Begins a listing by owner with its header. Empty when nothing is to be listed, after the message that says
+// why.
+std::optional<OWNER_FILTER> begin_owner_listing(bool records_loaded, const char *what, char *args,
+                                                const char *header) {
+    if (!records_loaded) {
+        printf("%s information not loaded.\n", what);
+        return std::nullopt;
     }
     if (!is_loaded(USER_SLOT)) {
         printf("dictionary data not loaded.\n");
-        return;
+        return std::nullopt;
     }
     const std::optional<OWNER_FILTER> filter = take_owner(args);
+    if (filter)
+        puts(header);
+    return filter;
+}
+
+void print_table_info(char *args) {
+    const std::optional<OWNER_FILTER> filter = begin_owner_listing(
+        is_loaded(TAB_SLOT), "Table", args,
+        "OWNER                           TABLE_NAME                      COLS  FILE#  BLOCK#");
     if (!filter)
         return;
-    printf("OWNER                           TABLE_NAME                      COLS  FILE#  BLOCK#\n");
     for (const TAB &tab : loaded(TAB_SLOT))
         if (shows(*filter, tab.ui))
             printf("%-30s  %-30s  %-4d  %5d  %6d\n", owner_name(tab.ui), object_name(tab.oi),
@@ -77,18 +88,11 @@ void print_table_info(char *args) {
 }
 
 void print_object_info(char *args) {
-    if (!is_loaded(OBJ_SLOT)) {
-        printf("Object information not loaded.\n");
-        return;
-    }
-    if (!is_loaded(USER_SLOT)) {
-        printf("dictionary data not loaded.\n");
-        return;
-    }
-    const std::optional<OWNER_FILTER> filter = take_owner(args);
+    const std::optional<OWNER_FILTER> filter =
+        begin_owner_listing(is_loaded(OBJ_SLOT), "Object", args,
+                            "OWNER                           OBJECT_NAME                     TYPE");
     if (!filter)
         return;
-    printf("OWNER                           OBJECT_NAME                     TYPE\n");
     for (const OBJ &obj : loaded(OBJ_SLOT))
         if (shows(*filter, obj.owner))
             printf("%-30s  %-30s  %-4d\n", owner_name(obj.owner), obj.name, static_cast<int>(obj.type));

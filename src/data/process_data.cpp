@@ -1,6 +1,7 @@
 // The rows of one block of a table's segment.
 #include "console.h"
 #include "data/entry.h"
+#include "table_rows.h"
 
 #include <cstdio>
 #include <unistd.h>
@@ -144,15 +145,9 @@ int find_cluster_key(const ROW_AREA &area, uint8_t index, CLUSTER_KEY *key) {
 }
 
 int process_data_block(ULDR *ul, const BLOCK &blk) {
-    if (blk.data[0] != BLOCK_TABLE_DATA)
-        return 0;
     ROW_AREA area;
-    if (!locate_rows(blk, &area)) {
-        report_damaged_block(blk.rdba);
-        return 0;
-    }
     TABLE_ROWS rows;
-    if (!find_table(area, static_cast<uint32_t>(ul->tabn), &rows))
+    if (!find_table_rows(blk, static_cast<uint32_t>(ul->tabn), &area, &rows))
         return 0;
     return walk_rows(area, rows, first_free_slot(area, rows),
                      [&](int row, const uint8_t *piece) { return process_row(ul, area, row, piece); });

@@ -8,6 +8,7 @@
 #include "datafile.h"
 #include "dict/dict_table.h"
 #include "dict/row_cursor.h"
+#include "table_rows.h"
 
 /// Where a dictionary row is read from: the block of its column data and the piece in it.
 struct ROW_PLACE {
@@ -108,15 +109,9 @@ int write_batch(const DICT_TABLE &table, const REC *records, int *nrow) {
 template <class ROWS, class REC>
 int process_dict_block(const DICT_TABLE &table, uint8_t *cblk, const BLOCK &blk, REC *records, uint32_t tabn,
                        int max_rows, int *nrow) {
-    if (blk.data[0] != BLOCK_TABLE_DATA)
-        return 0;
     ROW_AREA area;
-    if (!locate_rows(blk, &area)) {
-        report_damaged_block(blk.rdba);
-        return 0;
-    }
     TABLE_ROWS rows;
-    if (!find_table(area, tabn, &rows))
+    if (!find_table_rows(blk, tabn, &area, &rows))
         return 0;
     return walk_rows(area, rows, first_free_slot(area, rows), [&](int row, const uint8_t *piece) {
         switch (process_dict_row<ROWS>(area, piece, cblk, tabn, records[*nrow])) {

@@ -1,0 +1,43 @@
+#include "model.h"
+
+#include <utility>
+
+namespace sample {
+
+namespace {
+
+constexpr uint32_t NUMBER_LENGTH = 22;
+constexpr uint32_t DATE_LENGTH = 7;
+constexpr uint32_t DATABASE_CHARSET_FORM = 1;
+
+} // namespace
+
+ColumnDef typed_column(std::string name, uint32_t type, uint32_t length) {
+    ColumnDef def;
+    def.name = std::move(name);
+    def.type = type;
+    def.length = length;
+    return def;
+}
+
+ColumnDef number_column(std::string name) {
+    return typed_column(std::move(name), TYPE_NUMBER, NUMBER_LENGTH);
+}
+
+ColumnDef varchar2_column(std::string name, uint32_t length) {
+    ColumnDef def = typed_column(std::move(name), TYPE_VARCHAR2, length);
+    def.charset_form = DATABASE_CHARSET_FORM;
+    return def;
+}
+
+ColumnDef char_column(std::string name, uint32_t length) {
+    ColumnDef def = typed_column(std::move(name), TYPE_CHAR, length);
+    def.charset_form = DATABASE_CHARSET_FORM;
+    return def;
+}
+
+ColumnDef date_column(std::string name) {
+    return typed_column(std::move(name), TYPE_DATE, DATE_LENGTH);
+}
+
+} // namespace sample

@@ -30,6 +30,8 @@ constexpr uint8_t ROW_LAST = 0x04;     // L: no next piece
 constexpr uint8_t ROW_PREVIOUS = 0x02; // P: first column continues the previous piece's last
 constexpr uint8_t ROW_NEXT = 0x01;     // N: last column continues in the next piece
 
+constexpr uint32_t KDBH_SIZE = 14;
+constexpr uint32_t KDBT_SIZE = 4;
 constexpr int PIECE_HEADER = 3; // flag, lock, column count
 constexpr int ROWID_SIZE = 6;   // block address and slot, big-endian
 constexpr int KEY_DATA = 19;    // a cluster key row's column data, from the start of its piece
@@ -70,13 +72,14 @@ struct VALUE {
     bool null;
 };
 
+/// The position behind the last byte of a block.
 inline const uint8_t *block_end(const BLOCK &blk) {
     return blk.data + blk.bsz;
 }
 
 /// Finds the row structures. False when the headers point beyond the block.
 inline bool locate_rows(const BLOCK &blk, ROW_AREA *area) {
-    constexpr uint32_t ITL = 44, ITL_SIZE = 24, EXDATA_SIZE = 8, KDBH_SIZE = 14;
+    constexpr uint32_t ITL = 44, ITL_SIZE = 24, EXDATA_SIZE = 8;
     if (blk.bsz < ITL)
         return false;
     uint32_t at = ITL + ITL_SIZE * blk.data[36];
@@ -89,7 +92,7 @@ inline bool locate_rows(const BLOCK &blk, ROW_AREA *area) {
         return false;
     const uint8_t *kdbh = blk.data + at;
     const int32_t ntab = static_cast<int8_t>(kdbh[1]);
-    const uint32_t dir = at + KDBH_SIZE + 4 * static_cast<uint32_t>(ntab > 0 ? ntab : 0);
+    const uint32_t dir = at + KDBH_SIZE + KDBT_SIZE * static_cast<uint32_t>(ntab > 0 ? ntab : 0);
     if (dir > blk.bsz)
         return false;
     *area = {blk, at, dir, ntab, static_cast<int16_t>(load_le16(kdbh + 4))};
@@ -100,7 +103,7 @@ inline bool locate_rows(const BLOCK &blk, ROW_AREA *area) {
 inline bool find_table(const ROW_AREA &area, uint32_t tabn, TABLE_ROWS *rows) {
     if (area.ntab <= 0 || tabn >= static_cast<uint32_t>(area.ntab))
         return false;
-    const uint8_t *kdbt = area.blk.data + area.kdbh + 14 + 4 * tabn;
+    const uint8_t *kdbt = area.blk.data + area.kdbh + KDBH_SIZE + KDBT_SIZE * tabn;
     *rows = {static_cast<int16_t>(load_le16(kdbt)), static_cast<int16_t>(load_le16(kdbt + 2))};
     return true;
 }
@@ -135,6 +138,12 @@ inline int32_t table_slot(const ROW_AREA &area, uint32_t tabn, uint16_t slot) {
     if (!find_table(area, tabn, &rows) || slot >= rows.count || !has_slot(area, rows.first + slot))
         return -1;
     return rows.first + slot;
+}
+
+/// True for a directory entry that points before all rows: it names another free entry, or ends their chain.
+inline bool is_free_entry(const ROW_AREA &area, int32_t slot) {
+    return has_slot(area, slot) && static_cast<int32_t>(area.kdbh) + slot_value(area, slot) <
+                                       static_cast<int32_t>(area.dir) + 2 * (slot + 1);
 }
 
 /// The piece of the cluster key row that `index` names: key rows are the rows of table 0. Null when it is not
@@ -198,6 +207,17 @@ inline bool next_value(const uint8_t *&p, const uint8_t *end, VALUE *value) {
         return false;
     *value = {p, len, false};
     p += len;
+    return true;
+}
+
+/// Reads a row address, big-endian block address and slot, and steps behind it. False when it leaves [p,
+/// end).
+inline bool next_address(const uint8_t *&p, const uint8_t *end, uint32_t *rdba, uint16_t *slot) {
+    if (end - p < ROWID_SIZE)
+        return false;
+    *rdba = load_be32(p);
+    *slot = load_be16(p + 4);
+    p += ROWID_SIZE;
     return true;
 }
 

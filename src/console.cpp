@@ -1,5 +1,7 @@
 #include "console.h"
 
+#include "vexlo.h"
+
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -7,8 +9,6 @@
 namespace {
 
 constexpr uint32_t DAMAGE_LINES = 100; // lines about damage that one segment may print
-
-uint32_t damaged;
 
 // Fills text with `fill` from its end up to `width` characters and ends it there; a longer text is left
 // alone.
@@ -50,21 +50,21 @@ void show_rows_done(uint32_t rows) {
 }
 
 void begin_damage() {
-    damaged = 0;
+    g_ctx.damaged = 0;
 }
 
 void report_damaged_row(uint32_t rdba, int row) {
-    if (damaged++ < DAMAGE_LINES)
+    if (g_ctx.damaged++ < DAMAGE_LINES)
         report("block rdba=0x%08x row %d damaged, skip this row data.\n", rdba, row);
 }
 
 void report_damaged_block(uint32_t rdba) {
-    if (damaged++ < DAMAGE_LINES)
+    if (g_ctx.damaged++ < DAMAGE_LINES)
         report("block rdba=0x%08x damaged, skip this block.\n", rdba);
 }
 
 void end_damage() {
-    if (damaged > DAMAGE_LINES)
-        report("%u more damaged rows or blocks.\n", damaged - DAMAGE_LINES);
-    damaged = 0;
+    if (g_ctx.damaged > DAMAGE_LINES)
+        report("%u more damaged rows or blocks.\n", g_ctx.damaged - DAMAGE_LINES);
+    g_ctx.damaged = 0;
 }

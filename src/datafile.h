@@ -34,6 +34,10 @@ int close_datafile();
 /// Byte offset of the block at `rdba`. Computed in 32 bits: addresses beyond the first 4 GiB wrap.
 uint32_t block_offset(const DATAFILE *df, uint32_t rdba);
 
+/// How many blocks, from the one at `rdba` on, lie in the file where their own addresses lead: behind them
+/// the file number of the address changes, or its byte offset wraps.
+uint32_t blocks_in_reach(const DATAFILE *df, uint32_t rdba);
+
 /// Reads `blocks` consecutive blocks from `rdba` on into `buf`, which holds blocks * df->bsz bytes. Returns
 /// the bytes delivered, fewer than asked at the end of the file, or -1 after "read \"%s\": %s\n" or, when
 /// check values are verified, "block rdba=0x%x check value not matched.\n" for the first block that is wrong

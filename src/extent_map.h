@@ -18,6 +18,9 @@
 
 #include <algorithm>
 
+constexpr uint32_t MAPHDR_SIZE = 16;
+constexpr uint32_t EXTMAP_SIZE = 8;
+
 struct EXTENT_MAP {
     const uint8_t *entries;
     uint32_t count; // entries that lie inside the block
@@ -49,7 +52,6 @@ inline uint32_t map_header_offset(uint8_t type) {
 
 /// Finds the extent map of a block; false when a block of its type has none or cannot hold one.
 inline bool locate_extent_map(const BLOCK &blk, EXTENT_MAP *map) {
-    constexpr uint32_t MAPHDR_SIZE = 16, EXTMAP_SIZE = 8;
     const uint32_t at = map_header_offset(blk.data[0]);
     if (at == 0 || at + MAPHDR_SIZE > blk.bsz)
         return false;
@@ -90,8 +92,8 @@ uint32_t looping_maps(SEGMENT &segment, uint32_t first) {
 }
 
 /// Reads one extent in runs as long as the buffer allows and hands over the blocks that were delivered whole.
-/// An extent that runs past the end of its file is no error: the rest of it is passed over. `left` is what
-/// the walk may still read, in bytes.
+/// An extent that runs past the end of its file is no error (unless check values are verified): the rest of
+/// it is passed over. `left` is what the walk may still read, in bytes.
 template <class SEGMENT>
 int walk_extent(SEGMENT &segment, const WALK_BUFFERS &buffers, uint32_t dba, uint32_t len, uint64_t *left) {
     while (len != 0) {
@@ -110,7 +112,7 @@ int walk_extent(SEGMENT &segment, const WALK_BUFFERS &buffers, uint32_t dba, uin
         *left -= static_cast<uint64_t>(bytes);
 
         const uint32_t whole = static_cast<uint32_t>(bytes) / df->bsz;
-        segment.begin_run(BLOCK_RUN{buffers.buf, dba, whole});
+        segment.begin_run(BLOCK_RUN{buffers.buf, dba, std::min(whole, blocks_in_reach(df, dba))});
         for (uint32_t i = 0; i < whole; i++) {
             const int result = segment.block(BLOCK{buffers.buf + i * df->bsz, df->bsz, dba + i});
             if (result < 0)
@@ -127,7 +129,7 @@ int walk_extent(SEGMENT &segment, const WALK_BUFFERS &buffers, uint32_t dba, uin
 template <class SEGMENT>
 int walk_map(SEGMENT &segment, const WALK_BUFFERS &buffers, const EXTENT_MAP &map, uint64_t *left) {
     for (uint32_t i = 0; i < map.count; i++) {
-        const uint8_t *entry = map.entries + 8 * i;
+        const uint8_t *entry = map.entries + EXTMAP_SIZE * i;
         const int result = walk_extent(segment, buffers, load_le32(entry), load_le32(entry + 4), left);
         if (result < 0)
             return result;
@@ -152,10 +154,9 @@ int read_map(SEGMENT &segment, uint32_t rdba, uint8_t *hblk, EXTENT_MAP *map) {
     return 0;
 }
 
-/// Walks the whole segment whose header is at `hdba`. Returns 0, or a negative value after a message of its
-/// own or of `segment`. A chain of map blocks that loops is walked once round and is a failure then.
+/// Walks the maps of a segment one after the other; see walk_segment.
 template <class SEGMENT>
-int walk_segment(SEGMENT &segment, uint32_t hdba, const WALK_BUFFERS &buffers) {
+int walk_maps(SEGMENT &segment, uint32_t hdba, const WALK_BUFFERS &buffers) {
     uint64_t left = g_ctx.df_bytes;
     uint32_t loop = 0, walked = 0;
     EXTENT_MAP map;
@@ -173,4 +174,14 @@ int walk_segment(SEGMENT &segment, uint32_t hdba, const WALK_BUFFERS &buffers) {
             return result;
     }
     return 0;
+}
+
+/// Walks the whole segment whose header is at `hdba`. Returns 0, or a negative value after a message of its
+/// own or of `segment`. A chain of map blocks that loops is walked once round and is a failure then.
+template <class SEGMENT>
+int walk_segment(SEGMENT &segment, uint32_t hdba, const WALK_BUFFERS &buffers) {
+    begin_damage();
+    const int result = walk_maps(segment, hdba, buffers);
+    end_damage();
+    return result;
 }

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -25,6 +25,8 @@ constexpr int ROOTDBA = 96;   // bootstrap$ segment header, in the SYSTEM datafi
 constexpr int KCVFHTSN = 332; // tablespace number
 constexpr int KCVFHRFN = 368; // relative file number
 constexpr int FILE_HEADER_SIZE = 372;
+
+constexpr uint32_t SECTOR_SIZE = 512; // every block size is a multiple of it
 
 // The check value field is inside block 0, and the header block behind it inside the bytes read.
 constexpr uint32_t BLK0_MIN = 18;
@@ -60,7 +62,7 @@ int take_identity(DATAFILE &df, const uint8_t *start) {
     df.tsn = load_le32(header + KCVFHTSN);
     df.blks = load_le32(header + KCCFHFSZ);
     df.bsz = load_le32(header + KCCFHBSZ);
-    if (df.bsz < BLK0_MIN || df.bsz > MAX_BLOCK_SIZE) {
+    if (df.bsz == 0 || df.bsz > MAX_BLOCK_SIZE || df.bsz % SECTOR_SIZE != 0) {
         report("block size %u of \"%s\" not supported.\n", df.bsz, df.name);
         return -1;
     }
@@ -73,9 +75,11 @@ int take_identity(DATAFILE &df, const uint8_t *start) {
     return 0;
 }
 
+// By seeking, because block devices have no size of their own. Blocks are read with positions given, never
+// from here.
 uint64_t file_size(const DATAFILE &df) {
-    struct stat st;
-    return fstat(df.fd, &st) == 0 ? static_cast<uint64_t>(st.st_size) : 0;
+    const off_t size = lseek(df.fd, 0, SEEK_END);
+    return size > 0 ? static_cast<uint64_t>(size) : 0;
 }
 
 int open_one(DATAFILE &df) {

@@ -2,12 +2,19 @@
 #include "datafile.h"
 #include "file_io.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 uint32_t block_offset(const DATAFILE *df, uint32_t rdba) {
     const uint32_t block = (df->flag & DF_BIGFILE) != 0 ? rdba : rdba & RDBA_BLOCK_MASK;
     return df->blk0_sz + df->bsz * (block - 1);
+}
+
+uint32_t blocks_in_reach(const DATAFILE *df, uint32_t rdba) {
+    const uint32_t in_file = RDBA_BLOCK_MASK - (rdba & RDBA_BLOCK_MASK) + 1;
+    const uint32_t to_wrap = (UINT32_MAX - block_offset(df, rdba)) / df->bsz + 1;
+    return std::min(in_file, to_wrap);
 }
 
 int read_extent_blocks(const DATAFILE *df, uint32_t rdba, int blocks, uint8_t *buf) {

@@ -13,8 +13,12 @@ FILE *open_text(const char *path) {
 }
 
 int next_line(FILE *file, const char *path, char (&line)[LINE_SIZE]) {
-    if (fgets(line, LINE_SIZE, file) != nullptr)
+    if (fgets(line, LINE_SIZE, file) != nullptr) {
+        if (strchr(line, '\n') ==
+            nullptr) // whether the file ends behind a full piece shows with its next byte
+            ungetc(getc(file), file);
         return 1;
+    }
     if (!ferror(file))
         return 0;
     report("read %s: %s\n", path, strerror(errno));

@@ -1,6 +1,7 @@
+#include "column.h"
 #include "command_map.h"
 #include "console.h"
-#include "data/entry.h"
+#include "data/uldr.h"
 #include "dict_array.h"
 #include "text.h"
 

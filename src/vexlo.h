@@ -250,6 +250,12 @@ struct ZUKCTX {
     // its own counts beside the arrays of an earlier load.
     ZUKSYS cap;
     uint64_t df_bytes; // size of all open datafiles together: no sound segment holds more
+    uint32_t damaged;  // damaged rows and blocks met in the segment being walked
+    struct {
+        uint32_t tsn;
+        uint32_t rfn;
+        uint32_t index;
+    } last_df; // last answer of get_datafile
 };
 
 extern ZUKCTX g_ctx;

@@ -1,45 +1,27 @@
 // Appending dump entries to the cache. The caller has made room.
 #pragma once
 
+#include "column.h"
 #include "data/uldr.h"
 
-/// True for a stored column that is not unloaded.
-inline bool is_skipped(const COL &col) {
-    return (col.flag & (COL_HIDDEN | COL_PROPERTY_15)) != 0;
-}
-
-inline bool is_cluster_key(const COL &col) {
-    return (col.flag & COL_CLUSTER_KEY) != 0;
-}
-
-inline bool is_long(const COL &col) {
-    return col.ctyp == TYPE_LONG || col.ctyp == TYPE_LONG_RAW;
-}
-
-inline bool is_lob(const COL &col) {
-    return col.ctyp == TYPE_CLOB || col.ctyp == TYPE_BLOB;
-}
-
-/// True for a column whose values go into the dump as they come from the row piece.
-inline bool is_ordinary(const COL &col) {
-    return !is_skipped(col) && !is_cluster_key(col) && !is_long(col) && !is_lob(col);
-}
-
-inline void put_mark(ULDR *ul, uint16_t mark) {
+/// Appends a mark or a length.
+inline void put_word(ULDR *ul, uint16_t mark) {
     store_be16(ul->cache + ul->clen, mark);
     ul->clen += MARK_SIZE;
 }
 
+/// Appends bytes as they are.
 inline void put_bytes(ULDR *ul, const uint8_t *data, uint32_t len) {
     memcpy(ul->cache + ul->clen, data, len);
     ul->clen += static_cast<int32_t>(len);
 }
 
+/// Appends the entry of a value, or of NULL.
 inline void put_value(ULDR *ul, const VALUE &value) {
     if (value.null) {
-        put_mark(ul, MARK_NULL);
+        put_word(ul, MARK_NULL);
     } else {
-        put_mark(ul, static_cast<uint16_t>(value.len));
+        put_word(ul, static_cast<uint16_t>(value.len));
         put_bytes(ul, value.data, value.len);
     }
 }
@@ -66,10 +48,10 @@ inline void put_column(ULDR *ul, const COL &col, const VALUE &value, bool mark_l
         put_value(ul, value);
     } else if (is_long(col)) {
         if (mark_long)
-            put_mark(ul, MARK_LONG);
+            put_word(ul, MARK_LONG);
         keep_long(ul, value);
     } else {
-        put_mark(ul, MARK_LOB);
+        put_word(ul, MARK_LOB);
         save_lob(ul, col.cid, value);
         ul->lcc++;
     }

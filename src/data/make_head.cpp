@@ -1,10 +1,10 @@
 #include "console.h"
 #include "data/dump_file.h"
+#include "dict_path.h"
 #include "file_io.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <span>
@@ -30,8 +30,9 @@ bool is_named(const PROPS &prop, const char *name) {
 // Copies a value, cut to the field with a NUL behind it; the rest of the field becomes zero.
 template <size_t SIZE>
 void copy_value(char (&field)[SIZE], const PROPS &prop) {
-    strncpy(field, prop.value, std::min(SIZE, sizeof prop.value));
-    field[SIZE - 1] = '\0';
+    const size_t len = strnlen(prop.value, std::min(SIZE, sizeof prop.value) - 1);
+    memcpy(field, prop.value, len);
+    memset(field + len, 0, SIZE - len);
 }
 
 void take_property(const PROPS &prop, NLS_TEXTS *nls, HEAD_INFO *head) {
@@ -65,7 +66,7 @@ int read_properties(int fd, const char *path, NLS_TEXTS *nls, HEAD_INFO *head) {
 
 int make_head() {
     char path[PATH_SIZE];
-    snprintf(path, sizeof path, "%s/props.dat", g_ctx.par.dict_dir);
+    dict_path(path, "props");
     const int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         report("open %s: %s\n", path, strerror(errno));

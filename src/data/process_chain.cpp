@@ -10,9 +10,10 @@ namespace {
 constexpr int CHAIN_ENDS = 1; // the next-piece address leads to nothing that could be added to the row
 
 // The pieces that a chain has come through, so that one that comes back to itself ends there. The last ones
-// are kept and, against longer rounds, one more that moves on at doubling distances.
+// are kept, and one more that moves on at doubling distances: a round of more pieces than are kept, which no
+// sound row has, is noticed late but is noticed.
 struct PIECE_TRAIL {
-    static constexpr uint64_t KEPT = 256;
+    static constexpr uint64_t KEPT = 4096;
     uint64_t last[KEPT];
     uint64_t count;
     uint64_t mark;
@@ -73,7 +74,7 @@ int find_next_piece(ULDR *ul, uint32_t rdba, uint16_t slot, ROW_AREA *area, cons
     if (!locate_rows(blk, area))
         return CHAIN_ENDS;
     const int32_t entry = table_slot(*area, static_cast<uint32_t>(ul->tabn), slot);
-    if (entry < 0)
+    if (entry < 0 || is_free_entry(*area, entry))
         return CHAIN_ENDS;
     *piece = find_piece(*area, entry);
     return *piece != nullptr ? 0 : ROW_DAMAGED;
@@ -97,13 +98,8 @@ int take_piece(ULDR *ul, const ROW_AREA &head, const uint8_t *piece, const uint8
     }
     if ((fb & ROW_FIRST) != 0)
         q += ROWID_SIZE;
-    if ((fb & ROW_LAST) == 0) {
-        if (end - q < ROWID_SIZE)
-            return ROW_DAMAGED;
-        *rdba = load_be32(q);
-        *slot = load_be16(q + 4);
-        q += ROWID_SIZE;
-    }
+    if ((fb & ROW_LAST) == 0 && !next_address(q, end, rdba, slot))
+        return ROW_DAMAGED;
     if (q > end)
         return ROW_DAMAGED;
     if (make_room(ul, CHAIN_RESERVE, q, end, piece[2], *key) < 0)

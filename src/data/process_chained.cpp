@@ -28,7 +28,10 @@ int continue_column(ULDR *ul, const COL &col, const VALUE &part, bool ends) {
     if (is_long(col))
         return save_long(ul, part.data, part.len, false);
     if (is_lob(col)) {
+        if (!ul->lob_begun)
+            return ROW_DAMAGED;
         continue_lob(ul, part);
+        ul->lob_begun = !ends;
         return 0;
     }
     if (ul->pl == nullptr) // no piece before has begun the value
@@ -45,17 +48,18 @@ int continue_column(ULDR *ul, const COL &col, const VALUE &part, bool ends) {
 int begin_column(ULDR *ul, const COL &col, const VALUE &part) {
     if (is_long(col)) {
         if (is_first_long(ul))
-            put_mark(ul, MARK_LONG);
+            put_word(ul, MARK_LONG);
         return save_long(ul, part.data, part.len, false);
     }
     if (is_lob(col)) {
-        put_mark(ul, MARK_LOB);
+        put_word(ul, MARK_LOB);
         save_lob(ul, col.cid, part);
+        ul->lob_begun = true;
         return 0;
     }
     if (ul->pl == nullptr) {
         ul->pl = ul->cache + ul->clen;
-        put_mark(ul, 0); // the length, when it is known
+        put_word(ul, 0); // the length, when it is known
     }
     return put_part(ul, part);
 }

@@ -9,6 +9,7 @@
 namespace {
 
 constexpr uint8_t KEY_ROW_WHOLE = ROW_HEAD | ROW_FIRST | ROW_LAST;
+constexpr int ROW_EXTRA_SIZE = 6;
 constexpr uint8_t ROW_WHOLE = ROW_FIRST | ROW_LAST;
 
 void begin_row(ULDR *ul) {
@@ -16,6 +17,7 @@ void begin_row(ULDR *ul) {
     ul->curc = 0;
     ul->lcc = 0;
     ul->lsz = 0;
+    ul->lob_begun = false;
     ul->pl = nullptr;
     ul->ccl = 0;
 }
@@ -24,7 +26,9 @@ void begin_row(ULDR *ul) {
 int end_row(ULDR *ul) {
     if (ul->pl != nullptr) // its chain broke off inside the value
         finish_value(ul);
-    put_mark(ul, MARK_ROW_END);
+    if (ul->clen + MARK_SIZE > ul->csz && write_cache(ul) < 0) // a row may have come to nothing but its end
+        return -1;
+    put_word(ul, MARK_ROW_END);
     if (ul->lsz >= 1 || ul->lfd != -1) {
         int result = ul->lfd != -1 ? save_long(ul, nullptr, 0, true) : 0;
         if (result == 0)
@@ -64,7 +68,7 @@ int step_over_head(const ULDR *ul, const ROW_AREA &area, const uint8_t *&p, bool
         p++;
     }
     if ((ul->tabp->flag & TAB_ROW_EXTRA) != 0)
-        p += 6;
+        p += ROW_EXTRA_SIZE;
     return p <= end ? 0 : ROW_DAMAGED;
 }
 
@@ -84,14 +88,13 @@ int process_chained_row(ULDR *ul, const ROW_AREA &area, int row, const uint8_t *
     const uint8_t fb = piece[0];
     const bool first = (fb & ROW_FIRST) != 0;
     const uint8_t *p = piece + PIECE_HEADER, *end = block_end(area.blk);
+    uint32_t rdba = 0;
+    uint16_t slot = 0;
     int result = step_over_head(ul, area, p, ul->tabn > 0 && first, &key);
-    if (result == 0 && end - p < ROWID_SIZE)
+    if (result == 0 && !next_address(p, end, &rdba, &slot))
         result = ROW_DAMAGED;
     if (result < 0)
         return result;
-    const uint32_t rdba = load_be32(p);
-    const uint16_t slot = load_be16(p + 4);
-    p += ROWID_SIZE;
     if (first) {
         if (make_room(ul, CHAIN_RESERVE, p, end, piece[2], key) < 0)
             return -1;

@@ -42,13 +42,13 @@ int put_spilled(ULDR *ul) {
 int process_long(ULDR *ul) {
     if (flush_for(ul, BLOCK_SPACE) < 0)
         return -1;
-    put_mark(ul, MARK_LONG_BLOCK);
+    put_word(ul, MARK_LONG_BLOCK);
     if (ul->lfd == -1) {
-        put_mark(ul, static_cast<uint16_t>(ul->lsz));
+        put_word(ul, static_cast<uint16_t>(ul->lsz));
         put_bytes(ul, ul->lbuf, static_cast<uint32_t>(ul->lsz));
     } else if (put_spilled(ul) < 0) {
         return -1;
     }
-    put_mark(ul, 0);
+    put_word(ul, 0);
     return 0;
 }

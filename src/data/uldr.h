@@ -9,6 +9,7 @@
 
 constexpr int CACHE_SIZE = 0x400000;
 constexpr int LONG_SIZE = 32768; // LONG bytes held in memory
+constexpr int LOB_BUFFER_SIZE = 32768;
 constexpr uint32_t LOB_DATA_SIZE = 4088;
 
 // The locator bytes of one LOB value met in a row. They are gathered and never written.
@@ -42,13 +43,18 @@ struct ULDR {
     uint8_t *hblk;     // segment header or extent map block
     uint8_t *cblk;     // block of a followed row piece
     uint8_t *pl;       // reserved length of a value that spans pieces, null when none
-    uint8_t *lbuf;
-    LOBD *lobc;
+    uint8_t *ibuf;     // four buffers that LOB columns take room for
+    uint8_t *itree2;
+    uint8_t *itree3;
+    uint8_t *itree4;
+    uint8_t *lbuf; // LONG value
+    LOBD *lobc;    // LOB locators
     uint8_t *rbuf; // blocks read ahead
 
     std::span<const COL> cols; // columns of the table
     bool ordinary;             // none of them is skipped, a cluster key, LONG or LOB
     int32_t lob_room;          // LOBD records that lobc has room for
+    bool lob_begun;            // LOBD number lcc holds the begin of a value
     int64_t rsz;               // bytes of rbuf
     uint64_t followed;         // pieces followed in the segment
     BLOCK_RUN run;             // blocks in rbuf

@@ -23,27 +23,31 @@ struct TABLE_SEGMENT {
     int block(const BLOCK &blk) const { return process_data_block(ul, blk); }
 };
 
-// Carves the buffers out of the work buffer. The buffers for LOB columns count even though no LOB is
+// Hands out the next `size` bytes of the work buffer.
+uint8_t *carve(uint8_t *&at, int64_t size) {
+    uint8_t *buffer = at;
+    at += size;
+    return buffer;
+}
+
+// Carves the buffers out of the work buffer. Tables with LOB columns have further ones although no LOB is
 // unloaded; so many of them that no block could be read any more are cut to what leaves room for one.
 void carve_buffers(ULDR *ul) {
-    constexpr int LOB_BUFFERS = 4 * 32768;
+    constexpr int ALIGNMENT = 8;
     const int32_t bsz = ul->bsz;
+    uint8_t *at = g_ctx.wrk, *end = at + WORK_SIZE;
     ul->csz = CACHE_SIZE;
-    ul->cache = g_ctx.wrk;
-    ul->hblk = ul->cache + CACHE_SIZE;
-    ul->cblk = ul->hblk + bsz;
-    ul->lbuf = ul->cblk + bsz;
-    uint8_t *at = ul->lbuf + LONG_SIZE;
-    uint8_t *end = g_ctx.wrk + WORK_SIZE;
-    ul->lob_room = 0;
-    if ((ul->tabp->flag & TAB_HAS_LOB) != 0) {
-        at += LOB_BUFFERS;
-        const auto fit = (end - at - bsz - 8) / static_cast<int64_t>(sizeof(LOBD));
-        ul->lob_room = static_cast<int32_t>(std::min<int64_t>(ul->nlob, fit));
-    }
-    ul->lobc = reinterpret_cast<LOBD *>(at);
-    at += ul->lob_room * static_cast<int64_t>(sizeof(LOBD));
-    ul->rbuf = g_ctx.wrk + (at - g_ctx.wrk + 7) / 8 * 8;
+    ul->cache = carve(at, CACHE_SIZE);
+    ul->hblk = carve(at, bsz);
+    ul->cblk = carve(at, bsz);
+    ul->lbuf = carve(at, LONG_SIZE);
+    const bool lobs = (ul->tabp->flag & TAB_HAS_LOB) != 0;
+    for (uint8_t **buffer : {&ul->ibuf, &ul->itree2, &ul->itree3, &ul->itree4})
+        *buffer = lobs ? carve(at, LOB_BUFFER_SIZE) : nullptr;
+    const int64_t fit = (end - at - bsz - ALIGNMENT) / static_cast<int64_t>(sizeof(LOBD));
+    ul->lob_room = lobs ? static_cast<int32_t>(std::min<int64_t>(ul->nlob, fit)) : 0;
+    ul->lobc = reinterpret_cast<LOBD *>(carve(at, ul->lob_room * static_cast<int64_t>(sizeof(LOBD))));
+    ul->rbuf = g_ctx.wrk + (at - g_ctx.wrk + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
     ul->rsz = end - ul->rbuf;
 }
 

@@ -85,7 +85,6 @@ int unload_one_table(ULDR *ul) {
     ul->ordinary = std::all_of(ul->cols.begin(), ul->cols.end(), is_ordinary);
     if (put_column_list(ul) < 0 || unload_segments(ul) < 0)
         return -1;
-    store_be16(ul->cache + ul->clen, MARK_TABLE_END);
-    ul->clen += MARK_SIZE;
+    put_word(ul, MARK_TABLE_END);
     return write_cache(ul);
 }

@@ -1,11 +1,9 @@
 #include "dict/column_runs.h"
 
-#include "console.h"
+#include "allocate.h"
+#include "column.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
 
 namespace {
 
@@ -13,7 +11,7 @@ uint32_t column_flag(const COL &col) {
     uint32_t flag = 0;
     if ((col.flag & COL_FEATURE) != 0)
         flag |= TAB_COL_FEATURE;
-    if (col.ctyp == TYPE_LONG || col.ctyp == TYPE_LONG_RAW)
+    if (is_long(col))
         flag |= TAB_HAS_LONG;
     return flag;
 }
@@ -33,18 +31,15 @@ uint32_t count_runs(std::span<const COL> columns) {
 
 COL_RUNS index_column_runs(std::span<const COL> columns) {
     const uint32_t count = count_runs(columns);
-    const size_t bytes = count * sizeof(COL_RUN);
-    COL_RUN *runs = static_cast<COL_RUN *>(malloc(bytes + 1)); // an index of no runs is no failure
-    if (runs == nullptr) {
-        report("allocate memory %d bytes error: %s\n", static_cast<int>(bytes), strerror(errno));
+    COL_RUN *runs = allocate<COL_RUN>(count);
+    if (runs == nullptr)
         return {columns, nullptr, 0};
-    }
-    COL_RUN *run = runs - 1;
-    for (size_t i = 0; i < columns.size(); i++) {
+    for (uint32_t i = 0, next = 0; i < columns.size(); i++) {
         if (starts_run(columns, i))
-            *++run = {static_cast<uint32_t>(i), 0, 0};
-        run->count++;
-        run->flag |= column_flag(columns[i]);
+            runs[next++] = {i, 0, 0};
+        COL_RUN &run = runs[next - 1];
+        run.count++;
+        run.flag |= column_flag(columns[i]);
     }
     std::sort(runs, runs + count, [&](const COL_RUN &a, const COL_RUN &b) {
         const uint32_t left = columns[a.start].objn, right = columns[b.start].objn;

@@ -20,9 +20,10 @@ struct COL_RUNS {
     uint32_t count;
 };
 
-/// Indexes `columns`, which must stay in place. `runs` is null after "allocate memory %d bytes error: %s\n".
+/// Indexes `columns`, which must stay in place. `runs` is null when memory was short, after its message.
 COL_RUNS index_column_runs(std::span<const COL> columns);
 
+/// Frees the index and leaves it empty.
 void free_column_runs(COL_RUNS *runs);
 
 /// The first run of the object `objn` that starts at index `from` or behind; null when there is none.

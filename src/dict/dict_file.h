@@ -3,9 +3,6 @@
 
 #include "vexlo.h"
 
-/// Forms the path of the dictionary file with base name `name`.
-void dict_path(char (&path)[PATH_SIZE], const char *name);
-
 /// Writes `size` bytes at `data` to the dictionary file `name`: created or truncated when g_ctx.fd is -1,
 /// behind what the file holds otherwise. Leaves the descriptor in g_ctx.fd. Returns 0, or -1 after "open %s:
 /// %s\n" or "write %s: %s\n", with g_ctx.fd -1.

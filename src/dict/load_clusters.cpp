@@ -1,29 +1,26 @@
 #include "dict/load_clusters.h"
 
-#include "console.h"
+#include "allocate.h"
 #include "dict/dict_file.h"
 #include "dict_array.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <numeric>
 
 namespace {
 
-// The indexes of all tables, ordered by the cluster they belong to. A heap block; null after its message.
+// The indexes of all tables, ordered by the cluster they belong to, then by their columns. A heap block; null
+// after its message.
 uint32_t *index_tables_by_cluster() {
     const std::span<TAB> tables = loaded(TAB_SLOT);
-    const size_t bytes = tables.size() * sizeof(uint32_t);
-    uint32_t *index = static_cast<uint32_t *>(malloc(bytes + 1));
-    if (index == nullptr) {
-        report("allocate memory %d bytes error: %s\n", static_cast<int>(bytes), strerror(errno));
+    uint32_t *index = allocate<uint32_t>(tables.size());
+    if (index == nullptr)
         return nullptr;
-    }
     std::iota(index, index + tables.size(), 0U);
-    std::stable_sort(index, index + tables.size(),
-                     [&](uint32_t a, uint32_t b) { return tables[a].objb < tables[b].objb; });
+    std::sort(index, index + tables.size(), [&](uint32_t a, uint32_t b) {
+        const TAB &left = tables[a], &right = tables[b];
+        return left.objb != right.objb ? left.objb < right.objb : left.coff < right.coff;
+    });
     return index;
 }
 
@@ -36,18 +33,51 @@ std::span<const uint32_t> tables_of_cluster(std::span<const uint32_t> index, uin
     return {first, last};
 }
 
-// Marks the columns of one table whose segment column numbers are those of the cluster's first columns. The
-// walk never goes back in the table: a matched column stays current for the next key column, and when the
-// table's columns have run out the other key columns find nothing. The key may run on into the columns of the
-// next object, but not past the array.
-void mark_key_columns(std::span<const COL> key, std::span<COL> columns) {
+size_t most_columns(std::span<const uint32_t> members) {
+    size_t most = 0;
+    for (const uint32_t t : members)
+        most = std::max(most, table_columns(loaded(TAB_SLOT)[t]).size());
+    return most;
+}
+
+// Takes the segment column numbers of a cluster key, at most `most` of them, into `scids` and returns how
+// many. A number that comes twice in a row counts once: the second one would be matched by the same column.
+size_t take_key(std::span<const COL> key, size_t most, uint32_t *scids) {
+    size_t count = 0;
+    for (const COL &col : key) {
+        if (count > 0 && scids[count - 1] == col.scid)
+            continue;
+        if (count == most)
+            break;
+        scids[count++] = col.scid;
+    }
+    return count;
+}
+
+// Marks the columns of one table that a cluster key names. The walk never goes back in the table: behind each
+// match it goes on, and when the table's columns have run out the other key columns find nothing.
+void mark_key_columns(std::span<const uint32_t> scids, std::span<COL> columns) {
     size_t m = 0;
-    for (const COL &k : key) {
-        while (m < columns.size() && columns[m].scid != k.scid)
+    for (const uint32_t scid : scids) {
+        while (m < columns.size() && columns[m].scid != scid)
             m++;
         if (m == columns.size())
             return;
         columns[m].flag |= COL_CLUSTER_KEY;
+    }
+}
+
+// Marks the tables of a cluster. Tables that share their columns are marked once.
+void mark_tables(const CLU &clu, std::span<const uint32_t> scids, std::span<const uint32_t> members) {
+    const COL *marked = nullptr;
+    for (const uint32_t t : members) {
+        TAB &tab = loaded(TAB_SLOT)[t];
+        if ((clu.flag & CLU_ROW_EXTRA) != 0)
+            tab.flag |= TAB_ROW_EXTRA;
+        const std::span<COL> columns = table_columns(tab);
+        if (columns.data() != marked)
+            mark_key_columns(scids, columns);
+        marked = columns.data();
     }
 }
 
@@ -57,14 +87,16 @@ int mark_cluster(const CLU &clu, const COL_RUNS &runs, std::span<const uint32_t>
         report("cluster obj#=%d columns not found.\n", static_cast<int>(clu.objn));
         return -1;
     }
-    const size_t most = runs.columns.size() - own->start;
-    const std::span<const COL> key = runs.columns.subspan(own->start, std::min<size_t>(clu.ncol, most));
-    for (const uint32_t t : tables_of_cluster(index, clu.objn)) {
-        TAB &tab = loaded(TAB_SLOT)[t];
-        if ((clu.flag & CLU_ROW_EXTRA) != 0)
-            tab.flag |= TAB_ROW_EXTRA;
-        mark_key_columns(key, table_columns(tab));
-    }
+    const std::span<const uint32_t> members = tables_of_cluster(index, clu.objn);
+    const size_t most = most_columns(members);
+    uint32_t *scids = allocate<uint32_t>(most);
+    if (scids == nullptr)
+        return -1;
+    // The key may run on into the columns of the next object, but not past the array.
+    const size_t behind = runs.columns.size() - own->start;
+    const std::span<const COL> key = runs.columns.subspan(own->start, std::min<size_t>(clu.ncol, behind));
+    mark_tables(clu, {scids, take_key(key, most, scids)}, members);
+    free(scids);
     return 0;
 }
 

@@ -1,3 +1,4 @@
+#include "allocate.h"
 #include "command_map.h"
 #include "console.h"
 #include "dict/column_runs.h"
@@ -6,8 +7,6 @@
 #include "dict/lookup.h"
 #include "dict_array.h"
 
-#include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -27,11 +26,9 @@ void end_names(std::span<REC> records) {
 void *own_array(void *data, int size) {
     if (!in_work_buffer(data))
         return data;
-    void *own = malloc(size > 0 ? static_cast<size_t>(size) : 1);
-    if (own == nullptr) {
-        report("allocate memory %d bytes error: %s\n", size, strerror(errno));
+    void *own = allocate<char>(static_cast<size_t>(size));
+    if (own == nullptr)
         return nullptr;
-    }
     memcpy(own, data, static_cast<size_t>(size));
     return own;
 }

@@ -25,15 +25,15 @@ enum class ROW_RESULT {
     unreadable, // its block cannot be read
 };
 
-/// Finds the piece of a migrated row: bytes 3 to 8 of its stub name block and slot. The block is read into
-/// `cblk`.
+/// Finds the piece of a migrated row: its stub names block and slot. The block is read into `cblk`.
 inline ROW_RESULT follow_migrated(const uint8_t *stub, const uint8_t *end, uint32_t tabn, uint8_t *cblk,
                                   ROW_PLACE *place) {
-    if (end - stub < PIECE_HEADER + ROWID_SIZE)
+    const uint8_t *p = stub + PIECE_HEADER;
+    uint32_t rdba;
+    uint16_t slot;
+    if (!next_address(p, end, &rdba, &slot))
         return ROW_RESULT::damaged;
     const DATAFILE *df = g_ctx.sysf;
-    const uint32_t rdba = load_be32(stub + PIECE_HEADER);
-    const uint16_t slot = load_be16(stub + PIECE_HEADER + 4);
     const int bytes = read_extent_blocks(df, rdba, 1, cblk);
     if (bytes < 0)
         return ROW_RESULT::unreadable;
@@ -52,7 +52,7 @@ inline uint32_t read_cluster_key(const ROW_PLACE &place, ROW_CURSOR &row) {
         row.damaged = true;
         return 0;
     }
-    ROW_CURSOR key{key_row + KEY_DATA, row.end, false};
+    ROW_CURSOR key{key_row + KEY_DATA, row.end, 1, false};
     const uint32_t number = read_number(key);
     row.damaged = row.damaged || key.damaged;
     return number;
@@ -65,7 +65,7 @@ ROW_RESULT read_dict_row(const ROW_PLACE &place, REC &record) {
     const int columns = place.columns + (ROWS::clustered ? 1 : 0); // behind the index byte of the cluster key
     if (end - place.piece < columns)
         return ROW_RESULT::damaged;
-    ROW_CURSOR row{place.piece + columns, end, false};
+    ROW_CURSOR row{place.piece + columns, end, place.piece[2], false};
     const uint32_t key = ROWS::clustered ? read_cluster_key(place, row) : 0;
     record = {};
     const bool kept = ROWS::read(row, key, record);

@@ -3,11 +3,13 @@
 #include "console.h"
 #include "dict/row_cursor.h"
 
-// With no regard to the free chain a free entry is met as well. It holds an entry number or -1 and so points
-// before all rows, where no damaged row offset needs to be told from it.
-static bool is_free_entry(const ROW_AREA &area, int32_t slot) {
-    return has_slot(area, slot) && static_cast<int32_t>(area.kdbh) + slot_value(area, slot) <
-                                       static_cast<int32_t>(area.dir) + 2 * (slot + 1);
+static constexpr int BOOTSTRAP_COLUMNS = 3; // the count that a piece states is not looked at
+
+// Says that a row leaves its block, unless the block holds no table rows at all: every block of the segment
+// comes here, space management blocks included.
+static void report_damaged(const BLOCK &blk, int row) {
+    if (blk.data[0] == BLOCK_TABLE_DATA)
+        report_damaged_row(blk.rdba, row);
 }
 
 int process_bootstrap_block(const BLOCK &blk, BOOTSTRAP *bs, int index) {
@@ -20,19 +22,19 @@ int process_bootstrap_block(const BLOCK &blk, BOOTSTRAP *bs, int index) {
         if (index + kept >= BOOTSTRAP_ROWS)
             return -1;
         if (piece == nullptr) {
-            if (!is_free_entry(area, rows.first + i))
-                report_damaged_row(blk.rdba, i);
+            if (!is_free_entry(area, rows.first + i)) // met here because the free chain is not followed
+                report_damaged(blk, i);
             return 0;
         }
         if ((piece[0] & ROW_DELETED) != 0)
             return 0;
-        ROW_CURSOR row{piece + PIECE_HEADER, block_end(blk), false};
+        ROW_CURSOR row{piece + PIECE_HEADER, block_end(blk), BOOTSTRAP_COLUMNS, false};
         BOOTSTRAP &r = bs[index + kept];
         r.line = read_number(row);
         r.objn = read_number(row);
         copy_text(r.text, sizeof r.text, read_long_column(row));
         if (row.damaged)
-            report_damaged_row(blk.rdba, i);
+            report_damaged(blk, i);
         else
             kept++;
         return 0;

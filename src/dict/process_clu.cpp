@@ -2,8 +2,6 @@
 
 namespace {
 
-constexpr uint32_t FLAGS_ROW_EXTRA = 0x800000; // of the flags column
-
 // Rows of CLU$, keyed by obj#.
 struct CLU_ROWS {
     static constexpr bool clustered = true;

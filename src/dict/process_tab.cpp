@@ -2,8 +2,6 @@
 
 namespace {
 
-constexpr uint32_t FLAGS_ROW_EXTRA = 0x800000; // of the flags column
-
 // What the property column of TAB$ says about a table. Only the first rule that matches applies.
 struct PROPERTY_RULE {
     uint32_t property; // any of these bits

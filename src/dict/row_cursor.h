@@ -1,31 +1,51 @@
 // Reading the columns of one dictionary row, in order. A dictionary row is read by position: the length byte
 // of a column is taken as it stands, 255 alone meaning NULL, and a map may read past the columns that the
-// piece holds.
+// piece holds. A column of the piece that leaves the block is damage; past them, where the block ends,
+// columns are NULL.
 #pragma once
 
 #include "block.h"
 #include "value.h"
 #include "vexlo.h"
 
+constexpr uint32_t FLAGS_ROW_EXTRA = 0x800000; // flags column of TAB$ and CLU$: rows have 6 further bytes
+
 struct ROW_CURSOR {
     const uint8_t *p;
     const uint8_t *end; // of the block
-    bool damaged;       // a column left the block; everything read since then is empty
+    int stored;         // columns of the piece not read yet
+    bool damaged;       // one of them left the block
 };
+
+/// The value of a column that leaves the block: NULL, like all that follow it.
+inline VALUE leave_block(ROW_CURSOR &row) {
+    row.damaged = row.damaged || row.stored > 0;
+    row.p = row.end;
+    return {row.end, 0, true};
+}
 
 /// The next column, its length byte 254 taken for a length.
 inline VALUE read_column(ROW_CURSOR &row) {
-    if (!row.damaged && row.p < row.end) {
-        const uint8_t len = *row.p++;
-        if (len == 0xFF)
-            return {row.p, 0, true};
-        if (row.end - row.p >= len) {
-            row.p += len;
-            return {row.p - len, len, false};
-        }
-    }
-    row.damaged = true;
-    return {row.end, 0, true};
+    if (row.p >= row.end)
+        return leave_block(row);
+    const uint8_t len = *row.p;
+    if (len != 0xFF && row.end - row.p <= len)
+        return leave_block(row);
+    row.stored--;
+    row.p++;
+    if (len == 0xFF)
+        return {row.p, 0, true};
+    row.p += len;
+    return {row.p - len, len, false};
+}
+
+/// The next column with its long form: 254 announces a 16-bit length.
+inline VALUE read_long_column(ROW_CURSOR &row) {
+    VALUE value;
+    if (!next_value(row.p, row.end, &value))
+        return leave_block(row);
+    row.stored--;
+    return value;
 }
 
 /// The next column as a number; NULL is 0.
@@ -46,20 +66,8 @@ inline void read_name(ROW_CURSOR &row, char (&name)[NAME_SIZE]) {
     copy_text(name, NAME_SIZE, read_column(row));
 }
 
-/// The next column with its long form: 254 announces a 16-bit length.
-inline VALUE read_long_column(ROW_CURSOR &row) {
-    VALUE value;
-    if (!row.damaged && next_value(row.p, row.end, &value))
-        return value;
-    row.damaged = true;
-    return {row.end, 0, true};
-}
-
 /// Passes over `n` columns.
 inline void skip(ROW_CURSOR &row, int n) {
-    const uint8_t *p = row.damaged ? nullptr : skip_columns(row.p, row.end, n);
-    if (p == nullptr)
-        row.damaged = true;
-    else
-        row.p = p;
+    for (; n > 0; n--)
+        read_long_column(row);
 }

@@ -1,14 +1,10 @@
 // What all sorts of dictionary files share: read the file, put its records in order, write it back.
 #pragma once
 
-#include "console.h"
+#include "allocate.h"
 #include "dict/dict_file.h"
 #include "dict/selection_order.h"
 #include "dict_array.h"
-
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
 
 /// Sort key of two 32-bit fields, the first one leading.
 inline uint64_t pair_key(uint32_t first, uint32_t second) {
@@ -19,14 +15,12 @@ inline uint64_t pair_key(uint32_t first, uint32_t second) {
 /// themselves. Returns 0, or -1 after "allocate memory %d bytes error: %s\n".
 template <class REC, class KEY>
 int order_records(REC *rec, uint32_t n, KEY key) {
-    const int64_t bytes = selection_scratch(n) * static_cast<int64_t>(sizeof(uint32_t));
-    const bool use_work = !in_work_buffer(rec) && bytes <= WORK_SIZE;
-    void *scratch = use_work ? g_ctx.wrk : malloc(static_cast<size_t>(bytes + 1));
-    if (scratch == nullptr) {
-        report("allocate memory %d bytes error: %s\n", static_cast<int>(bytes), strerror(errno));
+    const size_t words = static_cast<size_t>(selection_scratch(n));
+    const bool use_work = !in_work_buffer(rec) && words * sizeof(uint32_t) <= WORK_SIZE;
+    uint32_t *scratch = use_work ? reinterpret_cast<uint32_t *>(g_ctx.wrk) : allocate<uint32_t>(words);
+    if (scratch == nullptr)
         return -1;
-    }
-    selection_order(rec, n, key, static_cast<uint32_t *>(scratch));
+    selection_order(rec, n, key, scratch);
     free_records(scratch);
     return 0;
 }

@@ -1,5 +1,6 @@
 #include "console.h"
 #include "dict/dict_file.h"
+#include "dict_path.h"
 #include "file_io.h"
 
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "dict/dict_file.h"
+#include "dict_path.h"
 
 #include <cstdio>
 

@@ -1,0 +1,48 @@
+// A window that slides forward over a range of a file. It holds what the reader is working on contiguously
+// and grows only when one row is larger than it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace convert {
+
+class ByteWindow {
+public:
+    // The bytes of `fd` from `begin` up to `end`; `path` is for messages.
+    ByteWindow(int fd, const std::string &path, uint64_t begin, uint64_t end, size_t capacity);
+
+    // File offset of data()[0].
+    uint64_t position() const { return position_; }
+    // File offset of the range's end; less than was asked for once the file turned out to be shorter.
+    uint64_t end() const { return end_; }
+    // READ_SLACK bytes behind the last available one can be read as well.
+    const uint8_t *data() const { return buffer_.data() + start_; }
+    // Bytes at data() that are in memory.
+    size_t available() const { return filled_ - start_; }
+
+    // Brings at least `count` bytes to data(), which may move; false when the range ends before. Throws
+    // InputError when the file cannot be read.
+    bool require(size_t count) { return count <= available() || fill(count); }
+
+    // Gives up the first `count` bytes, which must be available.
+    void advance(size_t count) {
+        start_ += count;
+        position_ += count;
+    }
+
+private:
+    bool fill(size_t count);
+
+    int fd_;
+    const std::string &path_;
+    uint64_t position_;
+    uint64_t end_;
+    size_t capacity_;
+    size_t start_ = 0, filled_ = 0;
+    std::vector<uint8_t> buffer_;
+};
+
+} // namespace convert

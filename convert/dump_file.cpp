@@ -1,0 +1,168 @@
+#include "dump_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "big_endian.h"
+#include "dump_format.h"
+#include "errors.h"
+
+namespace convert {
+
+namespace {
+
+std::string text_field(const uint8_t *p, size_t width) {
+    const char *text = reinterpret_cast<const char *>(p);
+    return {text, strnlen(text, width)};
+}
+
+FileHandle open_input(const std::string &path) {
+    FileHandle file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.get() < 0)
+        throw InputError(path + ": cannot be opened: " + std::strerror(errno));
+    return file;
+}
+
+uint64_t regular_file_size(int fd, const std::string &path) {
+    struct stat st;
+    if (fstat(fd, &st) != 0)
+        throw InputError(path + ": " + std::strerror(errno));
+    if (!S_ISREG(st.st_mode))
+        throw InputError(path + ": not a regular file");
+    return static_cast<uint64_t>(st.st_size);
+}
+
+TableInfo table_record(const uint8_t *p) {
+    TableInfo t{};
+    const uint32_t flag = load_be32(p + TAB_FLAG);
+    t.has_long = (flag & TAB_FLAG_LONG) != 0;
+    t.has_lob = (flag & TAB_FLAG_LOB) != 0;
+    t.ncol = load_be32(p + TAB_NCOL);
+    t.nrows = load_be32(p + TAB_NROWS);
+    t.offset = load_be64(p + TAB_OFFSET);
+    t.name = text_field(p + TAB_NAME, NAME_SIZE);
+    return t;
+}
+
+} // namespace
+
+FileHandle &FileHandle::operator=(FileHandle &&other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+}
+
+int FileHandle::close() {
+    const int fd = std::exchange(fd_, -1);
+    return fd < 0 ? 0 : ::close(fd);
+}
+
+size_t read_at(int fd, void *buffer, size_t size, uint64_t offset, const std::string &path) {
+    size_t done = 0;
+    while (done < size) {
+        const ssize_t got =
+            pread(fd, static_cast<char *>(buffer) + done, size - done, static_cast<off_t>(offset + done));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            throw InputError(path + ": cannot be read: " + std::strerror(errno));
+        if (got == 0)
+            break;
+        done += static_cast<size_t>(got);
+    }
+    return done;
+}
+
+DumpFile::DumpFile(const std::string &path) : DumpFile(open_input(path), path) {}
+
+DumpFile::DumpFile(FileHandle file, const std::string &path) : file_(std::move(file)), path_(path) {
+    size_ = regular_file_size(fd(), path_);
+    read_head();
+    find_sections();
+    for (TableInfo &table : tables_)
+        if (table.fault.empty())
+            read_columns(table);
+}
+
+std::string DumpFile::charset() const {
+    const size_t dot = nls_lang_.rfind('.');
+    return dot == std::string::npos ? "" : nls_lang_.substr(dot + 1);
+}
+
+void DumpFile::read_head() {
+    uint8_t head[HEAD_SIZE];
+    const size_t got = read_at(fd(), head, sizeof head, 0, path_);
+    if (got < sizeof DUMP_MAGIC || std::memcmp(head, DUMP_MAGIC, sizeof DUMP_MAGIC) != 0)
+        throw InputError(path_ + ": not a dump file");
+    if (got < sizeof head)
+        throw InputError(path_ + ": ends inside its header");
+    owner_ = text_field(head + HEAD_OWNER, HEAD_OWNER_SIZE);
+    nls_lang_ = text_field(head + HEAD_NLS_LANG, HEAD_NLS_LANG_SIZE);
+    ncharset_ = text_field(head + HEAD_NCHARSET, HEAD_NCHARSET_SIZE);
+    dbtimezone_ = text_field(head + HEAD_DBTIMEZONE, HEAD_DBTIMEZONE_SIZE);
+    read_directory(load_be32(head + HEAD_TAB_CNT));
+}
+
+void DumpFile::read_directory(uint32_t count) {
+    const uint64_t room = size_ > DIRECTORY_OFFSET ? (size_ - DIRECTORY_OFFSET) / TAB_SIZE : 0;
+    const size_t readable = static_cast<size_t>(std::min<uint64_t>(count, room));
+    if (readable < count)
+        faults_.push_back("header says " + std::to_string(count) + " tables, the file has room for " +
+                          std::to_string(readable));
+    std::vector<uint8_t> records(readable * TAB_SIZE);
+    const size_t got = read_at(fd(), records.data(), records.size(), DIRECTORY_OFFSET, path_);
+    for (size_t at = 0; at + TAB_SIZE <= got; at += TAB_SIZE)
+        tables_.push_back(table_record(records.data() + at));
+}
+
+// A section ends where the next one begins. Of tables with the same offset only the last has a section: the
+// others failed before anything of them was written.
+void DumpFile::find_sections() {
+    const uint64_t first = DIRECTORY_OFFSET + tables_.size() * TAB_SIZE;
+    std::vector<TableInfo *> sound;
+    for (TableInfo &table : tables_) {
+        if (table.offset >= first && table.offset <= size_)
+            sound.push_back(&table);
+        else
+            table.fault = "data offset " + std::to_string(table.offset) + " lies outside the file's data";
+    }
+    std::stable_sort(sound.begin(), sound.end(),
+                     [](const TableInfo *a, const TableInfo *b) { return a->offset < b->offset; });
+    for (size_t i = 0; i < sound.size(); ++i)
+        sound[i]->end = i + 1 < sound.size() ? sound[i + 1]->offset : size_;
+}
+
+void DumpFile::read_columns(TableInfo &table) {
+    const uint64_t room = (table.end - table.offset) / COL_SIZE;
+    if (table.end == table.offset) {
+        table.fault = "has no data at offset " + std::to_string(table.offset);
+        return;
+    }
+    if (table.ncol > room) {
+        table.fault = "column list of " + std::to_string(table.ncol) + " columns at offset " +
+                      std::to_string(table.offset) + " does not fit its data";
+        return;
+    }
+    if (table.ncol == 0) {
+        table.fault = "has no columns";
+        return;
+    }
+    std::vector<uint8_t> records(size_t{table.ncol} * COL_SIZE);
+    if (read_at(fd(), records.data(), records.size(), table.offset, path_) < records.size()) {
+        table.fault = "column list at offset " + std::to_string(table.offset) + " is cut off";
+        return;
+    }
+    for (size_t at = 0; at < records.size(); at += COL_SIZE) {
+        const uint8_t *p = records.data() + at;
+        table.columns.push_back({(load_be32(p + COL_FLAG) & COL_FLAG_NATIONAL) != 0, load_be32(p + COL_CTYP),
+                                 load_be32(p + COL_CLEN), text_field(p + COL_NAME, NAME_SIZE)});
+    }
+    table.rows_at = table.offset + records.size();
+}
+
+} // namespace convert

@@ -1,0 +1,71 @@
+#include "dump_texts.h"
+
+#include "text_scan.h"
+
+namespace convert {
+
+namespace {
+
+constexpr Charset RAW{"raw", "", Codec::raw, false, 1};
+constexpr Charset FALLBACK{"UTF-8", "UTF-8", Codec::utf8, true, 1};
+
+Charset choose(const std::string &stored, const std::string &by_user, const char *option,
+               const std::string &path, Report &report) {
+    if (!by_user.empty())
+        return charset_of_user(by_user);
+    if (const Charset *set = find_charset(stored))
+        return *set;
+    report.loss(path + ": character set \"" + printable(stored) +
+                "\" is not known, text is read as UTF-8 (see " + option + ")");
+    return FALLBACK;
+}
+
+bool has_national_column(const DumpFile &dump) {
+    for (const TableInfo &table : dump.tables())
+        for (const ColumnInfo &column : table.columns)
+            if (column_kind(column.ctyp, column.national) == ColumnKind::national_text)
+                return true;
+    return false;
+}
+
+Charset database_charset(const DumpFile &dump, const Options &options, Report &report) {
+    return options.format.raw ? RAW
+                              : choose(dump.charset(), options.charset, "--charset", dump.path(), report);
+}
+
+// A header without a usable national character set matters only where something is stored in it.
+Charset national_charset(const DumpFile &dump, const Options &options, Report &report) {
+    if (options.format.raw)
+        return RAW;
+    if (options.ncharset.empty() && !has_national_column(dump))
+        return FALLBACK;
+    return choose(dump.ncharset(), options.ncharset, "--ncharset", dump.path(), report);
+}
+
+} // namespace
+
+DumpTexts::DumpTexts(const DumpFile &dump, const Options &options, Report &report)
+    : database_(database_charset(dump, options, report)), national_(national_charset(dump, options, report)) {
+}
+
+std::string DumpTexts::name(const std::string &stored) {
+    const std::string padded = stored + std::string(READ_SLACK, '\0');
+    uint64_t replaced = 0;
+    return std::string(
+        database_.decode(reinterpret_cast<const uint8_t *>(padded.data()), stored.size(), replaced));
+}
+
+Table DumpTexts::describe(const DumpFile &dump, const TableInfo &info) {
+    Table table{name(dump.owner()), name(info.name), {}};
+    UniqueNames names;
+    for (const ColumnInfo &column : info.columns) {
+        std::string column_name = name(column.name);
+        if (column_name.empty())
+            column_name = "COLUMN_" + std::to_string(table.columns.size() + 1);
+        table.columns.push_back({names.take(column_name), column_kind(column.ctyp, column.national),
+                                 column.national, column.ctyp, column.clen});
+    }
+    return table;
+}
+
+} // namespace convert

@@ -1,0 +1,31 @@
+// The character sets of one dump and its names in UTF-8.
+#pragma once
+
+#include <string>
+
+#include "cell.h"
+#include "dump_file.h"
+#include "options.h"
+#include "report.h"
+#include "text_decoder.h"
+
+namespace convert {
+
+class DumpTexts {
+public:
+    // Takes the character sets from the options or else from the header; one that is not known is reported as
+    // a loss and read as UTF-8. Throws UsageError for a set of the options that is not known.
+    DumpTexts(const DumpFile &dump, const Options &options, Report &report);
+
+    TextDecoders decoders() { return {database_, national_}; }
+    // A name of the dump in UTF-8.
+    std::string name(const std::string &stored);
+    // The table as the output sees it: names in UTF-8, column names unique and not empty.
+    Table describe(const DumpFile &dump, const TableInfo &info);
+
+private:
+    TextDecoder database_;
+    TextDecoder national_;
+};
+
+} // namespace convert

@@ -1,0 +1,26 @@
+// The command line.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "format.h"
+
+namespace convert {
+
+struct Options {
+    bool list = false;
+    FormatOptions format;
+    std::vector<std::string> tables; // empty for all
+    std::string output = ".";        // directory, or "-" for standard output
+    std::string charset;             // in place of the header's; empty for that
+    std::string ncharset;            // the same of the national character set
+    bool quiet = false;
+    std::vector<std::string> files;
+};
+
+// Reads the command line into `options`. Returns -1 to go on, or the exit status when there is nothing more
+// to do: help and version have been printed, or what is wrong has been.
+int parse_options(int argc, char **argv, Options &options);
+
+} // namespace convert

@@ -1,0 +1,283 @@
+// What the program does on its command line, and the scripts whose readers are not at hand.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "dump_writer.h"
+#include "program.h"
+#include "temporary_dir.h"
+
+namespace {
+
+DumpTable employees(const std::string &name = "EMP") {
+    return {.name = name,
+            .columns = {{"ID", 2, 22}, {"NAME", 1, 30}},
+            .rows = {row({value(ora_number("1")), value("KING")}), row({value(ora_number("2"))})}};
+}
+
+class Program : public testing::Test {
+protected:
+    std::string dump_file(const Dump &dump, const std::string &name = "SCOTT.dat") {
+        write_file(dir_ / name, dump_bytes(dump));
+        return dir_ / name;
+    }
+
+    std::string one_table(const DumpTable &table) {
+        Dump dump;
+        dump.tables = {table};
+        return dump_file(dump);
+    }
+
+    std::string output(const std::string &name) { return read_file(dir_ / ("out/" + name)); }
+
+    ProgramResult convert(const std::string &format, const std::string &file,
+                          std::vector<std::string> more = {}) {
+        more.insert(more.begin(), {"--to", format, "--output", dir_ / "out", file});
+        return run_convert(more);
+    }
+
+    TemporaryDir dir_;
+};
+
+TEST_F(Program, CsvBytes) {
+    EXPECT_EQ(convert("csv", one_table(employees())).status, 0);
+    EXPECT_EQ(output("SCOTT.EMP.csv"), "ID,NAME\r\n1,KING\r\n2,\r\n");
+}
+
+TEST_F(Program, OneTableToStandardOutput) {
+    const ProgramResult result = run_convert({"--to", "csv", "--output", "-", one_table(employees())});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "ID,NAME\r\n1,KING\r\n2,\r\n");
+}
+
+TEST_F(Program, StandardOutputTakesOneTableOnly) {
+    Dump dump;
+    dump.tables = {employees("A"), employees("B")};
+    const std::string file = dump_file(dump);
+    EXPECT_EQ(run_convert({"--to", "csv", "--output", "-", file}).status, 2);
+    EXPECT_EQ(run_convert({"--to", "csv", "--output", "-", "--table", "B", file}).out,
+              "ID,NAME\r\n1,KING\r\n2,\r\n");
+    EXPECT_EQ(run_convert({"--to", "sqlite", "--output", "-", "--table", "B", file}).status, 2);
+}
+
+TEST_F(Program, SelectedTables) {
+    Dump dump;
+    dump.tables = {employees("A"), employees("B"), employees("C")};
+    const std::string file = dump_file(dump);
+    EXPECT_EQ(convert("csv", file, {"--table", "A", "--table", "C"}).status, 0);
+    EXPECT_TRUE(std::filesystem::exists(dir_ / "out/SCOTT.A.csv"));
+    EXPECT_FALSE(std::filesystem::exists(dir_ / "out/SCOTT.B.csv"));
+    EXPECT_TRUE(std::filesystem::exists(dir_ / "out/SCOTT.C.csv"));
+    const ProgramResult missing = convert("csv", file, {"--table", "NONE"});
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_NE(missing.err.find("NONE"), std::string::npos);
+}
+
+TEST_F(Program, TableNameNeverLeavesTheDirectory) {
+    EXPECT_EQ(convert("csv", one_table(employees("/../../EVIL"))).status, 0);
+    EXPECT_TRUE(std::filesystem::exists(dir_ / "out/SCOTT.%2F..%2F..%2FEVIL.csv"));
+}
+
+TEST_F(Program, List) {
+    DumpTable table = employees();
+    table.columns.push_back({"NOTE", 1, 40, true});
+    table.flag = 0x3;
+    const ProgramResult result = run_convert({"--list", one_table(table)});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_NE(result.out.find("owner SCOTT, character set AL32UTF8, national character set AL16UTF16"),
+              std::string::npos);
+    EXPECT_NE(result.out.find("table EMP: 2 rows recorded, 2 found, LONG yes, LOB yes, complete\n"),
+              std::string::npos);
+    EXPECT_NE(result.out.find("NVARCHAR2(40)"), std::string::npos);
+}
+
+TEST_F(Program, ListTellsWhatIsNotComplete) {
+    DumpTable table = employees();
+    table.nrows = 7;
+    table.end_mark = false;
+    const ProgramResult result = run_convert({"--list", one_table(table)});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.out.find("7 rows recorded, 2 found, LONG no, LOB no, not complete"), std::string::npos);
+}
+
+TEST_F(Program, UsageErrors) {
+    const std::string file = one_table(employees());
+    EXPECT_EQ(run_convert({}).status, 2);
+    EXPECT_EQ(run_convert({file}).status, 2);
+    EXPECT_EQ(run_convert({"--to", "xml", file}).status, 2);
+    EXPECT_EQ(run_convert({"--list", "--to", "csv", file}).status, 2);
+    EXPECT_EQ(run_convert({"--to", "sql", "--dialect", "db2", file}).status, 2);
+    EXPECT_EQ(convert("csv", file, {"--charset", "NO-SUCH"}).status, 2);
+    EXPECT_EQ(run_convert({"--help"}).status, 0);
+    EXPECT_EQ(run_convert({"--version"}).out.substr(0, 14), "vexlo-convert ");
+}
+
+TEST_F(Program, UnreadableInputDoesNotStopTheNext) {
+    const std::string good = one_table(employees());
+    const ProgramResult result = convert("csv", dir_ / "missing.dat", {good});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(output("SCOTT.EMP.csv"), "ID,NAME\r\n1,KING\r\n2,\r\n");
+}
+
+TEST_F(Program, CharacterSets) {
+    DumpTable table = employees();
+    table.rows = {row({value(ora_number("1")), value("\xCF\xF0\xE8")})};
+    Dump dump;
+    dump.nls_lang = "RUSSIAN_CIS.CL8MSWIN1251";
+    dump.tables = {table};
+    const std::string file = dump_file(dump);
+    convert("csv", file);
+    EXPECT_EQ(output("SCOTT.EMP.csv"), "ID,NAME\r\n1,При\r\n");
+    convert("csv", file, {"--charset", "CL8KOI8R"});
+    EXPECT_EQ(output("SCOTT.EMP.csv"), "ID,NAME\r\n1,оПХ\r\n");
+    EXPECT_EQ(convert("csv", file, {"--encoding", "raw"}).status, 0);
+    EXPECT_EQ(output("SCOTT.EMP.csv"), "ID,NAME\r\n1,\xCF\xF0\xE8\r\n");
+}
+
+TEST_F(Program, UnknownCharacterSetIsToldAndReadAsUtf8) {
+    Dump dump;
+    dump.nls_lang = "__.";
+    dump.tables = {employees()};
+    const ProgramResult result = convert("csv", dump_file(dump));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("--charset"), std::string::npos);
+    EXPECT_EQ(output("SCOTT.EMP.csv"), "ID,NAME\r\n1,KING\r\n2,\r\n");
+}
+
+TEST_F(Program, LobsAreNullAndTold) {
+    DumpTable table = employees();
+    table.columns.push_back({"DOC", 112, 0});
+    table.rows = {row({value(ora_number("1")), value("A"), lob()})};
+    const ProgramResult result = convert("csv", one_table(table));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("\"DOC\": 1 LOB values are not in the dump"), std::string::npos);
+    EXPECT_EQ(output("SCOTT.EMP.csv"), "ID,NAME,DOC\r\n1,A,\r\n");
+}
+
+TEST_F(Program, DuplicateAndEmptyColumnNames) {
+    DumpTable table = employees();
+    table.columns = {{"A", 2, 22}, {"a", 1, 30}, {"", 1, 30}};
+    EXPECT_EQ(convert("csv", one_table(table)).status, 0);
+    EXPECT_EQ(output("SCOTT.EMP.csv").substr(0, 14), "A,a_2,COLUMN_3");
+}
+
+TEST_F(Program, JsonNumbersStayExact) {
+    DumpTable table = employees();
+    table.rows = {row({value(ora_number("0.1234567890123456789012345678901234567891")), value("\x01\"")}),
+                  row({value(ora_number("-Infinity"))})};
+    convert("jsonl", one_table(table));
+    EXPECT_EQ(output("SCOTT.EMP.jsonl"),
+              "{\"ID\":0.1234567890123456789012345678901234567891,\"NAME\":\"\\u0001\\\"\"}\n"
+              "{\"ID\":\"-Infinity\",\"NAME\":null}\n");
+}
+
+TEST_F(Program, PostgresqlScript) {
+    DumpTable table = employees("it's \"x\"");
+    table.columns = {{"ID", 2, 22}, {"NAME", 1, 30}, {"BORN", 12, 7}, {"BIN", 23, 4}, {"D", 101, 8}};
+    table.rows = {row({value(ora_number("Infinity")), value("O'Hara\\"), value(ora_date(-44, 3, 15)),
+                       value("\x01\xAB"), value(ora_binary_double(1.5))})};
+    EXPECT_EQ(convert("sql", one_table(table), {"--dialect", "postgresql"}).status, 0);
+    EXPECT_EQ(output("SCOTT.it%27s %22x%22.sql"),
+              "SET client_encoding = 'UTF8';\nSET standard_conforming_strings = on;\nBEGIN;\n"
+              "CREATE TABLE \"it's \"\"x\"\"\" (\n  \"ID\" numeric,\n  \"NAME\" varchar(30),\n"
+              "  \"BORN\" timestamp(0),\n  \"BIN\" bytea,\n  \"D\" double precision\n);\n"
+              "INSERT INTO \"it's \"\"x\"\"\" VALUES ('Infinity','O''Hara\\','0044-03-15 00:00:00 "
+              "BC','\\x01AB',1.5);\n"
+              "COMMIT;\n");
+}
+
+TEST_F(Program, PostgresqlHasNoNul) {
+    DumpTable table = employees();
+    table.rows = {row({null(), value(Bytes("a\0b", 3))})};
+    EXPECT_EQ(convert("sql", one_table(table), {"--dialect", "postgresql"}).status, 1);
+    EXPECT_NE(output("SCOTT.EMP.sql")
+                  .find("'a\xEF\xBF\xBD"
+                        "b'"),
+              std::string::npos);
+}
+
+TEST_F(Program, OracleScript) {
+    DumpTable table = employees();
+    table.columns = {{"ID", 2, 22},  {"NAME", 1, 30}, {"BORN", 12, 7},
+                     {"Z", 181, 13}, {"F", 100, 4},   {"BIN", 23, 4}};
+    table.rows = {row({value(ora_number("1E125")), value("a'b\nc"), value(ora_date(2024, 2, 29)),
+                       value(ora_zoned(ora_date(2024, 6, 1, 12), 5, 60)), value(ora_binary_float(1.5F)),
+                       value("\xFF")})};
+    EXPECT_EQ(convert("sql", one_table(table)).status, 0);
+    EXPECT_EQ(
+        output("SCOTT.EMP.sql"),
+        "SET DEFINE OFF\nSET SQLBLANKLINES ON\n"
+        "CREATE TABLE \"EMP\" (\n  \"ID\" NUMBER,\n  \"NAME\" VARCHAR2(30 CHAR),\n  \"BORN\" DATE,\n"
+        "  \"Z\" TIMESTAMP(9) WITH TIME ZONE,\n  \"F\" BINARY_FLOAT,\n  \"BIN\" RAW(4)\n);\n"
+        "INSERT INTO \"EMP\" VALUES (1E+125,\n'a''b'||\nCHR(10)||\n'c',\n"
+        "TO_DATE('2024-02-29 00:00:00','SYYYY-MM-DD HH24:MI:SS'),\n"
+        "TO_TIMESTAMP_TZ('2024-06-01 13:00:00.000000005 +01:00','SYYYY-MM-DD HH24:MI:SS.FF9 TZH:TZM'),\n"
+        "1.5f,\nHEXTORAW('FF'));\nCOMMIT;\n");
+}
+
+// No line of the script is longer than SQL*Plus reads, and long values are LOB expressions.
+TEST_F(Program, OracleScriptOfLongValues) {
+    DumpTable table{.name = "L", .columns = {{"T", 8, 0}, {"R", 24, 0}}};
+    table.rows = {row({long_mark()}) + long_block({Bytes(20000, '\'')}),
+                  row({null(), long_mark()}) + long_block({Bytes(5000, '\x01')})};
+    EXPECT_EQ(convert("sql", one_table(table)).status, 0);
+    const std::string script = output("SCOTT.L.sql");
+    EXPECT_NE(script.find("VALUES (TO_CLOB('"), std::string::npos);
+    EXPECT_NE(script.find("DECLARE\nb1 BLOB;\nBEGIN\nDBMS_LOB.CREATETEMPORARY(b1, TRUE);\n"),
+              std::string::npos);
+    EXPECT_NE(script.find("VALUES (NULL,\nb1);\nEND;\n/\n"), std::string::npos);
+    size_t at = 0;
+    for (size_t end; (end = script.find('\n', at)) != std::string::npos; at = end + 1)
+        EXPECT_LE(end - at, 2499U);
+}
+
+TEST_F(Program, InfiniteNumbersCannotGoToOracle) {
+    DumpTable table = employees();
+    table.rows = {row({value(ora_number("Infinity"))})};
+    const std::string file = one_table(table);
+    EXPECT_EQ(convert("sql", file).status, 1);
+    EXPECT_NE(output("SCOTT.EMP.sql").find("VALUES (NULL,\nNULL)"), std::string::npos);
+    EXPECT_EQ(convert("sqlldr", file).status, 1);
+}
+
+TEST_F(Program, SqlLoaderControlFile) {
+    DumpTable table = employees();
+    table.columns.push_back({"AT", 180, 11});
+    table.rows = {
+        row({value(ora_number("12")), value("KING"), value(ora_timestamp(ora_date(2024, 1, 1), 0))})};
+    EXPECT_EQ(convert("sqlldr", one_table(table)).status, 0);
+    const std::string control = output("SCOTT.EMP.ctl");
+    EXPECT_NE(control.find("CHARACTERSET AL32UTF8\n"), std::string::npos);
+    EXPECT_NE(control.find("INFILE 'SCOTT.EMP.ldr' \"VAR 10\"\n"), std::string::npos);
+    EXPECT_NE(control.find("  \"NAME\" VARCHARC(6,4),\n"), std::string::npos);
+    EXPECT_NE(control.find("\"TO_TIMESTAMP(:\\\"AT\\\",'SYYYY-MM-DD HH24:MI:SS.FF9')\""), std::string::npos);
+    EXPECT_EQ(output("SCOTT.EMP.ldr"), "0000000045000002"
+                                       "12000004KING0000212024-01-01 00:00:00.0");
+}
+
+TEST_F(Program, TableThatFailedIsToldAndTheNextConverted) {
+    Dump dump;
+    dump.tables = {employees("A"), employees("FAILED"), employees("B")};
+    dump.tables[1].without_data = true;
+    dump.tables[1].nrows = 0;
+    const ProgramResult result = convert("csv", dump_file(dump));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("table \"FAILED\": has no data at offset"), std::string::npos);
+    EXPECT_TRUE(std::filesystem::exists(dir_ / "out/SCOTT.B.csv"));
+    EXPECT_FALSE(std::filesystem::exists(dir_ / "out/SCOTT.FAILED.csv"));
+}
+
+TEST_F(Program, SqliteHoldsAllTablesOfADump) {
+    Dump dump;
+    dump.tables = {employees("A"), employees("SQLITE_B")};
+    const ProgramResult result = convert("sqlite", dump_file(dump));
+    if (result.err.find("without the SQLite") != std::string::npos)
+        GTEST_SKIP() << "built without SQLite";
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(read_back("sqlite", dir_ / "out/SCOTT.sqlite", "A"),
+              "[\"ID\",\"NAME\"]\n[\"1\",\"KING\"]\n[\"2\",null]\n");
+    EXPECT_EQ(read_back("sqlite", dir_ / "out/SCOTT.sqlite", "_SQLITE_B"),
+              "[\"ID\",\"NAME\"]\n[\"1\",\"KING\"]\n[\"2\",null]\n");
+}
+
+} // namespace

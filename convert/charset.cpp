@@ -112,7 +112,7 @@ constexpr Charset CHARSETS[] = {
     {"ZHT16HKSCS2004", "BIG5-HKSCS", Codec::iconv, true, 1},
     {"ZHT32EUC", "EUC-TW", Codec::iconv, true, 1},
     // Japanese
-    {"JA16SJIS", "IBM943", Codec::iconv, true, 1},
+    {"JA16SJIS", "CP932", Codec::iconv, true, 1, true},
     {"JA16SJISTILDE", "CP932", Codec::iconv, true, 1},
     {"JA16SJISYEN", "SJIS", Codec::iconv, false, 1},
     {"JA16EUC", "EUC-JP", Codec::iconv, true, 1},

@@ -20,8 +20,9 @@ struct Charset {
     std::string_view oracle;
     const char *iconv; // iconv's name for it
     Codec codec;
-    bool ascii;   // a text of nothing but bytes below 0x80 is ASCII
-    uint8_t unit; // bytes of one code unit: what is skipped when a character is not valid
+    bool ascii;             // a text of nothing but bytes below 0x80 is ASCII
+    uint8_t unit;           // bytes of one code unit: what is skipped when a character is not valid
+    bool wave_dash = false; // what iconv gives as U+FF5E is the wave dash U+301C
 };
 
 // Every character set known by name.

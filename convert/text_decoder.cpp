@@ -74,6 +74,13 @@ char *put_replacement(char *out) {
     return out + REPLACEMENT_SIZE;
 }
 
+// Puts the wave dash U+301C in place of the fullwidth tilde U+FF5E; both take three bytes.
+void give_wave_dash(char *text, size_t size) {
+    constexpr std::string_view TILDE = "\xEF\xBD\x9E", WAVE_DASH = "\xE3\x80\x9C";
+    for (size_t at = 0; (at = std::string_view(text, size).find(TILDE, at)) != std::string_view::npos;)
+        WAVE_DASH.copy(text + at, WAVE_DASH.size());
+}
+
 // The end of the leading part that is sound UTF-8 as it is.
 const uint8_t *sound_utf8(const uint8_t *p, const uint8_t *end) {
     while (p < end) {
@@ -171,6 +178,8 @@ std::string_view TextDecoder::decode_iconv(const uint8_t *data, size_t size, uin
         from += skip;
         from_left -= skip;
     }
+    if (charset_.wave_dash)
+        give_wave_dash(buffer_.data(), used);
     return {buffer_.data(), used};
 }
 

@@ -75,8 +75,9 @@ void mark_tables(const CLU &clu, std::span<const uint32_t> scids, std::span<cons
         if ((clu.flag & CLU_ROW_EXTRA) != 0)
             tab.flag |= TAB_ROW_EXTRA;
         const std::span<COL> columns = table_columns(tab);
-        if (columns.data() != marked)
-            mark_key_columns(scids, columns);
+        if (columns.empty() || columns.data() == marked)
+            continue;
+        mark_key_columns(scids, columns);
         marked = columns.data();
     }
 }

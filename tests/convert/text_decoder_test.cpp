@@ -95,4 +95,14 @@ TEST(TextDecoder, ValuesDoNotTouchEachOther) {
     EXPECT_EQ(replaced, 1U);
 }
 
+// Control characters beside Japanese text are themselves.
+TEST(TextDecoder, ShiftJisKeepsControlCharacters) {
+    convert::TextDecoder decoder(*convert::find_charset("JA16SJIS"));
+    const std::string mixed = "\x93\xFA\x1A\x1C\x7F\x5C" + std::string(convert::READ_SLACK, '\0');
+    uint64_t replaced = 0;
+    EXPECT_EQ(decoder.decode(reinterpret_cast<const uint8_t *>(mixed.data()), 6, replaced),
+              "\xE6\x97\xA5\x1A\x1C\x7F\x5C");
+    EXPECT_EQ(replaced, 0U);
+}
+
 } // namespace

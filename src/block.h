@@ -149,7 +149,7 @@ inline bool is_free_entry(const ROW_AREA &area, int32_t slot) {
 /// The piece of the cluster key row that `index` names: key rows are the rows of table 0. Null when it is not
 /// in the block.
 inline const uint8_t *find_key_row(const ROW_AREA &area, uint8_t index) {
-    TABLE_ROWS keys;
+    TABLE_ROWS keys{};
     return find_table(area, 0, &keys) ? find_piece(area, keys.first + index) : nullptr;
 }
 

@@ -1,0 +1,144 @@
+// The encoding of column values inside a row piece, and the places of extent maps.
+#include "block.h"
+#include "extent_map.h"
+#include "value.h"
+
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace {
+
+using stored = std::vector<uint8_t>;
+
+// Bytes that `ncol` columns take; -1 when they leave the buffer.
+int skipped(const stored &bytes, int32_t ncol) {
+    const uint8_t *p = skip_columns(bytes.data(), bytes.data() + bytes.size(), ncol);
+    return p == nullptr ? -1 : static_cast<int>(p - bytes.data());
+}
+
+stored of_length(stored head, size_t len) {
+    head.resize(head.size() + len, 0x41);
+    return head;
+}
+
+TEST(SkipColumns, NullShortAndLongFormTakeTheirBytes) {
+    EXPECT_EQ(skipped({0xFF, 0x02, 0x41, 0x42, 0xFE, 0x03, 0x00, 0x41, 0x42, 0x43}, 3), 1 + 3 + 6);
+}
+
+TEST(SkipColumns, LengthOfTheLongFormIsLittleEndian) {
+    EXPECT_EQ(skipped(of_length({0xFE, 0x00, 0x01}, 256), 1), 3 + 256);
+    EXPECT_EQ(skipped(of_length({0xFE, 0x01, 0x00}, 256), 1), 3 + 1);
+}
+
+TEST(SkipColumns, LengthZeroTakesOneByte) {
+    EXPECT_EQ(skipped({0x00, 0x00, 0x01, 0x41}, 3), 4);
+    EXPECT_EQ(skipped({0x00}, 1), 1);
+}
+
+TEST(SkipColumns, LongestShortFormIs253Bytes) {
+    EXPECT_EQ(skipped(of_length({0xFD}, 253), 1), 254);
+}
+
+TEST(SkipColumns, LongFormOfLengthZeroTakesThreeBytes) {
+    EXPECT_EQ(skipped({0xFE, 0x00, 0x00}, 1), 3);
+}
+
+TEST(SkipColumns, NoColumnOrANegativeNumberOfThemTakesNothing) {
+    const stored bytes{0x02, 0x41, 0x42};
+    for (int32_t ncol : {0, -1, INT32_MIN})
+        EXPECT_EQ(skipped(bytes, ncol), 0) << ncol;
+}
+
+TEST(SkipColumns, ValueThatLeavesTheBlockIsNotPassed) {
+    EXPECT_EQ(skipped({}, 1), -1);
+    EXPECT_EQ(skipped({0x02, 0x41}, 1), -1);
+    EXPECT_EQ(skipped({0xFE, 0x03}, 1), -1);
+    EXPECT_EQ(skipped({0xFE, 0x03, 0x00, 0x41, 0x42}, 1), -1);
+    EXPECT_EQ(skipped({0x01, 0x41}, 2), -1);
+    EXPECT_EQ(skipped({0xFF}, INT32_MAX), -1);
+}
+
+TEST(NextValue, TellsNullFromTheEmptyValue) {
+    const stored bytes{0xFF, 0x00};
+    const uint8_t *p = bytes.data();
+    const uint8_t *end = p + bytes.size();
+    VALUE value;
+    ASSERT_TRUE(next_value(p, end, &value));
+    EXPECT_TRUE(value.null);
+    ASSERT_TRUE(next_value(p, end, &value));
+    EXPECT_FALSE(value.null);
+    EXPECT_EQ(value.len, 0U);
+    EXPECT_EQ(p, end);
+}
+
+TEST(NextValue, DataFollowsTheLength) {
+    const stored bytes = of_length({0x02, 0x58, 0x59, 0xFE, 0x2C, 0x01}, 300);
+    const uint8_t *p = bytes.data();
+    const uint8_t *end = p + bytes.size();
+    VALUE value;
+    ASSERT_TRUE(next_value(p, end, &value));
+    EXPECT_EQ(value.data, bytes.data() + 1);
+    EXPECT_EQ(value.len, 2U);
+    ASSERT_TRUE(next_value(p, end, &value));
+    EXPECT_EQ(value.data, bytes.data() + 6);
+    EXPECT_EQ(value.len, 300U);
+    EXPECT_EQ(p, end);
+}
+
+TEST(RowAddress, BlockAndSlotAreBigEndian) {
+    const stored bytes{0x01, 0x40, 0x00, 0x10, 0x01, 0x02};
+    EXPECT_EQ(load_be32(bytes.data()), 0x01400010U);
+    EXPECT_EQ(load_be16(bytes.data() + 4), 0x0102);
+}
+
+// ---- Extent maps
+
+stored map_block(uint8_t type, uint32_t at, std::vector<uint32_t> words) {
+    stored block(512);
+    block[0] = type;
+    for (uint32_t word : words) {
+        memcpy(&block[at], &word, sizeof word);
+        at += 4;
+    }
+    return block;
+}
+
+TEST(ExtentMapPlace, DependsOnTheBlockType) {
+    struct {
+        uint8_t type;
+        uint32_t at;
+    } cases[] = {{0x10, 92}, {0x23, 264}, {0x12, 20}, {0x24, 20}};
+    for (const auto &c : cases) {
+        const stored block = map_block(c.type, c.at, {2, 0x00400099, 77, 0, 0x00400011, 8});
+        EXTENT_MAP map;
+        ASSERT_TRUE(locate_extent_map(BLOCK{block.data(), 512, 0}, &map)) << int{c.type};
+        EXPECT_EQ(map.entries, block.data() + c.at + 16);
+        EXPECT_EQ(map.count, 2U);
+        EXPECT_EQ(map.next, 0x00400099U);
+        EXPECT_FALSE(map.cut);
+    }
+}
+
+TEST(ExtentMapPlace, NoOtherBlockTypeHasAMap) {
+    for (int type = 0; type < 256; type++) {
+        const bool has_map = type == 0x10 || type == 0x12 || type == 0x23 || type == 0x24;
+        EXPECT_EQ(map_header_offset(static_cast<uint8_t>(type)) != 0, has_map) << type;
+    }
+}
+
+TEST(ExtentMapPlace, EntriesAreBoundedByTheBlock) {
+    const stored block = map_block(0x12, 20, {0xFFFFFFFF, 0, 0, 0});
+    EXTENT_MAP map;
+    ASSERT_TRUE(locate_extent_map(BLOCK{block.data(), 512, 0}, &map));
+    EXPECT_EQ(map.count, (512U - 36) / 8);
+    EXPECT_TRUE(map.cut);
+}
+
+TEST(ExtentMapPlace, BlockTooSmallForItsMapHasNone) {
+    const stored block = map_block(0x23, 264, {1, 0, 0, 0});
+    EXTENT_MAP map;
+    EXPECT_FALSE(locate_extent_map(BLOCK{block.data(), 279, 0}, &map));
+    EXPECT_TRUE(locate_extent_map(BLOCK{block.data(), 280, 0}, &map));
+}
+
+} // namespace

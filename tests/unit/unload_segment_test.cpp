@@ -1,0 +1,302 @@
+// The walk over a table's segment: header types, chained extent maps, extents, and what makes it fail.
+#include "unload_segment_fixture.h"
+
+using namespace unload_unit;
+
+namespace {
+
+constexpr uint8_t FREELIST = sample::BLOCK_SEGMENT_HEADER, ASSM = sample::BLOCK_ASSM_SEGMENT_HEADER;
+constexpr uint8_t MAP = sample::BLOCK_EXTENT_MAP, ASSM_MAP = sample::BLOCK_ASSM_EXTENT_MAP;
+
+class UnloadSegment : public SegmentTest {
+protected:
+    UnloadSegment() { columns(plain_columns(1)); }
+
+    static uint32_t rdba(uint32_t block, uint32_t rfn = RFN) { return sample::make_rdba(rfn, block); }
+
+    // Stores a block of one row that tells where it stands, and expects that row next.
+    void add_row(uint32_t number, uint32_t rfn = RFN) {
+        const Row row{text(std::to_string(rfn) + "/" + std::to_string(number))};
+        sample::TableBlock blk = block(number, 1, rfn);
+        blk.add(piece(H | F | L, row));
+        store(blk);
+        expected_.row(row);
+    }
+
+    void expect_failure(const std::string &message) {
+        const Outcome got = unload();
+        EXPECT_EQ(got.result, -1);
+        EXPECT_EQ(got.err, message + SEGMENT_FAILED);
+    }
+
+    dump_bytes expected_;
+};
+
+class UnloadHeaderType : public UnloadSegment, public ::testing::WithParamInterface<uint8_t> {};
+
+TEST_P(UnloadHeaderType, HasItsExtentMapInItsPlace) {
+    add_row(2);
+    add_row(3);
+    store_map(rdba(HEADER_BLOCK), GetParam(), {{rdba(2), 2}}, 0);
+    EXPECT_EQ(rows_of_segment(), expected_.raw);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, UnloadHeaderType, ::testing::Values(FREELIST, ASSM, MAP, ASSM_MAP),
+                         [](const auto &type) { return "Type" + std::to_string(type.param); });
+
+TEST_F(UnloadSegment, DataBlockAsHeaderIsRejected) {
+    store_pieces(HEADER_BLOCK, {piece(H | F | L, {text("a")})});
+    expect_failure("error block type: 6\n");
+}
+
+TEST_F(UnloadSegment, UnknownHeaderTypeIsShownInHexadecimal) {
+    store_map(rdba(HEADER_BLOCK), ASSM, {}, 0);
+    Bytes raw(2048);
+    raw[0] = 0xAB;
+    store(rdba(HEADER_BLOCK), raw);
+    expect_failure("error block type: ab\n");
+}
+
+TEST_F(UnloadSegment, AllBlocksOfAllExtentsAreReadInOrder) {
+    add_row(9);
+    add_row(10);
+    add_row(4);
+    add_row(30);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(9), 3}, {rdba(4), 1}, {rdba(30), 1}}, 0);
+    EXPECT_EQ(rows_of_segment(), expected_.raw);
+    EXPECT_EQ(nrow_, 4U);
+}
+
+// The header belongs to its first extent and is read again with it; it is no data block.
+TEST_F(UnloadSegment, ExtentThatHoldsTheHeaderItself) {
+    add_row(2);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(HEADER_BLOCK), 2}}, 0);
+    EXPECT_EQ(rows_of_segment(), expected_.raw);
+}
+
+TEST_F(UnloadSegment, ExtentOfNoBlocksIsPassedOver) {
+    add_row(2);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(1, 99), 0}, {rdba(2), 1}}, 0);
+    EXPECT_EQ(rows_of_segment(), expected_.raw);
+}
+
+TEST_F(UnloadSegment, SegmentWithoutExtentsHasNoRows) {
+    store_map(rdba(HEADER_BLOCK), ASSM, {}, 0);
+    EXPECT_EQ(rows_of_segment(), Bytes{});
+}
+
+TEST_F(UnloadSegment, ExtentsInOtherFilesOfTheTablespace) {
+    add_file(9, 2048);
+    add_row(2);
+    add_row(5, 9);
+    add_row(3);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 1}, {rdba(5, 9), 1}, {rdba(3), 1}}, 0);
+    EXPECT_EQ(rows_of_segment(), expected_.raw);
+}
+
+TEST_F(UnloadSegment, MapsChainAcrossBlocksAndFiles) {
+    add_file(9, 2048);
+    add_row(2);
+    add_row(3);
+    add_row(4, 9);
+    add_row(8);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 1}}, rdba(7, 9));
+    store_map(rdba(7, 9), ASSM_MAP, {{rdba(3), 1}, {rdba(4, 9), 1}}, rdba(6));
+    store_map(rdba(6), MAP, {{rdba(8), 1}}, 0);
+    EXPECT_EQ(rows_of_segment(), expected_.raw);
+}
+
+TEST_F(UnloadSegment, SecondMapBlockOfUnknownTypeFails) {
+    add_row(2);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 1}}, rdba(2));
+    expect_failure("error block type: 6\n");
+}
+
+TEST_F(UnloadSegment, RowsOfOtherTablespacesFilesAreNotTaken) {
+    add_file(9, 2048, TSN + 1);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2, 9), 1}}, 0);
+    expect_failure("datafile (ts#=4, rfile#=9) not found.\n");
+}
+
+TEST_F(UnloadSegment, MissingFileOfTheHeader) {
+    store_map(rdba(HEADER_BLOCK), ASSM, {}, 0);
+    use_block_size(2048);
+    store_map(rdba(HEADER_BLOCK), ASSM, {}, 0);
+    tab_.tsn = 1023;
+    add_file(9, 2048);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2, 1023), 1}}, 0);
+    expect_failure("datafile (ts#=4, rfile#=1023) not found.\n");
+}
+
+TEST_F(UnloadSegment, MissingFileOfANextMap) {
+    add_row(2);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 1}}, rdba(7, 300));
+    expect_failure("datafile (ts#=4, rfile#=300) not found.\n");
+    EXPECT_EQ(nrow_, 1U);
+}
+
+TEST_F(UnloadSegment, UnreadableHeaderNamesItsAddress) {
+    store_map(rdba(HEADER_BLOCK), ASSM, {}, 0);
+    break_file(RFN);
+    expect_failure("read \"" + file_name(RFN) +
+                   "\": Bad file descriptor\nread extent (ts#=4, rdba=0x01400001) error.\n");
+}
+
+TEST_F(UnloadSegment, HeaderThatWasNotDeliveredWholeIsAReadFailure) {
+    store_map(rdba(HEADER_BLOCK), ASSM, {}, 0);
+    vexlo_test::resize_file(file_name(RFN), 2048 + 2047);
+    expect_failure("read extent (ts#=4, rdba=0x01400001) error.\n");
+}
+
+TEST_F(UnloadSegment, NextMapBehindTheEndOfItsFileIsAReadFailure) {
+    add_row(2);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 1}}, rdba(0x1234));
+    expect_failure("read extent (ts#=4, rdba=0x01401234) error.\n");
+}
+
+TEST_F(UnloadSegment, UnreadableExtentNamesItsFirstBlock) {
+    add_file(9, 2048);
+    break_file(9);
+    add_row(2);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 1}, {rdba(3, 9), 8}}, 0);
+    expect_failure("read \"" + file_name(9) +
+                   "\": Bad file descriptor\nread extent (ts#=4, rdba=0x02400003) error.\n");
+    EXPECT_EQ(nrow_, 1U);
+}
+
+// An extent may run past the end of its file; a block that is there in part is not decoded.
+TEST_F(UnloadSegment, ExtentPastTheEndOfTheFileIsDecodedAsFarAsItGoes) {
+    add_row(2);
+    add_row(3);
+    store_pieces(4, {piece(H | F | L, {text("in part")})});
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 3000000}, {rdba(2), 1}}, 0);
+    vexlo_test::resize_file(file_name(RFN), 4 * 2048 + 2047);
+    expected_.row({text("5/2")});
+    EXPECT_EQ(rows_of_segment(), expected_.raw);
+    EXPECT_EQ(nrow_, 3U);
+}
+
+TEST_F(UnloadSegment, ExtentWhollyBehindTheEndOfTheFileIsPassedOver) {
+    add_row(2);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(900), 8}, {rdba(2), 1}}, 0);
+    EXPECT_EQ(rows_of_segment(), expected_.raw);
+}
+
+TEST_F(UnloadSegment, ExtentLongerThanTheReadBuffer) {
+    use_block_size(32768);
+    for (uint32_t number : {2U, 126U, 127U, 128U, 252U, 300U})
+        add_row(number);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 299}}, 0);
+    EXPECT_EQ(rows_of_segment(), expected_.raw);
+}
+
+TEST_F(UnloadSegment, BlockSizesFrom2To32KiB) {
+    for (uint32_t bsz = 2048; bsz <= 32768; bsz *= 2) {
+        use_block_size(bsz);
+        expected_ = {};
+        add_row(2);
+        add_row(3);
+        EXPECT_EQ(rows_of_segment(3), expected_.raw) << bsz;
+    }
+}
+
+// In a bigfile the whole address is the block number.
+TEST_F(UnloadSegment, BigfileAddressesAreBlockNumbers) {
+    use_block_size(2048, 0x10);
+    const uint32_t far = (1U << 20) + 5;
+    for (uint32_t number : {2U, far})
+        add_row(number);
+    store_map(HEADER_BLOCK, ASSM, {{2, 1}}, 7);
+    store_map(7, ASSM_MAP, {{far, 1}}, 0);
+    EXPECT_EQ(rows_of_segment(), expected_.raw);
+}
+
+TEST_F(UnloadSegment, LoopingMapsAreAFailureAndNoHang) {
+    for (uint32_t last_next : {HEADER_BLOCK, 6U, 7U}) {
+        add_row(2);
+        store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 1}}, rdba(6));
+        store_map(rdba(6), ASSM_MAP, {}, rdba(7));
+        store_map(rdba(7), ASSM_MAP, {}, rdba(last_next));
+        const Outcome got = unload();
+        EXPECT_EQ(got.result, -1);
+        EXPECT_NE(got.err.find("loop"), std::string::npos) << got.err;
+        EXPECT_TRUE(got.err.ends_with(SEGMENT_FAILED)) << got.err;
+        EXPECT_EQ(nrow_, 1U);
+    }
+}
+
+// Extents that together are larger than all files repeat each other: the walk ends before it repeats for
+// ever.
+TEST_F(UnloadSegment, ExtentsLargerThanAllFilesAreAFailure) {
+    df_bytes_ = 5 * 2048;
+    add_row(2);
+    store_pieces(6, {});
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 3}, {rdba(2), 2}, {rdba(2), 1}}, 0);
+    expect_failure("extent map at rdba=0x01400002 names more blocks than the datafiles hold.\n");
+    EXPECT_EQ(nrow_, 2U);
+}
+
+TEST_F(UnloadSegment, MapThatClaimsMoreExtentsThanFitsStaysInsideItsBlock) {
+    add_row(2);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 1}}, 0);
+    Bytes raw = vexlo_test::read_file(file_name(RFN));
+    raw.erase(raw.begin(), raw.begin() + 2048);
+    raw.resize(2048);
+    sample::store_le32(&raw[264], 0x7FFFFFFF);
+    // The tail of the block would be an entry otherwise.
+    std::fill(raw.begin() + 2040, raw.end(), uint8_t{0});
+    store(rdba(HEADER_BLOCK), raw);
+    const Outcome got = unload();
+    EXPECT_EQ(got.result, 0);
+    EXPECT_EQ(got.rows, expected_.raw);
+}
+
+TEST_F(UnloadSegment, NothingOfAFailedSegmentsCacheReachesTheFile) {
+    add_row(2);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 1}, {rdba(2, 77), 1}}, 0);
+    EXPECT_EQ(unload().file, Bytes{});
+}
+
+class UnloadColumnList : public SegmentTest {};
+
+TEST_F(UnloadColumnList, HoldsEveryUnloadedColumnInOrder) {
+    std::vector<COL> cols;
+    const auto add = [&](const char *name, uint32_t ctyp, uint32_t clen, uint32_t flag) {
+        COL col = column(ctyp, flag);
+        col.clen = clen;
+        snprintf(col.name, sizeof col.name, "%s", name);
+        cols.push_back(col);
+    };
+    add("ID", 2, 22, 0x10000);
+    add("SECRET", 1, 10, 0x1);
+    add("NAME", 1, 0x12345, 0x1000);
+    add("GONE", 1, 10, 0x2);
+    add("UNUSED", 1, 10, 0x4);
+    add("D234567890123456789012345678901", 12, 7, 0x100);
+    columns(cols);
+    dump_bytes want;
+    want.column("ID", 2, 22)
+        .column("NAME", 1, 0x12345, 1)
+        .column("D234567890123456789012345678901", 12, 7)
+        .table_end();
+    EXPECT_EQ(unload().file, want.raw);
+}
+
+TEST_F(UnloadColumnList, CountThatDiffersFromTheTablesIsRefused) {
+    for (uint32_t ncol : {2U, 4U}) {
+        tab_.ncol = ncol;
+        const Outcome got = unload_pieces({piece(H | F | L, {text("a")})});
+        EXPECT_EQ(got.result, -1);
+        EXPECT_EQ(got.err, "column count not matched, COLS=" + std::to_string(ncol) + ", actual=3\n");
+        EXPECT_EQ(got.file, Bytes{});
+    }
+}
+
+TEST_F(UnloadColumnList, Property2ColumnHasNoRecordButItsValueIsWritten) {
+    columns({column(), column(VARCHAR2, 0x2), column()});
+    ASSERT_EQ(list_size(), 96U);
+    EXPECT_EQ(rows_of({piece(H | F | L, {text("a"), text("b"), text("c")})}),
+              dump_bytes().row({text("a"), text("b"), text("c")}).raw);
+}
+
+} // namespace

@@ -20,12 +20,9 @@ int64_t key_size(const ULDR *ul, const CLUSTER_KEY &key) {
 } // namespace
 
 int make_room(ULDR *ul, int reserve, const uint8_t *p, const uint8_t *end, int cc, const CLUSTER_KEY &key) {
-    // The longest row there is: a block of values, a block of key values of no bytes, and what the counts
-    // add.
-    const int64_t longest = 3 * int64_t{ul->bsz} + 1024;
     if (ul->clen + ul->bsz + reserve > ul->csz)
         return write_cache(ul);
-    if (ul->clen + longest <= ul->csz)
+    if (ul->clen + longest_row(ul->bsz) <= ul->csz)
         return 0;
     // Of a row in pieces the cut values count whole, whatever their first byte.
     const int64_t values = reserve == 0 ? entries_size(p, end, cc) : end - p + cc + MARK_SIZE;

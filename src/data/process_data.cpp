@@ -105,6 +105,21 @@ int process_chained_row(ULDR *ul, const ROW_AREA &area, int row, const uint8_t *
     return process_chain(ul, area, row, rdba, slot, key);
 }
 
+// The short way for most rows of most tables: one piece, outside a cluster, ordinary columns, room in the
+// cache. False when the row needs the long way or is damaged; nothing has happened then.
+bool process_ordinary_row(ULDR *ul, const uint8_t *piece, const uint8_t *end) {
+    if (ul->clen + longest_row(ul->bsz) > ul->csz)
+        return false;
+    const int32_t start = ul->clen;
+    if (put_ordinary(ul, piece + PIECE_HEADER, end, piece[2]) != 0) {
+        ul->clen = start;
+        return false;
+    }
+    put_word(ul, MARK_ROW_END);
+    ul->nrow++;
+    return true;
+}
+
 int process_row(ULDR *ul, const ROW_AREA &area, int row, const uint8_t *piece) {
     if (piece == nullptr) {
         report_damaged_row(area.blk.rdba, row);
@@ -112,6 +127,8 @@ int process_row(ULDR *ul, const ROW_AREA &area, int row, const uint8_t *piece) {
     }
     const uint8_t fb = piece[0];
     if ((fb & ROW_DELETED) != 0 || (fb & ROW_HEAD) == 0)
+        return 0;
+    if (ul->ordinary && (fb & ROW_WHOLE) == ROW_WHOLE && process_ordinary_row(ul, piece, block_end(area.blk)))
         return 0;
     begin_row(ul);
     const uint64_t start = ul->data_ofs + static_cast<uint64_t>(ul->clen);

@@ -52,7 +52,7 @@ struct ULDR {
     uint8_t *rbuf; // blocks read ahead
 
     std::span<const COL> cols; // columns of the table
-    bool ordinary;             // none of them is skipped, a cluster key, LONG or LOB
+    bool ordinary;             // no cluster, no extra bytes, all columns ordinary
     int32_t lob_room;          // LOBD records that lobc has room for
     bool lob_begun;            // LOBD number lcc holds the begin of a value
     int64_t rsz;               // bytes of rbuf
@@ -110,6 +110,12 @@ int find_cluster_key(const ROW_AREA &area, uint8_t index, CLUSTER_KEY *key);
 
 /// Room in the cache, besides one block, that a piece of a chained row is given.
 constexpr int CHAIN_RESERVE = 4000;
+
+/// Cache bytes that the longest row in one piece may need: a block of values, a block of key values of no
+/// bytes, and what the counts add.
+constexpr int64_t longest_row(int32_t bsz) {
+    return 3 * int64_t{bsz} + 1024;
+}
 
 /// Makes room in the cache for the `cc` values at `p` and the cluster key: flushes it when fewer than one
 /// block and `reserve` bytes are left, or when the values are longer as dump entries than that. Returns 0, or

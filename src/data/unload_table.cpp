@@ -82,7 +82,8 @@ int unload_one_table(ULDR *ul) {
     ul->clen = 0;
     ul->tabn = static_cast<int32_t>(ul->tabp->tabn);
     ul->cols = table_columns(*ul->tabp);
-    ul->ordinary = std::all_of(ul->cols.begin(), ul->cols.end(), is_ordinary);
+    ul->ordinary = ul->tabn == 0 && (ul->tabp->flag & TAB_ROW_EXTRA) == 0 &&
+                   std::all_of(ul->cols.begin(), ul->cols.end(), is_ordinary);
     if (put_column_list(ul) < 0 || unload_segments(ul) < 0)
         return -1;
     put_word(ul, MARK_TABLE_END);

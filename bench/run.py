@@ -42,6 +42,7 @@ class Bench:
     def __init__(self, build, work, mib, runs):
         self.vexlo = os.path.join(build, "bin", "vexlo")
         self.data = os.path.join(build, "bin", "vexlo-bench-data")
+        self.convert = os.path.join(build, "bin", "vexlo-convert")
         self.loops = os.path.join(build, "bin", "vexlo-bench-loops")
         self.interposer = self.find(build, "libvexlo_interposer.so")
         self.work = work
@@ -117,6 +118,49 @@ def unload_row(bench, kind, table, checksum, most):
             f"{size_out / 2**20:.0f}", f"{statistics.median(copies):.2f}", f"{statistics.median(unloads):.2f}",
             f"{ratio:.2f}", f"{most:.1f}" if most else "", f"{peak:.1f}",
             *(map(str, calls) if calls else ("", ""))]
+
+
+def against(bench, label, command, limit_command, most, clean):
+    """One row: a command beside its limit, taking turns; `clean` lists the files removed before each."""
+    ours, limits, peak = [], [], 0
+    for turn in range(bench.runs + 1):  # the first turn warms up
+        for name in clean:
+            if os.path.exists(name):
+                os.remove(name)
+        limit, _ = bench.timed(["sh", "-c", limit_command])
+        for name in clean:
+            if os.path.exists(name):
+                os.remove(name)
+        seconds, memory = bench.timed(command)
+        if turn > 0:
+            limits.append(limit)
+            ours.append(seconds)
+            peak = max(peak, memory)
+    ratio = statistics.median(ours) / statistics.median(limits)
+    return [label, f"{statistics.median(limits):.2f}", f"{statistics.median(ours):.2f}", f"{ratio:.2f}", f"{most:.1f}",
+            f"{peak:.1f}"]
+
+
+def convert_rows(bench):
+    """The dump of the ordinary table as CSV against copying the dump, and into SQLite against importing the CSV."""
+    path = bench.database("ordinary", bench.mib)
+    bench.console(bench.config(path, False), ["export dict", "load dict", "unload table bench.ordinary"])
+    dump = os.path.join(path, "data", "BENCH_ORDINARY.dat")
+    out = os.path.join(path, "data", "out")
+    os.makedirs(out, exist_ok=True)
+    csv, database, copy = (os.path.join(out, name) for name in ("BENCH.ORDINARY.csv", "BENCH_ORDINARY.sqlite", "copy"))
+    rows = [against(bench, "CSV, limit: cat of the dump",
+                    [bench.convert, "--quiet", "--to", "csv", "--output", out, dump],
+                    f"exec cat '{dump}' > '{copy}'", 4.0, [csv, copy])]
+    subprocess.run([bench.convert, "--quiet", "--to", "csv", "--output", out, dump], check=True)
+    imported = os.path.join(out, "imported.db")
+    rows.append(against(bench, "SQLite, limit: sqlite3 .import of the CSV",
+                        [bench.convert, "--quiet", "--to", "sqlite", "--output", out, dump],
+                        f"exec sqlite3 '{imported}' '.mode csv' \".import '{csv}' ordinary\"", 2.0,
+                        [database, imported]))
+    shutil.rmtree(out)
+    os.remove(dump)
+    return rows
 
 
 def step_times(bench, config, command):
@@ -214,6 +258,8 @@ def main():
     print_table("Unload against copying the datafile (median seconds)",
                 ["table", "MiB in", "MiB out", "copy", "unload", "ratio", "at most", "peak MiB", "preads", "pwrites"],
                 [unload_row(bench, *kind) for kind in KINDS])
+    print_table("vexlo-convert against its limits (median seconds)",
+                ["conversion", "limit", "convert", "ratio", "at most", "peak MiB"], convert_rows(bench))
     sizes = [f"{size:,}" for size in DICTIONARY_SIZES]
     print_table("Dictionary by number of columns: milliseconds, then microseconds a record",
                 ["step"] + sizes + [f"{size} each" for size in sizes], dictionary_rows(bench))

@@ -16,7 +16,7 @@ can_fuzz() {
         clang++ -x c++ -fsanitize=fuzzer,address,undefined -o /dev/null - 2>/dev/null
 }
 
-scripts/packages.sh clang cmake ninja-build
+scripts/packages.sh clang cmake ninja-build libsqlite3-dev libcli11-dev
 # Some distributions pack the libraries of the fuzzer and the sanitizers by themselves.
 can_fuzz || scripts/packages.sh "libclang-rt-$(clang++ -dumpversion | cut -d. -f1)-dev"
 
@@ -33,6 +33,11 @@ if [ ${#targets[@]} -eq 0 ]; then
         targets+=("${path##*/fuzz_}")
     done
 fi
+
+# What a target writes; one that ends with a finding leaves it behind.
+TMPDIR=$(mktemp -d -p /dev/shm vexlo-fuzz-XXXXXX)
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
 
 export UBSAN_OPTIONS=print_stacktrace=1
 mkdir -p "$build/findings" "$build/logs"

@@ -41,9 +41,8 @@ inline void finish_value(ULDR *ul) {
 constexpr int SHORT_VALUE = 32;
 
 /// Appends the entries of at most `n` values of ordinary columns. Returns 0, or ROW_DAMAGED when a value
-/// leaves [p, end). Short values, which most are, are copied by a fixed
-// number of bytes where block and cache have them; what lies behind the value is overwritten by the next
-// entry.
+/// leaves [p, end). Short values, which most are, are copied by a fixed number of bytes where block and cache
+/// have them; what lies behind the value is overwritten by the next entry.
 inline int put_ordinary(ULDR *ul, const uint8_t *p, const uint8_t *end, int n) {
     uint8_t *to = ul->cache + ul->clen;
     const uint8_t *last = ul->cache + ul->csz - (MARK_SIZE + SHORT_VALUE);

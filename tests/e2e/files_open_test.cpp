@@ -140,7 +140,8 @@ TEST_F(FilesOpen, Block0SizeThatDoesNotFitTheBytesReadIsACheckValueError) {
 }
 
 TEST_F(FilesOpen, BlockSizeWithoutMeaningIsRefused) {
-    for (const std::uint32_t size : {0u, 1u, 511u, 1000u, 8191u, 32769u, 0x00800000u, 0x80000000u, 0xFFFFFFFFu}) {
+    for (const std::uint32_t size :
+         {0u, 1u, 511u, 1000u, 8191u, 32769u, 0x00800000u, 0x80000000u, 0xFFFFFFFFu}) {
         SCOPED_TRACE(size);
         patch(1, 48, le32(size));
         expect_refused("block size " + std::to_string(size) + " of \"" + users_ + "\" not supported.\n");

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Fuzzes: scripts/fuzz.sh SECONDS [TARGET...]. Every target runs its corpus, then SECONDS seconds of new inputs. Without
-# targets all of them run. New inputs are kept in build/fuzz/work/TARGET, findings in build/fuzz/findings.
+# targets all of them run. New inputs are kept in build/fuzz/inputs/TARGET, findings in build/fuzz/findings.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -45,9 +45,9 @@ failed=()
 for target in "${targets[@]}"; do
     program=$build/bin/fuzz_$target
     log=$build/logs/$target
-    work=$build/work/$target
-    mkdir -p "$work"
-    corpus=("$work")
+    inputs=$build/inputs/$target
+    mkdir -p "$inputs"
+    corpus=("$inputs")
     for dir in "$build/seeds/$target" "fuzz/corpus/$target"; do
         [ -d "$dir" ] && corpus+=("$dir")
     done

@@ -7,6 +7,7 @@
 #include "harness.h"
 
 #include "data/entry.h"
+#include "data/ordinary_row.h"
 #include "datafile.h"
 
 #include <algorithm>
@@ -77,8 +78,7 @@ struct Unload {
         ul.lobc = lobs.data();
         ul.lob_room = ul.nlob = static_cast<int32_t>(lob_columns);
         ul.cols = columns;
-        ul.ordinary =
-            tab.tabn == 0 && tab.flag == 0 && std::all_of(columns.begin(), columns.end(), is_ordinary);
+        ul.ordinary = has_ordinary_rows(tab, columns);
     }
 
     // False when the table ends with this block.

@@ -23,7 +23,7 @@ inline bool is_lob(const COL &col) {
     return col.ctyp == TYPE_CLOB || col.ctyp == TYPE_BLOB;
 }
 
-/// True for a column whose values go into the dump as they come from the row piece.
+/// True for a column whose values go into the dump as they come from the row piece or the cluster key.
 inline bool is_ordinary(const COL &col) {
-    return !is_skipped(col) && !is_cluster_key(col) && !is_long(col) && !is_lob(col);
+    return !is_skipped(col) && !is_long(col) && !is_lob(col);
 }

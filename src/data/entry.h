@@ -4,8 +4,6 @@
 #include "column.h"
 #include "data/uldr.h"
 
-#include <algorithm>
-
 /// Appends a mark or a length.
 inline void put_word(ULDR *ul, uint16_t mark) {
     store_be16(ul->cache + ul->clen, mark);
@@ -35,35 +33,6 @@ inline void finish_value(ULDR *ul) {
     store_be16(ul->pl, static_cast<uint16_t>(ul->ccl));
     ul->pl = nullptr;
     ul->ccl = 0;
-}
-
-/// Values up to this are copied with a fixed number of bytes.
-constexpr int SHORT_VALUE = 32;
-
-/// Appends the entries of at most `n` values of ordinary columns. Returns 0, or ROW_DAMAGED when a value
-/// leaves [p, end). Short values, which most are, are copied by a fixed number of bytes where block and cache
-/// have them; what lies behind the value is overwritten by the next entry.
-inline int put_ordinary(ULDR *ul, const uint8_t *p, const uint8_t *end, int n) {
-    uint8_t *to = ul->cache + ul->clen;
-    const uint8_t *last = ul->cache + ul->csz - (MARK_SIZE + SHORT_VALUE);
-    for (n = std::min(n, static_cast<int>(ul->cols.size())); n > 0; n--) {
-        if (end - p > SHORT_VALUE && to <= last && *p <= SHORT_VALUE) {
-            const uint32_t len = *p;
-            store_be16(to, static_cast<uint16_t>(len));
-            memcpy(to + MARK_SIZE, p + 1, SHORT_VALUE);
-            to += MARK_SIZE + len;
-            p += 1 + len;
-            continue;
-        }
-        VALUE value;
-        if (!next_value(p, end, &value))
-            return ROW_DAMAGED;
-        ul->clen = static_cast<int32_t>(to - ul->cache);
-        put_value(ul, value);
-        to = ul->cache + ul->clen;
-    }
-    ul->clen = static_cast<int32_t>(to - ul->cache);
-    return 0;
 }
 
 /// Keeps a LONG value that stands whole in one piece in memory.

@@ -1,6 +1,7 @@
 // The rows of one block of a table's segment.
 #include "console.h"
 #include "data/entry.h"
+#include "data/ordinary_row.h"
 #include "table_rows.h"
 
 #include <cstdio>
@@ -8,7 +9,6 @@
 
 namespace {
 
-constexpr uint8_t KEY_ROW_WHOLE = ROW_HEAD | ROW_FIRST | ROW_LAST;
 constexpr int ROW_EXTRA_SIZE = 6;
 constexpr uint8_t ROW_WHOLE = ROW_FIRST | ROW_LAST;
 
@@ -105,21 +105,6 @@ int process_chained_row(ULDR *ul, const ROW_AREA &area, int row, const uint8_t *
     return process_chain(ul, area, row, rdba, slot, key);
 }
 
-// The short way for most rows of most tables: one piece, outside a cluster, ordinary columns, room in the
-// cache. False when the row needs the long way or is damaged; nothing has happened then.
-bool process_ordinary_row(ULDR *ul, const uint8_t *piece, const uint8_t *end) {
-    if (ul->clen + longest_row(ul->bsz) > ul->csz)
-        return false;
-    const int32_t start = ul->clen;
-    if (put_ordinary(ul, piece + PIECE_HEADER, end, piece[2]) != 0) {
-        ul->clen = start;
-        return false;
-    }
-    put_word(ul, MARK_ROW_END);
-    ul->nrow++;
-    return true;
-}
-
 int process_row(ULDR *ul, const ROW_AREA &area, int row, const uint8_t *piece) {
     if (piece == nullptr) {
         report_damaged_row(area.blk.rdba, row);
@@ -128,7 +113,7 @@ int process_row(ULDR *ul, const ROW_AREA &area, int row, const uint8_t *piece) {
     const uint8_t fb = piece[0];
     if ((fb & ROW_DELETED) != 0 || (fb & ROW_HEAD) == 0)
         return 0;
-    if (ul->ordinary && (fb & ROW_WHOLE) == ROW_WHOLE && process_ordinary_row(ul, piece, block_end(area.blk)))
+    if (ul->ordinary && (fb & ROW_WHOLE) == ROW_WHOLE && process_ordinary_row(ul, area, piece))
         return 0;
     begin_row(ul);
     const uint64_t start = ul->data_ofs + static_cast<uint64_t>(ul->clen);
@@ -151,17 +136,16 @@ int process_row(ULDR *ul, const ROW_AREA &area, int row, const uint8_t *piece) {
 } // namespace
 
 int find_cluster_key(const ROW_AREA &area, uint8_t index, CLUSTER_KEY *key) {
-    const uint8_t *row = find_key_row(area, index), *end = block_end(area.blk);
-    if (row == nullptr)
-        return ROW_DAMAGED;
-    if ((row[0] & KEY_ROW_WHOLE) != KEY_ROW_WHOLE) {
-        printf("cluster key migrated or chained, skip this row data.\n");
-        return ROW_SKIPPED;
+    const uint8_t *data = find_key_data(area, index);
+    if (data != nullptr) {
+        *key = {data, block_end(area.blk)};
+        return 0;
     }
-    if (end - row < KEY_DATA)
+    const uint8_t *row = find_key_row(area, index);
+    if (row == nullptr || is_whole_key_row(row))
         return ROW_DAMAGED;
-    *key = {row + KEY_DATA, end};
-    return 0;
+    printf("cluster key migrated or chained, skip this row data.\n");
+    return ROW_SKIPPED;
 }
 
 int process_data_block(ULDR *ul, const BLOCK &blk) {

@@ -1,7 +1,5 @@
 #include "data/entry.h"
 
 int process_one_piece(ULDR *ul, const uint8_t *p, const uint8_t *end, int cc, const CLUSTER_KEY &key) {
-    if (ul->ordinary)
-        return put_ordinary(ul, p, end, cc);
     return put_columns<true>(ul, p, end, &cc, key) != nullptr ? 0 : ROW_DAMAGED;
 }

@@ -52,7 +52,7 @@ struct ULDR {
     uint8_t *rbuf; // blocks read ahead
 
     std::span<const COL> cols; // columns of the table
-    bool ordinary;             // no cluster, no extra bytes, all columns ordinary
+    bool ordinary;             // rows in one piece may go the short way
     int32_t lob_room;          // LOBD records that lobc has room for
     bool lob_begun;            // LOBD number lcc holds the begin of a value
     int64_t rsz;               // bytes of rbuf
@@ -112,7 +112,7 @@ int find_cluster_key(const ROW_AREA &area, uint8_t index, CLUSTER_KEY *key);
 constexpr int CHAIN_RESERVE = 4000;
 
 /// Cache bytes that the longest row in one piece may need: a block of values, a block of key values of no
-/// bytes, and what the counts add.
+/// bytes, what the counts add, and what copying by a fixed number of bytes takes behind the row.
 constexpr int64_t longest_row(int32_t bsz) {
     return 3 * int64_t{bsz} + 1024;
 }

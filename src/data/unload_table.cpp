@@ -1,10 +1,9 @@
 #include "byte_order.h"
 #include "console.h"
 #include "data/entry.h"
+#include "data/ordinary_row.h"
 #include "datafile.h"
 #include "dict_array.h"
-
-#include <algorithm>
 
 namespace {
 
@@ -82,8 +81,7 @@ int unload_one_table(ULDR *ul) {
     ul->clen = 0;
     ul->tabn = static_cast<int32_t>(ul->tabp->tabn);
     ul->cols = table_columns(*ul->tabp);
-    ul->ordinary = ul->tabn == 0 && (ul->tabp->flag & TAB_ROW_EXTRA) == 0 &&
-                   std::all_of(ul->cols.begin(), ul->cols.end(), is_ordinary);
+    ul->ordinary = has_ordinary_rows(*ul->tabp, ul->cols);
     if (put_column_list(ul) < 0 || unload_segments(ul) < 0)
         return -1;
     put_word(ul, MARK_TABLE_END);

@@ -2,6 +2,7 @@
 // or, for the kind "dictionary", the number of columns.
 #include "sample/database.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <map>
@@ -135,10 +136,10 @@ void add_partitioned(Bench &bench, int64_t mib) {
         bench.db.insert(table, ordinary_row(i), {}, static_cast<size_t>(i) % PARTS);
 }
 
-// Tables of ten columns without rows; up to 1,000 clusters hold half of them.
+// Tables of ten columns without rows, a hundred to a cluster.
 void add_dictionary(Bench &bench, int64_t columns) {
     const int64_t tables = columns / 10;
-    const int64_t clusters = tables / 100;
+    const int64_t clusters = std::max<int64_t>(tables / 100, 1);
     std::vector<size_t> indexes;
     for (int64_t c = 0; c < clusters; c++) {
         ClusterDef cluster;
@@ -153,11 +154,8 @@ void add_dictionary(Bench &bench, int64_t columns) {
         for (int c = 1; c < 10; c++)
             cols.push_back(varchar2_column("COLUMN_" + std::to_string(c), 30));
         TableDef def = bench_table(bench, "T" + std::to_string(t), cols);
-        def.has_segment = false;
-        if (clusters > 0 && t % 2 == 0) {
-            def.cluster = indexes[static_cast<size_t>(t / 2 % clusters)];
-            def.key_columns = {"K"};
-        }
+        def.cluster = indexes[static_cast<size_t>(t % clusters)];
+        def.key_columns = {"K"};
         bench.db.add_table(def);
     }
 }

@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-if ! [[ "${1:-}" =~ ^[0-9]+$ ]]; then
+if ! [[ "${1:-}" =~ ^[1-9][0-9]*$ ]]; then
     echo "usage: $0 SECONDS [TARGET...]" >&2
     exit 2
 fi

@@ -73,6 +73,14 @@ TEST_F(UnloadCluster, KeyValueWithATwoByteLength) {
               dump_bytes().row({pattern(300), text("a")}).raw);
 }
 
+TEST_F(UnloadCluster, KeysAndValuesOfEveryLength) {
+    columns({column(VARCHAR2, KEY), column()});
+    for (size_t n = 0; n <= 80; n++)
+        EXPECT_EQ(cluster_rows({key_row({pattern(n)})}, {member(H | F | L, {pattern(80 - n, 1)}, 0)}),
+                  dump_bytes().row({pattern(n), pattern(80 - n, 1)}).raw)
+            << n;
+}
+
 TEST_F(UnloadCluster, KeyColumnBehindTheLastStoredValueGetsNoEntry) {
     columns({column(), column(VARCHAR2, KEY)});
     EXPECT_EQ(cluster_rows({key_row({text("k")})}, {member(H | F | L, {text("a")}, 0)}),

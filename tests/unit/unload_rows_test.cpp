@@ -116,6 +116,17 @@ TEST_F(UnloadDataBlock, FreeChainIsBroughtUpToTheTablesFirstEntry) {
     EXPECT_EQ(nrow_, 2U);
 }
 
+// The first piece stored ends with the block, so that each length stands there once and before other rows
+// once.
+TEST_F(UnloadWholeRow, ValuesOfEveryLengthInTheBlockAndAtItsEnd) {
+    columns(plain_columns(3));
+    for (size_t n = 0; n <= 80; n++) {
+        const Row row{pattern(n), {}, pattern(n, 1)};
+        EXPECT_EQ(rows_of({whole(row), whole(row), whole(ABC)}), dump_bytes().row(row).row(row).row(ABC).raw)
+            << n;
+    }
+}
+
 TEST_F(UnloadWholeRow, ValuesGetTwoByteBigEndianLengths) {
     EXPECT_EQ(rows_of({whole(ABC)}), (Bytes{0, 1, 'a', 0, 2, 'b', 'b', 0, 3, 'c', 'c', 'c', 0, 0}));
     EXPECT_EQ(nrow_, 1U);

@@ -13,8 +13,8 @@ constexpr size_t DATE_SIZE = 7;
 constexpr size_t TIMESTAMP_SIZE = 11;
 constexpr size_t ZONED_SIZE = 13;
 constexpr uint32_t NANOS_PER_SECOND = 1000000000;
-constexpr int YEAR_MIN =
-    -4713; // one beyond the range either way: the UTC form of a zoned value may lie there
+// One beyond the range either way: the UTC form of a zoned value may lie there.
+constexpr int YEAR_MIN = -4713;
 constexpr int YEAR_MAX = 10000;
 constexpr int GREGORIAN_YEAR = 1582;
 constexpr int MINUTES_PER_DAY = 24 * 60;

@@ -196,8 +196,8 @@ bool DumpReader::resynchronise(const Scan &bad) {
         text += "; the row before it may have lost its last columns";
     // Two zero bytes directly before the row were its predecessor's end: the search begins behind them.
     while (window_.require(MARK_SIZE + 1)) {
-        const uint8_t *p =
-            window_.data() + 1; // a row is at least two bytes; the first cannot be the end searched for
+        // A row is at least two bytes: the first cannot be the end searched for.
+        const uint8_t *p = window_.data() + 1;
         const size_t have = window_.available() - 1;
         const auto *zero = static_cast<const uint8_t *>(std::memchr(p, 0, have - 1));
         if (zero == nullptr) {

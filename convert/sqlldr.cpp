@@ -12,8 +12,8 @@ namespace {
 constexpr int RECORD_DIGITS = 10;
 constexpr int FIELD_DIGITS = 6; // enough for the longest value, turned into UTF-8
 constexpr int LONG_DIGITS = 10;
-constexpr size_t DEFAULT_RECORD =
-    65536; // records up to this size need no larger buffers than the loader's own
+// Records up to this size need no larger buffers than the loader's own.
+constexpr size_t DEFAULT_RECORD = 65536;
 
 bool is_long(ColumnKind kind) {
     return kind == ColumnKind::long_text || kind == ColumnKind::long_raw;

@@ -154,8 +154,8 @@ std::string_view TextDecoder::decode_utf8(const uint8_t *data, size_t size, uint
 std::string_view TextDecoder::decode_iconv(const uint8_t *data, size_t size, uint64_t &replaced) {
     iconv(iconv_, nullptr, nullptr, nullptr, nullptr);
     buffer_.resize(std::max(buffer_.size(), 4 * size + 16 + READ_SLACK));
-    char *from =
-        const_cast<char *>(reinterpret_cast<const char *>(data)); // iconv() does not write to its input
+    // iconv() does not write to its input.
+    char *from = const_cast<char *>(reinterpret_cast<const char *>(data));
     size_t from_left = size, used = 0;
     bool flushing = false; // some sets hold a character back until they see what follows
     while (from_left > 0 || !flushing) {

@@ -25,7 +25,6 @@ Bytes binary_pattern(size_t length) {
 }
 
 // ---- Partitions
-// ----------------------------------------------------------------------------------------------
 
 void add_sales(DemoContext &demo) {
     TableDef def = table_def(demo.hr, "SALES", demo.data,
@@ -76,7 +75,6 @@ void add_composite(DemoContext &demo) {
 }
 
 // ---- Clusters
-// ------------------------------------------------------------------------------------------------
 
 // Orders and their lines share a cluster keyed by shop and order number.
 void add_order_cluster(DemoContext &demo) {
@@ -117,7 +115,6 @@ void add_order_cluster(DemoContext &demo) {
 }
 
 // ---- Pieces
-// --------------------------------------------------------------------------------------------------
 
 void add_chained(DemoContext &demo) {
     size_t table = demo.db.add_table(

@@ -78,7 +78,6 @@ void set_space(TableRows &rows) {
 }
 
 // ---- Users, tablespaces, properties, bootstrap
-// ---------------------------------------------------------------
 
 void write_users(const Model &model, const DictionarySink &sink) {
     TableRows rows(model, "USER$", sink);
@@ -126,7 +125,6 @@ void write_bootstrap(const Model &model, const DictionarySink &sink) {
 }
 
 // ---- Objects
-// -------------------------------------------------------------------------------------------------
 
 struct ObjectText {
     uint32_t owner;
@@ -193,7 +191,6 @@ private:
 };
 
 // ---- Tables, clusters, columns: the cluster C_OBJ#
-// -----------------------------------------------------------
 
 class ObjectClusterRows {
 public:
@@ -335,7 +332,6 @@ private:
 };
 
 // ---- Partitions
-// ----------------------------------------------------------------------------------------------
 
 class PartitionRows {
 public:

@@ -20,8 +20,8 @@ int desc_handle(char *args) {
         return -1;
     printf("COL#  SEGCOL# NAME                            TYPE\n");
     for (const COL &col : table_columns(*tab))
-        if ((col.flag & COL_UNSTORED) !=
-            COL_UNSTORED) // with all three, while one is the most that is exported
+        // Left out only with all three bits, of which an exported column has one at most.
+        if ((col.flag & COL_UNSTORED) != COL_UNSTORED)
             printf("%-4d  %-6d  %-30s  %s\n", static_cast<int>(col.cid), static_cast<int>(col.scid), col.name,
                    type_string(static_cast<int>(col.flag), static_cast<int>(col.ctyp),
                                static_cast<int>(col.clen)));

@@ -14,8 +14,8 @@ FILE *open_text(const char *path) {
 
 int next_line(FILE *file, const char *path, char (&line)[LINE_SIZE]) {
     if (fgets(line, LINE_SIZE, file) != nullptr) {
-        if (strchr(line, '\n') ==
-            nullptr) // whether the file ends behind a full piece shows with its next byte
+        // Whether the file ends behind a full piece shows with its next byte.
+        if (strchr(line, '\n') == nullptr)
             ungetc(getc(file), file);
         return 1;
     }

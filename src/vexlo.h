@@ -16,7 +16,6 @@ constexpr int PATH_SIZE = 2048;     // bytes for a path formed from a directory 
 constexpr uint32_t NO_INDEX = 0xFFFFFFFF;
 
 // ---- Configuration and counts
-// -------------------------------------------------------------------------------
 
 constexpr uint32_t PAR_CHECKSUM = 0x1; // CFGPAR.flag: verify the check value of every block read
 
@@ -44,7 +43,6 @@ struct ZUKSYS {
 };
 
 // ---- Datafiles
-// ----------------------------------------------------------------------------------------------
 
 constexpr uint32_t DF_MARKED = 0x1;   // DATAFILE.flag: block 0 carries the platform marker 7A 7B 7C 7D
 constexpr uint32_t DF_BIGFILE = 0x10; // DATAFILE.flag: all 32 bits of an rdba are the block number
@@ -64,7 +62,6 @@ struct DATAFILE {
 static_assert(sizeof(DATAFILE) == 1056);
 
 // ---- Dictionary records
-// -------------------------------------------------------------------------------------
 
 struct USER {
     uint32_t uid;
@@ -140,12 +137,13 @@ static_assert(sizeof(CLU) == 16);
 constexpr uint32_t COL_HIDDEN = 0x1;
 constexpr uint32_t COL_PROPERTY_14 = 0x2;
 constexpr uint32_t COL_PROPERTY_15 = 0x4;
-constexpr uint32_t COL_UNSTORED =
-    COL_HIDDEN | COL_PROPERTY_14 | COL_PROPERTY_15; // no column of the dump file
 constexpr uint32_t COL_FEATURE = 0x100;
 constexpr uint32_t COL_NATIONAL = 0x1000;     // national character set
 constexpr uint32_t COL_CLUSTER_KEY = 0x10000; // set by the load
-constexpr uint32_t COL_NO_SEGMENT_PLACE = 65535;
+
+// With any of these a column is none of the dump file.
+constexpr uint32_t COL_UNSTORED = COL_HIDDEN | COL_PROPERTY_14 | COL_PROPERTY_15;
+constexpr uint32_t COL_NO_SEGMENT_PLACE = 65535; // COL.scid of a column that is not stored in the row
 
 // Column types the program treats specially
 constexpr uint32_t TYPE_LONG = 8;
@@ -224,7 +222,6 @@ struct PROPS {
 static_assert(sizeof(PROPS) == 160);
 
 // ---- The global context
-// -------------------------------------------------------------------------------------
 
 struct ZUKCTX {
     int fd; // dictionary file being written, -1 when none

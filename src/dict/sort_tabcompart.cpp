@@ -7,8 +7,8 @@ int sort_tabcompart_by_objp() {
         return -1;
     if (write_back(TABCOMPART_SLOT) == 0)
         return 0;
-    if (!is_loaded(TABCOMPART_SLOT)) // a heap array was lost: unlike its siblings, this sort gives up the
-                                     // partitions too
+    // A heap array was lost: unlike its siblings, this sort gives up the partitions too.
+    if (!is_loaded(TABCOMPART_SLOT))
         clear_slot(TABPART_SLOT);
     return -1;
 }

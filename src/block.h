@@ -15,6 +15,9 @@
 
 #include "byte_order.h"
 
+#include <bitset>
+#include <optional>
+
 // KCBH.type_kcbh
 constexpr uint8_t BLOCK_TABLE_DATA = 0x06;
 constexpr uint8_t BLOCK_SEGMENT_HEADER = 0x10;      // freelist-managed
@@ -141,8 +144,8 @@ inline int32_t table_slot(const ROW_AREA &area, uint32_t tabn, uint16_t slot) {
     return rows.first + slot;
 }
 
-/// True for a directory entry that points before all rows: it names another free entry, or ends their chain.
-inline bool is_free_entry(const ROW_AREA &area, int32_t slot) {
+/// True for a directory entry that points before all rows, as free ones do.
+inline bool points_before_rows(const ROW_AREA &area, int32_t slot) {
     return has_slot(area, slot) && static_cast<int32_t>(area.kdbh) + slot_value(area, slot) <
                                        static_cast<int32_t>(area.dir) + 2 * (slot + 1);
 }
@@ -179,12 +182,27 @@ inline int32_t first_free_slot(const ROW_AREA &area, const TABLE_ROWS &rows) {
     return free;
 }
 
+/// Marks of directory entries, as many as the largest block has room for.
+using SLOT_SET = std::bitset<16384>;
+
+/// The entries on the chain of free entries, in whatever order it comes to them.
+inline SLOT_SET free_slots(const ROW_AREA &area) {
+    SLOT_SET free;
+    for (int32_t slot = area.frre; has_slot(area, slot) && !free[static_cast<size_t>(slot)];
+         slot = slot_value(area, slot))
+        free.set(static_cast<size_t>(slot));
+    return free;
+}
+
 /// Hands each row of the table to row(i, piece): `i` counts the table's directory entries from 0, free ones
 /// included, and `piece` is null when entry or piece leave the block. `free` is the first free entry, or
-/// NO_FREE_SLOT to take every entry for a row. A directory that leaves the block ends with its first lost
-/// entry. Stops at a negative result and returns it, else 0.
+/// NO_FREE_SLOT to take every entry for a row. Entries that lead to no piece are passed over all the same
+/// when they are on the chain of free entries, which `free` loses where it does not run in rising order. A
+/// directory that leaves the block ends with its first lost entry. Stops at a negative result and returns it,
+/// else 0.
 template <class ROW>
 inline int walk_rows(const ROW_AREA &area, const TABLE_ROWS &rows, int32_t free, ROW &&row) {
+    std::optional<SLOT_SET> chain; // followed when the first entry without a piece is met
     for (int32_t i = 0; i < rows.count; i++) {
         const int32_t slot = rows.first + i;
         const bool stored = has_slot(area, slot);
@@ -192,7 +210,14 @@ inline int walk_rows(const ROW_AREA &area, const TABLE_ROWS &rows, int32_t free,
             free = slot_value(area, slot);
             continue;
         }
-        const int result = row(i, find_piece(area, slot));
+        const uint8_t *piece = find_piece(area, slot);
+        if (piece == nullptr && stored) {
+            if (!chain)
+                chain = free_slots(area);
+            if ((*chain)[static_cast<size_t>(slot)])
+                continue;
+        }
+        const int result = row(i, piece);
         if (result < 0)
             return result;
         if (!stored)

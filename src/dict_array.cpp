@@ -6,7 +6,7 @@
 #include <cstring>
 
 const OBJ *object_at(uint32_t oi) {
-    const std::span<OBJ> objects = loaded(OBJ_SLOT);
+    const std::span<OBJ> objects = held(OBJ_SLOT);
     return oi < objects.size() ? &objects[oi] : nullptr;
 }
 
@@ -18,12 +18,12 @@ const char *object_name(uint32_t oi) {
 const char *owner_name(uint32_t ui) {
     if (ui == NO_INDEX)
         return "PUBLIC";
-    const std::span<USER> users = loaded(USER_SLOT);
+    const std::span<USER> users = held(USER_SLOT);
     return ui < users.size() ? users[ui].name : "";
 }
 
 std::span<COL> table_columns(const TAB &tab) {
-    const std::span<COL> columns = loaded(COL_SLOT);
+    const std::span<COL> columns = held(COL_SLOT);
     if (tab.coff > columns.size() || tab.tcol > columns.size() - tab.coff)
         return {};
     return columns.subspan(tab.coff, tab.tcol);

@@ -4,6 +4,7 @@
 
 #include "vexlo.h"
 
+#include <algorithm>
 #include <span>
 
 /// One dictionary array: its file's base name, its slot, its count and the records its block really holds.
@@ -36,22 +37,29 @@ inline bool in_work_buffer(const void *array) {
     return array == g_ctx.wrk;
 }
 
-/// The records that may be read: none from a null slot or one that a failed sort left pointing at the work
-/// buffer, and never more than the slot's block holds.
+/// All records of the slot's block: none from a null slot or one that a failed sort left pointing at the work
+/// buffer. An index in a record is looked up here: an export that fails leaves arrays of an earlier load
+/// whole beside a count of its own.
 template <class REC>
-std::span<REC> loaded(const DICT_SLOT<REC> &slot) {
+std::span<REC> held(const DICT_SLOT<REC> &slot) {
     if (!is_loaded(slot) || in_work_buffer(g_ctx.*slot.array))
         return {};
-    const uint32_t count = g_ctx.sys.*slot.count, held = g_ctx.cap.*slot.count;
-    return {g_ctx.*slot.array, count < held ? count : held};
+    return {g_ctx.*slot.array, g_ctx.cap.*slot.count};
 }
 
-/// Puts `array`, which holds `held` records, into the slot. The context owns it from now on unless it is the
+/// The records that the count in g_ctx.sys makes visible to listings and searches, as far as they are held.
+template <class REC>
+std::span<REC> loaded(const DICT_SLOT<REC> &slot) {
+    const std::span<REC> records = held(slot);
+    return records.first(std::min<size_t>(g_ctx.sys.*slot.count, records.size()));
+}
+
+/// Puts `array`, which holds `count` records, into the slot. The context owns it from now on unless it is the
 /// work buffer. The slot must be empty.
 template <class REC>
-void fill_slot(const DICT_SLOT<REC> &slot, REC *array, uint32_t held) {
+void fill_slot(const DICT_SLOT<REC> &slot, REC *array, uint32_t count) {
     g_ctx.*slot.array = array;
-    g_ctx.cap.*slot.count = held;
+    g_ctx.cap.*slot.count = count;
 }
 
 /// Frees a dictionary block unless it is the work buffer, which main owns.

@@ -13,9 +13,10 @@ FILE *open_text(const char *path) {
 }
 
 int next_line(FILE *file, const char *path, char (&line)[LINE_SIZE]) {
+    line[LINE_SIZE - 1] = '\n'; // becomes NUL with a full piece, and a line may hold NULs of its own
     if (fgets(line, LINE_SIZE, file) != nullptr) {
-        // Whether the file ends behind a full piece shows with its next byte.
-        if (strchr(line, '\n') == nullptr)
+        // Whether the file ends behind a full piece without a newline shows with its next byte.
+        if (line[LINE_SIZE - 1] == '\0' && line[LINE_SIZE - 2] != '\n')
             ungetc(getc(file), file);
         return 1;
     }

@@ -74,7 +74,7 @@ int find_next_piece(ULDR *ul, uint32_t rdba, uint16_t slot, ROW_AREA *area, cons
     if (!locate_rows(blk, area))
         return CHAIN_ENDS;
     const int32_t entry = table_slot(*area, static_cast<uint32_t>(ul->tabn), slot);
-    if (entry < 0 || is_free_entry(*area, entry))
+    if (entry < 0 || points_before_rows(*area, entry))
         return CHAIN_ENDS;
     *piece = find_piece(*area, entry);
     return *piece != nullptr ? 0 : ROW_DAMAGED;

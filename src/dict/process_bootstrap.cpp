@@ -17,13 +17,13 @@ int process_bootstrap_block(const BLOCK &blk, BOOTSTRAP *bs, int index) {
     TABLE_ROWS rows;
     if (!locate_rows(blk, &area) || !find_table(area, 0, &rows))
         return 0;
+    rows.first = 0; // wherever the table's entries are said to begin
     int kept = 0;
     walk_rows(area, rows, NO_FREE_SLOT, [&](int i, const uint8_t *piece) {
         if (index + kept >= BOOTSTRAP_ROWS)
             return -1;
         if (piece == nullptr) {
-            if (!is_free_entry(area, rows.first + i)) // met here because the free chain is not followed
-                report_damaged(blk, i);
+            report_damaged(blk, i);
             return 0;
         }
         if ((piece[0] & ROW_DELETED) != 0)

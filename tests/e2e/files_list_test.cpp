@@ -87,6 +87,19 @@ TEST_F(FilesList, LastLineOf1023CharactersWithoutANewlineIsDropped) {
     expect_catalogue({{1, system_}});
 }
 
+TEST_F(FilesList, LastLineOf1023CharactersIsKeptWithItsNewline) {
+    for (const size_t length : {1021, 1022, 1023}) {
+        const std::string path = lengthened(users_, length);
+        site_.set_list(system_ + "\n" + path + "\n");
+        expect_catalogue({{1, system_}, {4, path}});
+    }
+}
+
+TEST_F(FilesList, NulEndsALineAndNotTheList) {
+    site_.set_list(system_ + "\n" + users_ + std::string("\0rest\n", 6));
+    expect_catalogue({{1, system_}, {4, users_}});
+}
+
 TEST_F(FilesList, LongerLineIsTakenInPiecesOf1023Characters) {
     const std::string first = lengthened(system_, 1023), second = lengthened(users_, 1023);
     site_.set_files({first + second + users_});

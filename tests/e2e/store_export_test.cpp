@@ -51,6 +51,7 @@ public:
 
     std::string dict_file(const std::string &name) const { return dir_.file("dict/" + name + ".dat"); }
     std::string dict_dir() const { return dir_.file("dict"); }
+    bytes dump(const std::string &name) const { return read_file(dir_.file("data/" + name + ".dat")); }
 
     run_result run(const std::vector<std::string> &commands, const run_options &options = {}) const {
         return run_vexlo(dir_.path(), commands, options);
@@ -203,6 +204,41 @@ TEST(StateAfterExport, ArraysOfAnEarlierLoadAreGone) {
     expect_listings(db, {"load dict", "export dict"}, {load, lines}, NOTHING_LOADED_OUT, nothing_loaded_err);
     expect_listings(db, {"load dict", "export dict", "export dict"}, {load, lines, lines}, NOTHING_LOADED_OUT,
                     nothing_loaded_err);
+}
+
+// Says that the file of one step cannot be created in the export behind a load.
+run_options failing_step(const std::string &name) {
+    return rules("call=open,path=/" + name + ".dat,nth=2,errno=EACCES");
+}
+
+TEST(StateAfterFailedStep, CountOfTheStepBoundsListingsAndNotLookUpsByIndex) {
+    // The step has set its count to 0 when it fails, and the arrays of the load are untouched.
+    const exported_database db;
+    db.run({"export dict"});
+    const std::string tables = db.run({"load dict", "list tables"}).out;
+    EXPECT_NE(tables.find("SALES"), std::string::npos);
+    for (const char *name : {"user", "obj"})
+        EXPECT_EQ(db.run({"load dict", "export dict", "list tables"}, failing_step(name)).out, tables)
+            << name;
+    EXPECT_EQ(db.run({"load dict", "export dict", "list users"}, failing_step("user")).out,
+              "USER_ID     DEFAULT TS#     USER_NAME\n");
+    EXPECT_EQ(db.run({"load dict", "export dict", "list objects"}, failing_step("obj")).out,
+              "OWNER                           OBJECT_NAME                     TYPE\n");
+}
+
+TEST(StateAfterFailedStep, TablesOfAnEarlierLoadAreStillDescribedAndUnloaded) {
+    const exported_database db;
+    db.run({"export dict"});
+    const run_result whole = db.run({"load dict", "desc sys.tab$", "unload table sys.tab$"});
+    const bytes dump = db.dump("SYS_TAB$");
+    EXPECT_FALSE(dump.empty());
+    for (const char *name : {"obj", "col"}) {
+        const run_result after = db.run(
+            {"load dict", "export dict", "desc sys.tab$", "unload table sys.tab$"}, failing_step(name));
+        EXPECT_EQ(after.out, whole.out) << name;
+        EXPECT_EQ(split_console(after.err).commands.at(3), split_console(whole.err).commands.at(2)) << name;
+        EXPECT_EQ(db.dump("SYS_TAB$"), dump) << name;
+    }
 }
 
 TEST(StateAfterExport, MissingDictionaryDirectoryFailsTheFirstFile) {

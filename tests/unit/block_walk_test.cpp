@@ -60,10 +60,31 @@ TEST(BlockWalk, FreeChainMayBeginAtEntryZero) {
 }
 
 TEST(BlockWalk, FreeChainThatBeginsAtEntryZeroIsNotAdvancedToALaterTable) {
-    // Only a chain that begins above 0 is followed through the tables before: entry 4 is then met as a row,
-    // and its content is no row offset.
-    const bare_block block = two_tables().first_free(0).slot(2, 0, 4).slot(2, 4, -1);
-    EXPECT_EQ(walk(block, 1), (row_list{{0, 130}, {1, OUTSIDE}, {2, 150}, {3, 160}}));
+    // Only a chain that begins above 0 is followed through the tables before: what entry 4 holds is then
+    // taken for the offset of a row.
+    const bare_block block = two_tables().first_free(0).slot(2, 0, 4).slot(2, 4, 145);
+    EXPECT_EQ(walk(block, 1), (row_list{{0, 130}, {1, 145}, {2, 150}, {3, 160}}));
+}
+
+TEST(BlockWalk, FreeEntriesWithoutAPieceAreNoDamageWhereverTheChainBegins) {
+    const bare_block block = two_tables().first_free(0).slot(2, 0, 4).slot(2, 4, 6).slot(2, 6, -1);
+    EXPECT_EQ(walk(block, 1), (row_list{{0, 130}, {2, 150}}));
+}
+
+TEST(BlockWalk, FreeEntriesWithoutAPieceAreNoDamageInAnyOrder) {
+    const bare_block block = two_tables().first_free(6).slot(2, 6, 3).slot(2, 3, 5).slot(2, 5, -1);
+    EXPECT_EQ(walk(block, 1), (row_list{{1, 140}}));
+    EXPECT_EQ(walk(block, 1, false), (row_list{{1, 140}}));
+}
+
+TEST(BlockWalk, EntryWithoutAPieceThatTheChainDoesNotNameIsDamage) {
+    const bare_block block = two_tables().first_free(3).slot(2, 3, -1).slot(2, 5, 0);
+    EXPECT_EQ(walk(block, 1), (row_list{{1, 140}, {2, OUTSIDE}, {3, 160}}));
+}
+
+TEST(BlockWalk, FreeChainThatComesBackWithoutPiecesEnds) {
+    const bare_block block = two_tables().first_free(5).slot(2, 5, 3).slot(2, 3, 5);
+    EXPECT_EQ(walk(block, 1), (row_list{{1, 140}, {3, 160}}));
 }
 
 TEST(BlockWalk, FreeChainThatRunsBackwardsEndsThere) {

@@ -150,6 +150,21 @@ TEST(BootstrapBlock, RowsAreReadFromTableZeroAlone) {
     EXPECT_STREQ(d.bs[0].text, "ZERO");
 }
 
+TEST(BootstrapBlock, RowsAreTheFirstEntriesOfTheDirectory) {
+    // Of the table directory only the number of rows counts, not where they are said to begin.
+    sample::TableBlock block = make_block();
+    for (const char *name : {"A", "B", "C"})
+        block.add(statement(1, 1, name));
+    sample::Bytes bytes = block.finish();
+    constexpr size_t KDBT = 100 + 14;
+    bytes[KDBT] = 1;
+    bytes[KDBT + 2] = 2;
+    const decoded d = decode(bytes);
+    EXPECT_EQ(d.rows, 2);
+    EXPECT_STREQ(d.bs[0].text, "A");
+    EXPECT_STREQ(d.bs[1].text, "B");
+}
+
 TEST(BootstrapBlock, ItlCountAndExtraAreaPlaceTheRows) {
     sample::TableBlockOptions options;
     options.block_size = 2048;

@@ -12,13 +12,14 @@ bool needs_quotes(std::string_view text) {
     return text.empty() || text[0] == '\\' || holds_any<',', '"', '\n', '\r'>(text.data(), text.size());
 }
 
+// `text` has READ_SLACK, `out` room for WRITE_SLACK bytes more than twice the text and two quotes.
 char *put_quoted(std::string_view text, char *out) {
     *out++ = '"';
-    for (const char c : text) {
-        if (c == '"')
-            *out++ = '"';
-        *out++ = c;
+    for (size_t quote; (quote = text.find('"')) != std::string_view::npos; text.remove_prefix(quote + 1)) {
+        out = copy_text(out, text.data(), quote + 1);
+        *out++ = '"';
     }
+    out = copy_text(out, text.data(), text.size());
     *out++ = '"';
     return out;
 }
@@ -76,7 +77,7 @@ private:
     // `text` has READ_SLACK.
     void write_text(std::string_view text) {
         if (needs_quotes(text))
-            file_->commit_to(put_quoted(text, file_->reserve(2 * text.size() + 2)));
+            file_->commit_to(put_quoted(text, file_->reserve(2 * text.size() + 2 + WRITE_SLACK)));
         else
             file_->commit_to(copy_text(file_->reserve(text.size() + WRITE_SLACK), text.data(), text.size()));
     }

@@ -1,5 +1,7 @@
 // The inner loops alone, from memory.
-#include "block.h"
+#include "format/number_to_int.h"
+#include "format/check_sum.h"
+#include "format/block.h"
 #include "datafile.h"
 #include "dict/selection_order.h"
 #include "value.h"

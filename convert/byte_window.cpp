@@ -1,12 +1,12 @@
-#include "byte_window.h"
+#include "convert/byte_window.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "dump_file.h"
-#include "text_scan.h"
+#include "output/file_handle.h"
+#include "values/text_scan.h"
 
-namespace convert {
+namespace vexlo {
 
 ByteWindow::ByteWindow(int fd, const std::string &path, uint64_t begin, uint64_t end, size_t capacity)
     : fd_(fd), path_(path), position_(begin), end_(end),
@@ -32,4 +32,4 @@ bool ByteWindow::fill(size_t count) {
     return count <= filled_;
 }
 
-} // namespace convert
+} // namespace vexlo

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace convert {
+namespace vexlo {
 
 class ByteWindow {
 public:
@@ -45,4 +45,4 @@ private:
     std::vector<uint8_t> buffer_;
 };
 
-} // namespace convert
+} // namespace vexlo

@@ -1,13 +1,13 @@
-#include "convert.h"
+#include "convert/convert.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 
-#include "errors.h"
+#include "values/errors.h"
 
-namespace convert {
+namespace vexlo {
 
 namespace {
 
@@ -137,4 +137,4 @@ void Conversion::write_rows(DumpReader &reader, const Table &table, TableWriter 
     report_damage(reader, report);
 }
 
-} // namespace convert
+} // namespace vexlo

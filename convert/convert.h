@@ -5,15 +5,15 @@
 #include <set>
 #include <string>
 
-#include "dump_file.h"
-#include "dump_reader.h"
-#include "dump_texts.h"
-#include "format.h"
-#include "options.h"
-#include "progress.h"
-#include "report.h"
+#include "convert/dump_file.h"
+#include "convert/dump_reader.h"
+#include "convert/dump_texts.h"
+#include "output/format.h"
+#include "convert/options.h"
+#include "output/progress.h"
+#include "output/report.h"
 
-namespace convert {
+namespace vexlo {
 
 class Conversion {
 public:
@@ -45,4 +45,4 @@ void report_damage(DumpReader &reader, TableReport &report);
 // Reports how the table, read to its end, differs from what the directory says.
 void report_end(const DumpReader &reader, const TableInfo &info, TableReport &report);
 
-} // namespace convert
+} // namespace vexlo

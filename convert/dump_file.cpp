@@ -1,4 +1,4 @@
-#include "dump_file.h"
+#include "convert/dump_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,11 +9,11 @@
 #include <cstring>
 #include <utility>
 
-#include "big_endian.h"
-#include "dump_format.h"
-#include "errors.h"
+#include "format/byte_order.h"
+#include "convert/dump_format.h"
+#include "values/errors.h"
 
-namespace convert {
+namespace vexlo {
 
 namespace {
 
@@ -51,32 +51,6 @@ TableInfo table_record(const uint8_t *p) {
 }
 
 } // namespace
-
-FileHandle &FileHandle::operator=(FileHandle &&other) noexcept {
-    std::swap(fd_, other.fd_);
-    return *this;
-}
-
-int FileHandle::close() {
-    const int fd = std::exchange(fd_, -1);
-    return fd < 0 ? 0 : ::close(fd);
-}
-
-size_t read_at(int fd, void *buffer, size_t size, uint64_t offset, const std::string &path) {
-    size_t done = 0;
-    while (done < size) {
-        const ssize_t got =
-            pread(fd, static_cast<char *>(buffer) + done, size - done, static_cast<off_t>(offset + done));
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0)
-            throw InputError(path + ": cannot be read: " + std::strerror(errno));
-        if (got == 0)
-            break;
-        done += static_cast<size_t>(got);
-    }
-    return done;
-}
 
 DumpFile::DumpFile(const std::string &path) : DumpFile(open_input(path), path) {}
 
@@ -165,4 +139,4 @@ void DumpFile::read_columns(TableInfo &table) {
     table.rows_at = table.offset + records.size();
 }
 
-} // namespace convert
+} // namespace vexlo

@@ -5,22 +5,9 @@
 #include <string>
 #include <vector>
 
-namespace convert {
+#include "output/file_handle.h"
 
-// A file descriptor that is closed with its owner; -1 for none.
-class FileHandle {
-public:
-    explicit FileHandle(int fd = -1) : fd_(fd) {}
-    FileHandle(FileHandle &&other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
-    FileHandle &operator=(FileHandle &&other) noexcept;
-    ~FileHandle() { close(); }
-    int get() const { return fd_; }
-    // Closes the descriptor now; returns what close() does, 0 when there is none.
-    int close();
-
-private:
-    int fd_;
-};
+namespace vexlo {
 
 struct ColumnInfo {
     bool national;    // uses the national character set
@@ -76,7 +63,4 @@ private:
     std::vector<std::string> faults_;
 };
 
-// Reads up to `size` bytes at `offset`, fewer at the end of the file; throws InputError naming `path`.
-size_t read_at(int fd, void *buffer, size_t size, uint64_t offset, const std::string &path);
-
-} // namespace convert
+} // namespace vexlo

@@ -12,7 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace convert {
+namespace vexlo {
 
 constexpr char DUMP_MAGIC[] = "vexlo"; // stored with its NUL
 
@@ -44,4 +44,4 @@ constexpr uint16_t LONG_BLOCK = 0xFFFD;
 constexpr uint16_t ENTRY_NULL = 0xFFFE;
 constexpr uint16_t TABLE_END = 0xFFFF;
 
-} // namespace convert
+} // namespace vexlo

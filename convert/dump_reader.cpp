@@ -1,13 +1,13 @@
-#include "dump_reader.h"
+#include "convert/dump_reader.h"
 
 #include <cstring>
 #include <utility>
 
-#include "big_endian.h"
-#include "dump_format.h"
-#include "text_scan.h"
+#include "format/byte_order.h"
+#include "convert/dump_format.h"
+#include "values/text_scan.h"
 
-namespace convert {
+namespace vexlo {
 
 namespace {
 
@@ -259,4 +259,4 @@ void DumpReader::join_long(const Scan &scan) {
     field.data = long_value_.data();
 }
 
-} // namespace convert
+} // namespace vexlo

@@ -7,29 +7,14 @@
 #include <string>
 #include <vector>
 
-#include "byte_window.h"
-#include "column_type.h"
-#include "dump_file.h"
+#include "convert/byte_window.h"
+#include "values/column_type.h"
+#include "values/row.h"
+#include "convert/dump_file.h"
 
-namespace convert {
+namespace vexlo {
 
 constexpr size_t WINDOW_SIZE = 1 << 20;
-
-enum class FieldKind : uint8_t { null, value, lob };
-
-// The entry of one column; `data` holds until the next row is read and has READ_SLACK.
-struct Field {
-    FieldKind kind;
-    uint32_t size;
-    const uint8_t *data;
-};
-
-// A row as stored. There is a field for every column, those the dump left out are null.
-struct Row {
-    uint64_t number; // from 1
-    uint64_t offset; // in the file
-    const Field *fields;
-};
 
 // Something in a table's data that is not as it should be.
 struct Damage {
@@ -98,4 +83,4 @@ private:
     bool ended_properly_ = false;
 };
 
-} // namespace convert
+} // namespace vexlo

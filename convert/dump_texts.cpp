@@ -1,8 +1,8 @@
-#include "dump_texts.h"
+#include "convert/dump_texts.h"
 
-#include "text_scan.h"
+#include "values/text_scan.h"
 
-namespace convert {
+namespace vexlo {
 
 namespace {
 
@@ -68,4 +68,4 @@ Table DumpTexts::describe(const DumpFile &dump, const TableInfo &info) {
     return table;
 }
 
-} // namespace convert
+} // namespace vexlo

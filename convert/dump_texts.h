@@ -3,13 +3,13 @@
 
 #include <string>
 
-#include "cell.h"
-#include "dump_file.h"
-#include "options.h"
-#include "report.h"
-#include "text_decoder.h"
+#include "output/cell.h"
+#include "convert/dump_file.h"
+#include "convert/options.h"
+#include "output/report.h"
+#include "values/text_decoder.h"
 
-namespace convert {
+namespace vexlo {
 
 class DumpTexts {
 public:
@@ -28,4 +28,4 @@ private:
     TextDecoder national_;
 };
 
-} // namespace convert
+} // namespace vexlo

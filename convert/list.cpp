@@ -1,13 +1,13 @@
-#include "list.h"
+#include "convert/list.h"
 
 #include <cstdio>
 
-#include "convert.h"
-#include "dump_file.h"
-#include "dump_texts.h"
-#include "errors.h"
+#include "convert/convert.h"
+#include "convert/dump_file.h"
+#include "convert/dump_texts.h"
+#include "values/errors.h"
 
-namespace convert {
+namespace vexlo {
 
 namespace {
 
@@ -76,4 +76,4 @@ void list_files(const Options &options, Report &report) {
     }
 }
 
-} // namespace convert
+} // namespace vexlo

@@ -1,20 +1,20 @@
 #include <exception>
 
-#include "convert.h"
-#include "list.h"
-#include "options.h"
-#include "report.h"
+#include "convert/convert.h"
+#include "convert/list.h"
+#include "convert/options.h"
+#include "output/report.h"
 
 namespace {
 
-int run(const convert::Options &options) {
-    convert::Console console;
-    convert::Report report(console);
+int run(const vexlo::Options &options) {
+    vexlo::Console console(vexlo::PROGRAM_NAME);
+    vexlo::Report report(console);
     try {
         if (options.list)
-            convert::list_files(options, report);
+            vexlo::list_files(options, report);
         else
-            convert::Conversion(options, report).run();
+            vexlo::Conversion(options, report).run();
     } catch (const std::exception &error) {
         report.failure(error.what());
     }
@@ -24,7 +24,7 @@ int run(const convert::Options &options) {
 } // namespace
 
 int main(int argc, char **argv) {
-    convert::Options options;
-    const int status = convert::parse_options(argc, argv, options);
+    vexlo::Options options;
+    const int status = vexlo::parse_options(argc, argv, options);
     return status >= 0 ? status : run(options);
 }

@@ -1,10 +1,10 @@
-#include "options.h"
+#include "convert/options.h"
 
 #include <CLI/CLI.hpp>
 
-#include "report.h"
+#include "output/report.h"
 
-namespace convert {
+namespace vexlo {
 
 namespace {
 
@@ -59,10 +59,10 @@ int parse_options(int argc, char **argv, Options &options) {
     options.format.lf = eol == "lf";
     const std::string problem = conflict(options);
     if (!problem.empty()) {
-        Console().line(problem);
+        Console(PROGRAM_NAME).line(problem);
         return EXIT_FAILED;
     }
     return -1;
 }
 
-} // namespace convert
+} // namespace vexlo

@@ -4,9 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "format.h"
+#include "output/format.h"
 
-namespace convert {
+namespace vexlo {
+
+constexpr char PROGRAM_NAME[] = "vexlo-convert";
 
 struct Options {
     bool list = false;
@@ -23,4 +25,4 @@ struct Options {
 // to do: help and version have been printed, or what is wrong has been.
 int parse_options(int argc, char **argv, Options &options);
 
-} // namespace convert
+} // namespace vexlo

@@ -6,28 +6,28 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "cell.h"
-#include "dump_reader.h"
-#include "dump_texts.h"
-#include "errors.h"
+#include "output/cell.h"
+#include "convert/dump_reader.h"
+#include "convert/dump_texts.h"
+#include "values/errors.h"
 
 namespace {
 
-convert::FileHandle file_of(const uint8_t *data, size_t size) {
-    convert::FileHandle file(memfd_create("dump", MFD_CLOEXEC));
+vexlo::FileHandle file_of(const uint8_t *data, size_t size) {
+    vexlo::FileHandle file(memfd_create("dump", MFD_CLOEXEC));
     if (write(file.get(), data, size) != static_cast<ssize_t>(size))
-        throw convert::InputError("memory file: short write");
+        throw vexlo::InputError("memory file: short write");
     return file;
 }
 
-void decode_table(const convert::DumpFile &dump, const convert::TableInfo &info, convert::DumpTexts &texts,
-                  convert::Report &report) {
-    const convert::Table table = texts.describe(dump, info);
-    convert::TableReport table_report(report, dump.path(), table.name);
-    convert::CellDecoder decoder(table, texts.decoders(), dump.dbtimezone(), table_report);
-    convert::DumpReader reader(dump, info, 64); // small, so that rows cross the window's end
-    char scratch[convert::CellDecoder::SCRATCH_SIZE];
-    convert::Row row;
+void decode_table(const vexlo::DumpFile &dump, const vexlo::TableInfo &info, vexlo::DumpTexts &texts,
+                  vexlo::Report &report) {
+    const vexlo::Table table = texts.describe(dump, info);
+    vexlo::TableReport table_report(report, dump.path(), table.name);
+    vexlo::CellDecoder decoder(table, texts.decoders(), dump.dbtimezone(), table_report);
+    vexlo::DumpReader reader(dump, info, 64); // small, so that rows cross the window's end
+    char scratch[vexlo::CellDecoder::SCRATCH_SIZE];
+    vexlo::Row row;
     while (reader.next(row))
         for (size_t i = 0; i < info.columns.size(); ++i)
             decoder.decode(row, i, scratch);
@@ -40,16 +40,16 @@ void decode_table(const convert::DumpFile &dump, const convert::TableInfo &info,
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     static std::FILE *const nowhere = std::fopen("/dev/null", "w"); // every input reports its damage
-    convert::Console console(nowhere);
-    convert::Report report(console);
-    const convert::Options options;
+    vexlo::Console console("vexlo-convert", nowhere);
+    vexlo::Report report(console);
+    const vexlo::Options options;
     try {
-        const convert::DumpFile dump(file_of(data, size), "fuzz");
-        convert::DumpTexts texts(dump, options, report);
-        for (const convert::TableInfo &info : dump.tables())
+        const vexlo::DumpFile dump(file_of(data, size), "fuzz");
+        vexlo::DumpTexts texts(dump, options, report);
+        for (const vexlo::TableInfo &info : dump.tables())
             if (info.fault.empty())
                 decode_table(dump, info, texts, report);
-    } catch (const convert::InputError &) { // no dump file
+    } catch (const vexlo::InputError &) { // no dump file
     }
     return 0;
 }

@@ -1,6 +1,6 @@
 #include "harness.h"
 
-#include "byte_order.h"
+#include "format/byte_order.h"
 #include "command_map.h"
 #include "console.h"
 #include "datafile.h"

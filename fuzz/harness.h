@@ -2,7 +2,7 @@
 // every run.
 #pragma once
 
-#include "block.h"
+#include "format/block.h"
 #include "vexlo.h"
 
 #include <cstddef>

@@ -46,7 +46,3 @@ int read_extent_blocks(const DATAFILE *df, uint32_t rdba, int blocks, uint8_t *b
 
 /// Reads the one block at `rdba`; false when it was not delivered whole.
 bool read_block(const DATAFILE *df, uint32_t rdba, uint8_t *buf);
-
-/// 0 when the block's check value is right. Leaves the check value field (bytes 16 and 17) zero. `bsz` is at
-/// least 18.
-int check_sum(uint8_t *blk, int bsz);

@@ -1,4 +1,5 @@
-#include "byte_order.h"
+#include "format/check_sum.h"
+#include "format/byte_order.h"
 #include "console.h"
 #include "datafile.h"
 #include "file_io.h"

@@ -1,3 +1,4 @@
+#include "format/check_sum.h"
 #include "console.h"
 #include "datafile.h"
 #include "file_io.h"

@@ -1,3 +1,4 @@
+#include "format/stored_value.h"
 #include "data/entry.h"
 #include "value.h"
 

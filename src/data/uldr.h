@@ -1,7 +1,8 @@
 // The state of one unload and the operations on it.
 #pragma once
 
-#include "block.h"
+#include "format/stored_value.h"
+#include "format/block.h"
 #include "data/dump_file.h"
 #include "vexlo.h"
 

@@ -1,6 +1,6 @@
 #include "data/uldr.h"
 #include "datafile.h"
-#include "extent_map.h"
+#include "walk_segment.h"
 
 #include <cstdint>
 

@@ -1,4 +1,4 @@
-#include "byte_order.h"
+#include "format/byte_order.h"
 #include "console.h"
 #include "data/uldr.h"
 #include "file_io.h"

@@ -1,7 +1,7 @@
 // bootstrap$: the rows that hold the CREATE statements of the core dictionary tables.
 #pragma once
 
-#include "block.h"
+#include "format/block.h"
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 // The twelve dictionary tables: what tells one from the other, and the two steps that all of them go through.
 #pragma once
 
-#include "block.h"
+#include "format/block.h"
 #include "vexlo.h"
 
 /// One dictionary table as the program exports it.

@@ -3,7 +3,7 @@
 #include "dict/dict_file.h"
 #include "dict/export.h"
 #include "dict/sort.h"
-#include "extent_map.h"
+#include "walk_segment.h"
 
 #include <cstring>
 

@@ -4,7 +4,7 @@
 #include "dict/dict_file.h"
 #include "dict/dict_table.h"
 #include "dict/export.h"
-#include "extent_map.h"
+#include "walk_segment.h"
 
 /// The segment of a dictionary table. All its blocks are looked for in the SYSTEM datafile.
 template <class REC, auto DECODE>

@@ -1,6 +1,7 @@
 // The encoding of column values inside a row piece, and the places of extent maps.
-#include "block.h"
-#include "extent_map.h"
+#include "format/stored_value.h"
+#include "format/block.h"
+#include "format/extent_map.h"
 #include "value.h"
 
 #include <gtest/gtest.h>

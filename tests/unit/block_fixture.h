@@ -1,7 +1,7 @@
 // Blocks made byte by byte, for the walk over them.
 #pragma once
 
-#include "block.h"
+#include "format/block.h"
 
 #include <vector>
 

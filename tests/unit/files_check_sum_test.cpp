@@ -1,4 +1,5 @@
 // The check value of a block.
+#include "format/check_sum.h"
 #include "datafile.h"
 
 #include <cstddef>

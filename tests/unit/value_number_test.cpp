@@ -1,4 +1,5 @@
 // NUMBER values as machine integers.
+#include "format/number_to_int.h"
 #include "sample/value.h"
 #include "value.h"
 

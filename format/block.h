@@ -1,0 +1,208 @@
+// The structures of a data block and the one bounded walk over them. From the first byte of a block:
+//
+//   KCBH    20 bytes        cache header: type at 0, rdba at 4, check value at 16
+//   KTBBH   24 bytes        transaction header: ITL count at 36 (low byte), flags at 38
+//   KTBIT   24 bytes each   ITL entries
+//   EXDATA  8 + m bytes     only with flag 0x20; m is the low half of its word at 4
+//   KDBH    14 bytes        data header, the base of all row offsets
+//   KDBT    4 bytes each    table directory: first row directory entry, number of entries
+//   row directory           signed 16-bit offsets from KDBH
+//   row pieces
+//
+// Whatever a block says is compared with the end of the block here, in the functions that hand out pointers:
+// a pointer they return stands inside its block, and a step forward stays inside or says that it cannot.
+#pragma once
+
+#include "format/byte_order.h"
+#include "format/row_piece.h"
+
+#include <bitset>
+#include <optional>
+
+// KCBH.type_kcbh
+constexpr uint8_t BLOCK_TABLE_DATA = 0x06;
+constexpr uint8_t BLOCK_SEGMENT_HEADER = 0x10;      // freelist-managed
+constexpr uint8_t BLOCK_SEGMENT_HEADER_ASSM = 0x23; // bitmap-managed
+constexpr uint8_t BLOCK_EXTENT_MAP = 0x12;
+constexpr uint8_t BLOCK_EXTENT_MAP_ASSM = 0x24;
+
+constexpr uint32_t KDBH_SIZE = 14;
+constexpr uint32_t KDBT_SIZE = 4;
+/// One block in memory and the address it was read from.
+struct BLOCK {
+    const uint8_t *data;
+    uint32_t bsz;
+    uint32_t rdba;
+};
+
+/// Consecutive blocks in memory, as one read delivered them.
+struct BLOCK_RUN {
+    const uint8_t *data;
+    uint32_t rdba; // of the first one
+    uint32_t blocks;
+};
+
+/// Where the row structures of a block lie; offsets count from the start of the block.
+struct ROW_AREA {
+    BLOCK blk;
+    uint32_t kdbh;
+    uint32_t dir; // row directory
+    int32_t ntab; // tables in the table directory
+    int32_t frre; // first free row directory entry, negative when none
+};
+
+/// The row directory entries of one table of a block.
+struct TABLE_ROWS {
+    int32_t first;
+    int32_t count;
+};
+
+/// The position behind the last byte of a block.
+inline const uint8_t *block_end(const BLOCK &blk) {
+    return blk.data + blk.bsz;
+}
+
+/// Finds the row structures. False when the headers point beyond the block.
+inline bool locate_rows(const BLOCK &blk, ROW_AREA *area) {
+    constexpr uint32_t ITL = 44, ITL_SIZE = 24, EXDATA_SIZE = 8;
+    if (blk.bsz < ITL)
+        return false;
+    uint32_t at = ITL + ITL_SIZE * blk.data[36];
+    if ((blk.data[38] & 0x20) != 0) {
+        if (at + EXDATA_SIZE > blk.bsz)
+            return false;
+        at += EXDATA_SIZE + load_le16(blk.data + at + 4);
+    }
+    if (at + KDBH_SIZE > blk.bsz)
+        return false;
+    const uint8_t *kdbh = blk.data + at;
+    const int32_t ntab = static_cast<int8_t>(kdbh[1]);
+    const uint32_t dir = at + KDBH_SIZE + KDBT_SIZE * static_cast<uint32_t>(ntab > 0 ? ntab : 0);
+    if (dir > blk.bsz)
+        return false;
+    *area = {blk, at, dir, ntab, static_cast<int16_t>(load_le16(kdbh + 4))};
+    return true;
+}
+
+/// The row directory entries of table `tabn`; false when the block holds no such table.
+inline bool find_table(const ROW_AREA &area, uint32_t tabn, TABLE_ROWS *rows) {
+    if (area.ntab <= 0 || tabn >= static_cast<uint32_t>(area.ntab))
+        return false;
+    const uint8_t *kdbt = area.blk.data + area.kdbh + KDBH_SIZE + KDBT_SIZE * tabn;
+    *rows = {static_cast<int16_t>(load_le16(kdbt)), static_cast<int16_t>(load_le16(kdbt + 2))};
+    return true;
+}
+
+/// True when row directory entry `slot` lies inside the block.
+inline bool has_slot(const ROW_AREA &area, int32_t slot) {
+    return slot >= 0 && area.dir + 2 * (static_cast<uint32_t>(slot) + 1) <= area.blk.bsz;
+}
+
+/// Row directory entry `slot`, which has_slot has accepted: an offset from KDBH or, of a free entry, the next
+/// free entry.
+inline int32_t slot_value(const ROW_AREA &area, int32_t slot) {
+    return static_cast<int16_t>(load_le16(area.blk.data + area.dir + 2 * static_cast<uint32_t>(slot)));
+}
+
+/// The row piece of entry `slot`, its three header bytes inside the block; null when the entry or the piece
+/// is not. A piece lies behind its own directory entry. Inlined by force, as narrow rows cost little more
+/// than this.
+[[gnu::always_inline]] inline const uint8_t *find_piece(const ROW_AREA &area, int32_t slot) {
+    if (!has_slot(area, slot))
+        return nullptr;
+    const int32_t at = static_cast<int32_t>(area.kdbh) + slot_value(area, slot);
+    const int32_t lowest = static_cast<int32_t>(area.dir) + 2 * (slot + 1);
+    if (at < lowest || at + PIECE_HEADER > static_cast<int32_t>(area.blk.bsz))
+        return nullptr;
+    return area.blk.data + at;
+}
+
+/// The row directory entry that `slot` of a row address names: it counts within the table. -1 when there is
+/// none.
+inline int32_t table_slot(const ROW_AREA &area, uint32_t tabn, uint16_t slot) {
+    TABLE_ROWS rows;
+    if (!find_table(area, tabn, &rows) || slot >= rows.count || !has_slot(area, rows.first + slot))
+        return -1;
+    return rows.first + slot;
+}
+
+/// True for a directory entry that points before all rows, as free ones do.
+inline bool points_before_rows(const ROW_AREA &area, int32_t slot) {
+    return has_slot(area, slot) && static_cast<int32_t>(area.kdbh) + slot_value(area, slot) <
+                                       static_cast<int32_t>(area.dir) + 2 * (slot + 1);
+}
+
+/// The piece of the cluster key row that `index` names: key rows are the rows of table 0. Null when it is not
+/// in the block.
+inline const uint8_t *find_key_row(const ROW_AREA &area, uint8_t index) {
+    TABLE_ROWS keys{};
+    return find_table(area, 0, &keys) ? find_piece(area, keys.first + index) : nullptr;
+}
+
+/// The column data of that key row; null when the row is not in the block, not whole, or too short.
+inline const uint8_t *find_key_data(const ROW_AREA &area, uint8_t index) {
+    const uint8_t *row = find_key_row(area, index);
+    return row != nullptr && is_whole_key_row(row) && block_end(area.blk) - row >= KEY_DATA ? row + KEY_DATA
+                                                                                            : nullptr;
+}
+
+constexpr int32_t NO_FREE_SLOT = -1;
+
+/// The first free entry at or behind the table's own entries: the chain of free entries runs through the
+/// directory in rising order, and the part before the table is stepped over.
+inline int32_t first_free_slot(const ROW_AREA &area, const TABLE_ROWS &rows) {
+    int32_t free = area.frre;
+    for (int32_t slot = 0; free > 0 && slot < rows.first && has_slot(area, slot); slot++)
+        if (slot == free)
+            free = slot_value(area, slot);
+    return free;
+}
+
+/// Marks of directory entries, as many as the largest block has room for.
+using SLOT_SET = std::bitset<16384>;
+
+/// The entries on the chain of free entries, in whatever order it comes to them.
+inline SLOT_SET free_slots(const ROW_AREA &area) {
+    SLOT_SET free;
+    for (int32_t slot = area.frre; has_slot(area, slot) && !free[static_cast<size_t>(slot)];
+         slot = slot_value(area, slot))
+        free.set(static_cast<size_t>(slot));
+    return free;
+}
+
+/// True for an entry on the chain of free entries, which is followed into `*chain` when it is first asked
+/// for. Out of line by force: the walk seldom asks, and is a fifth slower with this inside.
+[[gnu::noinline, gnu::cold]] inline bool is_free_slot(const ROW_AREA &area, int32_t slot,
+                                                      std::optional<SLOT_SET> *chain) {
+    if (!*chain)
+        *chain = free_slots(area);
+    return (**chain)[static_cast<size_t>(slot)];
+}
+
+/// Hands each row of the table to row(i, piece): `i` counts the table's directory entries from 0, free ones
+/// included, and `piece` is null when entry or piece leave the block. `free` is the first free entry, or
+/// NO_FREE_SLOT to take every entry for a row. Entries that lead to no piece are passed over all the same
+/// when they are on the chain of free entries, which `free` loses where it does not run in rising order. A
+/// directory that leaves the block ends with its first lost entry. Stops at a negative result and returns it,
+/// else 0.
+template <class ROW>
+inline int walk_rows(const ROW_AREA &area, const TABLE_ROWS &rows, int32_t free, ROW &&row) {
+    std::optional<SLOT_SET> chain;
+    for (int32_t i = 0; i < rows.count; i++) {
+        const int32_t slot = rows.first + i;
+        const bool stored = has_slot(area, slot);
+        if (stored && slot == free) {
+            free = slot_value(area, slot);
+            continue;
+        }
+        const uint8_t *piece = find_piece(area, slot);
+        if (piece == nullptr && stored && is_free_slot(area, slot, &chain))
+            continue;
+        const int result = row(i, piece);
+        if (result < 0)
+            return result;
+        if (!stored)
+            break;
+    }
+    return 0;
+}

@@ -1,0 +1,43 @@
+// Extent maps. A map is a MAPHDR (nexts, next, objd, flag; 16 bytes), whose place depends on the type of its block,
+// followed by `nexts` entries of 8 bytes (address of the first block, number of blocks).
+#pragma once
+
+#include "format/block.h"
+
+#include <algorithm>
+
+constexpr uint32_t MAPHDR_SIZE = 16;
+constexpr uint32_t EXTMAP_SIZE = 8;
+
+struct EXTENT_MAP {
+    const uint8_t *entries;
+    uint32_t count; // entries that lie inside the block
+    uint32_t next;  // address of the next map block, 0 when this is the last
+    bool cut;       // the block claims more entries than fit into it
+};
+
+/// Offset of the MAPHDR in a block of the given type; 0 for a block that holds no extent map.
+inline uint32_t map_header_offset(uint8_t type) {
+    switch (type) {
+    case BLOCK_SEGMENT_HEADER:
+        return 92;
+    case BLOCK_SEGMENT_HEADER_ASSM:
+        return 264;
+    case BLOCK_EXTENT_MAP:
+    case BLOCK_EXTENT_MAP_ASSM:
+        return 20;
+    default:
+        return 0;
+    }
+}
+
+/// Finds the extent map of a block; false when a block of its type has none or cannot hold one.
+inline bool locate_extent_map(const BLOCK &blk, EXTENT_MAP *map) {
+    const uint32_t at = map_header_offset(blk.data[0]);
+    if (at == 0 || at + MAPHDR_SIZE > blk.bsz)
+        return false;
+    const uint32_t nexts = load_le32(blk.data + at);
+    const uint32_t fit = (blk.bsz - at - MAPHDR_SIZE) / EXTMAP_SIZE;
+    *map = {blk.data + at + MAPHDR_SIZE, std::min(nexts, fit), load_le32(blk.data + at + 4), nexts > fit};
+    return true;
+}

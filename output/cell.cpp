@@ -1,0 +1,183 @@
+#include "output/cell.h"
+
+#include <algorithm>
+
+#include "values/binary_float.h"
+#include "values/hex.h"
+#include "values/number.h"
+
+namespace vexlo {
+
+namespace {
+
+constexpr Cell NULL_CELL{CellKind::null, nullptr, 0};
+constexpr size_t SHOWN_BYTES = 32; // of a value in a message
+
+static_assert(CellDecoder::SCRATCH_SIZE >= NUMBER_TEXT_MAX && CellDecoder::SCRATCH_SIZE >= MOMENT_TEXT_MAX &&
+              CellDecoder::SCRATCH_SIZE >= INTERVAL_TEXT_MAX && CellDecoder::SCRATCH_SIZE >= FLOAT_TEXT_MAX);
+
+bool is_numeric(ColumnKind kind) {
+    return kind == ColumnKind::number || kind == ColumnKind::binary_float ||
+           kind == ColumnKind::binary_double;
+}
+
+// A number ends with a digit; "Infinity" and "NaN" do not.
+CellKind scalar_kind(ColumnKind kind, const char *end) {
+    if (!is_numeric(kind))
+        return CellKind::moment;
+    return end[-1] >= '0' && end[-1] <= '9' ? CellKind::number : CellKind::special;
+}
+
+Cell binary_cell(const Field &field) {
+    return {CellKind::binary, reinterpret_cast<const char *>(field.data), field.size};
+}
+
+} // namespace
+
+CellDecoder::CellDecoder(const Table &table, TextDecoders texts, const std::string &dbtimezone,
+                         TableReport &report)
+    : table_(table), texts_(texts), report_(report), counts_(table.columns.size()) {
+    local_zone_known_ = parse_offset(dbtimezone.c_str(), local_zone_.minutes);
+}
+
+Cell CellDecoder::decode(const Row &row, size_t index, char *scratch) {
+    const Field &field = row.fields[index];
+    if (field.kind != FieldKind::value) {
+        counts_[index].lobs += field.kind == FieldKind::lob;
+        return NULL_CELL;
+    }
+    const Column &column = table_.columns[index];
+    switch (column.kind) {
+    case ColumnKind::text:
+    case ColumnKind::long_text:
+        return text_cell(texts_.database, field, index);
+    case ColumnKind::national_text:
+        return text_cell(texts_.national, field, index);
+    case ColumnKind::raw:
+    case ColumnKind::long_raw:
+        return binary_cell(field);
+    case ColumnKind::lob:
+    case ColumnKind::unknown:
+        return hex_cell(field);
+    default:
+        break;
+    }
+    const char *end = write_value(column, field, counts_[index], scratch);
+    if (end == nullptr) {
+        report_undecodable(row, index);
+        return NULL_CELL;
+    }
+    return {scalar_kind(column.kind, end), scratch, static_cast<size_t>(end - scratch)};
+}
+
+Cell CellDecoder::text_cell(TextDecoder &decoder, const Field &field, size_t index) {
+    const std::string_view text = decoder.decode(field.data, field.size, counts_[index].replaced);
+    return {CellKind::text, text.data(), text.size()};
+}
+
+Cell CellDecoder::hex_cell(const Field &field) {
+    hex_.resize(std::max(hex_.size(), size_t{2} * field.size));
+    put_hex(field.data, field.size, hex_.data());
+    return {CellKind::hex, hex_.data(), size_t{2} * field.size};
+}
+
+char *CellDecoder::write_value(const Column &column, const Field &field, Counts &counts, char *out) {
+    switch (column.kind) {
+    case ColumnKind::number:
+        return format_number(field.data, field.size, out);
+    case ColumnKind::date:
+    case ColumnKind::timestamp:
+        return write_moment(column, field, out);
+    case ColumnKind::timestamp_tz:
+        return write_zoned(field, counts, out);
+    case ColumnKind::timestamp_ltz:
+        return write_local(field, out);
+    case ColumnKind::interval_ym:
+        return format_interval_ym(field.data, field.size, style_.interval, out);
+    case ColumnKind::interval_ds:
+        return format_interval_ds(field.data, field.size, style_.interval, out);
+    case ColumnKind::binary_float:
+        return write_float(field, out);
+    case ColumnKind::binary_double:
+        return write_double(field, out);
+    default:
+        return nullptr;
+    }
+}
+
+char *CellDecoder::write_moment(const Column &column, const Field &field, char *out) {
+    const bool plain_date = column.kind == ColumnKind::date && style_.moment == MomentStyle::oracle;
+    Moment moment;
+    if (!decode_moment(field.data, field.size, moment))
+        return nullptr;
+    return format_moment(moment, plain_date ? MomentStyle::oracle_date : style_.moment, out);
+}
+
+char *CellDecoder::write_zoned(const Field &field, Counts &counts, char *out) {
+    Moment moment;
+    Zone zone;
+    if (!decode_zoned_moment(field.data, field.size, moment, zone))
+        return nullptr;
+    counts.regions += zone.is_region;
+    return format_zoned_moment(moment, zone, style_.moment, out);
+}
+
+// Values WITH LOCAL TIME ZONE are stored in the time zone of the database.
+char *CellDecoder::write_local(const Field &field, char *out) {
+    Moment moment;
+    if (!decode_moment(field.data, field.size, moment))
+        return nullptr;
+    return local_zone_known_ ? format_zoned_moment(moment, local_zone_, style_.moment, out)
+                             : format_moment(moment, style_.moment, out);
+}
+
+char *CellDecoder::write_float(const Field &field, char *out) {
+    float value;
+    return decode_binary_float(field.data, field.size, value) ? format_float(value, out) : nullptr;
+}
+
+char *CellDecoder::write_double(const Field &field, char *out) {
+    double value;
+    return decode_binary_double(field.data, field.size, value) ? format_double(value, out) : nullptr;
+}
+
+void CellDecoder::report_undecodable(const Row &row, size_t index) {
+    const Column &column = table_.columns[index];
+    const Field &field = row.fields[index];
+    const size_t shown = std::min<size_t>(field.size, SHOWN_BYTES);
+    char digits[2 * SHOWN_BYTES];
+    std::string text = "column \"" + printable(column.name) + "\": " + std::to_string(field.size) +
+                       " bytes " + std::string(digits, put_hex(field.data, shown, digits));
+    if (shown < field.size)
+        text += "...";
+    report_.row_loss(row.number, row.offset,
+                     text + " are no " + type_text(column.ctyp, column.national, column.clen) +
+                         ", taken as NULL");
+}
+
+void CellDecoder::finish() {
+    for (size_t i = 0; i < counts_.size(); ++i) {
+        const Column &column = table_.columns[i];
+        const Counts &counts = counts_[i];
+        const std::string where = "column \"" + printable(column.name) + "\": ";
+        const TextDecoder &decoder = column.national ? texts_.national : texts_.database;
+        if (counts.replaced != 0)
+            report_.loss(where + std::to_string(counts.replaced) + " characters not valid in " +
+                         std::string(decoder.charset_name()) + " replaced by U+FFFD");
+        if (counts.lobs != 0)
+            report_.loss(where + std::to_string(counts.lobs) +
+                         " LOB values are not in the dump, taken as NULL");
+        else if (column.kind == ColumnKind::lob)
+            report_.note(where + "LOB data is not in the dump, taken as NULL");
+        if (column.kind == ColumnKind::unknown)
+            report_.note(where + "type " + std::to_string(column.ctyp) +
+                         " is not known, values are written as hexadecimal digits");
+        if (counts.regions != 0)
+            report_.note(where + std::to_string(counts.regions) +
+                         " values have a time zone region known by number only, their time is UTC");
+        if (column.kind == ColumnKind::timestamp_ltz && !local_zone_known_)
+            report_.note(where + "values are in the time zone of the database, which the dump does not tell");
+    }
+}
+
+} // namespace vexlo

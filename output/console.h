@@ -1,0 +1,34 @@
+// Standard error, or another stream, as the program uses it: lines that stay, and on a terminal one progress
+// line that is rewritten.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace vexlo {
+
+class Console {
+public:
+    // Writes to `stream`, which must outlive the console, in the name of `program`, a literal.
+    explicit Console(const char *program, std::FILE *stream = stderr) : program_(program), stream_(stream) {}
+
+    // Writes "<program>: <text>\n".
+    void line(std::string_view text);
+
+    // Replaces the progress line.
+    void status(std::string_view text);
+
+    // Removes the progress line.
+    void clear_status();
+
+private:
+    const char *program_;
+    std::FILE *stream_;
+    bool status_shown_ = false;
+};
+
+// `name` fit for a terminal: control characters are written as \xHH.
+std::string printable(std::string_view name);
+
+} // namespace vexlo

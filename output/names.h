@@ -1,0 +1,30 @@
+// Names of owners, tables and columns come from the dump and may be anything: here they become file names and
+// unique identifiers.
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vexlo {
+
+// `name` as one component of a path: "/", "%", "'", what other systems reserve, control characters and a
+// leading "." are written as %XX, an empty name as "_", and the length is bounded. Never "." or "..", never
+// with a "/".
+std::string safe_file_name(std::string_view name);
+
+// Names that have been given out so far; upper and lower case ASCII letters count as the same.
+class UniqueNames {
+public:
+    // `name`, or the first of name_2, name_3, ... that is still free.
+    std::string take(const std::string &name);
+
+private:
+    std::map<std::string, unsigned> taken_; // with the number to try next
+};
+
+// `name` in double quotes, those inside it doubled; NUL bytes, which no target can hold there, are left out.
+std::string quoted_identifier(std::string_view name);
+
+} // namespace vexlo

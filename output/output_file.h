@@ -1,0 +1,101 @@
+// Output files. A file is written beside its place under another name and gets its own only when it is
+// complete.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "output/background_writer.h"
+#include "output/file_handle.h"
+#include "output/names.h"
+
+namespace vexlo {
+
+// The place of an output that is not complete: destroyed before commit(), it removes what was written.
+class PendingPath {
+public:
+    explicit PendingPath(const std::string &final_path);
+    ~PendingPath();
+    PendingPath(const PendingPath &) = delete;
+    PendingPath &operator=(const PendingPath &) = delete;
+
+    const std::string &temporary() const { return temporary_; }
+    const std::string &final_path() const { return final_; }
+    // Gives the output its final name, in place of an older file of that name; throws OutputError.
+    void commit();
+
+private:
+    std::string final_;
+    std::string temporary_;
+    bool pending_ = true;
+};
+
+// A buffered output that hands out its buffer for writing in place. Every function throws OutputError when
+// writing fails.
+class OutputFile {
+public:
+    static constexpr size_t BUFFER_SIZE = 1 << 18;
+
+    // A file that will be at `final_path`.
+    explicit OutputFile(const std::string &final_path);
+    // Standard output.
+    OutputFile();
+
+    // Room for `size` bytes; what is written there counts after commit_to().
+    char *reserve(size_t size) {
+        if (size > static_cast<size_t>(end_ - cursor_))
+            make_room(size);
+        return cursor_;
+    }
+    void commit_to(char *end) { cursor_ = end; }
+
+    void put(char c) {
+        *reserve(1) = c;
+        ++cursor_;
+    }
+    void append(std::string_view text);
+    void append_hex(std::string_view bytes);
+
+    // Writes the rest and gives the file its final name.
+    void finish();
+
+private:
+    // Room to write in, and how much there is.
+    struct Buffer {
+        std::unique_ptr<char[]> data{new char[BUFFER_SIZE]};
+        size_t size = BUFFER_SIZE;
+    };
+
+    void make_room(size_t size);
+    void flush();
+    void check(int error) const;
+
+    std::unique_ptr<PendingPath> path_; // null for standard output
+    FileHandle file_;
+    Buffer filling_, writing_; // swapped when one is full
+    char *cursor_;
+    char *end_;
+    BackgroundWriter writer_; // last: it stops before buffers and descriptor go
+};
+
+// Where the outputs of a run go: a directory, or standard output for one table.
+class Destination {
+public:
+    // `directory` is created when it is missing; "-" is standard output.
+    explicit Destination(const std::string &directory);
+
+    bool is_standard_output() const { return standard_output_; }
+    // The path of a new output named after `name`, which may be anything; no two calls give the same path.
+    std::string path_for(std::string_view name, std::string_view extension);
+    // The output file at that path, or standard output.
+    std::unique_ptr<OutputFile> open(std::string_view name, std::string_view extension);
+
+private:
+    std::string directory_;
+    bool standard_output_;
+    UniqueNames used_;
+};
+
+} // namespace vexlo

@@ -1,0 +1,57 @@
+// What the user is told about a conversion, and the exit status that follows from it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "output/console.h"
+
+namespace vexlo {
+
+constexpr int EXIT_CONVERTED = 0;
+constexpr int EXIT_LOSSES = 1;
+constexpr int EXIT_FAILED = 2;
+
+class Report {
+public:
+    explicit Report(Console &console) : console_(console) {}
+
+    // Something to know that costs no data.
+    void note(std::string_view text) { console_.line(text); }
+    // Data that could not be converted.
+    void loss(std::string_view text);
+    // An input or an output that failed as a whole.
+    void failure(std::string_view text);
+
+    int exit_status() const { return status_; }
+    Console &console() { return console_; }
+
+private:
+    Console &console_;
+    int status_ = EXIT_CONVERTED;
+};
+
+// The report of one table. Lines start with the file and the table; of the losses of single rows and values
+// the first ROW_LINES_MAX are told one by one and the rest as a number, so that a ruined table does not flood
+// the terminal.
+class TableReport {
+public:
+    static constexpr uint64_t ROW_LINES_MAX = 100;
+
+    TableReport(Report &report, std::string_view path, std::string_view table);
+
+    void note(std::string_view text);
+    void loss(std::string_view text);
+    // A loss at one row of the table, found at a file offset.
+    void row_loss(uint64_t row, uint64_t offset, std::string_view text);
+    // Tells how many losses were not told one by one.
+    void finish();
+
+private:
+    Report &report_;
+    std::string prefix_;
+    uint64_t row_losses_ = 0;
+};
+
+} // namespace vexlo

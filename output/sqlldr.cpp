@@ -1,0 +1,148 @@
+// SQL*Loader: a control file and a data file. Every record and every field starts with its length in digits,
+// so any byte can stand in a text.
+#include <algorithm>
+
+#include "output/format.h"
+#include "output/oracle_target.h"
+
+namespace vexlo {
+
+namespace {
+
+constexpr int RECORD_DIGITS = 10;
+constexpr int FIELD_DIGITS = 6; // enough for the longest value, turned into UTF-8
+constexpr int LONG_DIGITS = 10;
+// Records up to this size need no larger buffers than the loader's own.
+constexpr size_t DEFAULT_RECORD = 65536;
+
+bool is_long(ColumnKind kind) {
+    return kind == ColumnKind::long_text || kind == ColumnKind::long_raw;
+}
+
+bool is_binary(ColumnKind kind) {
+    return kind == ColumnKind::raw || kind == ColumnKind::long_raw;
+}
+
+int field_digits(ColumnKind kind) {
+    return is_long(kind) ? LONG_DIGITS : FIELD_DIGITS;
+}
+
+void add_padded(size_t value, int digits, std::string &text) {
+    const size_t at = text.size();
+    text.append(static_cast<size_t>(digits), '0');
+    for (int i = digits; i-- > 0; value /= 10)
+        text[at + static_cast<size_t>(i)] = static_cast<char>('0' + value % 10);
+}
+
+// A string inside a control file that is itself in double quotes.
+std::string escaped(const std::string &text) {
+    std::string out;
+    for (const char c : text) {
+        if (c == '"' || c == '\\')
+            out += '\\';
+        out += c;
+    }
+    return out;
+}
+
+class SqlldrWriter : public TableWriter {
+public:
+    SqlldrWriter(CellDecoder &decoder, const std::string &data_path, const std::string &control_path,
+                 const std::string &charset)
+        : decoder_(decoder), data_(data_path), control_(control_path),
+          data_name_(data_path.substr(data_path.rfind('/') + 1)), charset_(charset),
+          longest_(decoder.table().columns.size(), 1), scratch_(CellDecoder::SCRATCH_SIZE) {}
+
+    void write_row(const Row &row) override {
+        record_.clear();
+        const std::vector<Column> &columns = decoder_.table().columns;
+        for (size_t i = 0; i < columns.size(); ++i) {
+            Cell cell = decoder_.decode(row, i, scratch_.data());
+            if (is_unwritable_in_oracle(columns[i], cell)) {
+                decoder_.report().row_loss(row.number, row.offset,
+                                           "column \"" + printable(columns[i].name) +
+                                               "\": Oracle cannot load an infinite NUMBER, taken as NULL");
+                cell = {CellKind::null, nullptr, 0};
+            }
+            add_field(columns[i], cell);
+            longest_[i] = std::max(longest_[i], cell.size);
+        }
+        longest_record_ = std::max(longest_record_, record_.size());
+        length_.clear();
+        add_padded(record_.size(), RECORD_DIGITS, length_);
+        data_.append(length_);
+        data_.append(record_);
+    }
+
+    void finish() override {
+        write_control();
+        data_.finish();
+        control_.finish();
+    }
+
+private:
+    void add_field(const Column &column, const Cell &cell) {
+        add_padded(cell.size, field_digits(column.kind), record_);
+        if (cell.size > 0)
+            record_.append(cell.data, cell.size);
+    }
+
+    void write_control() {
+        control_.append(
+            "-- Numbers are written with a decimal point: load with NLS_NUMERIC_CHARACTERS='.,'\n");
+        if (longest_record_ > DEFAULT_RECORD) {
+            const std::string size = std::to_string(2 * longest_record_);
+            control_.append("OPTIONS (READSIZE=" + size + ", BINDSIZE=" + size + ")\n");
+        }
+        control_.append("LOAD DATA\nCHARACTERSET " + charset_ + "\nLENGTH SEMANTICS BYTE\nINFILE '" +
+                        data_name_ + "' \"VAR " + std::to_string(RECORD_DIGITS) + "\"\nAPPEND\nINTO TABLE " +
+                        quoted_identifier(decoder_.table().name) + "\n(\n");
+        const std::vector<Column> &columns = decoder_.table().columns;
+        for (size_t i = 0; i < columns.size(); ++i)
+            control_.append(field_line(columns[i], longest_[i]) + (i + 1 < columns.size() ? ",\n" : "\n)\n"));
+    }
+
+    std::string field_line(const Column &column, size_t longest) const {
+        const std::string name = quoted_identifier(column.name);
+        std::string line = "  " + name + (is_binary(column.kind) ? " VARRAWC(" : " VARCHARC(") +
+                           std::to_string(field_digits(column.kind)) + "," + std::to_string(longest) + ")";
+        const OracleConversion conversion = oracle_conversion(column.kind, decoder_.local_zone_known());
+        if (conversion.before[0] != '\0')
+            line += " \"" + escaped(conversion.before + (":" + name) + conversion.after) + "\"";
+        return line;
+    }
+
+    CellDecoder &decoder_;
+    OutputFile data_;
+    OutputFile control_;
+    std::string data_name_;
+    std::string charset_;
+    std::string record_, length_;
+    size_t longest_record_ = 0;
+    std::vector<size_t> longest_; // bytes of the longest value of each column
+    std::vector<char> scratch_;
+};
+
+class SqlldrFormat : public Format {
+public:
+    SqlldrFormat(Destination &destination, const std::string &charset)
+        : destination_(destination), charset_(charset) {}
+
+    std::unique_ptr<TableWriter> open_table(CellDecoder &decoder) override {
+        decoder.set_style(ORACLE_STYLE);
+        const std::string stem = destination_.path_for(output_name(decoder.table()), "");
+        return std::make_unique<SqlldrWriter>(decoder, stem + ".ldr", stem + ".ctl", charset_);
+    }
+
+private:
+    Destination &destination_;
+    std::string charset_;
+};
+
+} // namespace
+
+std::unique_ptr<Format> make_sqlldr_format(Destination &destination, const std::string &charset) {
+    return std::make_unique<SqlldrFormat>(destination, charset);
+}
+
+} // namespace vexlo

@@ -1,0 +1,149 @@
+// The walk over a segment: its header block, the chain of extent map blocks behind it, the extents they name,
+// and every block of every extent.
+//
+// What the walk needs of its user is a SEGMENT, a plain record with
+//   DATAFILE *find(uint32_t rdba)          the file of a block, null when none is configured; silent
+//   int file_error(uint32_t rdba)          says that there is none; returns -1
+//   int header_error(uint32_t rdba)        says that the map block at rdba cannot be read; returns -1
+//   int extent_error(uint32_t rdba)        the same for the run of blocks from rdba on
+//   void begin_run(const BLOCK_RUN &)      the blocks that come next, all of them in memory now
+//   int block(const BLOCK &)               takes one block; a negative result ends the walk
+#pragma once
+
+#include "console.h"
+#include "datafile.h"
+#include "format/extent_map.h"
+
+#include <algorithm>
+
+/// Buffers of a walk: `hblk` for one block, `buf` of `size` bytes for runs of blocks.
+struct WALK_BUFFERS {
+    uint8_t *hblk;
+    uint8_t *buf;
+    int64_t size;
+};
+
+/// The `next` address of the map block at `rdba`, read past all buffers and checks; 0 when there is none.
+uint32_t peek_next_map(const DATAFILE *df, uint32_t rdba);
+
+/// Length of a chain of map blocks that comes back to one of its own: the number of different blocks from
+/// `first` on. 0 for a chain that ends by itself. Constant memory: the chain is followed at two speeds.
+template <class SEGMENT>
+uint32_t looping_maps(SEGMENT &segment, uint32_t first) {
+    const auto step = [&](uint32_t rdba) -> uint32_t {
+        const DATAFILE *df = segment.find(rdba);
+        return df != nullptr ? peek_next_map(df, rdba) : 0;
+    };
+
+    uint32_t mark = first, at = step(first), length = 1;
+    for (uint32_t stride = 1; at != mark; length++, at = step(at)) {
+        if (at == 0)
+            return 0;
+        if (length == stride) {
+            mark = at;
+            stride *= 2;
+            length = 0;
+        }
+    }
+    uint32_t ahead = first;
+    for (uint32_t i = 0; i < length; i++)
+        ahead = step(ahead);
+    for (mark = first; mark != ahead; mark = step(mark), ahead = step(ahead))
+        length++;
+    return length;
+}
+
+/// Reads one extent in runs as long as the buffer allows and hands over the blocks that were delivered whole.
+/// An extent that runs past the end of its file is no error (unless check values are verified): the rest of
+/// it is passed over. `left` is what the walk may still read, in bytes.
+template <class SEGMENT>
+int walk_extent(SEGMENT &segment, const WALK_BUFFERS &buffers, uint32_t dba, uint32_t len, uint64_t *left) {
+    while (len != 0) {
+        const DATAFILE *df = segment.find(dba);
+        if (df == nullptr)
+            return segment.file_error(dba);
+        const uint32_t most = static_cast<uint32_t>(buffers.size / df->bsz);
+        const uint32_t n = std::min(most, len);
+        const int bytes = read_extent_blocks(df, dba, static_cast<int>(n), buffers.buf);
+        if (bytes < 0)
+            return segment.extent_error(dba);
+        if (static_cast<uint64_t>(bytes) > *left) {
+            report("extent map at rdba=0x%08x names more blocks than the datafiles hold.\n", dba);
+            return -1;
+        }
+        *left -= static_cast<uint64_t>(bytes);
+
+        const uint32_t whole = static_cast<uint32_t>(bytes) / df->bsz;
+        segment.begin_run(BLOCK_RUN{buffers.buf, dba, std::min(whole, blocks_in_reach(df, dba))});
+        for (uint32_t i = 0; i < whole; i++) {
+            const int result = segment.block(BLOCK{buffers.buf + i * df->bsz, df->bsz, dba + i});
+            if (result < 0)
+                return result;
+        }
+        if (whole < n)
+            break;
+        dba += n;
+        len -= n;
+    }
+    return 0;
+}
+
+template <class SEGMENT>
+int walk_map(SEGMENT &segment, const WALK_BUFFERS &buffers, const EXTENT_MAP &map, uint64_t *left) {
+    for (uint32_t i = 0; i < map.count; i++) {
+        const uint8_t *entry = map.entries + EXTMAP_SIZE * i;
+        const int result = walk_extent(segment, buffers, load_le32(entry), load_le32(entry + 4), left);
+        if (result < 0)
+            return result;
+    }
+    return 0;
+}
+
+/// Reads the map block at `rdba` into `hblk` and finds its map. Returns 0, or -1 after its message.
+template <class SEGMENT>
+int read_map(SEGMENT &segment, uint32_t rdba, uint8_t *hblk, EXTENT_MAP *map) {
+    const DATAFILE *df = segment.find(rdba);
+    if (df == nullptr)
+        return segment.file_error(rdba);
+    if (!read_block(df, rdba, hblk))
+        return segment.header_error(rdba);
+    if (!locate_extent_map(BLOCK{hblk, df->bsz, rdba}, map)) {
+        report("error block type: %x\n", hblk[0]);
+        return -1;
+    }
+    if (map->cut)
+        report("extent map at rdba=0x%08x claims more extents than fit into its block.\n", rdba);
+    return 0;
+}
+
+/// Walks the maps of a segment one after the other; see walk_segment.
+template <class SEGMENT>
+int walk_maps(SEGMENT &segment, uint32_t hdba, const WALK_BUFFERS &buffers) {
+    uint64_t left = g_ctx.df_bytes;
+    uint32_t loop = 0, walked = 0;
+    EXTENT_MAP map{};
+    for (uint32_t rdba = hdba; rdba != 0; rdba = map.next) {
+        if (walked != 0 && walked == loop) {
+            report("extent map at rdba=0x%08x comes again, the chain of maps loops.\n", rdba);
+            return -1;
+        }
+        if (read_map(segment, rdba, buffers.hblk, &map) < 0)
+            return -1;
+        if (walked++ == 0 && map.next != 0)
+            loop = looping_maps(segment, hdba);
+        const int result = walk_map(segment, buffers, map, &left);
+        if (result < 0)
+            return result;
+    }
+    return 0;
+}
+
+/// Walks the whole segment whose header is at `hdba`. Returns 0, or a negative value after a message of its
+/// own or of `segment`. A chain of map blocks that loops is walked once round and is a failure then.
+template <class SEGMENT>
+int walk_segment(SEGMENT &segment, uint32_t hdba, const WALK_BUFFERS &buffers) {
+    begin_damage();
+    const int result = walk_maps(segment, hdba, buffers);
+    end_damage();
+    return result;
+}

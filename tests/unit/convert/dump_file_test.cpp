@@ -1,0 +1,109 @@
+#include "convert/dump_file.h"
+
+#include <gtest/gtest.h>
+
+#include "dump_writer.h"
+#include "values/errors.h"
+#include "temporary_dir.h"
+
+namespace {
+
+class DumpFileTest : public testing::Test {
+protected:
+    vexlo::DumpFile open(const Bytes &bytes) {
+        write_file(dir_ / "a.dat", bytes);
+        return vexlo::DumpFile(dir_ / "a.dat");
+    }
+
+    TemporaryDir dir_;
+};
+
+DumpTable table(const std::string &name) {
+    return {.name = name, .columns = {{"ID", 2, 22}, {"NAME", 1, 10, true}}, .rows = {row({value("\x80")})}};
+}
+
+TEST_F(DumpFileTest, HeaderAndColumns) {
+    Dump dump;
+    dump.tables = {table("EMP")};
+    const vexlo::DumpFile file = open(dump_bytes(dump));
+    EXPECT_EQ(file.owner(), "SCOTT");
+    EXPECT_EQ(file.charset(), "AL32UTF8");
+    EXPECT_EQ(file.ncharset(), "AL16UTF16");
+    EXPECT_EQ(file.dbtimezone(), "00:00");
+    ASSERT_EQ(file.tables().size(), 1U);
+    const vexlo::TableInfo &info = file.tables()[0];
+    EXPECT_EQ(info.offset, 1536U);
+    EXPECT_EQ(info.rows_at, 1536U + 2 * 48);
+    EXPECT_EQ(info.end, file.size());
+    ASSERT_EQ(info.columns.size(), 2U);
+    EXPECT_EQ(info.columns[1].name, "NAME");
+    EXPECT_TRUE(info.columns[1].national);
+    EXPECT_EQ(info.columns[1].clen, 10U);
+    EXPECT_EQ(info.fault, "");
+}
+
+TEST_F(DumpFileTest, TenTablesNeedALargerDirectory) {
+    Dump dump;
+    for (int i = 0; i < 10; ++i)
+        dump.tables.push_back(table("T" + std::to_string(i)));
+    const vexlo::DumpFile file = open(dump_bytes(dump));
+    EXPECT_EQ(file.tables()[0].offset, 2048U);
+    EXPECT_EQ(file.tables()[3].end, file.tables()[4].offset);
+}
+
+TEST_F(DumpFileTest, NameOfFullWidthHasNoNul) {
+    Dump dump;
+    dump.tables = {table(std::string(32, 'X'))};
+    EXPECT_EQ(open(dump_bytes(dump)).tables()[0].name, std::string(32, 'X'));
+}
+
+TEST_F(DumpFileTest, TableWithoutDataHasTheOffsetOfTheNext) {
+    Dump dump;
+    dump.tables = {table("A"), table("FAILED"), table("B")};
+    dump.tables[1].without_data = true;
+    const vexlo::DumpFile file = open(dump_bytes(dump));
+    EXPECT_NE(file.tables()[1].fault, "");
+    EXPECT_EQ(file.tables()[0].fault, "");
+    EXPECT_EQ(file.tables()[2].fault, "");
+    EXPECT_EQ(file.tables()[2].columns.size(), 2U);
+}
+
+TEST_F(DumpFileTest, OffsetsOutsideTheDataAreFaults) {
+    Dump dump;
+    dump.tables = {table("A"), table("B"), table("C")};
+    dump.tables[0].offset = 100;
+    dump.tables[1].offset = ~uint64_t{0};
+    const vexlo::DumpFile file = open(dump_bytes(dump));
+    EXPECT_NE(file.tables()[0].fault, "");
+    EXPECT_NE(file.tables()[1].fault, "");
+    EXPECT_EQ(file.tables()[2].fault, "");
+}
+
+TEST_F(DumpFileTest, ColumnCountIsComparedWithTheData) {
+    Dump dump;
+    dump.tables = {table("A"), table("B")};
+    dump.tables[0].ncol = 0xFFFFFFFF;
+    dump.tables[1].ncol = 0;
+    const vexlo::DumpFile file = open(dump_bytes(dump));
+    EXPECT_NE(file.tables()[0].fault, "");
+    EXPECT_NE(file.tables()[1].fault, "");
+}
+
+TEST_F(DumpFileTest, TableCountIsComparedWithTheFile) {
+    Dump dump;
+    dump.tables = {table("A")};
+    dump.tab_cnt = 0xFFFFFFFF;
+    const vexlo::DumpFile file = open(dump_bytes(dump));
+    EXPECT_EQ(file.faults().size(), 1U);
+}
+
+TEST_F(DumpFileTest, WhatIsNoDumpIsRefused) {
+    EXPECT_THROW(open(""), vexlo::InputError);
+    EXPECT_THROW(open("vexl"), vexlo::InputError);
+    EXPECT_THROW(open(Bytes(4096, '\0')), vexlo::InputError);
+    EXPECT_THROW(open(dump_bytes({}).substr(0, 323)), vexlo::InputError);
+    EXPECT_THROW(vexlo::DumpFile(dir_ / "missing"), vexlo::InputError);
+    EXPECT_THROW(vexlo::DumpFile(dir_.path()), vexlo::InputError);
+}
+
+} // namespace

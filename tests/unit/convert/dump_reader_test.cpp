@@ -1,0 +1,254 @@
+#include "convert/dump_reader.h"
+
+#include <gtest/gtest.h>
+
+#include "dump_writer.h"
+#include "temporary_dir.h"
+
+namespace {
+
+const std::vector<DumpColumn> COLUMNS = {{"ID", 2, 22}, {"NAME", 1, 30}, {"BORN", 12, 7}};
+
+Bytes person(int id, const std::string &name = "SMITH") {
+    return row({value(ora_number(std::to_string(id))), value(name), value(ora_date(1980, 1, 2))});
+}
+
+// What came out of a table: the fields as text, "-" for NULL, and what was damaged.
+struct Result {
+    std::vector<std::vector<std::string>> rows;
+    std::vector<vexlo::Damage> damage;
+    bool ended_properly = false;
+
+    std::vector<std::string> column(size_t index) const {
+        std::vector<std::string> values;
+        for (const auto &r : rows)
+            values.push_back(r[index]);
+        return values;
+    }
+};
+
+class DumpReaderTest : public testing::Test {
+protected:
+    Result read_file_bytes(const Bytes &bytes, size_t table = 0, size_t window = vexlo::WINDOW_SIZE) {
+        write_file(dir_ / "a.dat", bytes);
+        const vexlo::DumpFile file(dir_ / "a.dat");
+        const vexlo::TableInfo &info = file.tables()[table];
+        vexlo::DumpReader reader(file, info, window);
+        Result result;
+        vexlo::Row r;
+        while (reader.next(r)) {
+            EXPECT_EQ(r.number, result.rows.size() + 1);
+            result.rows.emplace_back();
+            for (size_t i = 0; i < info.columns.size(); ++i)
+                result.rows.back().push_back(text_of(r.fields[i]));
+        }
+        result.damage = reader.take_damage();
+        result.ended_properly = reader.ended_properly();
+        return result;
+    }
+
+    Result read(const DumpTable &table, size_t window = vexlo::WINDOW_SIZE) {
+        Dump dump;
+        dump.tables = {table};
+        return read_file_bytes(dump_bytes(dump), 0, window);
+    }
+
+    static DumpTable people(const std::vector<Bytes> &rows) {
+        return {.name = "PEOPLE", .columns = COLUMNS, .rows = rows};
+    }
+
+    static std::string text_of(const vexlo::Field &field) {
+        if (field.kind == vexlo::FieldKind::null)
+            return "-";
+        if (field.kind == vexlo::FieldKind::lob)
+            return "LOB";
+        return {reinterpret_cast<const char *>(field.data), field.size};
+    }
+
+    TemporaryDir dir_;
+};
+
+TEST_F(DumpReaderTest, RowsNullsAndMissingColumns) {
+    const Result result = read(people({person(1), row({null(), value("X")}), row({}), person(4)}));
+    ASSERT_EQ(result.rows.size(), 4U);
+    EXPECT_EQ(result.rows[0][1], "SMITH");
+    EXPECT_EQ(result.rows[1], (std::vector<std::string>{"-", "X", "-"}));
+    EXPECT_EQ(result.rows[2], (std::vector<std::string>{"-", "-", "-"}));
+    EXPECT_TRUE(result.damage.empty());
+    EXPECT_TRUE(result.ended_properly);
+}
+
+TEST_F(DumpReaderTest, EmptyTable) {
+    const Result result = read(people({}));
+    EXPECT_TRUE(result.rows.empty());
+    EXPECT_TRUE(result.ended_properly);
+}
+
+// Whatever the window's size, rows come out the same: they are longer and shorter than it, and on its edges.
+TEST_F(DumpReaderTest, RowsLargerThanTheWindow) {
+    std::vector<Bytes> rows;
+    for (int i = 0; i < 60; ++i)
+        rows.push_back(
+            row({value(ora_number(std::to_string(i))), value(Bytes(static_cast<size_t>(1 + i * 100), 'n')),
+                 value(ora_date(2000, 1, 1))}));
+    DumpTable table = people(rows);
+    table.columns[1].clen = 32767;
+    const Result whole = read(table);
+    ASSERT_EQ(whole.rows.size(), 60U);
+    for (const size_t window : {1U, 2U, 3U, 17U, 64U, 1000U, 4096U})
+        EXPECT_EQ(read(table, window).rows, whole.rows) << window;
+}
+
+TEST_F(DumpReaderTest, LongestValue) {
+    DumpTable table{.name = "T", .columns = {{"A", 1, 0}, {"B", 2, 22}}};
+    table.rows = {row({value(Bytes(0xFFFA, 'x')), value("\x80")})};
+    const Result result = read(table, 100);
+    ASSERT_EQ(result.rows.size(), 1U);
+    EXPECT_EQ(result.rows[0][0].size(), 0xFFFAU);
+    EXPECT_EQ(result.rows[0][1], "\x80");
+}
+
+TEST_F(DumpReaderTest, LongFollowsTheRow) {
+    DumpTable table{.name = "T", .columns = {{"ID", 2, 22}, {"TEXT", 8, 0}}};
+    const Bytes one = value(ora_number("1"));
+    table.rows = {row({one, long_mark()}) + long_block({"short"}), row({one, null()}),
+                  row({one, long_mark()}) + long_block({Bytes(32768, 'a'), Bytes(32768, 'b'), "c"}),
+                  row({one}), row({one, long_mark()}) + long_block({Bytes(32768, 'd')})};
+    for (const size_t window : {10U, 40000U, 1000000U}) {
+        const Result result = read(table, window);
+        EXPECT_EQ(result.column(1),
+                  (std::vector<std::string>{"short", "-", Bytes(32768, 'a') + Bytes(32768, 'b') + "c", "-",
+                                            Bytes(32768, 'd')}));
+        EXPECT_TRUE(result.damage.empty());
+        EXPECT_TRUE(result.ended_properly);
+    }
+}
+
+TEST_F(DumpReaderTest, LongMarkWithoutBlockIsNullAndTold) {
+    DumpTable table{.name = "T", .columns = {{"ID", 2, 22}, {"TEXT", 8, 0}}};
+    table.rows = {row({value("\x80"), long_mark()}), row({value("\x80"), null()})};
+    const Result result = read(table);
+    EXPECT_EQ(result.column(1), (std::vector<std::string>{"-", "-"}));
+    ASSERT_EQ(result.damage.size(), 1U);
+    EXPECT_EQ(result.damage[0].row, 1U);
+}
+
+TEST_F(DumpReaderTest, LobEntries) {
+    DumpTable table{.name = "T", .columns = {{"ID", 2, 22}, {"DOC", 112, 0}}};
+    table.rows = {row({value("\x80"), lob()})};
+    EXPECT_EQ(read(table).rows[0][1], "LOB");
+}
+
+TEST_F(DumpReaderTest, MissingEndMarkIsSeen) {
+    DumpTable table = people({person(1), person(2)});
+    table.end_mark = false;
+    const Result result = read(table);
+    EXPECT_EQ(result.rows.size(), 2U);
+    EXPECT_TRUE(result.damage.empty());
+    EXPECT_FALSE(result.ended_properly);
+}
+
+TEST_F(DumpReaderTest, SectionEndsWhereTheNextBegins) {
+    Dump dump;
+    dump.tables = {people({person(1)}), people({person(2), person(3)})};
+    dump.tables[0].end_mark = false;
+    const Bytes bytes = dump_bytes(dump);
+    EXPECT_EQ(read_file_bytes(bytes, 0).rows.size(), 1U);
+    EXPECT_EQ(read_file_bytes(bytes, 1).rows.size(), 2U);
+}
+
+TEST_F(DumpReaderTest, BytesBehindTheEndMarkAreTold) {
+    Dump dump;
+    dump.tables = {people({person(1)})};
+    const Result result = read_file_bytes(dump_bytes(dump) + "rest");
+    EXPECT_EQ(result.rows.size(), 1U);
+    EXPECT_FALSE(result.ended_properly);
+    ASSERT_EQ(result.damage.size(), 1U);
+    EXPECT_NE(result.damage[0].text.find("4 bytes"), std::string::npos);
+}
+
+TEST_F(DumpReaderTest, EveryTruncationGivesTheWholeRowsBeforeIt) {
+    Dump dump;
+    dump.tables = {people({person(1), person(2), person(3)})};
+    const Bytes bytes = dump_bytes(dump);
+    const size_t rows_at = 1536 + 3 * 48, row_size = person(1).size();
+    for (size_t size = rows_at; size < bytes.size(); ++size) {
+        const Result result = read_file_bytes(bytes.substr(0, size));
+        const size_t whole = (size - rows_at) / row_size;
+        ASSERT_EQ(result.rows.size(), std::min<size_t>(whole, 3)) << size;
+        ASSERT_FALSE(result.ended_properly);
+        const bool between_rows = (size - rows_at) % row_size == 0;
+        ASSERT_EQ(result.damage.empty(), between_rows) << size;
+    }
+}
+
+// A value whose two length bytes were never written: its row reads as ended there. The row after it cannot be
+// read as one, and reading goes on with the next that can.
+TEST_F(DumpReaderTest, LostLengthCostsTheRestOfItsRowOnly) {
+    std::vector<Bytes> rows;
+    for (int i = 1; i <= 10; ++i)
+        rows.push_back(person(i));
+    rows[4] = row({value(ora_number("5")), Bytes(2, '\0') + "LOST VALUE", value(ora_date(1980, 1, 2))});
+    const Result result = read(people(rows));
+    ASSERT_EQ(result.rows.size(), 10U);
+    EXPECT_EQ(result.rows[4], (std::vector<std::string>{ora_number("5"), "-", "-"}));
+    EXPECT_EQ(result.rows[5][0], ora_number("6"));
+    EXPECT_EQ(result.rows[9][0], ora_number("10"));
+    ASSERT_EQ(result.damage.size(), 1U);
+    EXPECT_EQ(result.damage[0].row, 6U);
+    EXPECT_NE(result.damage[0].text.find("row before it"), std::string::npos);
+    EXPECT_TRUE(result.ended_properly);
+}
+
+TEST_F(DumpReaderTest, GarbageBetweenRowsIsSkipped) {
+    const Bytes garbage = "\x12\x34 this is no row at all \xFF\xFF\x01";
+    const Result result =
+        read(people({person(1), garbage + Bytes(2, '\0'), person(2), person(3), person(4), person(5)}));
+    EXPECT_EQ(result.column(0), (std::vector<std::string>{ora_number("1"), ora_number("2"), ora_number("3"),
+                                                          ora_number("4"), ora_number("5")}));
+    EXPECT_EQ(result.damage.size(), 1U);
+    EXPECT_EQ(result.damage[0].offset, 1536U + 3 * 48 + person(1).size());
+}
+
+TEST_F(DumpReaderTest, GarbageUpToTheEndStopsTheTable) {
+    const Result result = read(people({person(1), Bytes(500, '\x77')}));
+    EXPECT_EQ(result.rows.size(), 1U);
+    EXPECT_EQ(result.damage.size(), 1U);
+    EXPECT_FALSE(result.ended_properly);
+}
+
+// Declared lengths may be wrong; then the values are still there.
+TEST_F(DumpReaderTest, ValuesLongerThanDeclaredAreKeptInSoundRows) {
+    DumpTable table =
+        people({person(1, "A NAME LONGER THAN DECLARED"), person(2), person(3, "ANOTHER LONGER NAME")});
+    table.columns[1].clen = 6;
+    const Result result = read(table);
+    EXPECT_EQ(result.column(1),
+              (std::vector<std::string>{"A NAME LONGER THAN DECLARED", "SMITH", "ANOTHER LONGER NAME"}));
+    EXPECT_TRUE(result.damage.empty());
+}
+
+TEST_F(DumpReaderTest, MarksInsideARowAreDamage) {
+    for (const Bytes &mark : {Bytes("\xFF\xFF"), Bytes("\xFF\xFD")}) {
+        const Bytes bad = value(ora_number("2")) + mark + value(ora_date(1980, 1, 2)) + Bytes(2, '\0');
+        const Result result = read(people({person(1), bad, person(3), person(4), person(5)}));
+        EXPECT_EQ(result.rows.size(), 4U);
+        EXPECT_EQ(result.damage.size(), 1U);
+    }
+}
+
+TEST_F(DumpReaderTest, MoreEntriesThanColumnsAreDamage) {
+    const Bytes four = row({value("\x80"), value("A"), value(ora_date(1980, 1, 2)), value("B")});
+    const Result result = read(people({person(1), four, person(3), person(4), person(5)}));
+    EXPECT_EQ(result.rows.size(), 4U);
+    EXPECT_EQ(result.damage.size(), 1U);
+}
+
+// Zeros everywhere look like row ends everywhere; the search must come to an end.
+TEST_F(DumpReaderTest, LongRunsOfZerosAfterDamage) {
+    const Result result = read(people({person(1), Bytes("\x7F\x7F") + Bytes(300000, '\0'), person(2)}), 4096);
+    EXPECT_EQ(result.damage.size(), 1U);
+    EXPECT_EQ(result.rows.back()[0], ora_number("2"));
+}
+
+} // namespace

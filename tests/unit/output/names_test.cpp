@@ -1,0 +1,41 @@
+#include "output/names.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using vexlo::quoted_identifier;
+using vexlo::safe_file_name;
+
+TEST(Names, OrdinaryNamesStayAsTheyAre) {
+    EXPECT_EQ(safe_file_name("SCOTT.EMP"), "SCOTT.EMP");
+    EXPECT_EQ(safe_file_name("SYS_C$01#"), "SYS_C$01#");
+    EXPECT_EQ(safe_file_name("\xC3\x84RZTE"), "\xC3\x84RZTE");
+}
+
+TEST(Names, NeverLeaveTheDirectory) {
+    EXPECT_EQ(safe_file_name("../../etc/passwd"), "%2E.%2F..%2Fetc%2Fpasswd");
+    EXPECT_EQ(safe_file_name(".."), "%2E.");
+    EXPECT_EQ(safe_file_name("."), "%2E");
+    EXPECT_EQ(safe_file_name("/abs"), "%2Fabs");
+    EXPECT_EQ(safe_file_name(""), "_");
+    EXPECT_EQ(safe_file_name(std::string("a\0b\n", 4)), "a%00b%0A");
+    EXPECT_EQ(safe_file_name("100%"), "100%25");
+    EXPECT_LT(safe_file_name(std::string(1000, '/')).size(), 200U);
+}
+
+TEST(Names, UniqueWhateverTheCase) {
+    vexlo::UniqueNames names;
+    EXPECT_EQ(names.take("ID"), "ID");
+    EXPECT_EQ(names.take("id"), "id_2");
+    EXPECT_EQ(names.take("ID"), "ID_3");
+    EXPECT_EQ(names.take("ID_2"), "ID_2_2");
+}
+
+TEST(Names, QuotesAreDoubled) {
+    EXPECT_EQ(quoted_identifier("EMP"), "\"EMP\"");
+    EXPECT_EQ(quoted_identifier("a\"b"), "\"a\"\"b\"");
+    EXPECT_EQ(quoted_identifier(std::string("a\0b", 3)), "\"ab\"");
+}
+
+} // namespace

@@ -1,0 +1,69 @@
+#include "values/charset.h"
+
+#include <gtest/gtest.h>
+
+#include "charset_samples.h"
+#include "values/errors.h"
+#include "values/text_decoder.h"
+
+namespace {
+
+std::string decode(const vexlo::Charset &set, const std::string &bytes, uint64_t &replaced) {
+    vexlo::TextDecoder decoder(set);
+    const std::string padded = bytes + std::string(vexlo::READ_SLACK, '\xFF');
+    return std::string(
+        decoder.decode(reinterpret_cast<const uint8_t *>(padded.data()), bytes.size(), replaced));
+}
+
+TEST(Charset, EverySampleReadsAsItsText) {
+    for (const CharsetSample &sample : CHARSET_SAMPLES) {
+        const vexlo::Charset *set = vexlo::find_charset(sample.oracle);
+        ASSERT_NE(set, nullptr) << sample.oracle;
+        uint64_t replaced = 0;
+        EXPECT_EQ(decode(*set, std::string(sample.bytes, static_cast<size_t>(sample.size)), replaced),
+                  sample.utf8)
+            << sample.oracle;
+        EXPECT_EQ(replaced, 0U) << sample.oracle;
+    }
+}
+
+TEST(Charset, EverySetHasASample) {
+    for (const vexlo::Charset &set : vexlo::known_charsets()) {
+        bool found = false;
+        for (const CharsetSample &sample : CHARSET_SAMPLES)
+            found |= set.oracle == sample.oracle;
+        EXPECT_TRUE(found) << set.oracle;
+    }
+}
+
+// The fast path takes a text of bytes below 0x80 for ASCII: that has to be true of every set that allows it.
+TEST(Charset, PrintableAsciiIsTheSameWhereTheTableSaysSo) {
+    std::string printable;
+    for (char c = ' '; c < '\x7F'; ++c)
+        printable += c;
+    for (vexlo::Charset set : vexlo::known_charsets()) {
+        if (!set.ascii)
+            continue;
+        set.ascii = false;
+        uint64_t replaced = 0;
+        EXPECT_EQ(decode(set, printable, replaced), printable) << set.oracle;
+    }
+}
+
+TEST(Charset, NamesAreFoundInAnyCase) {
+    ASSERT_NE(vexlo::find_charset("al32utf8"), nullptr);
+    EXPECT_EQ(vexlo::find_charset("al32utf8")->oracle, "AL32UTF8");
+    EXPECT_EQ(vexlo::find_charset("AL32UTF"), nullptr);
+    EXPECT_EQ(vexlo::find_charset(""), nullptr);
+}
+
+TEST(Charset, UserMayNameOneOfIconv) {
+    const std::string iconv_name = "ISO-8859-16", oracle_name = "WE8MSWIN1252";
+    EXPECT_EQ(vexlo::charset_of_user(oracle_name).codec, vexlo::Codec::iconv);
+    EXPECT_TRUE(vexlo::charset_of_user(iconv_name).ascii);
+    const std::string ebcdic = "CP037";
+    EXPECT_FALSE(vexlo::charset_of_user(ebcdic).ascii);
+    EXPECT_THROW(vexlo::charset_of_user("NO-SUCH-SET"), vexlo::UsageError);
+}
+
+} // namespace

@@ -1,0 +1,111 @@
+#include "values/number.h"
+
+#include <gtest/gtest.h>
+
+#include "dump_writer.h"
+
+namespace {
+
+std::string text_of(const Bytes &bytes) {
+    char out[vexlo::NUMBER_TEXT_MAX];
+    char *end = vexlo::format_number(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size(), out);
+    return end == nullptr ? "invalid" : std::string(&out[0], end);
+}
+
+TEST(Number, KnownPatterns) {
+    EXPECT_EQ(text_of("\x80"), "0");
+    EXPECT_EQ(text_of("\xC1\x02"), "1");
+    EXPECT_EQ(text_of("\xC2\x02"), "100");
+    EXPECT_EQ(text_of("\xC2\x02\x18"), "123");
+    EXPECT_EQ(text_of("\xC2\x0B"), "1000");
+    EXPECT_EQ(text_of("\xC3\x02"), "10000");
+    EXPECT_EQ(text_of("\xC1\x0D\x33"), "12.5");
+    EXPECT_EQ(text_of("\xC0\x33"), "0.5");
+    EXPECT_EQ(text_of("\xC0\x06"), "0.05");
+    EXPECT_EQ(text_of("\x3E\x64\x66"), "-1");
+    EXPECT_EQ(text_of("\x3D\x64\x4E\x66"), "-123");
+    EXPECT_EQ(text_of("\x3F\x33\x66"), "-0.5");
+}
+
+TEST(Number, Infinities) {
+    EXPECT_EQ(text_of("\xFF\x65"), "Infinity");
+    EXPECT_EQ(text_of(Bytes(1, '\0')), "-Infinity");
+}
+
+TEST(Number, LargestAndSmallest) {
+    EXPECT_EQ(text_of(ora_number("9.9999999999999999999999999999999999999E125")),
+              "9.9999999999999999999999999999999999999E+125");
+    EXPECT_EQ(text_of(ora_number("-9.9999999999999999999999999999999999999E125")),
+              "-9.9999999999999999999999999999999999999E+125");
+    EXPECT_EQ(text_of(ora_number("1E-130")), "1E-130");
+    EXPECT_EQ(text_of(ora_number("-1E-130")), "-1E-130");
+}
+
+// Every one of these is exact text that must come back as it went in.
+TEST(Number, TextSurvives) {
+    for (const char *text : {"1234567890123456789012345678901234567890",
+                             "-1234567890123456789012345678901234567890",
+                             "0.1234567890123456789012345678901234567891",
+                             "12345678901234567890.12345678901234567891",
+                             "-98765432109876543210.98765432109876543211",
+                             "0.00000000000000000000000000000000000000001",
+                             "10000000000000000000000000000000000000000",
+                             "99999999",
+                             "-99999999",
+                             "9999999.9",
+                             "1234.5678",
+                             "10.01",
+                             "100000000",
+                             "123456789",
+                             "-0.00012",
+                             "1000.0001",
+                             "20",
+                             "-20",
+                             "7.25",
+                             "65535.25",
+                             "0.01",
+                             "-100.5"})
+        EXPECT_EQ(text_of(ora_number(text)), text);
+}
+
+TEST(Number, PlainUpToFortyPaddingZeros) {
+    EXPECT_EQ(text_of(ora_number("1E40")), "1" + std::string(40, '0'));
+    EXPECT_EQ(text_of(ora_number("1E41")), "1E+41");
+    EXPECT_EQ(text_of(ora_number("1E-41")), "0." + std::string(40, '0') + "1");
+    EXPECT_EQ(text_of(ora_number("1E-42")), "1E-42");
+    EXPECT_EQ(text_of(ora_number("-1.5E60")), "-1.5E+60");
+}
+
+TEST(Number, EveryWholeNumberOfFourDigitsAndItsFractions) {
+    for (int n = 1; n < 10000; ++n) {
+        const std::string whole = std::to_string(n);
+        ASSERT_EQ(text_of(ora_number(whole)), whole);
+        ASSERT_EQ(text_of(ora_number("-" + whole)), "-" + whole);
+        if (n % 10 != 0) {
+            ASSERT_EQ(text_of(ora_number("17." + whole)), "17." + whole);
+        }
+    }
+}
+
+TEST(Number, NegativeOfTwentyDigitsHasNoTerminator) {
+    const Bytes bytes = ora_number("-1111111111111111111111111111111111111111");
+    EXPECT_EQ(bytes.size(), 21U);
+    EXPECT_EQ(text_of(bytes), "-1111111111111111111111111111111111111111");
+}
+
+TEST(Number, DigitPairsOfZeroAtTheEndsAreNoDigits) {
+    EXPECT_EQ(text_of("\xC2\x01\x02\x01"), "1");
+    EXPECT_EQ(text_of("\xC2\x01\x01"), "0");
+}
+
+TEST(Number, WhatIsNoNumberIsRefused) {
+    EXPECT_EQ(text_of(""), "invalid");
+    EXPECT_EQ(text_of("\xC1"), "invalid");
+    EXPECT_EQ(text_of(Bytes("\xC1\0", 2)), "invalid");
+    EXPECT_EQ(text_of("\xC1\x66"), "invalid");
+    EXPECT_EQ(text_of("\x3E\x66"), "invalid");
+    EXPECT_EQ(text_of("\x3E\x01"), "invalid");
+    EXPECT_EQ(text_of(Bytes("\xC1") + Bytes(22, '\x02')), "invalid");
+}
+
+} // namespace

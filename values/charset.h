@@ -1,0 +1,38 @@
+// Character sets: Oracle's names and what the C library's iconv calls the same set.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace vexlo {
+
+enum class Codec : uint8_t {
+    utf8,  // checked, otherwise taken as it is
+    cesu8, // UTF-8 that writes a supplementary character as two three-byte surrogates
+    iconv,
+    raw, // bytes are passed through
+};
+
+struct Charset {
+    std::string_view oracle;
+    const char *iconv; // iconv's name for it
+    Codec codec;
+    bool ascii;             // a text of nothing but bytes below 0x80 is ASCII
+    uint8_t unit;           // bytes of one code unit: what is skipped when a character is not valid
+    bool wave_dash = false; // what iconv gives as U+FF5E is the wave dash U+301C
+};
+
+// Every character set known by name.
+std::span<const Charset> known_charsets();
+
+// The character set of an Oracle name, compared without regard to case; null when it is not known.
+const Charset *find_charset(std::string_view oracle_name);
+
+// The character set a user names: an Oracle name or, failing that, one that iconv knows; throws UsageError
+// when neither. The text must outlive the result.
+Charset charset_of_user(const std::string &name);
+
+} // namespace vexlo

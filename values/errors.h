@@ -1,0 +1,23 @@
+// The exceptions of the program. Damage inside a dump is not one of them: it is reported and reading goes on.
+#pragma once
+
+#include <stdexcept>
+
+namespace vexlo {
+
+// The command line asks for something that cannot be done.
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// A file cannot be opened or read, or is no dump file at all.
+struct InputError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// An output file or database cannot be written.
+struct OutputError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+} // namespace vexlo

@@ -1,0 +1,46 @@
+// Turns the bytes of a character column into UTF-8.
+#pragma once
+
+#include <iconv.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "values/charset.h"
+#include "values/text_scan.h"
+
+namespace vexlo {
+
+class TextDecoder {
+public:
+    // Throws UsageError when the C library lacks the set.
+    explicit TextDecoder(const Charset &charset);
+    ~TextDecoder();
+    TextDecoder(const TextDecoder &) = delete;
+    TextDecoder &operator=(const TextDecoder &) = delete;
+
+    // The UTF-8 form of `size` bytes at `data`: a view of `data` itself where nothing had to change,
+    // otherwise of a buffer that holds until the next call. Either has READ_SLACK, which `data` must have.
+    // What is not valid becomes U+FFFD and is added to `replaced`.
+    std::string_view decode(const uint8_t *data, size_t size, uint64_t &replaced) {
+        const char *text = reinterpret_cast<const char *>(data);
+        return charset_.ascii && is_ascii(text, size) ? std::string_view(text, size)
+                                                      : convert(data, size, replaced);
+    }
+
+    // Oracle's name of the set, or iconv's where the user gave that.
+    std::string_view charset_name() const { return charset_.oracle; }
+
+private:
+    std::string_view convert(const uint8_t *data, size_t size, uint64_t &replaced);
+    std::string_view decode_utf8(const uint8_t *data, size_t size, uint64_t &replaced);
+    std::string_view decode_iconv(const uint8_t *data, size_t size, uint64_t &replaced);
+
+    Charset charset_;
+    iconv_t iconv_;
+    std::vector<char> buffer_;
+};
+
+} // namespace vexlo

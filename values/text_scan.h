@@ -1,0 +1,59 @@
+// Questions about runs of bytes and copies of them, in blocks of 32 bytes: most values are shorter than one
+// block, so that their length decides no branch. Blocks run over the end of the value: READ_SLACK bytes
+// behind it must be readable, though not initialised to anything.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+namespace vexlo {
+
+constexpr size_t BLOCK_SIZE = 32;
+constexpr size_t READ_SLACK = BLOCK_SIZE;  // readable bytes behind a text that is scanned or copied
+constexpr size_t WRITE_SLACK = BLOCK_SIZE; // writable bytes behind the place that a text is copied to
+
+inline __m128i load_16(const char *p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+}
+
+// Whether one of the first `size` bytes has its bit set in what `mask_of(half)` gives for 16 bytes.
+template <class MaskOf>
+bool any_byte(const char *data, size_t size, MaskOf mask_of) {
+    for (; size > BLOCK_SIZE; data += BLOCK_SIZE, size -= BLOCK_SIZE)
+        if ((mask_of(load_16(data)) | mask_of(load_16(data + 16))) != 0)
+            return true;
+    const uint64_t mask = static_cast<uint32_t>(mask_of(load_16(data))) |
+                          (static_cast<uint64_t>(static_cast<uint32_t>(mask_of(load_16(data + 16)))) << 16);
+    return (mask & ((uint64_t{1} << size) - 1)) != 0;
+}
+
+// Whether every byte is below 0x80.
+inline bool is_ascii(const char *data, size_t size) {
+    return !any_byte(data, size, [](__m128i half) { return _mm_movemask_epi8(half); });
+}
+
+// Whether one of the bytes is a, b, c or d.
+template <char a, char b, char c, char d>
+bool holds_any(const char *data, size_t size) {
+    return any_byte(data, size, [](__m128i half) {
+        const __m128i ab =
+            _mm_or_si128(_mm_cmpeq_epi8(half, _mm_set1_epi8(a)), _mm_cmpeq_epi8(half, _mm_set1_epi8(b)));
+        const __m128i cd =
+            _mm_or_si128(_mm_cmpeq_epi8(half, _mm_set1_epi8(c)), _mm_cmpeq_epi8(half, _mm_set1_epi8(d)));
+        return _mm_movemask_epi8(_mm_or_si128(ab, cd));
+    });
+}
+
+// Copies a text to `out`, which has room for WRITE_SLACK bytes more; returns the end.
+inline char *copy_text(char *out, const char *data, size_t size) {
+    std::memcpy(out, data, BLOCK_SIZE);
+    if (size > BLOCK_SIZE)
+        std::memcpy(out + BLOCK_SIZE, data + BLOCK_SIZE, size - BLOCK_SIZE);
+    return out + size;
+}
+
+} // namespace vexlo

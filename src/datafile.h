@@ -1,20 +1,10 @@
 // The catalogue of open datafiles, and the reading of blocks from them.
 #pragma once
 
+#include "format/block_address.h"
 #include "vexlo.h"
 
 constexpr uint32_t MAX_BLOCK_SIZE = 32768; // every buffer for one block is carved for at most this
-constexpr uint32_t RDBA_BLOCK_MASK = 0x3FFFFF;
-
-/// Relative file number of a smallfile address.
-inline uint32_t rdba_file(uint32_t rdba) {
-    return rdba >> 22;
-}
-
-/// Address of block `blk` of relative file `rfn`.
-inline uint32_t make_rdba(uint32_t rfn, uint32_t blk) {
-    return (rfn << 22) | blk;
-}
 
 /// Lists the paths of g_dbfile_list in g_ctx.df, all closed, and sets g_ctx.sys.nf. Returns 0, or -1 after
 /// its message.

@@ -1,5 +1,6 @@
 #include "format/check_sum.h"
 #include "format/byte_order.h"
+#include "format/file_header.h"
 #include "console.h"
 #include "datafile.h"
 #include "file_io.h"
@@ -12,20 +13,6 @@
 namespace {
 
 constexpr int START_SIZE = 40960; // bytes read from the start of a file: block 0 and its file header block
-
-// Block 0, by offset
-constexpr int BLK0_SIZE = 20;
-constexpr int BLK0_PLATFORM = 28;
-constexpr uint8_t PLATFORM_MARK[4] = {0x7A, 0x7B, 0x7C, 0x7D};
-
-// File header block, by offset
-constexpr int KCCFHFSZ = 44;  // file size in blocks
-constexpr int KCCFHBSZ = 48;  // block size
-constexpr int KCCFHFNO = 52;  // absolute file number, 16 bits
-constexpr int ROOTDBA = 96;   // bootstrap$ segment header, in the SYSTEM datafile
-constexpr int KCVFHTSN = 332; // tablespace number
-constexpr int KCVFHRFN = 368; // relative file number
-constexpr int FILE_HEADER_SIZE = 372;
 
 constexpr uint32_t SECTOR_SIZE = 512; // every block size is a multiple of it
 

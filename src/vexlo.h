@@ -6,6 +6,8 @@
 // load that stopped half-way may point anywhere: compare it before use (see dict_array.h).
 #pragma once
 
+#include "format/block_address.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -46,7 +48,6 @@ struct ZUKSYS {
 
 constexpr uint32_t DF_MARKED = 0x1;   // DATAFILE.flag: block 0 carries the platform marker 7A 7B 7C 7D
 constexpr uint32_t DF_BIGFILE = 0x10; // DATAFILE.flag: all 32 bits of an rdba are the block number
-constexpr uint32_t BIGFILE_RFN = 1024;
 
 struct DATAFILE {
     uint32_t flag;

@@ -1,0 +1,89 @@
+// The blocks of a segment as a sequence of runs: by its header and extent maps and, where those are lost, by
+// the data object number in the blocks themselves.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <set>
+#include <unordered_map>
+#include <vector>
+
+#include "format/extent_map.h"
+#include "rescue/block_reader.h"
+#include "rescue/loss.h"
+#include "rescue/scan_index.h"
+
+namespace vexlo {
+
+// Where a segment is and which blocks are its own, as the dictionary states it.
+struct SegmentRef {
+    uint32_t tablespace = 0;
+    uint32_t file = 0;   // relative file number of the header; file and block are 0 when there is no storage
+    uint32_t block = 0;  // block number of the header
+    uint32_t object = 0; // object number: no block of the segment has a data object number below it
+    uint32_t data_object = 0; // data object number; 0 when not known, the header's is taken then
+
+    bool has_storage() const { return block != 0; }
+};
+
+// Consecutive blocks of one file.
+struct BlockRun {
+    const Datafile *file = nullptr;
+    uint64_t first = 0;
+    uint32_t count = 0;
+    bool scanned = false; // by going through the file: blocks that are not the segment's are not told of
+};
+
+// How segments are read.
+struct ReadOptions {
+    bool ignore_maps = false;  // go through the files at once
+    bool trust_blocks = false; // neither check values nor tails are tested
+};
+
+// Goes through a segment. Each block comes once, whatever the maps say, and none that its file does not hold.
+// One thread at a time.
+class SegmentRuns {
+public:
+    // Longest run that next() gives, in bytes.
+    static constexpr uint32_t RUN_BYTES = 1 << 20;
+
+    // `files` and `scans` must outlive the runs.
+    SegmentRuns(const FileSet &files, const ScanIndexes &scans, const SegmentRef &segment,
+                ReadOptions options);
+    ~SegmentRuns();
+
+    // The next run; false behind the last one.
+    bool next(BlockRun &run);
+
+    // The data object number of the segment's blocks: the one given or, where that is not known, the
+    // header's.
+    uint32_t data_object() const;
+    // Whether maps were lost, or not asked for, and the files had to be gone through.
+    bool was_scanned() const;
+    // What was lost before any block could be read: files that are missing, extents behind the end of their
+    // file, blocks of the maps themselves. Complete when next() has returned false.
+    const SegmentTally &tally() const;
+    // Blocks that next() has given so far, and those that the maps read so far name (0 when scanned).
+    uint64_t blocks_given() const;
+    uint64_t blocks_known() const;
+
+private:
+    class State;
+    std::unique_ptr<State> state_;
+};
+
+// A run in memory. Blocks that could not be read are zero there.
+struct LoadedRun {
+    BlockRun run;
+    const uint8_t *data = nullptr;
+    std::vector<uint32_t> unreadable; // by place in the run, rising
+};
+
+// Bytes that must be readable behind the blocks of a run.
+constexpr size_t RUN_SLACK = 64;
+
+// Reads the blocks of `run` into `buffer`, which has room for them and RUN_SLACK bytes more. Thread-safe.
+LoadedRun load_run(const BlockRun &run, uint8_t *buffer);
+
+} // namespace vexlo

@@ -1,0 +1,48 @@
+// How the rows of one table are stored and which columns come out of them: what the row reader needs to know.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "output/cell.h"
+#include "rescue/dictionary.h"
+
+namespace vexlo {
+
+// A column of a row in the order of storage.
+struct StoredColumn {
+    int32_t output = -1;    // index of the column in Table::columns; -1 for one that is passed over
+    bool from_key = false;  // stored in the cluster key row
+    bool is_long = false;   // LONG or LONG RAW: of any size
+    bool is_lob = false;    // its value is a locator
+    bool encrypted = false; // its value is ciphertext, which is not given
+};
+
+// A column that rows older than itself read as a value.
+struct AddedDefault {
+    uint32_t stored; // index in TableLayout::stored
+    int32_t output;  // index in Table::columns
+    int32_t guard;   // bit of the guard column that says that the row has a value of its own; -1: none
+    bool known;      // `value` stands for such rows; else it is lost and they read as NULL, counted
+    bool is_null;    // the default is NULL
+    std::vector<uint8_t> value; // with READ_SLACK behind it
+    uint32_t size;              // bytes of `value` without the slack
+};
+
+struct TableLayout {
+    uint32_t object = 0; // object number of the table
+    Table table;         // owner, name and the columns that come out, in output order; all UTF-8
+    std::vector<StoredColumn> stored;
+    std::vector<AddedDefault> defaults;
+    int32_t guard_column = -1;     // index in `stored` of the guard column of added defaults
+    uint32_t cluster_table = 0;    // number of the table in its blocks; 0 outside a cluster
+    bool row_dependencies = false; // head pieces carry an SCN in front of their columns
+    bool plain = false;            // columns come out as they are stored, one for one, none of them special
+    std::vector<uint16_t> internal_columns; // INTCOL# of each output column
+};
+
+// `hidden`: hidden, unused and virtual columns come out behind the others.
+TableLayout make_layout(const Dictionary &dictionary, const TableRecord &table, bool hidden = false);
+
+} // namespace vexlo

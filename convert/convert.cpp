@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "values/errors.h"
 
@@ -21,11 +22,25 @@ uint64_t total_size(const std::vector<std::string> &files) {
     return total;
 }
 
+// The file name of a dump without its directory and ".dat".
+std::string database_name(const std::string &dump_path) {
+    constexpr std::string_view EXTENSION = ".dat";
+    std::string name = dump_path.substr(dump_path.rfind('/') + 1);
+    if (name.size() > EXTENSION.size() && name.ends_with(EXTENSION))
+        name.resize(name.size() - EXTENSION.size());
+    return name;
+}
+
+void write_batch(RowBatch &batch, TableWriter &writer, TableReport &report) {
+    batch.losses.tell(report);
+    writer.write(batch);
+}
+
 } // namespace
 
-void report_damage(DumpReader &reader, TableReport &report) {
-    for (const Damage &damage : reader.take_damage())
-        report.row_loss(damage.row, damage.offset, damage.text);
+void add_damage(DumpReader &reader, RowLosses &losses) {
+    for (Damage &damage : reader.take_damage())
+        losses.add(damage.row, damage.offset, std::move(damage.text));
 }
 
 void report_end(const DumpReader &reader, const TableInfo &info, TableReport &report) {
@@ -73,7 +88,7 @@ void Conversion::convert_dump(const DumpFile &dump) {
     check_standard_output(dump);
     DumpTexts texts(dump, options_, report_);
     const std::unique_ptr<Format> format =
-        make_format(options_.format, destination_, dump.path(), dump.charset());
+        make_format(options_.format, destination_, database_name(dump.path()), dump.charset());
     for (const TableInfo &info : dump.tables())
         if (is_selected(texts.name(info.name)))
             convert_table(dump, info, texts, *format);
@@ -108,12 +123,12 @@ void Conversion::convert_table(const DumpFile &dump, const TableInfo &info, Dump
         return;
     }
     try {
-        CellDecoder decoder(table, texts.decoders(), dump.dbtimezone(), report);
-        const std::unique_ptr<TableWriter> writer = format.open_table(decoder);
+        CellDecoder decoder(table, texts.charsets());
+        const std::unique_ptr<TableWriter> writer = format.open_table(table);
         DumpReader reader(dump, info);
-        write_rows(reader, table, *writer, report);
+        write_rows(reader, decoder, *writer, report);
         report_end(reader, info, report);
-        decoder.finish();
+        decoder.finish(report);
         report.finish();
         writer->finish();
     } catch (const OutputError &error) {
@@ -121,20 +136,25 @@ void Conversion::convert_table(const DumpFile &dump, const TableInfo &info, Dump
     }
 }
 
-void Conversion::write_rows(DumpReader &reader, const Table &table, TableWriter &writer,
+void Conversion::write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &writer,
                             TableReport &report) {
+    const std::unique_ptr<RowFormatter> formatter = writer.formatter(decoder);
+    RowBatch batch;
     try {
         Row row;
         while (reader.next(row)) {
             if (reader.has_damage())
-                report_damage(reader, report);
-            writer.write_row(row);
-            progress_.update(table.name, row.number, bytes_done_ + reader.position());
+                add_damage(reader, batch.losses);
+            formatter->format(row, batch);
+            if (batch.full())
+                write_batch(batch, writer, report);
+            progress_.update(decoder.table().name, row.number, bytes_done_ + reader.position());
         }
     } catch (const InputError &error) { // the rows before the bad place are kept
         report_.failure(error.what());
     }
-    report_damage(reader, report);
+    add_damage(reader, batch.losses);
+    write_batch(batch, writer, report);
 }
 
 } // namespace vexlo

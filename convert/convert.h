@@ -8,8 +8,8 @@
 #include "convert/dump_file.h"
 #include "convert/dump_reader.h"
 #include "convert/dump_texts.h"
-#include "output/format.h"
 #include "convert/options.h"
+#include "output/format.h"
 #include "output/progress.h"
 #include "output/report.h"
 
@@ -27,7 +27,7 @@ private:
     void convert_file(const std::string &path);
     void convert_dump(const DumpFile &dump);
     void convert_table(const DumpFile &dump, const TableInfo &info, DumpTexts &texts, Format &format);
-    void write_rows(DumpReader &reader, const Table &table, TableWriter &writer, TableReport &report);
+    void write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &writer, TableReport &report);
     bool is_selected(const std::string &name);
     void check_standard_output(const DumpFile &dump);
 
@@ -39,8 +39,8 @@ private:
     uint64_t bytes_done_ = 0;            // of the dumps before this one
 };
 
-// Reports what the reader found damaged since the last call.
-void report_damage(DumpReader &reader, TableReport &report);
+// Adds what the reader found damaged since the last call.
+void add_damage(DumpReader &reader, RowLosses &losses);
 
 // Reports how the table, read to its end, differs from what the directory says.
 void report_end(const DumpReader &reader, const TableInfo &info, TableReport &report);

@@ -45,18 +45,21 @@ Charset national_charset(const DumpFile &dump, const Options &options, Report &r
 } // namespace
 
 DumpTexts::DumpTexts(const DumpFile &dump, const Options &options, Report &report)
-    : database_(database_charset(dump, options, report)), national_(national_charset(dump, options, report)) {
-}
+    : charsets_{database_charset(dump, options, report), national_charset(dump, options, report)},
+      names_(charsets_.database) {}
 
 std::string DumpTexts::name(const std::string &stored) {
     const std::string padded = stored + std::string(READ_SLACK, '\0');
     uint64_t replaced = 0;
     return std::string(
-        database_.decode(reinterpret_cast<const uint8_t *>(padded.data()), stored.size(), replaced));
+        names_.decode(reinterpret_cast<const uint8_t *>(padded.data()), stored.size(), replaced));
 }
 
 Table DumpTexts::describe(const DumpFile &dump, const TableInfo &info) {
-    Table table{name(dump.owner()), name(info.name), {}};
+    Table table{name(dump.owner()), name(info.name), {}, {}};
+    int zone;
+    if (parse_offset(dump.dbtimezone().c_str(), zone))
+        table.local_zone = zone;
     UniqueNames names;
     for (const ColumnInfo &column : info.columns) {
         std::string column_name = name(column.name);

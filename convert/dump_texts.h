@@ -3,9 +3,9 @@
 
 #include <string>
 
-#include "output/cell.h"
 #include "convert/dump_file.h"
 #include "convert/options.h"
+#include "output/cell.h"
 #include "output/report.h"
 #include "values/text_decoder.h"
 
@@ -17,15 +17,15 @@ public:
     // a loss and read as UTF-8. Throws UsageError for a set of the options that is not known.
     DumpTexts(const DumpFile &dump, const Options &options, Report &report);
 
-    TextDecoders decoders() { return {database_, national_}; }
+    const TextCharsets &charsets() const { return charsets_; }
     // A name of the dump in UTF-8.
     std::string name(const std::string &stored);
     // The table as the output sees it: names in UTF-8, column names unique and not empty.
     Table describe(const DumpFile &dump, const TableInfo &info);
 
 private:
-    TextDecoder database_;
-    TextDecoder national_;
+    TextCharsets charsets_;
+    TextDecoder names_;
 };
 
 } // namespace vexlo

@@ -27,13 +27,15 @@ Count count_rows(const DumpFile &dump, const TableInfo &info, TableReport &repor
     }
     DumpReader reader(dump, info);
     bool damaged = false;
+    RowLosses losses;
     Row row;
     bool more;
     do {
         more = reader.next(row);
         damaged |= reader.has_damage();
-        report_damage(reader, report);
+        add_damage(reader, losses);
     } while (more);
+    losses.tell(report);
     report_end(reader, info, report);
     report.finish();
     return {reader.rows(), !damaged && reader.ended_properly() && reader.rows() == info.nrows};

@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "output/cell.h"
 #include "convert/dump_reader.h"
 #include "convert/dump_texts.h"
+#include "output/cell.h"
 #include "values/errors.h"
 
 namespace {
@@ -24,15 +24,17 @@ void decode_table(const vexlo::DumpFile &dump, const vexlo::TableInfo &info, vex
                   vexlo::Report &report) {
     const vexlo::Table table = texts.describe(dump, info);
     vexlo::TableReport table_report(report, dump.path(), table.name);
-    vexlo::CellDecoder decoder(table, texts.decoders(), dump.dbtimezone(), table_report);
+    vexlo::CellDecoder decoder(table, texts.charsets());
+    vexlo::RowLosses losses;
     vexlo::DumpReader reader(dump, info, 64); // small, so that rows cross the window's end
     char scratch[vexlo::CellDecoder::SCRATCH_SIZE];
     vexlo::Row row;
     while (reader.next(row))
         for (size_t i = 0; i < info.columns.size(); ++i)
-            decoder.decode(row, i, scratch);
+            decoder.decode(row, i, scratch, losses);
     reader.take_damage();
-    decoder.finish();
+    losses.tell(table_report);
+    decoder.finish(table_report);
     table_report.finish();
 }
 

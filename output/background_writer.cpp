@@ -6,8 +6,6 @@
 
 namespace vexlo {
 
-namespace {
-
 int write_all(int fd, const char *data, size_t size) {
     while (size > 0) {
         const ssize_t n = ::write(fd, data, size);
@@ -20,8 +18,6 @@ int write_all(int fd, const char *data, size_t size) {
     }
     return 0;
 }
-
-} // namespace
 
 BackgroundWriter::BackgroundWriter(int fd) : fd_(fd), thread_([this] { run(); }) {}
 

@@ -8,6 +8,9 @@
 
 namespace vexlo {
 
+// Writes `size` bytes at `data` to `fd`; returns 0 or an errno.
+int write_all(int fd, const char *data, size_t size);
+
 class BackgroundWriter {
 public:
     // `fd` must stay open as long as the writer lives.

@@ -1,6 +1,7 @@
 #include "output/cell.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "values/binary_float.h"
 #include "values/hex.h"
@@ -18,7 +19,7 @@ static_assert(CellDecoder::SCRATCH_SIZE >= NUMBER_TEXT_MAX && CellDecoder::SCRAT
 
 bool is_numeric(ColumnKind kind) {
     return kind == ColumnKind::number || kind == ColumnKind::binary_float ||
-           kind == ColumnKind::binary_double;
+           kind == ColumnKind::binary_double || kind == ColumnKind::ready_integer;
 }
 
 // A number ends with a digit; "Infinity" and "NaN" do not.
@@ -28,19 +29,25 @@ CellKind scalar_kind(ColumnKind kind, const char *end) {
     return end[-1] >= '0' && end[-1] <= '9' ? CellKind::number : CellKind::special;
 }
 
+// A number that its maker has written already.
+char *copy_ready(const Field &field, char *out) {
+    if (field.size == 0 || field.size > CellDecoder::SCRATCH_SIZE)
+        return nullptr;
+    std::memcpy(out, field.data, field.size);
+    return out + field.size;
+}
+
 Cell binary_cell(const Field &field) {
     return {CellKind::binary, reinterpret_cast<const char *>(field.data), field.size};
 }
 
 } // namespace
 
-CellDecoder::CellDecoder(const Table &table, TextDecoders texts, const std::string &dbtimezone,
-                         TableReport &report)
-    : table_(table), texts_(texts), report_(report), counts_(table.columns.size()) {
-    local_zone_known_ = parse_offset(dbtimezone.c_str(), local_zone_.minutes);
-}
+CellDecoder::CellDecoder(const Table &table, const TextCharsets &charsets)
+    : table_(table), database_(charsets.database), national_(charsets.national),
+      counts_(table.columns.size()) {}
 
-Cell CellDecoder::decode(const Row &row, size_t index, char *scratch) {
+Cell CellDecoder::decode(const Row &row, size_t index, char *scratch, RowLosses &losses) {
     const Field &field = row.fields[index];
     if (field.kind != FieldKind::value) {
         counts_[index].lobs += field.kind == FieldKind::lob;
@@ -50,9 +57,11 @@ Cell CellDecoder::decode(const Row &row, size_t index, char *scratch) {
     switch (column.kind) {
     case ColumnKind::text:
     case ColumnKind::long_text:
-        return text_cell(texts_.database, field, index);
+        return text_cell(database_, field, index);
     case ColumnKind::national_text:
-        return text_cell(texts_.national, field, index);
+        return text_cell(national_, field, index);
+    case ColumnKind::ready_text:
+        return {CellKind::text, reinterpret_cast<const char *>(field.data), field.size};
     case ColumnKind::raw:
     case ColumnKind::long_raw:
         return binary_cell(field);
@@ -64,7 +73,7 @@ Cell CellDecoder::decode(const Row &row, size_t index, char *scratch) {
     }
     const char *end = write_value(column, field, counts_[index], scratch);
     if (end == nullptr) {
-        report_undecodable(row, index);
+        losses.add(row.number, row.offset, undecodable(column, field));
         return NULL_CELL;
     }
     return {scalar_kind(column.kind, end), scratch, static_cast<size_t>(end - scratch)};
@@ -83,6 +92,8 @@ Cell CellDecoder::hex_cell(const Field &field) {
 
 char *CellDecoder::write_value(const Column &column, const Field &field, Counts &counts, char *out) {
     switch (column.kind) {
+    case ColumnKind::ready_integer:
+        return copy_ready(field, out);
     case ColumnKind::number:
         return format_number(field.data, field.size, out);
     case ColumnKind::date:
@@ -127,7 +138,7 @@ char *CellDecoder::write_local(const Field &field, char *out) {
     Moment moment;
     if (!decode_moment(field.data, field.size, moment))
         return nullptr;
-    return local_zone_known_ ? format_zoned_moment(moment, local_zone_, style_.moment, out)
+    return table_.local_zone ? format_zoned_moment(moment, {false, 0, *table_.local_zone}, style_.moment, out)
                              : format_moment(moment, style_.moment, out);
 }
 
@@ -141,42 +152,47 @@ char *CellDecoder::write_double(const Field &field, char *out) {
     return decode_binary_double(field.data, field.size, value) ? format_double(value, out) : nullptr;
 }
 
-void CellDecoder::report_undecodable(const Row &row, size_t index) {
-    const Column &column = table_.columns[index];
-    const Field &field = row.fields[index];
+std::string CellDecoder::undecodable(const Column &column, const Field &field) const {
     const size_t shown = std::min<size_t>(field.size, SHOWN_BYTES);
     char digits[2 * SHOWN_BYTES];
     std::string text = "column \"" + printable(column.name) + "\": " + std::to_string(field.size) +
                        " bytes " + std::string(digits, put_hex(field.data, shown, digits));
     if (shown < field.size)
         text += "...";
-    report_.row_loss(row.number, row.offset,
-                     text + " are no " + type_text(column.ctyp, column.national, column.clen) +
-                         ", taken as NULL");
+    return text + " are no " + type_text(column.ctyp, column.national, column.clen) + ", taken as NULL";
 }
 
-void CellDecoder::finish() {
+void CellDecoder::merge(CellDecoder &&other) {
+    for (size_t i = 0; i < counts_.size(); ++i) {
+        counts_[i].replaced += other.counts_[i].replaced;
+        counts_[i].lobs += other.counts_[i].lobs;
+        counts_[i].regions += other.counts_[i].regions;
+    }
+    other.counts_.assign(counts_.size(), {});
+}
+
+void CellDecoder::finish(TableReport &report) const {
     for (size_t i = 0; i < counts_.size(); ++i) {
         const Column &column = table_.columns[i];
         const Counts &counts = counts_[i];
         const std::string where = "column \"" + printable(column.name) + "\": ";
-        const TextDecoder &decoder = column.national ? texts_.national : texts_.database;
+        const TextDecoder &decoder = column.national ? national_ : database_;
         if (counts.replaced != 0)
-            report_.loss(where + std::to_string(counts.replaced) + " characters not valid in " +
-                         std::string(decoder.charset_name()) + " replaced by U+FFFD");
+            report.loss(where + std::to_string(counts.replaced) + " characters not valid in " +
+                        std::string(decoder.charset_name()) + " replaced by U+FFFD");
         if (counts.lobs != 0)
-            report_.loss(where + std::to_string(counts.lobs) +
-                         " LOB values are not in the dump, taken as NULL");
+            report.loss(where + std::to_string(counts.lobs) +
+                        " LOB values are not in the dump, taken as NULL");
         else if (column.kind == ColumnKind::lob)
-            report_.note(where + "LOB data is not in the dump, taken as NULL");
+            report.note(where + "LOB data is not in the dump, taken as NULL");
         if (column.kind == ColumnKind::unknown)
-            report_.note(where + "type " + std::to_string(column.ctyp) +
-                         " is not known, values are written as hexadecimal digits");
+            report.note(where + "type " + std::to_string(column.ctyp) +
+                        " is not known, values are written as hexadecimal digits");
         if (counts.regions != 0)
-            report_.note(where + std::to_string(counts.regions) +
-                         " values have a time zone region known by number only, their time is UTC");
-        if (column.kind == ColumnKind::timestamp_ltz && !local_zone_known_)
-            report_.note(where + "values are in the time zone of the database, which the dump does not tell");
+            report.note(where + std::to_string(counts.regions) +
+                        " values have a time zone region known by number only, their time is UTC");
+        if (column.kind == ColumnKind::timestamp_ltz && !table_.local_zone)
+            report.note(where + "values are in the time zone of the database, which the dump does not tell");
     }
 }
 

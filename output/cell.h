@@ -3,16 +3,16 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "output/row_batch.h"
 #include "values/column_type.h"
 #include "values/datetime.h"
-#include "values/row.h"
 #include "values/interval.h"
-#include "output/report.h"
+#include "values/row.h"
 #include "values/text_decoder.h"
 
 namespace vexlo {
@@ -48,6 +48,7 @@ struct Table {
     std::string owner;
     std::string name;
     std::vector<Column> columns;
+    std::optional<int> local_zone = std::nullopt; // of WITH LOCAL TIME ZONE values: minutes from UTC
 };
 
 // How the values without a form common to all targets are written.
@@ -56,33 +57,32 @@ struct CellStyle {
     IntervalStyle interval = IntervalStyle::iso;
 };
 
-// The decoders of the two character sets of a dump.
-struct TextDecoders {
-    TextDecoder &database;
-    TextDecoder &national;
+// The character sets of text and of national text.
+struct TextCharsets {
+    Charset database;
+    Charset national;
 };
 
+// Decodes the values of one table; each thread has its own.
 class CellDecoder {
 public:
     static constexpr size_t SCRATCH_SIZE = 192;
 
-    // `table` and `report` must outlive the decoder. `dbtimezone` is the time zone of WITH LOCAL TIME ZONE
-    // values when it is an offset.
-    CellDecoder(const Table &table, TextDecoders texts, const std::string &dbtimezone, TableReport &report);
+    // `table` must outlive the decoder. Throws UsageError when the C library lacks a character set.
+    CellDecoder(const Table &table, const TextCharsets &charsets);
 
     void set_style(CellStyle style) { style_ = style; }
     const Table &table() const { return table_; }
-    TableReport &report() { return report_; }
-    // Whether WITH LOCAL TIME ZONE values come with an offset.
-    bool local_zone_known() const { return local_zone_known_; }
 
     // Decodes column `index` of `row`. Numbers and moments are written to `scratch`, which has room for
     // SCRATCH_SIZE; other cells are views that hold until the next call. A value that cannot be decoded is
-    // reported and gives a null cell.
-    Cell decode(const Row &row, size_t index, char *scratch);
+    // added to `losses` and gives a null cell.
+    Cell decode(const Row &row, size_t index, char *scratch, RowLosses &losses);
 
+    // Adds what another decoder of the same table has counted.
+    void merge(CellDecoder &&other);
     // Tells what has only been counted: replaced characters, missing LOBs, time zone regions, unknown types.
-    void finish();
+    void finish(TableReport &report) const;
 
 private:
     struct Counts {
@@ -99,16 +99,37 @@ private:
     char *write_local(const Field &field, char *out);
     char *write_float(const Field &field, char *out);
     char *write_double(const Field &field, char *out);
-    void report_undecodable(const Row &row, size_t index);
+    std::string undecodable(const Column &column, const Field &field) const;
 
     const Table &table_;
-    TextDecoders texts_;
-    TableReport &report_;
+    TextDecoder database_;
+    TextDecoder national_;
     CellStyle style_;
-    bool local_zone_known_;
-    Zone local_zone_{};
     std::vector<Counts> counts_;
     std::vector<char> hex_;
 };
+
+// Calls the function of `target` that takes cells of this kind: null(), or number(), special(), moment(),
+// text(), hex() or binary() with the bytes of the cell.
+template <class Target>
+auto visit(const Cell &cell, Target &&target) {
+    switch (cell.kind) {
+    case CellKind::number:
+        return target.number(cell.view());
+    case CellKind::special:
+        return target.special(cell.view());
+    case CellKind::moment:
+        return target.moment(cell.view());
+    case CellKind::text:
+        return target.text(cell.view());
+    case CellKind::hex:
+        return target.hex(cell.view());
+    case CellKind::binary:
+        return target.binary(cell.view());
+    case CellKind::null:
+        break;
+    }
+    return target.null();
+}
 
 } // namespace vexlo

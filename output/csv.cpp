@@ -24,65 +24,81 @@ char *put_quoted(std::string_view text, char *out) {
     return out;
 }
 
-class CsvWriter : public TableWriter {
-public:
-    CsvWriter(CellDecoder &decoder, std::unique_ptr<OutputFile> file, std::string_view line_end)
-        : decoder_(decoder), file_(std::move(file)), line_end_(line_end) {
-        const std::vector<Column> &columns = decoder_.table().columns;
-        for (size_t i = 0; i < columns.size(); ++i) {
-            if (i > 0)
-                file_->put(',');
-            write_text(std::string_view(columns[i].name + std::string(READ_SLACK, ' '))
-                           .substr(0, columns[i].name.size()));
-        }
-        file_->append(line_end_);
-    }
+// `text` has READ_SLACK.
+void put_text_field(std::string_view text, ByteBuffer &bytes) {
+    if (needs_quotes(text))
+        bytes.commit_to(put_quoted(text, bytes.reserve(2 * text.size() + 2 + WRITE_SLACK)));
+    else
+        bytes.commit_to(copy_text(bytes.reserve(text.size() + WRITE_SLACK), text.data(), text.size()));
+}
 
-    void write_row(const Row &row) override {
+// Takes the cells of a row. Numbers and moments stand at the end of `bytes` when they come here.
+struct CsvFields {
+    ByteBuffer &bytes;
+
+    void null() {}
+    void number(std::string_view text) { commit(text); }
+    void special(std::string_view text) { commit(text); }
+    void moment(std::string_view text) { commit(text); }
+    void text(std::string_view text) { put_text_field(text, bytes); }
+    void hex(std::string_view digits) { bytes.append(digits); }
+    void binary(std::string_view data) { bytes.append_hex(data); }
+
+private:
+    void commit(std::string_view text) { bytes.commit_to(bytes.reserve(0) + text.size()); }
+};
+
+class CsvFormatter : public RowFormatter {
+public:
+    CsvFormatter(CellDecoder &decoder, std::string_view line_end) : decoder_(decoder), line_end_(line_end) {}
+
+    void format(const Row &row, RowBatch &batch) override {
         const size_t columns = decoder_.table().columns.size();
         for (size_t i = 0; i < columns; ++i) {
-            char *out = file_->reserve(CellDecoder::SCRATCH_SIZE + 1);
+            char *out = batch.bytes.reserve(CellDecoder::SCRATCH_SIZE + 1);
             if (i > 0)
                 *out++ = ',';
-            file_->commit_to(out);
-            write_cell(decoder_.decode(row, i, out), out);
+            batch.bytes.commit_to(out);
+            visit(decoder_.decode(row, i, out, batch.losses), CsvFields{batch.bytes});
         }
-        file_->append(line_end_);
+        batch.bytes.append(line_end_);
+        ++batch.rows;
+    }
+
+private:
+    CellDecoder &decoder_;
+    std::string_view line_end_;
+};
+
+class CsvWriter : public TableWriter {
+public:
+    CsvWriter(const Table &table, std::unique_ptr<OutputFile> file, std::string_view line_end)
+        : file_(std::move(file)), line_end_(line_end) {
+        ByteBuffer head;
+        for (const Column &column : table.columns) {
+            if (!head.empty())
+                head.put(',');
+            put_text_field(
+                std::string_view(column.name + std::string(READ_SLACK, ' ')).substr(0, column.name.size()),
+                head);
+        }
+        head.append(line_end_);
+        file_->take(head);
+    }
+
+    std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const override {
+        decoder.set_style({});
+        return std::make_unique<CsvFormatter>(decoder, line_end_);
+    }
+
+    void write(RowBatch &batch) override {
+        file_->take(batch.bytes);
+        batch.clear();
     }
 
     void finish() override { file_->finish(); }
 
 private:
-    void write_cell(const Cell &cell, char *out) {
-        switch (cell.kind) {
-        case CellKind::null:
-            break;
-        case CellKind::number:
-        case CellKind::special:
-        case CellKind::moment:
-            file_->commit_to(out + cell.size);
-            break;
-        case CellKind::text:
-            write_text(cell.view());
-            break;
-        case CellKind::hex:
-            file_->append(cell.view());
-            break;
-        case CellKind::binary:
-            file_->append_hex(cell.view());
-            break;
-        }
-    }
-
-    // `text` has READ_SLACK.
-    void write_text(std::string_view text) {
-        if (needs_quotes(text))
-            file_->commit_to(put_quoted(text, file_->reserve(2 * text.size() + 2 + WRITE_SLACK)));
-        else
-            file_->commit_to(copy_text(file_->reserve(text.size() + WRITE_SLACK), text.data(), text.size()));
-    }
-
-    CellDecoder &decoder_;
     std::unique_ptr<OutputFile> file_;
     std::string_view line_end_;
 };
@@ -91,10 +107,8 @@ class CsvFormat : public Format {
 public:
     CsvFormat(Destination &destination, bool lf) : destination_(destination), line_end_(lf ? "\n" : "\r\n") {}
 
-    std::unique_ptr<TableWriter> open_table(CellDecoder &decoder) override {
-        decoder.set_style({});
-        return std::make_unique<CsvWriter>(decoder, destination_.open(output_name(decoder.table()), ".csv"),
-                                           line_end_);
+    std::unique_ptr<TableWriter> open_table(const Table &table) override {
+        return std::make_unique<CsvWriter>(table, destination_.open(output_name(table), ".csv"), line_end_);
     }
 
 private:

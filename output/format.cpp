@@ -5,7 +5,7 @@
 namespace vexlo {
 
 std::unique_ptr<Format> make_format(const FormatOptions &options, Destination &destination,
-                                    const std::string &dump_path, const std::string &charset) {
+                                    const std::string &database, const std::string &charset) {
     if (options.format == "csv")
         return make_csv_format(destination, options.lf);
     if (options.format == "jsonl")
@@ -15,7 +15,7 @@ std::unique_ptr<Format> make_format(const FormatOptions &options, Destination &d
     if (options.format == "sqlldr")
         return make_sqlldr_format(destination, options.raw ? charset : "AL32UTF8");
     if (options.format == "sqlite")
-        return make_sqlite_format(destination, dump_path);
+        return make_sqlite_format(destination, database);
     throw UsageError("format \"" + options.format + "\" is not known");
 }
 

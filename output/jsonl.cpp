@@ -27,8 +27,8 @@ char *put_control(unsigned char c, char *out) {
 }
 
 // Texts are UTF-8 when they come here and stay as they are but for what JSON must escape.
-void put_json_string(std::string_view text, OutputFile &file) {
-    char *out = file.reserve(ESCAPE_MAX * text.size() + 2);
+void put_json_string(std::string_view text, ByteBuffer &bytes) {
+    char *out = bytes.reserve(ESCAPE_MAX * text.size() + 2);
     *out++ = '"';
     for (const char c : text) {
         if (static_cast<unsigned char>(c) < 0x20) {
@@ -40,63 +40,86 @@ void put_json_string(std::string_view text, OutputFile &file) {
         *out++ = c;
     }
     *out++ = '"';
-    file.commit_to(out);
+    bytes.commit_to(out);
 }
+
+struct JsonValues {
+    ByteBuffer &bytes;
+
+    void null() { bytes.append("null"); }
+    void number(std::string_view digits) { bytes.append(digits); }
+    void special(std::string_view name) { put_json_string(name, bytes); }
+    void moment(std::string_view form) { put_json_string(form, bytes); }
+    void text(std::string_view utf8) { put_json_string(utf8, bytes); }
+    void hex(std::string_view digits) { put_json_string(digits, bytes); }
+    void binary(std::string_view data) {
+        bytes.put('"');
+        bytes.append_hex(data);
+        bytes.put('"');
+    }
+};
+
+// What stands before each value of a row: "{" or ",", the name of the column and ":".
+std::vector<std::string> json_keys(const Table &table) {
+    std::vector<std::string> keys;
+    for (const Column &column : table.columns) {
+        ByteBuffer key;
+        key.put(keys.empty() ? '{' : ',');
+        put_json_string(column.name, key);
+        key.put(':');
+        keys.emplace_back(key.view());
+    }
+    return keys;
+}
+
+class JsonlFormatter : public RowFormatter {
+public:
+    JsonlFormatter(CellDecoder &decoder, const std::vector<std::string> &keys)
+        : decoder_(decoder), keys_(keys) {}
+
+    void format(const Row &row, RowBatch &batch) override {
+        for (size_t i = 0; i < keys_.size(); ++i) {
+            batch.bytes.append(keys_[i]);
+            visit(decoder_.decode(row, i, scratch_, batch.losses), JsonValues{batch.bytes});
+        }
+        batch.bytes.append("}\n");
+        ++batch.rows;
+    }
+
+private:
+    CellDecoder &decoder_;
+    const std::vector<std::string> &keys_;
+    char scratch_[CellDecoder::SCRATCH_SIZE];
+};
 
 class JsonlWriter : public TableWriter {
 public:
-    JsonlWriter(CellDecoder &decoder, std::unique_ptr<OutputFile> file)
-        : decoder_(decoder), file_(std::move(file)) {}
+    JsonlWriter(const Table &table, std::unique_ptr<OutputFile> file)
+        : keys_(json_keys(table)), file_(std::move(file)) {}
 
-    void write_row(const Row &row) override {
-        const std::vector<Column> &columns = decoder_.table().columns;
-        for (size_t i = 0; i < columns.size(); ++i) {
-            file_->put(i == 0 ? '{' : ',');
-            put_json_string(columns[i].name, *file_);
-            file_->put(':');
-            write_cell(decoder_.decode(row, i, scratch_));
-        }
-        file_->append("}\n");
+    std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const override {
+        decoder.set_style({});
+        return std::make_unique<JsonlFormatter>(decoder, keys_);
+    }
+
+    void write(RowBatch &batch) override {
+        file_->take(batch.bytes);
+        batch.clear();
     }
 
     void finish() override { file_->finish(); }
 
 private:
-    void write_cell(const Cell &cell) {
-        switch (cell.kind) {
-        case CellKind::null:
-            file_->append("null");
-            break;
-        case CellKind::number:
-            file_->append(cell.view());
-            break;
-        case CellKind::special:
-        case CellKind::moment:
-        case CellKind::text:
-        case CellKind::hex:
-            put_json_string(cell.view(), *file_);
-            break;
-        case CellKind::binary:
-            file_->put('"');
-            file_->append_hex(cell.view());
-            file_->put('"');
-            break;
-        }
-    }
-
-    CellDecoder &decoder_;
+    std::vector<std::string> keys_;
     std::unique_ptr<OutputFile> file_;
-    char scratch_[CellDecoder::SCRATCH_SIZE];
 };
 
 class JsonlFormat : public Format {
 public:
     explicit JsonlFormat(Destination &destination) : destination_(destination) {}
 
-    std::unique_ptr<TableWriter> open_table(CellDecoder &decoder) override {
-        decoder.set_style({});
-        return std::make_unique<JsonlWriter>(decoder,
-                                             destination_.open(output_name(decoder.table()), ".jsonl"));
+    std::unique_ptr<TableWriter> open_table(const Table &table) override {
+        return std::make_unique<JsonlWriter>(table, destination_.open(output_name(table), ".jsonl"));
     }
 
 private:

@@ -4,14 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <utility>
 
 #include "values/errors.h"
-#include "values/hex.h"
 
 namespace vexlo {
 
@@ -59,12 +56,9 @@ void PendingPath::commit() {
 }
 
 OutputFile::OutputFile(const std::string &final_path)
-    : path_(std::make_unique<PendingPath>(final_path)), file_(create(path_->temporary())),
-      cursor_(filling_.data.get()), end_(cursor_ + filling_.size), writer_(file_.get()) {}
+    : path_(std::make_unique<PendingPath>(final_path)), file_(create(path_->temporary())) {}
 
-OutputFile::OutputFile()
-    : file_(duplicate_standard_output()), cursor_(filling_.data.get()), end_(cursor_ + filling_.size),
-      writer_(file_.get()) {}
+OutputFile::OutputFile() : file_(duplicate_standard_output()) {}
 
 void OutputFile::check(int error) const {
     errno = error;
@@ -72,33 +66,44 @@ void OutputFile::check(int error) const {
         fail(path_ ? path_->final_path() : "standard output", "cannot be written");
 }
 
-void OutputFile::make_room(size_t size) {
-    flush();
-    if (size > filling_.size)
-        filling_ = {std::unique_ptr<char[]>(new char[size]), size};
-    cursor_ = filling_.data.get();
-    end_ = cursor_ + filling_.size;
+void OutputFile::start(ByteBuffer &bytes) {
+    if (!writer_)
+        writer_ = std::make_unique<BackgroundWriter>(file_.get());
+    check(writer_->wait());
+    writing_.swap(bytes);
+    bytes.clear();
+    check(writer_->write(writing_.data(), writing_.size()));
 }
 
 void OutputFile::flush() {
-    check(writer_.write(filling_.data.get(), static_cast<size_t>(cursor_ - filling_.data.get())));
-    std::swap(filling_, writing_);
+    if (!filling_.empty())
+        start(filling_);
 }
 
 void OutputFile::append(std::string_view text) {
-    char *out = reserve(text.size());
-    std::memcpy(out, text.data(), text.size());
-    commit_to(out + text.size());
+    filling_.append(text);
+    if (filling_.size() >= BUFFER_SIZE)
+        flush();
 }
 
-void OutputFile::append_hex(std::string_view bytes) {
-    char *out = reserve(2 * bytes.size());
-    commit_to(put_hex(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size(), out));
-}
-
-void OutputFile::finish() {
+void OutputFile::take(ByteBuffer &bytes) {
+    if (bytes.size() < BUFFER_SIZE / 2) {
+        append(bytes.view());
+        bytes.clear();
+        return;
+    }
     flush();
-    check(writer_.wait());
+    start(bytes);
+}
+
+// An output that never filled a buffer is written by this thread.
+void OutputFile::finish() {
+    if (writer_) {
+        flush();
+        check(writer_->wait());
+    } else {
+        check(write_all(file_.get(), filling_.data(), filling_.size()));
+    }
     check(file_.close() == 0 ? 0 : errno);
     if (path_)
         path_->commit();

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "output/background_writer.h"
+#include "output/byte_buffer.h"
 #include "output/file_handle.h"
 #include "output/names.h"
 
@@ -32,8 +33,7 @@ private:
     bool pending_ = true;
 };
 
-// A buffered output that hands out its buffer for writing in place. Every function throws OutputError when
-// writing fails.
+// A buffered output. Every function throws OutputError when writing fails.
 class OutputFile {
 public:
     static constexpr size_t BUFFER_SIZE = 1 << 18;
@@ -43,41 +43,23 @@ public:
     // Standard output.
     OutputFile();
 
-    // Room for `size` bytes; what is written there counts after commit_to().
-    char *reserve(size_t size) {
-        if (size > static_cast<size_t>(end_ - cursor_))
-            make_room(size);
-        return cursor_;
-    }
-    void commit_to(char *end) { cursor_ = end; }
-
-    void put(char c) {
-        *reserve(1) = c;
-        ++cursor_;
-    }
     void append(std::string_view text);
-    void append_hex(std::string_view bytes);
+    // Takes all of `bytes`, which is empty then and may have another buffer.
+    void take(ByteBuffer &bytes);
 
     // Writes the rest and gives the file its final name.
     void finish();
 
 private:
-    // Room to write in, and how much there is.
-    struct Buffer {
-        std::unique_ptr<char[]> data{new char[BUFFER_SIZE]};
-        size_t size = BUFFER_SIZE;
-    };
-
-    void make_room(size_t size);
     void flush();
+    void start(ByteBuffer &bytes);
     void check(int error) const;
 
     std::unique_ptr<PendingPath> path_; // null for standard output
     FileHandle file_;
-    Buffer filling_, writing_; // swapped when one is full
-    char *cursor_;
-    char *end_;
-    BackgroundWriter writer_; // last: it stops before buffers and descriptor go
+    ByteBuffer filling_;                       // small pieces
+    ByteBuffer writing_;                       // what the writer has been given
+    std::unique_ptr<BackgroundWriter> writer_; // from the first full buffer on; stops before the rest goes
 };
 
 // Where the outputs of a run go: a directory, or standard output for one table.

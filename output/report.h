@@ -45,6 +45,8 @@ public:
     void loss(std::string_view text);
     // A loss at one row of the table, found at a file offset.
     void row_loss(uint64_t row, uint64_t offset, std::string_view text);
+    // As many losses more, whose text is not known: they count among those not told one by one.
+    void more_row_losses(uint64_t count) { row_losses_ += count; }
     // Tells how many losses were not told one by one.
     void finish();
 

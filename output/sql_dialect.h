@@ -4,8 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "output/cell.h"
-#include "output/output_file.h"
+#include "output/format.h"
 
 namespace vexlo {
 
@@ -13,28 +12,53 @@ class SqlDialect {
 public:
     virtual ~SqlDialect() = default;
 
-    virtual CellStyle style() const = 0;
     // Statements before and after all others of a table.
     virtual std::string prologue() const = 0;
     virtual std::string epilogue() const = 0;
     virtual std::string create_table(const Table &table) const = 0;
-    // The name in the INSERT statements, quoted.
-    virtual std::string table_name(const Table &table) const { return quoted_identifier(table.name); }
-    // What stands before and after the INSERT statement of a row.
-    virtual void begin_row(const Row &, OutputFile &) {}
-    virtual void end_row(OutputFile &file) { file.append("\n"); }
-    // What stands between two values.
-    virtual std::string_view separator() const { return ","; }
-    // A cell other than NULL as an expression. False when the dialect cannot write it as it is: then NULL or
-    // its nearest form has been written.
-    virtual bool put_cell(const Column &column, const Cell &cell, OutputFile &file) = 0;
+    // A formatter of rows, as TableWriter::formatter() gives it.
+    virtual std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const = 0;
 };
 
-std::unique_ptr<SqlDialect> make_oracle_dialect(const CellDecoder &decoder);
+std::unique_ptr<SqlDialect> make_oracle_dialect();
 std::unique_ptr<SqlDialect> make_postgresql_dialect();
 std::unique_ptr<SqlDialect> make_sqlite_dialect();
 
+// The beginning of an INSERT statement for the table `name`, up to its first value.
+std::string insert_into(const std::string &name);
+
+// Adds to `losses` that a value of `column` could not be written as it is.
+void add_unwritable(const Row &row, const Column &column, RowLosses &losses);
+
 // `text` in single quotes, those inside it doubled.
-void put_sql_string(std::string_view text, OutputFile &file);
+void put_sql_string(std::string_view text, ByteBuffer &bytes);
+
+// One INSERT statement a row. `Values` is made for each cell with its column and the buffer, takes the cell
+// by visit() and gives false when it wrote something else than the value.
+template <class Values>
+class InsertFormatter : public RowFormatter {
+public:
+    InsertFormatter(CellDecoder &decoder, const std::string &name)
+        : decoder_(decoder), insert_(insert_into(name)) {}
+
+    void format(const Row &row, RowBatch &batch) override {
+        batch.bytes.append(insert_);
+        const std::vector<Column> &columns = decoder_.table().columns;
+        for (size_t i = 0; i < columns.size(); ++i) {
+            if (i > 0)
+                batch.bytes.put(',');
+            const Cell cell = decoder_.decode(row, i, scratch_, batch.losses);
+            if (!visit(cell, Values{columns[i], batch.bytes}))
+                add_unwritable(row, columns[i], batch.losses);
+        }
+        batch.bytes.append(");\n");
+        ++batch.rows;
+    }
+
+private:
+    CellDecoder &decoder_;
+    std::string insert_;
+    char scratch_[CellDecoder::SCRATCH_SIZE];
+};
 
 } // namespace vexlo

@@ -53,6 +53,10 @@ std::string column_type(const Column &column) {
         return "CLOB";
     case ColumnKind::lob:
         return column.ctyp == TYPE_BLOB ? "BLOB" : column.national ? "NCLOB" : "CLOB";
+    case ColumnKind::ready_text:
+        return text_column_type(column);
+    case ColumnKind::ready_integer:
+        return "NUMBER";
     default:
         return type_text(column.ctyp, column.national, column.clen);
     }
@@ -75,13 +79,173 @@ size_t literal_part(std::string_view text) {
     return size;
 }
 
+void put_hextoraw(std::string_view data, ByteBuffer &bytes) {
+    bytes.append("HEXTORAW('");
+    while (data.size() > LITERAL_SIZE) {
+        bytes.append_hex(data.substr(0, LITERAL_SIZE));
+        bytes.append("'||\n'");
+        data.remove_prefix(LITERAL_SIZE);
+    }
+    bytes.append_hex(data);
+    bytes.append("')");
+}
+
+// Binary values that no expression can hold: PL/SQL variables that are put together before the INSERT.
+class LongBinaries {
+public:
+    // The name of a variable that holds `data`.
+    std::string add(std::string_view data) {
+        const std::string name = "b" + std::to_string(++count_);
+        declarations_.append(name + " BLOB;\n");
+        fills_.append("DBMS_LOB.CREATETEMPORARY(" + name + ", TRUE);\n");
+        while (!data.empty()) {
+            const std::string_view part = data.substr(0, LITERAL_SIZE);
+            fills_.append("DBMS_LOB.WRITEAPPEND(" + name + ", " + std::to_string(part.size()) + ", ");
+            put_hextoraw(part, fills_);
+            fills_.append(");\n");
+            data.remove_prefix(part.size());
+        }
+        return name;
+    }
+
+    bool empty() const { return count_ == 0; }
+
+    // The head of a block that gives the variables their values.
+    void put_block(ByteBuffer &bytes) const {
+        bytes.append("DECLARE\n");
+        bytes.append(declarations_.view());
+        bytes.append("BEGIN\n");
+        bytes.append(fills_.view());
+    }
+
+    void clear() {
+        declarations_.clear();
+        fills_.clear();
+        count_ = 0;
+    }
+
+private:
+    ByteBuffer declarations_, fills_;
+    size_t count_ = 0;
+};
+
+struct OracleValues {
+    const Column &column;
+    bool with_zone;
+    LongBinaries &binaries;
+    ByteBuffer &bytes;
+
+    bool null() { return plain("NULL"); }
+
+    bool number(std::string_view digits) {
+        bytes.append(digits);
+        return plain(column.kind == ColumnKind::binary_float    ? "f"
+                     : column.kind == ColumnKind::binary_double ? "d"
+                                                                : "");
+    }
+
+    bool special(std::string_view name) {
+        if (column.kind == ColumnKind::number) {
+            plain("NULL");
+            return false;
+        }
+        if (name[0] == '-')
+            bytes.put('-');
+        bytes.append(column.kind == ColumnKind::binary_float ? "BINARY_FLOAT_" : "BINARY_DOUBLE_");
+        return plain(name == "NaN" ? "NAN" : "INFINITY");
+    }
+
+    bool moment(std::string_view form) {
+        const OracleConversion conversion = oracle_conversion(column.kind, with_zone);
+        bytes.append(conversion.before);
+        put_sql_string(form, bytes);
+        return plain(conversion.after);
+    }
+
+    bool hex(std::string_view digits) { return text(digits); }
+
+    bool binary(std::string_view data) {
+        if (data.size() > RAW_BYTES)
+            return plain(binaries.add(data));
+        put_hextoraw(data, bytes);
+        return true;
+    }
+
+    bool text(std::string_view utf8) {
+        const bool national = column.kind == ColumnKind::national_text;
+        const bool as_clob = utf8.size() > VARCHAR_BYTES;
+        if (as_clob)
+            bytes.append(national ? "TO_NCLOB(" : "TO_CLOB(");
+        for (bool first = true; first || !utf8.empty(); first = false) {
+            if (!first)
+                bytes.append("||\n");
+            put_part(utf8, national);
+            if (as_clob && first)
+                bytes.put(')');
+        }
+        return true;
+    }
+
+private:
+    bool plain(std::string_view words) {
+        bytes.append(words);
+        return true;
+    }
+
+    // Takes one literal, or one control character, from the front of `utf8`.
+    void put_part(std::string_view &utf8, bool national) {
+        const size_t size = literal_part(utf8);
+        if (size == 0 && !utf8.empty()) {
+            bytes.append("CHR(" + std::to_string(utf8[0]) + ")");
+            utf8.remove_prefix(1);
+            return;
+        }
+        if (national)
+            bytes.put('N');
+        put_sql_string(utf8.substr(0, size), bytes);
+        utf8.remove_prefix(size);
+    }
+};
+
+class OracleFormatter : public RowFormatter {
+public:
+    explicit OracleFormatter(CellDecoder &decoder)
+        : decoder_(decoder), insert_(insert_into(decoder.table().name)) {}
+
+    void format(const Row &row, RowBatch &batch) override {
+        values_.clear();
+        binaries_.clear();
+        put_values(row, batch.losses);
+        if (!binaries_.empty())
+            binaries_.put_block(batch.bytes);
+        batch.bytes.append(insert_);
+        batch.bytes.append(values_.view());
+        batch.bytes.append(binaries_.empty() ? ");\n" : ");\nEND;\n/\n");
+        ++batch.rows;
+    }
+
+private:
+    void put_values(const Row &row, RowLosses &losses) {
+        const Table &table = decoder_.table();
+        for (size_t i = 0; i < table.columns.size(); ++i) {
+            if (i > 0)
+                values_.append(",\n");
+            const Column &column = table.columns[i];
+            const Cell cell = decoder_.decode(row, i, scratch_, losses);
+            if (!visit(cell, OracleValues{column, table.local_zone.has_value(), binaries_, values_}))
+                add_unwritable(row, column, losses);
+        }
+    }
+
+    CellDecoder &decoder_;
+    std::string insert_;
+    ByteBuffer values_;
+    LongBinaries binaries_;
+    char scratch_[CellDecoder::SCRATCH_SIZE];
+};
+
 class OracleDialect : public SqlDialect {
 public:
-    explicit OracleDialect(const CellDecoder &decoder)
-        : columns_(decoder.table().columns), with_zone_(decoder.local_zone_known()) {}
-
-    CellStyle style() const override { return ORACLE_STYLE; }
-
     std::string prologue() const override { return "SET DEFINE OFF\nSET SQLBLANKLINES ON\n"; }
 
     std::string epilogue() const override { return "COMMIT;\n"; }
@@ -90,148 +254,16 @@ public:
         return create_table_statement(table, table.name, column_type);
     }
 
-    std::string_view separator() const override { return ",\n"; }
-
-    // Long binary values are put together in PL/SQL variables first.
-    void begin_row(const Row &row, OutputFile &file) override {
-        in_block_ = false;
-        for (size_t i = 0; i < columns_.size(); ++i)
-            if (needs_variable(columns_[i], row.fields[i].size))
-                declare_variable(i, file);
-        if (!in_block_)
-            return;
-        file.append("BEGIN\n");
-        for (size_t i = 0; i < columns_.size(); ++i)
-            if (needs_variable(columns_[i], row.fields[i].size))
-                fill_variable(i, row.fields[i], file);
+    std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const override {
+        decoder.set_style(ORACLE_STYLE);
+        return std::make_unique<OracleFormatter>(decoder);
     }
-
-    void end_row(OutputFile &file) override { file.append(in_block_ ? "\nEND;\n/\n" : "\n"); }
-
-    bool put_cell(const Column &column, const Cell &cell, OutputFile &file) override {
-        if (is_unwritable_in_oracle(column, cell)) {
-            file.append("NULL");
-            return false;
-        }
-        switch (cell.kind) {
-        case CellKind::number:
-            put_number(column, cell.view(), file);
-            break;
-        case CellKind::special:
-            put_special(column, cell.view(), file);
-            break;
-        case CellKind::binary:
-            put_binary(column, cell.view(), file);
-            break;
-        case CellKind::moment:
-            put_moment(column, cell.view(), file);
-            break;
-        default:
-            put_text(column, cell.view(), file);
-            break;
-        }
-        return true;
-    }
-
-private:
-    static bool needs_variable(const Column &column, size_t size) {
-        return size > RAW_BYTES && (column.kind == ColumnKind::raw || column.kind == ColumnKind::long_raw);
-    }
-
-    static std::string variable(size_t column) { return "b" + std::to_string(column); }
-
-    void declare_variable(size_t column, OutputFile &file) {
-        if (!in_block_)
-            file.append("DECLARE\n");
-        in_block_ = true;
-        file.append(variable(column) + " BLOB;\n");
-    }
-
-    static void fill_variable(size_t column, const Field &field, OutputFile &file) {
-        std::string_view bytes(reinterpret_cast<const char *>(field.data), field.size);
-        file.append("DBMS_LOB.CREATETEMPORARY(" + variable(column) + ", TRUE);\n");
-        while (!bytes.empty()) {
-            const std::string_view part = bytes.substr(0, LITERAL_SIZE);
-            file.append("DBMS_LOB.WRITEAPPEND(" + variable(column) + ", " + std::to_string(part.size()) +
-                        ", ");
-            put_hextoraw(part, file);
-            file.append(");\n");
-            bytes.remove_prefix(part.size());
-        }
-    }
-
-    static void put_hextoraw(std::string_view bytes, OutputFile &file) {
-        file.append("HEXTORAW('");
-        while (bytes.size() > LITERAL_SIZE) {
-            file.append_hex(bytes.substr(0, LITERAL_SIZE));
-            file.append("'||\n'");
-            bytes.remove_prefix(LITERAL_SIZE);
-        }
-        file.append_hex(bytes);
-        file.append("')");
-    }
-
-    void put_binary(const Column &column, std::string_view bytes, OutputFile &file) const {
-        if (needs_variable(column, bytes.size()))
-            file.append(variable(static_cast<size_t>(&column - columns_.data())));
-        else
-            put_hextoraw(bytes, file);
-    }
-
-    static void put_number(const Column &column, std::string_view text, OutputFile &file) {
-        file.append(text);
-        if (column.kind == ColumnKind::binary_float)
-            file.put('f');
-        else if (column.kind == ColumnKind::binary_double)
-            file.put('d');
-    }
-
-    static void put_special(const Column &column, std::string_view text, OutputFile &file) {
-        if (text[0] == '-')
-            file.put('-');
-        file.append(column.kind == ColumnKind::binary_float ? "BINARY_FLOAT_" : "BINARY_DOUBLE_");
-        file.append(text == "NaN" ? "NAN" : "INFINITY");
-    }
-
-    void put_moment(const Column &column, std::string_view text, OutputFile &file) const {
-        const OracleConversion conversion = oracle_conversion(column.kind, with_zone_);
-        file.append(conversion.before);
-        put_sql_string(text, file);
-        file.append(conversion.after);
-    }
-
-    static void put_text(const Column &column, std::string_view text, OutputFile &file) {
-        const bool national = column.kind == ColumnKind::national_text;
-        const bool as_clob = text.size() > VARCHAR_BYTES;
-        if (as_clob)
-            file.append(national ? "TO_NCLOB(" : "TO_CLOB(");
-        for (bool first = true; first || !text.empty(); first = false) {
-            if (!first)
-                file.append("||\n");
-            const size_t size = literal_part(text);
-            if (size == 0 && !text.empty()) {
-                file.append("CHR(" + std::to_string(text[0]) + ")");
-                text.remove_prefix(1);
-            } else {
-                if (national)
-                    file.put('N');
-                put_sql_string(text.substr(0, size), file);
-                text.remove_prefix(size);
-            }
-            if (as_clob && first)
-                file.put(')');
-        }
-    }
-
-    const std::vector<Column> &columns_;
-    bool with_zone_;
-    bool in_block_ = false;
 };
 
 } // namespace
 
-std::unique_ptr<SqlDialect> make_oracle_dialect(const CellDecoder &decoder) {
-    return std::make_unique<OracleDialect>(decoder);
+std::unique_ptr<SqlDialect> make_oracle_dialect() {
+    return std::make_unique<OracleDialect>();
 }
 
 } // namespace vexlo

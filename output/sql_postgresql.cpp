@@ -21,6 +21,7 @@ std::string column_type(const Column &column) {
     case ColumnKind::national_text:
         return varchar_type(column.clen);
     case ColumnKind::number:
+    case ColumnKind::ready_integer:
         return "numeric";
     case ColumnKind::date:
         return "timestamp(0)";
@@ -43,15 +44,50 @@ std::string column_type(const Column &column) {
         return column.ctyp == BLOB_TYPE ? "bytea" : "text";
     case ColumnKind::long_text:
     case ColumnKind::unknown:
+    case ColumnKind::ready_text:
         break;
     }
     return "text";
 }
 
+struct PostgresqlValues {
+    const Column &column;
+    ByteBuffer &bytes;
+
+    bool null() { return plain("NULL"); }
+    bool number(std::string_view digits) { return plain(digits); }
+    bool special(std::string_view name) { return quoted(name); }
+    bool moment(std::string_view form) { return quoted(form); }
+    bool hex(std::string_view digits) { return quoted(digits); }
+    bool binary(std::string_view data) {
+        bytes.append("'\\x");
+        bytes.append_hex(data);
+        return plain("'");
+    }
+    // The server has no place for NUL in a text.
+    bool text(std::string_view utf8) {
+        if (utf8.find('\0') == std::string_view::npos)
+            return quoted(utf8);
+        std::string replaced;
+        for (const char c : utf8)
+            replaced += c == '\0' ? REPLACEMENT : std::string_view(&c, 1);
+        quoted(replaced);
+        return false;
+    }
+
+private:
+    bool plain(std::string_view words) {
+        bytes.append(words);
+        return true;
+    }
+    bool quoted(std::string_view words) {
+        put_sql_string(words, bytes);
+        return true;
+    }
+};
+
 class PostgresqlDialect : public SqlDialect {
 public:
-    CellStyle style() const override { return {MomentStyle::postgresql, IntervalStyle::iso}; }
-
     std::string prologue() const override {
         return "SET client_encoding = 'UTF8';\nSET standard_conforming_strings = on;\nBEGIN;\n";
     }
@@ -62,36 +98,9 @@ public:
         return create_table_statement(table, table.name, column_type);
     }
 
-    bool put_cell(const Column &, const Cell &cell, OutputFile &file) override {
-        switch (cell.kind) {
-        case CellKind::number:
-            file.append(cell.view());
-            return true;
-        case CellKind::binary:
-            file.append("'\\x");
-            file.append_hex(cell.view());
-            file.put('\'');
-            return true;
-        case CellKind::text:
-            return put_text(cell.view(), file);
-        default:
-            put_sql_string(cell.view(), file);
-            return true;
-        }
-    }
-
-private:
-    // The server has no place for NUL in a text.
-    static bool put_text(std::string_view text, OutputFile &file) {
-        if (text.find('\0') == std::string_view::npos) {
-            put_sql_string(text, file);
-            return true;
-        }
-        std::string replaced;
-        for (const char c : text)
-            replaced += c == '\0' ? REPLACEMENT : std::string_view(&c, 1);
-        put_sql_string(replaced, file);
-        return false;
+    std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const override {
+        decoder.set_style({MomentStyle::postgresql, IntervalStyle::iso});
+        return std::make_unique<InsertFormatter<PostgresqlValues>>(decoder, decoder.table().name);
     }
 };
 

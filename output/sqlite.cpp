@@ -1,9 +1,11 @@
-// One SQLite database a dump, written in one transaction.
+// SQLite databases, each written in one transaction. Formatting turns cells into what SQLite will store and
+// puts them into the batch as bytes: a kind, then an integer, a double, or a length and as many bytes.
 #include <charconv>
+#include <cstring>
 #include <limits>
 
-#include "values/errors.h"
 #include "output/format.h"
+#include "values/errors.h"
 
 #ifndef VEXLO_HAVE_SQLITE
 
@@ -73,14 +75,92 @@ std::string insert_statement(const std::string &name, size_t columns) {
     return sql + ")";
 }
 
+enum class StoredKind : char { null, integer, real, text, blob };
+
+template <class Value>
+void put_raw(Value value, ByteBuffer &bytes) {
+    bytes.append({reinterpret_cast<const char *>(&value), sizeof value});
+}
+
+template <class Value>
+Value take_raw(const char *&p) {
+    Value value;
+    std::memcpy(&value, p, sizeof value);
+    p += sizeof value;
+    return value;
+}
+
+template <class Value>
+Value parse(std::string_view digits) {
+    Value value = 0;
+    std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    return value;
+}
+
+struct StoredValues {
+    const Column &column;
+    ByteBuffer &bytes;
+
+    void null() { put_raw(StoredKind::null, bytes); }
+    void number(std::string_view digits) {
+        const SqliteStorage storage =
+            column.kind == ColumnKind::number || column.kind == ColumnKind::ready_integer
+                ? sqlite_storage(digits)
+                : SqliteStorage::real;
+        if (storage == SqliteStorage::text)
+            return text(digits);
+        if (storage == SqliteStorage::real)
+            return real(parse<double>(digits));
+        put_raw(StoredKind::integer, bytes);
+        put_raw(parse<int64_t>(digits), bytes);
+    }
+    // A database holds infinities but takes NaN for NULL, so that is kept as text.
+    void special(std::string_view name) {
+        if (column.kind == ColumnKind::number || name == "NaN")
+            return text(name);
+        const double infinity = std::numeric_limits<double>::infinity();
+        real(name[0] == '-' ? -infinity : infinity);
+    }
+    void moment(std::string_view form) { text(form); }
+    void text(std::string_view utf8) { sized(StoredKind::text, utf8); }
+    void hex(std::string_view digits) { text(digits); }
+    void binary(std::string_view data) { sized(StoredKind::blob, data); }
+
+private:
+    void real(double value) {
+        put_raw(StoredKind::real, bytes);
+        put_raw(value, bytes);
+    }
+    void sized(StoredKind kind, std::string_view data) {
+        put_raw(kind, bytes);
+        put_raw(data.size(), bytes);
+        bytes.append(data);
+    }
+};
+
+class SqliteFormatter : public RowFormatter {
+public:
+    explicit SqliteFormatter(CellDecoder &decoder) : decoder_(decoder) {}
+
+    void format(const Row &row, RowBatch &batch) override {
+        const std::vector<Column> &columns = decoder_.table().columns;
+        for (size_t i = 0; i < columns.size(); ++i)
+            visit(decoder_.decode(row, i, scratch_, batch.losses), StoredValues{columns[i], batch.bytes});
+        ++batch.rows;
+    }
+
+private:
+    CellDecoder &decoder_;
+    char scratch_[CellDecoder::SCRATCH_SIZE];
+};
+
 // A table that is not finished is dropped again: the database has no journal to roll back with.
 class SqliteWriter : public TableWriter {
 public:
-    SqliteWriter(CellDecoder &decoder, Database &database, const std::string &name)
-        : decoder_(decoder), database_(database), name_(name),
-          scratch_(decoder.table().columns.size() * CellDecoder::SCRATCH_SIZE) {
-        database_.execute(sqlite_create_table(decoder.table(), name));
-        insert_ = database_.prepare(insert_statement(name, decoder.table().columns.size()));
+    SqliteWriter(const Table &table, Database &database, const std::string &name)
+        : columns_(static_cast<int>(table.columns.size())), database_(database), name_(name) {
+        database_.execute(sqlite_create_table(table, name));
+        insert_ = database_.prepare(insert_statement(name, table.columns.size()));
     }
 
     ~SqliteWriter() override {
@@ -93,15 +173,20 @@ public:
         }
     }
 
-    void write_row(const Row &row) override {
-        const size_t columns = decoder_.table().columns.size();
-        for (size_t i = 0; i < columns; ++i) {
-            const Cell cell = decoder_.decode(row, i, &scratch_[i * CellDecoder::SCRATCH_SIZE]);
-            const char *stored = reinterpret_cast<const char *>(row.fields[i].data);
-            database_.check(bind(static_cast<int>(i + 1), decoder_.table().columns[i], cell, stored));
+    std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const override {
+        decoder.set_style({});
+        return std::make_unique<SqliteFormatter>(decoder);
+    }
+
+    void write(RowBatch &batch) override {
+        const char *at = batch.bytes.data();
+        for (uint64_t row = 0; row < batch.rows; ++row) {
+            for (int i = 1; i <= columns_; ++i)
+                database_.check(bind(i, at));
+            database_.check(sqlite3_step(insert_));
+            sqlite3_reset(insert_);
         }
-        database_.check(sqlite3_step(insert_));
-        sqlite3_reset(insert_);
+        batch.clear();
     }
 
     void finish() override {
@@ -110,60 +195,37 @@ public:
     }
 
 private:
-    // Only texts that had to be converted lie in a buffer that the next column may use again.
-    int bind(int index, const Column &column, const Cell &cell, const char *stored) {
-        switch (cell.kind) {
-        case CellKind::null:
-            return sqlite3_bind_null(insert_, index);
-        case CellKind::number:
-            return bind_number(index, column, cell);
-        case CellKind::special:
-            return bind_special(index, column, cell);
-        case CellKind::binary:
-            return sqlite3_bind_blob64(insert_, index, cell.data, cell.size, SQLITE_STATIC);
-        case CellKind::moment:
-            return bind_text(index, cell, SQLITE_STATIC);
-        case CellKind::text:
-        case CellKind::hex:
+    // Binds the value at `p` and steps behind it.
+    int bind(int index, const char *&p) {
+        const auto kind = take_raw<StoredKind>(p);
+        switch (kind) {
+        case StoredKind::integer:
+            return sqlite3_bind_int64(insert_, index, take_raw<int64_t>(p));
+        case StoredKind::real:
+            return sqlite3_bind_double(insert_, index, take_raw<double>(p));
+        case StoredKind::text:
+        case StoredKind::blob:
+            return bind_sized(index, kind, p);
+        case StoredKind::null:
             break;
         }
-        return bind_text(index, cell, cell.data == stored ? SQLITE_STATIC : SQLITE_TRANSIENT);
+        return sqlite3_bind_null(insert_, index);
     }
 
-    int bind_text(int index, const Cell &cell, sqlite3_destructor_type ownership) {
-        return sqlite3_bind_text64(insert_, index, cell.data, cell.size, ownership, SQLITE_UTF8);
+    // The bytes stay where they are until the row has been written.
+    int bind_sized(int index, StoredKind kind, const char *&p) {
+        const auto size = take_raw<size_t>(p);
+        const char *data = p;
+        p += size;
+        return kind == StoredKind::text
+                   ? sqlite3_bind_text64(insert_, index, data, size, SQLITE_STATIC, SQLITE_UTF8)
+                   : sqlite3_bind_blob64(insert_, index, data, size, SQLITE_STATIC);
     }
 
-    int bind_number(int index, const Column &column, const Cell &cell) {
-        const SqliteStorage storage =
-            column.kind == ColumnKind::number ? sqlite_storage(cell.view()) : SqliteStorage::real;
-        const char *end = cell.data + cell.size;
-        if (storage == SqliteStorage::integer) {
-            int64_t value = 0;
-            std::from_chars(cell.data, end, value);
-            return sqlite3_bind_int64(insert_, index, value);
-        }
-        if (storage == SqliteStorage::real) {
-            double value = 0;
-            std::from_chars(cell.data, end, value);
-            return sqlite3_bind_double(insert_, index, value);
-        }
-        return bind_text(index, cell, SQLITE_STATIC);
-    }
-
-    // A database holds infinities but takes NaN for NULL, so that is kept as text.
-    int bind_special(int index, const Column &column, const Cell &cell) {
-        if (column.kind == ColumnKind::number || cell.view() == "NaN")
-            return bind_text(index, cell, SQLITE_STATIC);
-        const double infinity = std::numeric_limits<double>::infinity();
-        return sqlite3_bind_double(insert_, index, cell.data[0] == '-' ? -infinity : infinity);
-    }
-
-    CellDecoder &decoder_;
+    int columns_;
     Database &database_;
     std::string name_;
     sqlite3_stmt *insert_ = nullptr;
-    std::vector<char> scratch_; // of each column, since the values are read when the row is complete
 };
 
 class SqliteFormat : public Format {
@@ -175,10 +237,8 @@ public:
         database_.execute("BEGIN");
     }
 
-    std::unique_ptr<TableWriter> open_table(CellDecoder &decoder) override {
-        decoder.set_style({});
-        return std::make_unique<SqliteWriter>(decoder, database_,
-                                              names_.take(sqlite_table_name(decoder.table().name)));
+    std::unique_ptr<TableWriter> open_table(const Table &table) override {
+        return std::make_unique<SqliteWriter>(table, database_, names_.take(sqlite_table_name(table.name)));
     }
 
     void finish() override {
@@ -193,19 +253,10 @@ private:
     UniqueNames names_;
 };
 
-// The file name of the dump without its directory and ".dat".
-std::string database_name(const std::string &dump_path) {
-    constexpr std::string_view EXTENSION = ".dat";
-    std::string name = dump_path.substr(dump_path.rfind('/') + 1);
-    if (name.size() > EXTENSION.size() && name.ends_with(EXTENSION))
-        name.resize(name.size() - EXTENSION.size());
-    return name;
-}
-
 } // namespace
 
-std::unique_ptr<Format> make_sqlite_format(Destination &destination, const std::string &dump_path) {
-    return std::make_unique<SqliteFormat>(destination.path_for(database_name(dump_path), ".sqlite"));
+std::unique_ptr<Format> make_sqlite_format(Destination &destination, const std::string &name) {
+    return std::make_unique<SqliteFormat>(destination.path_for(name, ".sqlite"));
 }
 
 } // namespace vexlo

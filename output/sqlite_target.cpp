@@ -53,6 +53,8 @@ const char *sqlite_column_type(const Column &column) {
     switch (column.kind) {
     case ColumnKind::number:
         return "/* NUMBER */";
+    case ColumnKind::ready_integer:
+        return "INTEGER";
     case ColumnKind::binary_float:
     case ColumnKind::binary_double:
         return "REAL";

@@ -27,11 +27,11 @@ int field_digits(ColumnKind kind) {
     return is_long(kind) ? LONG_DIGITS : FIELD_DIGITS;
 }
 
-void add_padded(size_t value, int digits, std::string &text) {
-    const size_t at = text.size();
-    text.append(static_cast<size_t>(digits), '0');
+void put_padded(size_t value, int digits, ByteBuffer &bytes) {
+    char *out = bytes.reserve(static_cast<size_t>(digits));
     for (int i = digits; i-- > 0; value /= 10)
-        text[at + static_cast<size_t>(i)] = static_cast<char>('0' + value % 10);
+        out[i] = static_cast<char>('0' + value % 10);
+    bytes.commit_to(out + digits);
 }
 
 // A string inside a control file that is itself in double quotes.
@@ -45,33 +45,57 @@ std::string escaped(const std::string &text) {
     return out;
 }
 
-class SqlldrWriter : public TableWriter {
+class SqlldrFormatter : public RowFormatter {
 public:
-    SqlldrWriter(CellDecoder &decoder, const std::string &data_path, const std::string &control_path,
-                 const std::string &charset)
-        : decoder_(decoder), data_(data_path), control_(control_path),
-          data_name_(data_path.substr(data_path.rfind('/') + 1)), charset_(charset),
-          longest_(decoder.table().columns.size(), 1), scratch_(CellDecoder::SCRATCH_SIZE) {}
+    explicit SqlldrFormatter(CellDecoder &decoder) : decoder_(decoder) {}
 
-    void write_row(const Row &row) override {
-        record_.clear();
+    void format(const Row &row, RowBatch &batch) override {
         const std::vector<Column> &columns = decoder_.table().columns;
+        batch.longest.resize(columns.size());
+        record_.clear();
         for (size_t i = 0; i < columns.size(); ++i) {
-            Cell cell = decoder_.decode(row, i, scratch_.data());
+            Cell cell = decoder_.decode(row, i, scratch_, batch.losses);
             if (is_unwritable_in_oracle(columns[i], cell)) {
-                decoder_.report().row_loss(row.number, row.offset,
-                                           "column \"" + printable(columns[i].name) +
-                                               "\": Oracle cannot load an infinite NUMBER, taken as NULL");
+                batch.losses.add(row.number, row.offset,
+                                 "column \"" + printable(columns[i].name) +
+                                     "\": Oracle cannot load an infinite NUMBER, taken as NULL");
                 cell = {CellKind::null, nullptr, 0};
             }
-            add_field(columns[i], cell);
-            longest_[i] = std::max(longest_[i], cell.size);
+            put_padded(cell.size, field_digits(columns[i].kind), record_);
+            record_.append(cell.view());
+            batch.longest[i] = std::max(batch.longest[i], cell.size);
         }
-        longest_record_ = std::max(longest_record_, record_.size());
-        length_.clear();
-        add_padded(record_.size(), RECORD_DIGITS, length_);
-        data_.append(length_);
-        data_.append(record_);
+        batch.longest_record = std::max(batch.longest_record, record_.size());
+        put_padded(record_.size(), RECORD_DIGITS, batch.bytes);
+        batch.bytes.append(record_.view());
+        ++batch.rows;
+    }
+
+private:
+    CellDecoder &decoder_;
+    ByteBuffer record_;
+    char scratch_[CellDecoder::SCRATCH_SIZE];
+};
+
+class SqlldrWriter : public TableWriter {
+public:
+    SqlldrWriter(const Table &table, const std::string &data_path, const std::string &control_path,
+                 const std::string &charset)
+        : table_(table), data_(data_path), control_(control_path),
+          data_name_(data_path.substr(data_path.rfind('/') + 1)), charset_(charset),
+          longest_(table.columns.size(), 1) {}
+
+    std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const override {
+        decoder.set_style(ORACLE_STYLE);
+        return std::make_unique<SqlldrFormatter>(decoder);
+    }
+
+    void write(RowBatch &batch) override {
+        for (size_t i = 0; i < batch.longest.size(); ++i)
+            longest_[i] = std::max(longest_[i], batch.longest[i]);
+        longest_record_ = std::max(longest_record_, batch.longest_record);
+        data_.take(batch.bytes);
+        batch.clear();
     }
 
     void finish() override {
@@ -81,12 +105,6 @@ public:
     }
 
 private:
-    void add_field(const Column &column, const Cell &cell) {
-        add_padded(cell.size, field_digits(column.kind), record_);
-        if (cell.size > 0)
-            record_.append(cell.data, cell.size);
-    }
-
     void write_control() {
         control_.append(
             "-- Numbers are written with a decimal point: load with NLS_NUMERIC_CHARACTERS='.,'\n");
@@ -96,8 +114,8 @@ private:
         }
         control_.append("LOAD DATA\nCHARACTERSET " + charset_ + "\nLENGTH SEMANTICS BYTE\nINFILE '" +
                         data_name_ + "' \"VAR " + std::to_string(RECORD_DIGITS) + "\"\nAPPEND\nINTO TABLE " +
-                        quoted_identifier(decoder_.table().name) + "\n(\n");
-        const std::vector<Column> &columns = decoder_.table().columns;
+                        quoted_identifier(table_.name) + "\n(\n");
+        const std::vector<Column> &columns = table_.columns;
         for (size_t i = 0; i < columns.size(); ++i)
             control_.append(field_line(columns[i], longest_[i]) + (i + 1 < columns.size() ? ",\n" : "\n)\n"));
     }
@@ -106,21 +124,19 @@ private:
         const std::string name = quoted_identifier(column.name);
         std::string line = "  " + name + (is_binary(column.kind) ? " VARRAWC(" : " VARCHARC(") +
                            std::to_string(field_digits(column.kind)) + "," + std::to_string(longest) + ")";
-        const OracleConversion conversion = oracle_conversion(column.kind, decoder_.local_zone_known());
+        const OracleConversion conversion = oracle_conversion(column.kind, table_.local_zone.has_value());
         if (conversion.before[0] != '\0')
             line += " \"" + escaped(conversion.before + (":" + name) + conversion.after) + "\"";
         return line;
     }
 
-    CellDecoder &decoder_;
+    const Table &table_;
     OutputFile data_;
     OutputFile control_;
     std::string data_name_;
     std::string charset_;
-    std::string record_, length_;
     size_t longest_record_ = 0;
     std::vector<size_t> longest_; // bytes of the longest value of each column
-    std::vector<char> scratch_;
 };
 
 class SqlldrFormat : public Format {
@@ -128,10 +144,9 @@ public:
     SqlldrFormat(Destination &destination, const std::string &charset)
         : destination_(destination), charset_(charset) {}
 
-    std::unique_ptr<TableWriter> open_table(CellDecoder &decoder) override {
-        decoder.set_style(ORACLE_STYLE);
-        const std::string stem = destination_.path_for(output_name(decoder.table()), "");
-        return std::make_unique<SqlldrWriter>(decoder, stem + ".ldr", stem + ".ctl", charset_);
+    std::unique_ptr<TableWriter> open_table(const Table &table) override {
+        const std::string stem = destination_.path_for(output_name(table), "");
+        return std::make_unique<SqlldrWriter>(table, stem + ".ldr", stem + ".ctl", charset_);
     }
 
 private:

@@ -79,6 +79,8 @@ LengthRange value_lengths(ColumnKind kind, uint32_t clen) {
     case ColumnKind::long_raw:
     case ColumnKind::lob:
     case ColumnKind::unknown:
+    case ColumnKind::ready_text:
+    case ColumnKind::ready_integer:
         break;
     }
     return {1, VALUE_SIZE_MAX};

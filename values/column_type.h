@@ -23,6 +23,8 @@ enum class ColumnKind : uint8_t {
     long_raw,
     lob,
     unknown,
+    ready_text,    // UTF-8, made by the program itself
+    ready_integer, // the same as digits
 };
 
 constexpr uint32_t VALUE_SIZE_MAX = 0xFFFA; // bytes of the longest value of a column that is no LONG or LOB

@@ -12,30 +12,35 @@ using vexlo::ColumnKind;
 class CellTest : public testing::Test {
 protected:
     CellTest()
-        : database_(*vexlo::find_charset("WE8MSWIN1252")), national_(*vexlo::find_charset("AL16UTF16")),
+        : charsets_{*vexlo::find_charset("WE8MSWIN1252"), *vexlo::find_charset("AL16UTF16")},
           report_(console_), table_report_(report_, "a.dat", "T") {}
 
     std::string decode(uint32_t ctyp, const Bytes &bytes, bool national = false,
-                       const std::string &zone = "") {
-        const vexlo::Table table{
-            "", "T", {{"C", vexlo::column_kind(ctyp, national), national, ctyp, 100}}};
-        vexlo::CellDecoder decoder(table, {database_, national_}, zone, table_report_);
+                       std::optional<int> zone = {}) {
+        return decode({"C", vexlo::column_kind(ctyp, national), national, ctyp, 100}, bytes, zone);
+    }
+
+    std::string decode(const vexlo::Column &column, const Bytes &bytes, std::optional<int> zone = {}) {
+        const vexlo::Table table{"", "T", {column}, zone};
+        vexlo::CellDecoder decoder(table, charsets_);
         const Bytes padded = bytes + Bytes(vexlo::READ_SLACK, '\0');
         const vexlo::Field field{vexlo::FieldKind::value, static_cast<uint32_t>(bytes.size()),
-                                   reinterpret_cast<const uint8_t *>(padded.data())};
+                                 reinterpret_cast<const uint8_t *>(padded.data())};
         const vexlo::Row row{1, 0, &field};
         char scratch[vexlo::CellDecoder::SCRATCH_SIZE];
-        const vexlo::Cell cell = decoder.decode(row, 0, scratch);
+        const vexlo::Cell cell = decoder.decode(row, 0, scratch, losses_);
         kind_ = cell.kind;
         const std::string text(cell.view());
-        decoder.finish();
+        losses_.tell(table_report_);
+        decoder.finish(table_report_);
         return text;
     }
 
-    vexlo::TextDecoder database_, national_;
+    vexlo::TextCharsets charsets_;
     vexlo::Console console_{"vexlo-convert"};
     vexlo::Report report_;
     vexlo::TableReport table_report_;
+    vexlo::RowLosses losses_;
     vexlo::CellKind kind_{};
 };
 
@@ -73,10 +78,18 @@ TEST_F(CellTest, UnknownTypeIsHexadecimal) {
     EXPECT_EQ(kind_, vexlo::CellKind::hex);
 }
 
+TEST_F(CellTest, ReadyColumnsAreTakenAsTheyAre) {
+    EXPECT_EQ(decode({"_REASON", vexlo::ColumnKind::ready_text, false, 1, 40}, "caf\xC3\xA9"), "caf\xC3\xA9");
+    EXPECT_EQ(kind_, vexlo::CellKind::text);
+    EXPECT_EQ(decode({"_BLOCK", vexlo::ColumnKind::ready_integer, false, 2, 22}, "4294967295"), "4294967295");
+    EXPECT_EQ(kind_, vexlo::CellKind::number);
+    EXPECT_EQ(report_.exit_status(), 0);
+}
+
 TEST_F(CellTest, LocalTimeZoneOfTheDatabase) {
     const Bytes stored = ora_timestamp(ora_date(2024, 2, 29), 0);
-    EXPECT_EQ(decode(231, stored, false, "+02:00"), "2024-02-29T00:00:00+02:00");
-    EXPECT_EQ(decode(231, stored, false, "AMERICAN"), "2024-02-29T00:00:00");
+    EXPECT_EQ(decode(231, stored, false, 120), "2024-02-29T00:00:00+02:00");
+    EXPECT_EQ(decode(231, stored), "2024-02-29T00:00:00");
 }
 
 TEST_F(CellTest, WhatCannotBeDecodedIsNullAndALoss) {

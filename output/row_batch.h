@@ -1,0 +1,56 @@
+// What formatting a run of rows gave. Batches are made on several threads and written in order by one.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "output/byte_buffer.h"
+#include "output/report.h"
+
+namespace vexlo {
+
+// The losses of single rows and values, in the order of the rows. Of a run the first are kept with their
+// text, as many as a report tells, and the rest as a number.
+class RowLosses {
+public:
+    struct Loss {
+        uint64_t row;
+        uint64_t offset;
+        std::string text;
+    };
+
+    // A loss at one row of the table, found at a file offset.
+    void add(uint64_t row, uint64_t offset, std::string text) {
+        ++count_;
+        if (kept_.size() < TableReport::ROW_LINES_MAX)
+            kept_.push_back({row, offset, std::move(text)});
+    }
+    bool empty() const { return count_ == 0; }
+    // Tells `report` of all of them and forgets them.
+    void tell(TableReport &report);
+
+private:
+    std::vector<Loss> kept_;
+    uint64_t count_ = 0;
+};
+
+struct RowBatch {
+    static constexpr size_t FULL_SIZE = 1 << 18;
+
+    ByteBuffer bytes;    // of the main output
+    ByteBuffer rejected; // rows that the target would refuse
+    uint64_t rows = 0;   // with those rejected
+    uint64_t rejected_rows = 0;
+    RowLosses losses;
+    size_t longest_record = 0;   // of the main output, where the format has to tell it
+    std::vector<size_t> longest; // bytes of the longest value of each column, the same
+
+    // Whether the batch is large enough to be written; a format takes batches of any size.
+    bool full() const { return bytes.size() + rejected.size() >= FULL_SIZE; }
+    // Makes the batch as good as new without giving up its memory.
+    void clear();
+};
+
+} // namespace vexlo

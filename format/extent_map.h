@@ -41,3 +41,8 @@ inline bool locate_extent_map(const BLOCK &blk, EXTENT_MAP *map) {
     *map = {blk.data + at + MAPHDR_SIZE, std::min(nexts, fit), load_le32(blk.data + at + 4), nexts > fit};
     return true;
 }
+
+/// The data object number of the segment that a located map belongs to.
+inline uint32_t extent_map_object(const EXTENT_MAP &map) {
+    return load_le32(map.entries - MAPHDR_SIZE + 8);
+}

@@ -43,13 +43,17 @@ private:
     struct Entry {
         const Datafile *file = nullptr;
         uint64_t block = 0;
+        uint64_t used = 0; // when it was asked for last
         Health health = Health::unreadable;
         std::vector<uint8_t> bytes;
     };
 
+    const Entry &load(const BlockPlace &place);
+
     const FileSet &files_;
     bool trust_blocks_;
-    std::vector<Entry> entries_; // by block number
+    uint64_t clock_ = 0;
+    std::vector<Entry> entries_;
 };
 
 } // namespace vexlo

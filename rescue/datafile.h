@@ -18,6 +18,7 @@ enum class FileStatus : uint8_t {
     used,
     duplicate,      // another copy of the same file has a newer checkpoint
     damaged_header, // used, its identity found in its blocks
+    missing,        // cannot be opened or read
     not_a_datafile, // something else, or a datafile that cannot be used: see remark()
     other_database, // a datafile of another database than the chosen one
 };
@@ -69,6 +70,8 @@ public:
     static std::unique_ptr<Datafile> open(const std::string &path);
     // The same for a file that is open already.
     static std::unique_ptr<Datafile> adopt(FileHandle file, std::string path);
+    // A file that could not be opened.
+    static std::unique_ptr<Datafile> absent(std::string path, std::string why);
 
     const std::string &path() const { return path_; }
     const FileIdentity &identity() const { return identity_; }

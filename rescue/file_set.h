@@ -73,9 +73,12 @@ public:
     void place_file(uint32_t file, uint32_t tablespace, uint32_t relative_file);
 
 private:
+    void drop_repeated_paths();
     void choose_database(std::optional<uint32_t> dbid);
     void drop_duplicates();
     void index_files();
+    void sort_tablespaces();
+    bool claims_place(uint32_t tablespace, uint32_t relative_file, const Datafile &other_than) const;
     const Datafile *find_file(uint32_t tablespace, uint32_t relative_file) const;
 
     std::vector<std::unique_ptr<Datafile>> inputs_;

@@ -30,6 +30,7 @@ enum class RowFault : uint8_t {
     missing_file, // a block that continues it
     piece_leaves_block,
     value_leaves_block,
+    value_too_long,
     broken_chain, // the next piece is not there, or is none of this row
     looping_chain,
     cluster_key, // its key is lost
@@ -69,13 +70,11 @@ struct RowSource {
     uint32_t data_object;         // SegmentRuns::data_object
     const Dictionary *dictionary; // tells objects that exist from older incarnations; may be null
     ReadOptions options;
-    std::string temporary_directory; // for values of more than LONG_IN_MEMORY bytes
+    std::string temporary_directory; // for values of more than LongValue::IN_MEMORY bytes
 };
 
 class RowReader {
 public:
-    static constexpr size_t LONG_IN_MEMORY = 8 << 20;
-
     // What `source` refers to must outlive the reader.
     explicit RowReader(const RowSource &source);
     ~RowReader();

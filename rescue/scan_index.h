@@ -31,13 +31,18 @@ public:
     std::span<const ScanRange> object(uint32_t object) const;
     // The same for blocks of BasicFile LOBs, whose object number stands at another place.
     std::span<const ScanRange> lob_object(uint32_t object) const;
-    // Blocks that say nothing of their owner because they are not what belongs at their place, and blocks
-    // that cannot be read.
+    // Ranges of blocks that say nothing of their owner, because they are not what belongs at their place or
+    // cannot be read, and that lie beside blocks of the data object.
+    std::span<const ScanRange> beside(uint32_t object) const;
+    // All ranges of such blocks, by file and block; `object` is 0.
     std::span<const ScanRange> ownerless() const { return ownerless_; }
 
 private:
+    class Builder;
+
     std::vector<ScanRange> rows_; // by object, file, block
     std::vector<ScanRange> lobs_;
+    std::vector<ScanRange> beside_;
     std::vector<ScanRange> ownerless_;
 };
 

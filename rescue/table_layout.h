@@ -21,13 +21,14 @@ struct StoredColumn {
 
 // A column that rows older than itself read as a value.
 struct AddedDefault {
-    uint32_t stored; // index in TableLayout::stored
-    int32_t output;  // index in Table::columns
-    int32_t guard;   // bit of the guard column that says that the row has a value of its own; -1: none
-    bool known;      // `value` stands for such rows; else it is lost and they read as NULL, counted
-    bool is_null;    // the default is NULL
+    uint32_t stored = 0;      // index in TableLayout::stored
+    int32_t output = -1;      // index in Table::columns
+    int32_t guard = -1;       // bit of the guard column that says that a row has a value of its own; -1: none
+    bool when_absent = false; // without a guard: a NULL that is stored stays NULL
+    bool known = false;       // the default is known; else such rows read as NULL and are counted
+    bool is_null = false;     // the default is NULL
     std::vector<uint8_t> value; // with READ_SLACK behind it
-    uint32_t size;              // bytes of `value` without the slack
+    uint32_t size = 0;          // bytes of `value` without the slack
 };
 
 struct TableLayout {

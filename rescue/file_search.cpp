@@ -1,0 +1,115 @@
+#include "rescue/file_search.h"
+
+#include <glob.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "values/errors.h"
+
+namespace vexlo {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view WHITE_SPACE = " \t\r\n";
+
+std::string_view trimmed(std::string_view text) {
+    const size_t first = text.find_first_not_of(WHITE_SPACE);
+    if (first == std::string_view::npos)
+        return {};
+    return text.substr(first, text.find_last_not_of(WHITE_SPACE) - first + 1);
+}
+
+// The lines of a text file without comments and white space around them, empty ones left out.
+std::vector<std::string> read_lines(const std::string &path) {
+    std::ifstream file(path);
+    if (!file)
+        throw UsageError(path + ": cannot be opened: " + std::strerror(errno));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) {
+        const std::string_view text = trimmed(std::string_view(line).substr(0, line.find('#')));
+        if (!text.empty())
+            lines.emplace_back(text);
+    }
+    return lines;
+}
+
+void add_directory(const std::string &path, std::vector<std::string> &paths) {
+    std::error_code error;
+    std::vector<std::string> found;
+    for (fs::directory_iterator it(path, error), end; !error && it != end; it.increment(error))
+        if (std::error_code ignored; it->is_regular_file(ignored) || it->is_block_file(ignored))
+            found.push_back(it->path().string());
+    if (error)
+        throw UsageError(path + ": cannot be read: " + error.message());
+    if (found.empty())
+        throw UsageError(path + ": holds no files");
+    std::sort(found.begin(), found.end());
+    paths.insert(paths.end(), found.begin(), found.end());
+}
+
+void add_pattern(const std::string &pattern, std::vector<std::string> &paths) {
+    glob_t matches{};
+    if (glob(pattern.c_str(), GLOB_ERR, nullptr, &matches) != 0) {
+        globfree(&matches);
+        throw UsageError(pattern + ": no such file");
+    }
+    for (size_t i = 0; i < matches.gl_pathc; ++i)
+        if (std::error_code ignored; !fs::is_directory(matches.gl_pathv[i], ignored))
+            paths.emplace_back(matches.gl_pathv[i]);
+    globfree(&matches);
+}
+
+// A name that exists is taken as it is, whatever characters are in it.
+void add_path(const std::string &path, std::vector<std::string> &paths) {
+    std::error_code ignored;
+    if (fs::is_directory(path, ignored))
+        add_directory(path, paths);
+    else if (fs::exists(fs::symlink_status(path, ignored)))
+        paths.push_back(path);
+    else
+        add_pattern(path, paths);
+}
+
+void add_list(const std::string &path, std::vector<std::string> &paths) {
+    const std::vector<std::string> lines = read_lines(path);
+    if (lines.empty())
+        throw UsageError(path + ": lists no files");
+    paths.insert(paths.end(), lines.begin(), lines.end());
+}
+
+// The list that a configuration names: the last line that begins with the key counts.
+std::string list_of_config(const std::string &path) {
+    constexpr std::string_view KEY = "datafiles";
+    std::string list;
+    for (const std::string &line : read_lines(path)) {
+        const size_t equals = line.find('=');
+        if (line.starts_with(KEY) && equals != std::string::npos)
+            list = trimmed(std::string_view(line).substr(equals + 1));
+    }
+    if (list.empty())
+        throw UsageError(path + ": names no list of datafiles");
+    return list;
+}
+
+} // namespace
+
+std::vector<std::string> find_files(const FileQuery &query) {
+    std::vector<std::string> paths;
+    for (const std::string &path : query.files)
+        add_path(path, paths);
+    if (!query.list.empty())
+        add_list(query.list, paths);
+    if (!query.config.empty())
+        add_list(list_of_config(query.config), paths);
+    if (query.files.empty() && query.list.empty() && query.config.empty())
+        add_directory(".", paths);
+    return paths;
+}
+
+} // namespace vexlo

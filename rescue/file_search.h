@@ -1,0 +1,15 @@
+// The paths that a user asks for.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "rescue/file_set.h"
+
+namespace vexlo {
+
+// The paths of all files that `query` names: what a directory holds by name, what a pattern matches, what a
+// list lists in its order. Throws UsageError for a path, pattern, list or configuration that gives nothing.
+std::vector<std::string> find_files(const FileQuery &query);
+
+} // namespace vexlo

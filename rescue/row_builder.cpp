@@ -1,0 +1,138 @@
+#include "rescue/row_builder.h"
+
+#include <algorithm>
+
+namespace vexlo {
+
+namespace {
+
+constexpr Field NO_VALUE{FieldKind::null, 0, {nullptr}};
+
+Field field_of(const StoredColumn &column, const uint8_t *data, uint32_t size) {
+    return {column.is_lob ? FieldKind::lob : FieldKind::value, size, {data}};
+}
+
+} // namespace
+
+RowBuilder::RowBuilder(const TableLayout &layout, const std::string &temporary_directory)
+    : layout_(layout), directory_(temporary_directory), fields_(layout.table.columns.size(), NO_VALUE),
+      longs_(layout.table.columns.size()) {}
+
+void RowBuilder::begin() {
+    std::fill(fields_.begin(), fields_.end(), NO_VALUE);
+    arena_.clear();
+    guard_.clear();
+    in_parts_ = false;
+    at_ = key_at_ = 0;
+    pass_keys();
+}
+
+void RowBuilder::add_key(const VALUE &value, bool holds) {
+    while (key_at_ < layout_.stored.size() && !layout_.stored[key_at_].from_key)
+        ++key_at_;
+    if (key_at_ < layout_.stored.size())
+        take(layout_.stored[key_at_++], value, holds);
+}
+
+bool RowBuilder::add_values(const uint8_t *&p, const uint8_t *end, unsigned count, bool holds) {
+    const std::vector<StoredColumn> &stored = layout_.stored;
+    VALUE value;
+    for (; count > 0; --count) {
+        if (!next_value(p, end, &value))
+            return false;
+        if (at_ >= stored.size()) // more than the dictionary knows of
+            continue;
+        const StoredColumn &column = stored[at_];
+        if (column.output >= 0)
+            take(column, value, holds);
+        else if (static_cast<int32_t>(at_) == layout_.guard_column)
+            keep_guard(value);
+        ++at_;
+        pass_keys();
+    }
+    return true;
+}
+
+// A value of no bytes is NULL: databases store none.
+void RowBuilder::take(const StoredColumn &column, const VALUE &value, bool holds) {
+    if (value.null || value.len == 0 || column.output < 0)
+        return;
+    if (column.encrypted) {
+        ++encrypted_values_;
+        return;
+    }
+    const uint8_t *data = holds ? value.data : arena_.put(value.data, value.len);
+    fields_[static_cast<size_t>(column.output)] = field_of(column, data, value.len);
+}
+
+void RowBuilder::keep_guard(const VALUE &value) {
+    guard_.assign(value.data, value.data + value.len);
+}
+
+LongValue &RowBuilder::long_value(int32_t output) {
+    std::unique_ptr<LongValue> &value = longs_[static_cast<size_t>(output)];
+    if (!value)
+        value = std::make_unique<LongValue>(directory_);
+    return *value;
+}
+
+bool RowBuilder::add_part(const VALUE &part) {
+    const bool begins = !in_parts_;
+    in_parts_ = true;
+    if (begins)
+        part_.clear();
+    if (at_ >= layout_.stored.size())
+        return true;
+    const StoredColumn &column = layout_.stored[at_];
+    if (column.output >= 0 && column.is_long) {
+        LongValue &value = long_value(column.output);
+        if (begins)
+            value.clear();
+        value.append(part.data, part.len);
+        return true;
+    }
+    if (part_.size() + part.len > LONGEST_VALUE)
+        return false;
+    part_.insert(part_.end(), part.data, part.data + part.len);
+    return true;
+}
+
+void RowBuilder::end_parts() {
+    in_parts_ = false;
+    if (at_ >= layout_.stored.size())
+        return;
+    const StoredColumn &column = layout_.stored[at_];
+    const VALUE value{part_.data(), static_cast<uint32_t>(part_.size()), false};
+    if (column.output >= 0 && column.is_long)
+        fields_[static_cast<size_t>(column.output)] = long_value(column.output).field();
+    else if (column.output >= 0)
+        take(column, value, false);
+    else if (static_cast<int32_t>(at_) == layout_.guard_column)
+        keep_guard(value);
+    ++at_;
+    pass_keys();
+}
+
+// The guard column has a bit for each added column: set, the row was written with a value of its own, be it
+// NULL.
+bool RowBuilder::has_own_value(const AddedDefault &added) const {
+    if (added.guard >= 0) {
+        const size_t byte = static_cast<size_t>(added.guard) / 8;
+        return byte < guard_.size() && (guard_[byte] >> (added.guard & 7) & 1) != 0;
+    }
+    return added.when_absent && at_ > added.stored;
+}
+
+void RowBuilder::fill_defaults() {
+    for (const AddedDefault &added : layout_.defaults) {
+        Field &field = fields_[static_cast<size_t>(added.output)];
+        if (field.kind != FieldKind::null || has_own_value(added))
+            continue;
+        if (!added.known)
+            ++lost_defaults_;
+        else if (!added.is_null)
+            field = field_of(layout_.stored[added.stored], added.value.data(), added.size);
+    }
+}
+
+} // namespace vexlo

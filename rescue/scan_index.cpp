@@ -1,0 +1,159 @@
+#include "rescue/scan_index.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "format/block.h"
+#include "format/cache_header.h"
+#include "rescue/segment.h"
+
+namespace vexlo {
+
+namespace {
+
+constexpr uint8_t BLOCK_LOB = 0x28;        // BasicFile LOB, bitmap-managed
+constexpr uint8_t BLOCK_LOB_MANUAL = 0x1B; // the same, freelist-managed
+constexpr uint32_t LOB_OBJECT = 20;        // where such a block has its data object number
+constexpr uint32_t NO_OBJECT = 0;
+constexpr uint64_t FIRST_SCANNED_BLOCK = 2; // behind the file header
+
+bool is_zero(const uint8_t *blk, uint32_t bsz) {
+    return blk[0] == 0 && std::memcmp(blk, blk + 1, bsz - 1) == 0;
+}
+
+// Adds a block to ranges that come in rising order.
+void extend(std::vector<ScanRange> &ranges, uint32_t object, const Datafile *file, uint64_t block) {
+    if (!ranges.empty()) {
+        ScanRange &last = ranges.back();
+        if (last.object == object && last.file == file && last.first + last.blocks == block &&
+            last.blocks != UINT32_MAX) {
+            ++last.blocks;
+            return;
+        }
+    }
+    ranges.push_back({file, object, 1, block});
+}
+
+void sort_by_object(std::vector<ScanRange> &ranges) {
+    std::stable_sort(ranges.begin(), ranges.end(),
+                     [](const ScanRange &a, const ScanRange &b) { return a.object < b.object; });
+}
+
+std::span<const ScanRange> ranges_of(const std::vector<ScanRange> &ranges, uint32_t object) {
+    const auto first = std::partition_point(ranges.begin(), ranges.end(),
+                                            [&](const ScanRange &r) { return r.object < object; });
+    const auto last =
+        std::partition_point(first, ranges.end(), [&](const ScanRange &r) { return r.object == object; });
+    return {first, last};
+}
+
+} // namespace
+
+// Goes through the blocks of a file in order.
+class ScanIndex::Builder {
+public:
+    explicit Builder(ScanIndex &index) : index_(index) {}
+
+    void begin_file(const Datafile &file) {
+        file_ = &file;
+        before_ = NO_OBJECT;
+        pending_ = index_.ownerless_.size();
+    }
+
+    void take(uint64_t block, const uint8_t *blk) {
+        const uint32_t bsz = file_->block_size();
+        if (block_rdba(blk) != file_->rdba(block)) {
+            if (!is_zero(blk, bsz))
+                take_ownerless(block);
+        } else if (block_type(blk) == BLOCK_TABLE_DATA) {
+            take_owned(index_.rows_, block_object(blk), block);
+        } else if (block_type(blk) == BLOCK_LOB || block_type(blk) == BLOCK_LOB_MANUAL) {
+            take_owned(index_.lobs_, load_le32(blk + LOB_OBJECT), block);
+        }
+    }
+
+    void take_ownerless(uint64_t block) { extend(index_.ownerless_, NO_OBJECT, file_, block); }
+
+    void end_file() { settle(NO_OBJECT); }
+
+private:
+    void take_owned(std::vector<ScanRange> &ranges, uint32_t object, uint64_t block) {
+        extend(ranges, object, file_, block);
+        if (pending_ != index_.ownerless_.size())
+            settle(object);
+        before_ = object;
+    }
+
+    // Notes the ownerless ranges since the last owned block as beside that block's object and the next one's.
+    void settle(uint32_t after) {
+        for (; pending_ < index_.ownerless_.size(); ++pending_) {
+            ScanRange range = index_.ownerless_[pending_];
+            for (const uint32_t object : {before_, after}) {
+                if (object == NO_OBJECT || (object == before_ && range.object == object))
+                    continue;
+                range.object = object;
+                index_.beside_.push_back(range);
+            }
+        }
+    }
+
+    ScanIndex &index_;
+    const Datafile *file_ = nullptr;
+    uint32_t before_ = NO_OBJECT; // data object of the last block that had one
+    size_t pending_ = 0;          // first ownerless range not settled
+};
+
+ScanIndex::ScanIndex(const FileSet &files, uint32_t tablespace) {
+    Builder builder(*this);
+    std::vector<uint8_t> buffer(SegmentRuns::RUN_BYTES + RUN_SLACK);
+    for (const Datafile *file : files.tablespace(tablespace)) {
+        builder.begin_file(*file);
+        const uint32_t bsz = file->block_size();
+        const uint64_t most = SegmentRuns::RUN_BYTES / bsz;
+        for (uint64_t block = file->skip_hole(FIRST_SCANNED_BLOCK); block < file->blocks();) {
+            const BlockRun run{file, block, static_cast<uint32_t>(std::min(most, file->blocks() - block)),
+                               true};
+            const LoadedRun loaded = load_run(run, buffer.data());
+            auto lost = loaded.unreadable.begin();
+            for (uint32_t i = 0; i < run.count; ++i) {
+                if (lost != loaded.unreadable.end() && *lost == i) {
+                    builder.take_ownerless(block + i);
+                    ++lost;
+                } else {
+                    builder.take(block + i, loaded.data + size_t{i} * bsz);
+                }
+            }
+            block = file->skip_hole(block + run.count);
+        }
+        builder.end_file();
+    }
+    for (std::vector<ScanRange> *ranges : {&rows_, &lobs_, &beside_})
+        sort_by_object(*ranges);
+}
+
+std::span<const ScanRange> ScanIndex::object(uint32_t object) const {
+    return ranges_of(rows_, object);
+}
+
+std::span<const ScanRange> ScanIndex::lob_object(uint32_t object) const {
+    return ranges_of(lobs_, object);
+}
+
+std::span<const ScanRange> ScanIndex::beside(uint32_t object) const {
+    return ranges_of(beside_, object);
+}
+
+const ScanIndex &ScanIndexes::of(uint32_t tablespace) const {
+    Slot *slot;
+    {
+        const std::lock_guard<std::mutex> guard(lock_);
+        std::unique_ptr<Slot> &place = slots_[tablespace];
+        if (!place)
+            place = std::make_unique<Slot>();
+        slot = place.get();
+    }
+    std::call_once(slot->made, [&] { slot->index = std::make_unique<ScanIndex>(files_, tablespace); });
+    return *slot->index;
+}
+
+} // namespace vexlo

@@ -208,7 +208,6 @@ struct DefaultRecord {
     uint32_t internal_column;
     NameRef value; // BLOB locator as stored
     int32_t guard; // bit of the guard column; -1 when none
-    bool is_null;  // no value stands in the row
 };
 
 struct FileRecord {
@@ -253,8 +252,9 @@ class Dictionary {
 public:
     // Reads the dictionary. `files` and `scans` must outlive it; files with lost headers are given their
     // place by FILE$. Throws InputError when there is no file to read it from. `charset` is the database
-    // character set where the user names one.
-    Dictionary(FileSet &files, const ScanIndexes &scans, ReadOptions options, std::string_view charset = {});
+    // character set where the user names one; without it the database's own is looked up.
+    Dictionary(FileSet &files, const ScanIndexes &scans, ReadOptions options,
+               std::optional<Charset> charset = std::nullopt);
     ~Dictionary();
 
     // By number, rising.
@@ -313,6 +313,11 @@ public:
 
 private:
     friend class DictionaryReader;
+
+    TableSegment cluster_segment(const TableRecord &table) const;
+    TableSegment partition_segment(const PartitionRecord &part, NameRef partition,
+                                   NameRef subpartition) const;
+    NameRef partition_name(uint32_t partition) const;
 
     std::vector<UserRecord> users_;
     std::vector<TablespaceRecord> tablespaces_;

@@ -183,6 +183,13 @@ std::span<const Datafile *const> FileSet::tablespace(uint32_t tablespace) const 
                                       : std::span<const Datafile *const>(it->second);
 }
 
+std::vector<const Datafile *> FileSet::scanned(uint32_t number) const {
+    const std::span<const Datafile *const> own = tablespace(number);
+    std::vector<const Datafile *> files(own.begin(), own.end());
+    files.insert(files.end(), placeless_.begin(), placeless_.end());
+    return files;
+}
+
 std::vector<uint32_t> FileSet::tablespaces() const {
     std::vector<uint32_t> numbers;
     for (const auto &[number, files] : by_tablespace_)

@@ -64,6 +64,8 @@ public:
     BlockPlace find(uint32_t tablespace, uint32_t rdba) const;
     // The files of a tablespace by relative number.
     std::span<const Datafile *const> tablespace(uint32_t tablespace) const;
+    // The files that may hold blocks of a tablespace: its own, and those whose headers are lost.
+    std::vector<const Datafile *> scanned(uint32_t tablespace) const;
     // The numbers of all tablespaces that have a file.
     std::vector<uint32_t> tablespaces() const;
     // Files that find() was asked for in vain.

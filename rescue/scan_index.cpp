@@ -106,7 +106,7 @@ private:
 ScanIndex::ScanIndex(const FileSet &files, uint32_t tablespace) {
     Builder builder(*this);
     std::vector<uint8_t> buffer(SegmentRuns::RUN_BYTES + RUN_SLACK);
-    for (const Datafile *file : files.tablespace(tablespace)) {
+    for (const Datafile *file : files.scanned(tablespace)) {
         builder.begin_file(*file);
         const uint32_t bsz = file->block_size();
         const uint64_t most = SegmentRuns::RUN_BYTES / bsz;

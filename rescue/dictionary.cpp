@@ -1,0 +1,214 @@
+#include "rescue/dictionary.h"
+
+#include <algorithm>
+
+#include "rescue/dictionary_reader.h"
+#include "values/errors.h"
+#include "values/text_scan.h"
+
+namespace vexlo {
+
+namespace {
+
+constexpr Charset FALLBACK{"UTF-8", "UTF-8", Codec::utf8, true, 1};
+
+// The record with this key in a list sorted by it; null when there is none.
+template <class RECORD, class KEY, class MEMBER>
+const RECORD *find_record(const std::vector<RECORD> &records, KEY key, MEMBER member) {
+    const auto it = std::partition_point(records.begin(), records.end(),
+                                         [&](const RECORD &record) { return record.*member < key; });
+    return it != records.end() && (*it).*member == key ? &*it : nullptr;
+}
+
+// All records with this key.
+template <class RECORD, class KEY, class MEMBER>
+std::span<const RECORD> find_records(const std::vector<RECORD> &records, KEY key, MEMBER member) {
+    const auto first = std::partition_point(records.begin(), records.end(),
+                                            [&](const RECORD &record) { return record.*member < key; });
+    const auto last = std::partition_point(first, records.end(),
+                                           [&](const RECORD &record) { return record.*member == key; });
+    return {first, last};
+}
+
+} // namespace
+
+std::string_view obstacle_text(Obstacle obstacle) {
+    constexpr std::string_view TEXTS[] = {"",
+                                          "index-organized table",
+                                          "storage of a nested table",
+                                          "external table",
+                                          "temporary table",
+                                          "columns are lost",
+                                          "row that says where it is is lost",
+                                          "no storage"};
+    return TEXTS[static_cast<size_t>(obstacle)];
+}
+
+Dictionary::Dictionary(FileSet &files, const ScanIndexes &scans, ReadOptions options,
+                       std::optional<Charset> charset) {
+    if (files.root() == nullptr && files.scanned(0).empty())
+        throw InputError("no file of the SYSTEM tablespace is given, which holds the dictionary");
+    DictionaryReader(*this, files, scans, options).read();
+    arena_.insert(arena_.end(), READ_SLACK, '\0');
+    tally_.coalesce();
+    charset_ = charset ? charset->oracle : property("NLS_CHARACTERSET");
+    const Charset *known = charset ? &*charset : find_charset(charset_);
+    if (known == nullptr)
+        notes_.push_back(charset_.empty()
+                             ? "the character set of the database is lost, names are read as UTF-8"
+                             : "character set \"" + charset_ + "\" is not known, names are read as UTF-8");
+    decoder_ = std::make_unique<TextDecoder>(known != nullptr ? *known : FALLBACK);
+}
+
+Dictionary::~Dictionary() = default;
+
+const UserRecord *Dictionary::user(uint32_t number) const {
+    return find_record(users_, number, &UserRecord::user);
+}
+
+const TablespaceRecord *Dictionary::tablespace(uint32_t number) const {
+    return find_record(tablespaces_, number, &TablespaceRecord::tablespace);
+}
+
+const ObjectRecord *Dictionary::object(uint32_t number) const {
+    return find_record(objects_, number, &ObjectRecord::object);
+}
+
+const TableRecord *Dictionary::table(uint32_t object) const {
+    return find_record(tables_, object, &TableRecord::object);
+}
+
+const ClusterRecord *Dictionary::cluster(uint32_t object) const {
+    return find_record(clusters_, object, &ClusterRecord::object);
+}
+
+const IndexRecord *Dictionary::index(uint32_t object) const {
+    return find_record(indexes_, object, &IndexRecord::object);
+}
+
+std::span<const ColumnRecord> Dictionary::columns(uint32_t table) const {
+    return find_records(columns_, table, &ColumnRecord::table);
+}
+
+std::span<const PartitionRecord> Dictionary::partitions(uint32_t parent) const {
+    return find_records(partitions_, parent, &PartitionRecord::parent);
+}
+
+std::span<const LobRecord> Dictionary::lobs(uint32_t table) const {
+    return find_records(lobs_, table, &LobRecord::table);
+}
+
+std::span<const LobFragmentRecord> Dictionary::lob_fragments(uint32_t lob_object) const {
+    return find_records(lob_fragments_, lob_object, &LobFragmentRecord::parent);
+}
+
+std::span<const KeyColumnRecord> Dictionary::primary_key(uint32_t table) const {
+    return find_records(keys_, table, &KeyColumnRecord::table);
+}
+
+const DefaultRecord *Dictionary::added_default(uint32_t table, uint32_t internal_column) const {
+    for (const DefaultRecord &record : find_records(defaults_, table, &DefaultRecord::table))
+        if (record.internal_column == internal_column)
+            return &record;
+    return nullptr;
+}
+
+bool Dictionary::has_data_object(uint32_t data_object) const {
+    return std::binary_search(data_objects_.begin(), data_objects_.end(), data_object);
+}
+
+std::string_view Dictionary::property(std::string_view name) const {
+    for (const auto &[key, value] : properties_)
+        if (bytes(key) == name)
+            return bytes(value);
+    return {};
+}
+
+std::string Dictionary::text(NameRef name) const {
+    const std::lock_guard<std::mutex> guard(decoder_lock_);
+    uint64_t replaced = 0;
+    return std::string(
+        decoder_->decode(reinterpret_cast<const uint8_t *>(arena_.data()) + name.at, name.size, replaced));
+}
+
+std::string Dictionary::owner_name(uint32_t object_number) const {
+    const ObjectRecord *record = object(object_number);
+    const UserRecord *owner = record == nullptr ? nullptr : user(record->owner);
+    return owner == nullptr || owner->name.empty() ? "UNKNOWN" : text(owner->name);
+}
+
+std::string Dictionary::object_name(uint32_t object_number) const {
+    const ObjectRecord *record = object(object_number);
+    return record == nullptr || record->name.empty() ? "OBJ_" + std::to_string(object_number)
+                                                     : text(record->name);
+}
+
+Obstacle Dictionary::obstacle(const TableRecord &table) const {
+    const ObjectRecord *record = object(table.object);
+    const bool temporary = record != nullptr && (record->flags & OBJECT_TEMPORARY) != 0;
+    if ((table.property & TABLE_INDEX_ORGANIZED) != 0)
+        return Obstacle::index_organized;
+    if ((table.property & TABLE_NESTED) != 0)
+        return Obstacle::nested;
+    if ((table.property & TABLE_EXTERNAL) != 0)
+        return Obstacle::external;
+    if (temporary || (table.property & TABLE_TEMPORARY) != 0)
+        return Obstacle::temporary;
+    if (table.row_lost)
+        return Obstacle::row_lost;
+    if (columns(table.object).empty())
+        return Obstacle::no_columns;
+    const std::vector<TableSegment> parts = segments(table);
+    if (parts.empty())
+        return Obstacle::row_lost;
+    const bool stored = std::any_of(parts.begin(), parts.end(),
+                                    [](const TableSegment &part) { return part.segment.has_storage(); });
+    return stored ? Obstacle::none : Obstacle::no_storage;
+}
+
+std::vector<TableSegment> Dictionary::segments(const TableRecord &table) const {
+    if (table.row_lost)
+        return {};
+    if (table.cluster != 0)
+        return {cluster_segment(table)};
+    if ((table.property & TABLE_PARTITIONED) == 0 && partitions(table.object).empty())
+        return {{{table.tablespace, table.file, table.block, table.object, table.data_object},
+                 {},
+                 {},
+                 table.object}};
+    std::vector<TableSegment> parts;
+    for (const PartitionRecord &partition : partitions(table.object)) {
+        const NameRef name = partition_name(partition.object);
+        const std::span<const PartitionRecord> inner = partitions(partition.object);
+        if (inner.empty() && partition.data_object != 0)
+            parts.push_back(partition_segment(partition, name, {}));
+        for (const PartitionRecord &subpartition : inner)
+            parts.push_back(partition_segment(subpartition, name, partition_name(subpartition.object)));
+    }
+    return parts;
+}
+
+// Where the row of the cluster is lost, the table's own row has the place of the segment all the same.
+TableSegment Dictionary::cluster_segment(const TableRecord &table) const {
+    const ClusterRecord *record = cluster(table.cluster);
+    const SegmentRef segment =
+        record != nullptr
+            ? SegmentRef{record->tablespace, record->file, record->block, record->object, record->data_object}
+            : SegmentRef{table.tablespace, table.file, table.block, table.cluster, 0};
+    return {segment, {}, {}, table.object};
+}
+
+TableSegment Dictionary::partition_segment(const PartitionRecord &part, NameRef partition,
+                                           NameRef subpartition) const {
+    return {{part.tablespace, part.file, part.block, part.object, part.data_object},
+            partition,
+            subpartition,
+            part.object};
+}
+
+NameRef Dictionary::partition_name(uint32_t partition) const {
+    const ObjectRecord *record = object(partition);
+    return record == nullptr ? NameRef{} : record->subname;
+}
+
+} // namespace vexlo

@@ -1,0 +1,178 @@
+#include "rescue/table_layout.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "output/names.h"
+#include "values/text_scan.h"
+
+namespace vexlo {
+
+namespace {
+
+constexpr uint64_t NOT_SHOWN = COLUMN_HIDDEN | COLUMN_DROPPED | COLUMN_UNUSED | COLUMN_VIRTUAL;
+constexpr uint32_t MOST_STORED_COLUMNS = 4096; // far more than any table has
+
+// Type codes of columns whose stored value is a LOB locator, beside those that are stored as LOBs by
+// property.
+constexpr uint16_t TYPE_CLOB = 112;
+constexpr uint16_t TYPE_BLOB = 113;
+constexpr uint16_t TYPE_BFILE = 114;
+constexpr uint16_t TYPE_JSON = 119;
+
+bool is_shown(const ColumnRecord &column) {
+    return column.column != 0 && (column.property & NOT_SHOWN) == 0;
+}
+
+bool is_lob(const ColumnRecord &column) {
+    return column.type == TYPE_CLOB || column.type == TYPE_BLOB || column.type == TYPE_BFILE ||
+           column.type == TYPE_JSON || (column.property & COLUMN_STORED_AS_LOB) != 0;
+}
+
+// The columns that come out, as a SELECT * shows them; with `hidden` the others behind them.
+std::vector<const ColumnRecord *> output_columns(std::span<const ColumnRecord> columns, bool hidden) {
+    std::vector<const ColumnRecord *> shown, others;
+    for (const ColumnRecord &column : columns)
+        (is_shown(column) ? shown : others).push_back(&column);
+    std::stable_sort(shown.begin(), shown.end(),
+                     [](const ColumnRecord *a, const ColumnRecord *b) { return a->column < b->column; });
+    if (hidden)
+        shown.insert(shown.end(), others.begin(), others.end());
+    return shown;
+}
+
+// A column of an object type shows what a hidden column of its number holds, such as the text of an XMLTYPE.
+const ColumnRecord *storage_of(const ColumnRecord &column, std::span<const ColumnRecord> columns) {
+    if (column.segment_column != 0)
+        return &column;
+    const auto it = std::find_if(columns.begin(), columns.end(), [&](const ColumnRecord &other) {
+        return other.column == column.column && other.segment_column != 0 && is_lob(other) &&
+               (other.property & COLUMN_HIDDEN) != 0;
+    });
+    return it == columns.end() || column.column == 0 ? nullptr : &*it;
+}
+
+class LayoutMaker {
+public:
+    LayoutMaker(const Dictionary &dictionary, const TableRecord &table, bool hidden)
+        : dictionary_(dictionary), table_(table), columns_(dictionary.columns(table.object)),
+          shown_(output_columns(columns_, hidden)), cluster_(dictionary.cluster(table.cluster)) {}
+
+    TableLayout make() {
+        describe();
+        place_columns();
+        add_defaults();
+        return std::move(layout_);
+    }
+
+private:
+    void describe() {
+        layout_.object = table_.object;
+        layout_.table.owner = dictionary_.owner_name(table_.object);
+        layout_.table.name = dictionary_.object_name(table_.object);
+        layout_.cluster_table = table_.cluster != 0 ? table_.cluster_table : 0;
+        const uint32_t flags =
+            table_.flags | (cluster_ != nullptr && table_.cluster != 0 ? cluster_->flags : 0);
+        layout_.row_dependencies = (flags & FLAGS_ROW_DEPENDENCIES) != 0;
+        UniqueNames names;
+        for (const ColumnRecord *column : shown_) {
+            std::string name = dictionary_.text(column->name);
+            if (name.empty())
+                name = "COLUMN_" + std::to_string(layout_.table.columns.size() + 1);
+            const ColumnRecord *storage = storage_of(*column, columns_);
+            const ColumnRecord &typed = storage != nullptr ? *storage : *column;
+            layout_.table.columns.push_back({names.take(name), column_kind(typed.type, typed.is_national()),
+                                             typed.is_national(), typed.type, typed.length});
+            layout_.internal_columns.push_back(column->internal_column);
+        }
+    }
+
+    // Columns stand in the row by SEGCOL#. Where a record is lost its place stays, and the column is passed
+    // over; numbers that cannot be places give an order alone.
+    void place_columns() {
+        std::vector<const ColumnRecord *> stored;
+        for (const ColumnRecord &column : columns_)
+            if (column.segment_column != 0)
+                stored.push_back(&column);
+        std::stable_sort(stored.begin(), stored.end(), [](const ColumnRecord *a, const ColumnRecord *b) {
+            return a->segment_column < b->segment_column;
+        });
+        const auto same = std::adjacent_find(stored.begin(), stored.end(),
+                                             [](const ColumnRecord *a, const ColumnRecord *b) {
+                                                 return a->segment_column == b->segment_column;
+                                             });
+        const bool places =
+            same == stored.end() && (stored.empty() || stored.back()->segment_column <= MOST_STORED_COLUMNS);
+        for (const ColumnRecord *column : stored) {
+            while (places && layout_.stored.size() + 1 < column->segment_column)
+                add_stored(nullptr);
+            add_stored(column);
+        }
+    }
+
+    void add_stored(const ColumnRecord *column) {
+        StoredColumn stored;
+        const size_t place = layout_.stored.size() + 1;
+        stored.from_key = table_.cluster != 0 && place <= key_columns();
+        if (column != nullptr) {
+            stored.output = output_of(*column);
+            const ColumnKind kind = column_kind(column->type, column->is_national());
+            stored.is_long = kind == ColumnKind::long_text || kind == ColumnKind::long_raw;
+            stored.is_lob = is_lob(*column);
+            stored.encrypted = (column->property & COLUMN_ENCRYPTED) != 0;
+            if ((column->property & COLUMN_GUARD) != 0)
+                layout_.guard_column = static_cast<int32_t>(layout_.stored.size());
+        }
+        layout_.stored.push_back(stored);
+        records_.push_back(column);
+    }
+
+    size_t key_columns() const { return cluster_ != nullptr ? cluster_->columns : table_.cluster_columns; }
+
+    // The output column that shows a stored one; -1 when none does.
+    int32_t output_of(const ColumnRecord &column) const {
+        for (size_t i = 0; i < shown_.size(); ++i)
+            if (storage_of(*shown_[i], columns_) == &column)
+                return static_cast<int32_t>(i);
+        return -1;
+    }
+
+    void add_defaults() {
+        for (size_t i = 0; i < records_.size(); ++i) {
+            const ColumnRecord *column = records_[i];
+            const int32_t output = layout_.stored[i].output;
+            if (column == nullptr || output < 0 || (column->property & COLUMN_ADDED_DEFAULT) == 0)
+                continue;
+            AddedDefault added;
+            added.stored = static_cast<uint32_t>(i);
+            added.output = output;
+            added.when_absent = !column->not_null;
+            take_value(*column, added);
+            layout_.defaults.push_back(std::move(added));
+        }
+    }
+
+    void take_value(const ColumnRecord &column, AddedDefault &added) const {
+        const DefaultRecord *record = dictionary_.added_default(table_.object, column.internal_column);
+        if (record == nullptr)
+            return;
+        added.guard = record->guard;
+        added.known = added.is_null = record->value.empty();
+    }
+
+    const Dictionary &dictionary_;
+    const TableRecord &table_;
+    const std::span<const ColumnRecord> columns_;
+    const std::vector<const ColumnRecord *> shown_;
+    const ClusterRecord *cluster_;
+    TableLayout layout_;
+    std::vector<const ColumnRecord *> records_; // of layout_.stored; null where a record is lost
+};
+
+} // namespace
+
+TableLayout make_layout(const Dictionary &dictionary, const TableRecord &table, bool hidden) {
+    return LayoutMaker(dictionary, table, hidden).make();
+}
+
+} // namespace vexlo

@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/packages.sh g++ cmake ninja-build libsqlite3-dev libcli11-dev
+scripts/packages.sh g++ cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3-dev
 cmake --preset release -DVEXLO_TESTS=OFF -B build/demo >/dev/null
 cmake --build build/demo --target vexlo vexlo-sample vexlo-convert
 

@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/packages.sh g++ cmake ninja-build libgtest-dev libsqlite3-dev sqlite3 python3 libcli11-dev
+scripts/packages.sh g++ cmake ninja-build libgtest-dev libsqlite3-dev sqlite3 python3 libcli11-dev nlohmann-json3-dev
 for preset in release debug; do
     cmake --preset "$preset"
     cmake --build --preset "$preset"

@@ -1,0 +1,117 @@
+// The record of a run, DIR/rescue.json: what was read, what came of every table, what was lost. It is
+// replaced as a whole after each table, so that a run that was interrupted at any moment can go on from it.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vexlo {
+
+constexpr char RECORD_NAME[] = "rescue.json";
+
+enum class TableStatus : uint8_t {
+    complete, // every row of it is in the outputs
+    partial,  // there are losses or rows that cannot be trusted
+    failed,   // it could not be read or written, or its turn has not come
+    skipped,  // of a kind that is not recovered
+};
+
+// A file of the input as the record names it. Numbers are those of its header; none for a file without one.
+struct FileEntry {
+    std::string path;
+    std::optional<uint32_t> file, relative_file, tablespace, block_size, blocks;
+    std::optional<uint64_t> checkpoint_scn;
+    std::string status; // "used", "duplicate", "damaged header", "missing" or "not a datafile"
+
+    bool operator==(const FileEntry &) const = default;
+};
+
+// A range of blocks of a table that could not be had.
+struct LossEntry {
+    std::string kind; // "check value", "tail", "address", "unreadable" or "missing file"
+    uint32_t file;    // relative file number
+    uint32_t block;   // the first one
+    uint32_t blocks;
+
+    bool operator==(const LossEntry &) const = default;
+};
+
+struct OutputEntry {
+    std::string path; // in the output directory
+    uint64_t bytes;
+    uint32_t crc32;
+
+    bool operator==(const OutputEntry &) const = default;
+};
+
+struct BlocksEntry {
+    uint64_t data = 0, unformatted = 0, foreign = 0, older = 0;
+
+    bool operator==(const BlocksEntry &) const = default;
+};
+
+struct TableEntry {
+    std::string owner, table;
+    std::optional<std::string> partition;
+    TableStatus status = TableStatus::failed;
+    std::optional<std::string> reason;
+    uint64_t rows = 0, suspect_rows = 0, null_values = 0;
+    BlocksEntry blocks;
+    std::vector<LossEntry> losses;
+    std::vector<OutputEntry> outputs;
+
+    bool operator==(const TableEntry &) const = default;
+};
+
+struct RunRecord {
+    std::string version;
+    std::vector<std::string> command;
+    std::string started,
+        finished; // moments such as 2024-02-29T12:30:00Z; `finished` is empty while the run goes on
+    std::optional<int> exit_status;
+    std::vector<FileEntry> files;
+    std::vector<TableEntry> tables;
+
+    bool operator==(const RunRecord &) const = default;
+};
+
+// "complete", "partial", "failed" or "skipped".
+std::string_view status_name(TableStatus status);
+
+// The text of the record. Bytes of names that are no UTF-8 are replaced.
+std::string record_text(const RunRecord &record);
+
+// Reads such a text; throws InputError for anything else.
+RunRecord parse_record(std::string_view text);
+
+// The record in a directory, or none when there is no file of its name. Throws InputError for one that cannot
+// be read.
+std::optional<RunRecord> load_record(const std::string &directory);
+
+// The present moment as the record writes it.
+std::string moment_text(std::chrono::system_clock::time_point moment);
+
+// Keeps the file of a record up to date.
+class RecordFile {
+public:
+    explicit RecordFile(const std::string &directory);
+
+    // Replaces the file: the new one is complete on the disk before it gets the name. Throws OutputError.
+    void write(const RunRecord &record);
+
+    // The same after a table, unless the record has grown so large that writing it again after every table
+    // would take a good part of the run's time; the next call makes up for it.
+    void write_if_due(const RunRecord &record);
+
+private:
+    std::string path_;
+    size_t size_ = 0;
+    std::chrono::steady_clock::duration cost_{};
+    std::chrono::steady_clock::time_point written_;
+};
+
+} // namespace vexlo

@@ -1,5 +1,6 @@
 #include "output/name_pattern.h"
 
+#include "output/names.h"
 #include "values/errors.h"
 
 namespace vexlo {
@@ -8,14 +9,6 @@ namespace {
 
 char folded(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-}
-
-// Bytes of the character at the start of `text`, which is not empty.
-size_t character_size(std::string_view text) {
-    size_t size = 1;
-    while (size < text.size() && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80)
-        ++size;
-    return size;
 }
 
 // Each * is first taken for nothing and, where the rest does not fit, for one character more; only the last *

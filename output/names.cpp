@@ -1,5 +1,8 @@
 #include "output/names.h"
 
+#include <algorithm>
+#include <cstdint>
+
 #include "values/hex.h"
 
 namespace vexlo {
@@ -22,22 +25,32 @@ std::string folded(std::string_view name) {
     return text;
 }
 
+std::string escaped(char c) {
+    const auto byte = static_cast<uint8_t>(c);
+    char digits[2];
+    put_hex(&byte, 1, digits);
+    return "%" + std::string(digits, sizeof digits);
+}
+
 } // namespace
+
+size_t character_size(std::string_view text) {
+    size_t size = 1;
+    while (size < std::min<size_t>(text.size(), 4) && (static_cast<uint8_t>(text[size]) & 0xC0) == 0x80)
+        ++size;
+    return size;
+}
 
 std::string safe_file_name(std::string_view name) {
     std::string safe;
-    for (const char c : name) {
-        if (safe.size() >= FILE_NAME_MAX)
+    while (!name.empty()) {
+        const size_t size = character_size(name);
+        const bool plain = !is_reserved(name[0]) && !(name[0] == '.' && safe.empty());
+        const std::string character = plain ? std::string(name.substr(0, size)) : escaped(name[0]);
+        if (safe.size() + character.size() > FILE_NAME_MAX)
             break;
-        if (!is_reserved(c) && !(c == '.' && safe.empty())) {
-            safe += c;
-            continue;
-        }
-        const auto byte = static_cast<uint8_t>(c);
-        char digits[2];
-        put_hex(&byte, 1, digits);
-        safe += '%';
-        safe.append(digits, sizeof digits);
+        safe += character;
+        name.remove_prefix(plain ? size : 1);
     }
     return safe.empty() ? "_" : safe;
 }

@@ -2,6 +2,7 @@
 // unique identifiers.
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <string_view>
@@ -9,9 +10,12 @@
 
 namespace vexlo {
 
+// Bytes of the UTF-8 character at the start of `text`, which is not empty; 1 for what is no character.
+size_t character_size(std::string_view text);
+
 // `name` as one component of a path: "/", "%", "'", what other systems reserve, control characters and a
-// leading "." are written as %XX, an empty name as "_", and the length is bounded. Never "." or "..", never
-// with a "/".
+// leading "." are written as %XX, an empty name as "_", and the length is bounded, cut between
+// characters. Never "." or "..", never with a "/".
 std::string safe_file_name(std::string_view name);
 
 // Names that have been given out so far; upper and lower case ASCII letters count as the same.

@@ -13,6 +13,16 @@ TEST(Names, OrdinaryNamesStayAsTheyAre) {
     EXPECT_EQ(safe_file_name("\xC3\x84RZTE"), "\xC3\x84RZTE");
 }
 
+TEST(Names, LongNamesAreCutBetweenCharacters) {
+    std::string name = "ab";
+    for (int i = 0; i < 100; ++i)
+        name += "\xE2\x82\xAC"; // three bytes each
+    EXPECT_EQ(safe_file_name(name), name.substr(0, 2 + 3 * 59));
+    EXPECT_EQ(safe_file_name(std::string(179, 'x') + "/y"), std::string(179, 'x'));
+    EXPECT_EQ(safe_file_name(std::string(200, 'x')), std::string(180, 'x'));
+    EXPECT_EQ(safe_file_name(std::string(300, '\xA9')).size(), 180U);
+}
+
 TEST(Names, NeverLeaveTheDirectory) {
     EXPECT_EQ(safe_file_name("../../etc/passwd"), "%2E.%2F..%2Fetc%2Fpasswd");
     EXPECT_EQ(safe_file_name(".."), "%2E.");

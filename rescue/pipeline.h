@@ -22,9 +22,10 @@ class Pipeline {
 public:
     static constexpr size_t ITEMS_A_THREAD = 2;
 
-    // source(item) fills an item and returns false at the end; work(worker, item) is called by thread number
-    // `worker` (0 to threads - 1) alone; sink(item) is called by one thread at a time. All three must outlive
-    // the pipeline.
+    // source(item) fills an item and returns false at the end; work(worker, item, flush) is called by thread
+    // number `worker` (0 to threads - 1) alone; sink(item) is called by one thread at a time. All three must
+    // outlive the pipeline. An item that grows too large calls flush() in the middle of its work: that waits
+    // for its turn and gives the sink what the item holds so far.
     Pipeline(SOURCE &source, WORK &work, SINK &sink) : source_(source), work_(work), sink_(sink) {}
 
     // Runs with `threads` threads, the caller's among them, until the source has ended and the sink has
@@ -55,7 +56,7 @@ private:
         while (ITEM *item = take(number)) {
             std::exception_ptr error;
             try {
-                work_(worker, *item);
+                work_(worker, *item, [&] { flush(number, *item); });
             } catch (...) {
                 error = std::current_exception();
             }
@@ -91,6 +92,33 @@ private:
         return item;
     }
 
+    // Thrown through the work on an item whose results nobody will take.
+    struct Cancelled {};
+
+    // Gives the sink what an item holds when all items in front of it are done.
+    void flush(uint64_t number, ITEM &item) {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return failed_ || (next_given_ == number && !sinking_); });
+        if (failed_)
+            throw Cancelled();
+        sinking_ = true;
+        lock.unlock();
+        const std::exception_ptr error = give(item);
+        lock.lock();
+        sinking_ = false;
+        if (error)
+            fail(error);
+        if (failed_)
+            throw Cancelled();
+    }
+
+    // Under the lock: ends all threads with this error.
+    void fail(const std::exception_ptr &error) {
+        error_ = error;
+        failed_ = true;
+        changed_.notify_all();
+    }
+
     // Takes an item that is done, and gives the sink what is next, unless another thread is at it.
     void put(uint64_t number, Done done) {
         std::unique_lock lock(mutex_);
@@ -105,13 +133,12 @@ private:
             const std::exception_ptr error = next.error ? next.error : give(*next.item);
             lock.lock();
             free_.push_back(next.item);
-            if (error) {
-                error_ = error;
-                failed_ = true;
-            }
+            if (error)
+                fail(error);
             changed_.notify_all();
         }
         sinking_ = false;
+        changed_.notify_all();
     }
 
     std::exception_ptr give(ITEM &item) {

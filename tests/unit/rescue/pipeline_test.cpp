@@ -34,7 +34,7 @@ class PipelineThreads : public testing::TestWithParam<size_t> {};
 TEST_P(PipelineThreads, TheSinkGetsEveryItemInTheOrderOfTheSource) {
     std::vector<int> given;
     run_pipeline<Item>(
-        GetParam(), numbers(500), [](size_t, Item &item) { work_unevenly(item); },
+        GetParam(), numbers(500), [](size_t, Item &item, auto) { work_unevenly(item); },
         [&](Item &item) { given.push_back(item.result); });
     std::vector<int> expected(500);
     for (int i = 0; i < 500; ++i)
@@ -45,7 +45,7 @@ TEST_P(PipelineThreads, TheSinkGetsEveryItemInTheOrderOfTheSource) {
 TEST_P(PipelineThreads, NothingComesOfAnEmptySource) {
     int given = 0;
     run_pipeline<Item>(
-        GetParam(), numbers(0), [](size_t, Item &) {}, [&](Item &) { ++given; });
+        GetParam(), numbers(0), [](size_t, Item &, auto) {}, [&](Item &) { ++given; });
     EXPECT_EQ(given, 0);
 }
 
@@ -58,7 +58,7 @@ TEST_P(PipelineThreads, TakesNoMoreItemsThanItsThreadsHaveRoomFor) {
             most = std::max<int>(most, now);
             return source(item);
         },
-        [](size_t, Item &item) { work_unevenly(item); },
+        [](size_t, Item &item, auto) { work_unevenly(item); },
         [&](Item &) {
             std::this_thread::sleep_for(std::chrono::microseconds(50));
             --open;
@@ -72,7 +72,7 @@ TEST_P(PipelineThreads, AWorkerNumberBelongsToOneThreadAtATimeAndTheSinkToOne) {
     std::atomic<bool> shared = false;
     run_pipeline<Item>(
         GetParam(), numbers(300),
-        [&](size_t worker, Item &item) {
+        [&](size_t worker, Item &item, auto) {
             shared = shared || busy.at(worker)++ != 0;
             work_unevenly(item);
             --busy.at(worker);
@@ -86,7 +86,7 @@ TEST_P(PipelineThreads, AWorkerNumberBelongsToOneThreadAtATimeAndTheSinkToOne) {
 
 TEST_P(PipelineThreads, AnExceptionOfTheWorkComesAfterTheItemsInFrontOfIt) {
     std::vector<int> given;
-    const auto work = [](size_t, Item &item) {
+    const auto work = [](size_t, Item &item, auto) {
         work_unevenly(item);
         if (item.number == 100)
             throw std::runtime_error("item 100");
@@ -110,17 +110,17 @@ TEST_P(PipelineThreads, AnExceptionOfTheSourceComesAfterTheItemsInFrontOfIt) {
             throw std::runtime_error("source");
         return true;
     };
-    EXPECT_THROW(
-        run_pipeline<Item>(
-            GetParam(), source, [](size_t, Item &item) { work_unevenly(item); }, [&](Item &) { ++given; }),
-        std::runtime_error);
+    EXPECT_THROW(run_pipeline<Item>(
+                     GetParam(), source, [](size_t, Item &item, auto) { work_unevenly(item); },
+                     [&](Item &) { ++given; }),
+                 std::runtime_error);
     EXPECT_EQ(given, 50);
 }
 
 TEST_P(PipelineThreads, AnExceptionOfTheSinkEndsTheRun) {
     int given = 0;
     EXPECT_THROW(run_pipeline<Item>(
-                     GetParam(), numbers(1 << 30), [](size_t, Item &) {},
+                     GetParam(), numbers(1 << 30), [](size_t, Item &, auto) {},
                      [&](Item &item) {
                          ++given;
                          if (item.number == 20)
@@ -128,6 +128,44 @@ TEST_P(PipelineThreads, AnExceptionOfTheSinkEndsTheRun) {
                      }),
                  std::runtime_error);
     EXPECT_EQ(given, 21);
+}
+
+TEST_P(PipelineThreads, AnItemCanBeGivenInPartsInItsTurn) {
+    std::vector<int> given;
+    run_pipeline<Item>(
+        GetParam(), numbers(200),
+        [](size_t, Item &item, auto flush) {
+            const int number = item.number;
+            for (int part = 0; part < number % 4; ++part) {
+                item.number = 10 * number + part;
+                flush();
+            }
+            item.number = 10 * number + 9;
+        },
+        [&](Item &item) { given.push_back(item.number); });
+    std::vector<int> expected;
+    for (int number = 0; number < 200; ++number) {
+        for (int part = 0; part < number % 4; ++part)
+            expected.push_back(10 * number + part);
+        expected.push_back(10 * number + 9);
+    }
+    EXPECT_EQ(given, expected);
+}
+
+TEST_P(PipelineThreads, AnExceptionOfTheSinkReachesItemsGivenInParts) {
+    const auto work = [](size_t, Item &, auto flush) {
+        for (int part = 0; part < 3; ++part)
+            flush();
+    };
+    int given = 0;
+    EXPECT_THROW(run_pipeline<Item>(GetParam(), numbers(100), work,
+                                    [&](Item &item) {
+                                        ++given;
+                                        if (item.number == 2)
+                                            throw std::runtime_error("sink");
+                                    }),
+                 std::runtime_error);
+    EXPECT_EQ(given, 9);
 }
 
 INSTANTIATE_TEST_SUITE_P(Threads, PipelineThreads, testing::Values(1, 2, 4, 7));

@@ -19,7 +19,8 @@ int write_all(int fd, const char *data, size_t size) {
     return 0;
 }
 
-BackgroundWriter::BackgroundWriter(int fd) : fd_(fd), thread_([this] { run(); }) {}
+BackgroundWriter::BackgroundWriter(int fd, Digest *digest)
+    : fd_(fd), digest_(digest), thread_([this] { run(); }) {}
 
 BackgroundWriter::~BackgroundWriter() {
     wait();
@@ -57,6 +58,8 @@ void BackgroundWriter::run() {
             return;
         lock.unlock();
         const int error = write_all(fd_, data_, size_);
+        if (digest_ != nullptr)
+            digest_->add(data_, size_);
         lock.lock();
         if (error_ == 0)
             error_ = error;

@@ -6,6 +6,8 @@
 #include <mutex>
 #include <thread>
 
+#include "output/digest.h"
+
 namespace vexlo {
 
 // Writes `size` bytes at `data` to `fd`; returns 0 or an errno.
@@ -13,8 +15,8 @@ int write_all(int fd, const char *data, size_t size);
 
 class BackgroundWriter {
 public:
-    // `fd` must stay open as long as the writer lives.
-    explicit BackgroundWriter(int fd);
+    // `fd` must stay open as long as the writer lives. `digest`, which may be null, takes what is written.
+    explicit BackgroundWriter(int fd, Digest *digest = nullptr);
     ~BackgroundWriter();
     BackgroundWriter(const BackgroundWriter &) = delete;
     BackgroundWriter &operator=(const BackgroundWriter &) = delete;
@@ -30,6 +32,7 @@ private:
     void run();
 
     int fd_;
+    Digest *digest_;
     std::mutex mutex_;
     std::condition_variable changed_;
     const char *data_ = nullptr; // null when there is nothing to write

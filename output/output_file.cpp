@@ -18,11 +18,13 @@ namespace {
     throw OutputError(path + ": " + what + ": " + std::strerror(errno));
 }
 
+constexpr std::string_view UNFINISHED = ".part";
+
 std::string temporary_name(const std::string &final_path) {
     const size_t slash = final_path.rfind('/');
     const size_t base = slash == std::string::npos ? 0 : slash + 1;
     return final_path.substr(0, base) + "." + final_path.substr(base) + "." + std::to_string(getpid()) +
-           ".part";
+           std::string(UNFINISHED);
 }
 
 FileHandle create(const std::string &path) {
@@ -41,6 +43,16 @@ FileHandle duplicate_standard_output() {
 
 } // namespace
 
+std::optional<std::string> unfinished_output(std::string_view name) {
+    if (!name.starts_with('.') || !name.ends_with(UNFINISHED))
+        return std::nullopt;
+    name = name.substr(1, name.size() - 1 - UNFINISHED.size());
+    const size_t dot = name.rfind('.');
+    const bool numbered = dot != std::string_view::npos && dot + 1 < name.size() &&
+                          name.find_first_not_of("0123456789", dot + 1) == std::string_view::npos;
+    return numbered ? std::optional(std::string(name.substr(0, dot))) : std::nullopt;
+}
+
 PendingPath::PendingPath(const std::string &final_path)
     : final_(final_path), temporary_(temporary_name(final_path)) {}
 
@@ -55,8 +67,8 @@ void PendingPath::commit() {
     pending_ = false;
 }
 
-OutputFile::OutputFile(const std::string &final_path)
-    : path_(std::make_unique<PendingPath>(final_path)), file_(create(path_->temporary())) {}
+OutputFile::OutputFile(const std::string &final_path, std::vector<WrittenFile> *log)
+    : path_(std::make_unique<PendingPath>(final_path)), log_(log), file_(create(path_->temporary())) {}
 
 OutputFile::OutputFile() : file_(duplicate_standard_output()) {}
 
@@ -68,7 +80,7 @@ void OutputFile::check(int error) const {
 
 void OutputFile::start(ByteBuffer &bytes) {
     if (!writer_)
-        writer_ = std::make_unique<BackgroundWriter>(file_.get());
+        writer_ = std::make_unique<BackgroundWriter>(file_.get(), log_ != nullptr ? &digest_ : nullptr);
     check(writer_->wait());
     writing_.swap(bytes);
     bytes.clear();
@@ -102,11 +114,19 @@ void OutputFile::finish() {
         flush();
         check(writer_->wait());
     } else {
-        check(write_all(file_.get(), filling_.data(), filling_.size()));
+        write_at_once(filling_);
     }
     check(file_.close() == 0 ? 0 : errno);
     if (path_)
         path_->commit();
+    if (log_ != nullptr)
+        log_->push_back({path_->final_path(), digest_.bytes(), digest_.crc32()});
+}
+
+void OutputFile::write_at_once(const ByteBuffer &bytes) {
+    check(write_all(file_.get(), bytes.data(), bytes.size()));
+    if (log_ != nullptr)
+        digest_.add(bytes.data(), bytes.size());
 }
 
 Destination::Destination(const std::string &directory)
@@ -115,14 +135,22 @@ Destination::Destination(const std::string &directory)
         fail(directory_, "cannot be created");
 }
 
+Destination Destination::at(const std::string &stem) {
+    Destination destination;
+    destination.stem_ = stem;
+    return destination;
+}
+
 std::string Destination::path_for(std::string_view name, std::string_view extension) {
+    if (!stem_.empty())
+        return stem_ + std::string(extension);
     return directory_ + "/" + used_.take(safe_file_name(name)) + std::string(extension);
 }
 
 std::unique_ptr<OutputFile> Destination::open(std::string_view name, std::string_view extension) {
     if (standard_output_)
         return std::make_unique<OutputFile>();
-    return std::make_unique<OutputFile>(path_for(name, extension));
+    return std::make_unique<OutputFile>(path_for(name, extension), log());
 }
 
 } // namespace vexlo

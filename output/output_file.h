@@ -4,11 +4,14 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "output/background_writer.h"
 #include "output/byte_buffer.h"
+#include "output/digest.h"
 #include "output/file_handle.h"
 #include "output/names.h"
 
@@ -33,13 +36,23 @@ private:
     bool pending_ = true;
 };
 
+// The name that the unfinished output called `name` in its directory was to get; nothing for any other file.
+std::optional<std::string> unfinished_output(std::string_view name);
+
+// An output that has got its final name.
+struct WrittenFile {
+    std::string path;
+    uint64_t bytes;
+    uint32_t crc32;
+};
+
 // A buffered output. Every function throws OutputError when writing fails.
 class OutputFile {
 public:
     static constexpr size_t BUFFER_SIZE = 1 << 18;
 
-    // A file that will be at `final_path`.
-    explicit OutputFile(const std::string &final_path);
+    // A file that will be at `final_path`. It is entered in `log`, unless that is null, when it is finished.
+    explicit OutputFile(const std::string &final_path, std::vector<WrittenFile> *log = nullptr);
     // Standard output.
     OutputFile();
 
@@ -53,9 +66,12 @@ public:
 private:
     void flush();
     void start(ByteBuffer &bytes);
+    void write_at_once(const ByteBuffer &bytes);
     void check(int error) const;
 
     std::unique_ptr<PendingPath> path_; // null for standard output
+    std::vector<WrittenFile> *log_ = nullptr;
+    Digest digest_; // when there is a log
     FileHandle file_;
     ByteBuffer filling_;                       // small pieces
     ByteBuffer writing_;                       // what the writer has been given
@@ -67,17 +83,28 @@ class Destination {
 public:
     // `directory` is created when it is missing; "-" is standard output.
     explicit Destination(const std::string &directory);
+    // A destination for the outputs of one table: whatever their names, all are at `stem`, a path, with their
+    // extensions. They are entered in a log.
+    static Destination at(const std::string &stem);
 
     bool is_standard_output() const { return standard_output_; }
-    // The path of a new output named after `name`, which may be anything; no two calls give the same path.
+    // The path of a new output named after `name`, which may be anything; no two calls give the same path,
+    // but for a destination of one table.
     std::string path_for(std::string_view name, std::string_view extension);
     // The output file at that path, or standard output.
     std::unique_ptr<OutputFile> open(std::string_view name, std::string_view extension);
+    // The log for files at paths made of those from path_for(); null when there is none. The destination must
+    // stay where it is until they are finished.
+    std::vector<WrittenFile> *log() { return stem_.empty() ? nullptr : &written_; }
 
 private:
+    Destination() = default;
+
     std::string directory_;
-    bool standard_output_;
+    std::string stem_; // empty for names in the directory
+    bool standard_output_ = false;
     UniqueNames used_;
+    std::vector<WrittenFile> written_;
 };
 
 } // namespace vexlo

@@ -28,6 +28,12 @@ public:
             kept_.push_back({row, offset, std::move(text)});
     }
     bool empty() const { return count_ == 0; }
+    uint64_t count() const { return count_; }
+    // Counts the rows of the losses from behind the first `rows` rows of the table.
+    void shift(uint64_t rows) {
+        for (Loss &loss : kept_)
+            loss.row += rows;
+    }
     // Tells `report` of all of them and forgets them.
     void tell(TableReport &report);
 

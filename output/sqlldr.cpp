@@ -79,10 +79,11 @@ private:
 
 class SqlldrWriter : public TableWriter {
 public:
-    SqlldrWriter(const Table &table, const std::string &data_path, const std::string &control_path,
+    // The files are at `stem` with their extensions.
+    SqlldrWriter(const Table &table, const std::string &stem, std::vector<WrittenFile> *log,
                  const std::string &charset)
-        : table_(table), data_(data_path), control_(control_path),
-          data_name_(data_path.substr(data_path.rfind('/') + 1)), charset_(charset),
+        : table_(table), data_(stem + ".ldr", log), control_(stem + ".ctl", log),
+          data_name_(stem.substr(stem.rfind('/') + 1) + ".ldr"), charset_(charset),
           longest_(table.columns.size(), 1) {}
 
     std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const override {
@@ -145,8 +146,8 @@ public:
         : destination_(destination), charset_(charset) {}
 
     std::unique_ptr<TableWriter> open_table(const Table &table) override {
-        const std::string stem = destination_.path_for(output_name(table), "");
-        return std::make_unique<SqlldrWriter>(table, stem + ".ldr", stem + ".ctl", charset_);
+        return std::make_unique<SqlldrWriter>(table, destination_.path_for(output_name(table), ""),
+                                              destination_.log(), charset_);
     }
 
 private:

@@ -11,6 +11,8 @@
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <type_traits>
+#include <utility>
 
 #include "output/file_handle.h"
 #include "output/output_file.h"
@@ -87,17 +89,27 @@ void append_list(std::string &text, const char *name, const std::vector<ENTRY> &
     text += "]";
 }
 
-// Reads `object[name]` into `value`, which keeps what it holds when the member is null.
 template <class VALUE>
-void take(const Json &object, const char *name, std::optional<VALUE> &value) {
-    const Json &member = object.at(name);
-    if (!member.is_null())
-        value = member.get<VALUE>();
+VALUE value_of(const Json &member) {
+    if constexpr (std::is_integral_v<VALUE>) {
+        if (!member.is_number_unsigned() || !std::in_range<VALUE>(member.get<uint64_t>()))
+            throw InputError("a number is out of range");
+        return static_cast<VALUE>(member.get<uint64_t>());
+    } else {
+        return member.get<VALUE>();
+    }
 }
 
 template <class VALUE>
 void take(const Json &object, const char *name, VALUE &value) {
-    object.at(name).get_to(value);
+    value = value_of<VALUE>(object.at(name));
+}
+
+// The value keeps what it holds when the member is null.
+template <class VALUE>
+void take(const Json &object, const char *name, std::optional<VALUE> &value) {
+    if (const Json &member = object.at(name); !member.is_null())
+        value = value_of<VALUE>(member);
 }
 
 FileEntry parse_file(const Json &object) {
@@ -121,6 +133,23 @@ TableStatus parse_status(const Json &object) {
     throw InputError("status \"" + name + "\" is not known");
 }
 
+LossEntry parse_loss(const Json &object) {
+    LossEntry loss;
+    take(object, "kind", loss.kind);
+    take(object, "file", loss.file);
+    take(object, "block", loss.block);
+    take(object, "blocks", loss.blocks);
+    return loss;
+}
+
+OutputEntry parse_output(const Json &object) {
+    OutputEntry output;
+    take(object, "path", output.path);
+    take(object, "bytes", output.bytes);
+    take(object, "crc32", output.crc32);
+    return output;
+}
+
 TableEntry parse_table(const Json &object) {
     TableEntry table;
     take(object, "owner", table.owner);
@@ -137,9 +166,9 @@ TableEntry parse_table(const Json &object) {
     take(blocks, "foreign", table.blocks.foreign);
     take(blocks, "older", table.blocks.older);
     for (const Json &loss : object.at("losses"))
-        table.losses.push_back({loss.at("kind"), loss.at("file"), loss.at("block"), loss.at("blocks")});
+        table.losses.push_back(parse_loss(loss));
     for (const Json &output : object.at("outputs"))
-        table.outputs.push_back({output.at("path"), output.at("bytes"), output.at("crc32")});
+        table.outputs.push_back(parse_output(output));
     return table;
 }
 

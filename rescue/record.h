@@ -23,7 +23,8 @@ enum class TableStatus : uint8_t {
 // A file of the input as the record names it. Numbers are those of its header; none for a file without one.
 struct FileEntry {
     std::string path;
-    std::optional<uint32_t> file, relative_file, tablespace, block_size, blocks;
+    std::optional<uint32_t> file, relative_file, tablespace, block_size;
+    std::optional<uint64_t> blocks;
     std::optional<uint64_t> checkpoint_scn;
     std::string status; // "used", "duplicate", "damaged header", "missing" or "not a datafile"
 
@@ -32,18 +33,18 @@ struct FileEntry {
 
 // A range of blocks of a table that could not be had.
 struct LossEntry {
-    std::string kind; // "check value", "tail", "address", "unreadable" or "missing file"
-    uint32_t file;    // relative file number
-    uint32_t block;   // the first one
-    uint32_t blocks;
+    std::string kind;   // "check value", "tail", "address", "unreadable" or "missing file"
+    uint32_t file = 0;  // absolute number, or the relative one where that is not known
+    uint64_t block = 0; // the first one
+    uint64_t blocks = 0;
 
     bool operator==(const LossEntry &) const = default;
 };
 
 struct OutputEntry {
     std::string path; // in the output directory
-    uint64_t bytes;
-    uint32_t crc32;
+    uint64_t bytes = 0;
+    uint32_t crc32 = 0;
 
     bool operator==(const OutputEntry &) const = default;
 };

@@ -70,4 +70,38 @@ TEST(Destination, PathsAreSafeAndDifferent) {
     EXPECT_TRUE(std::filesystem::is_directory(dir / "out"));
 }
 
+TEST(Destination, OfOneTableHasItsOutputsAtOneStemAndInALog) {
+    TemporaryDir dir;
+    vexlo::Destination destination = vexlo::Destination::at(dir / "%2F.T");
+    EXPECT_EQ(destination.path_for("whatever", ".ctl"), dir / "%2F.T.ctl");
+    const auto small = destination.open("whatever", ".csv"), large = destination.open("other", ".ldr");
+    small->append("123456789");
+    const Bytes bytes(3 * vexlo::OutputFile::BUFFER_SIZE, '\0');
+    large->append(bytes);
+    large->append("1");
+    EXPECT_TRUE(destination.log()->empty());
+    small->finish();
+    large->finish();
+    ASSERT_EQ(destination.log()->size(), 2U);
+    EXPECT_EQ((*destination.log())[0].path, dir / "%2F.T.csv");
+    EXPECT_EQ((*destination.log())[0].bytes, 9U);
+    EXPECT_EQ((*destination.log())[0].crc32, 0xCBF43926U);
+    vexlo::Digest digest;
+    digest.add(bytes.data(), bytes.size());
+    digest.add("1", 1);
+    EXPECT_EQ((*destination.log())[1].bytes, bytes.size() + 1);
+    EXPECT_EQ((*destination.log())[1].crc32, digest.crc32());
+}
+
+TEST(OutputFile, UnfinishedOnesAreKnownByTheirNames) {
+    using vexlo::unfinished_output;
+    EXPECT_EQ(unfinished_output(".A.B.csv.123.part"), "A.B.csv");
+    TemporaryDir dir;
+    const std::string temporary = vexlo::PendingPath(dir / "a.b").temporary();
+    EXPECT_EQ(unfinished_output(temporary.substr(temporary.rfind('/') + 1)), "a.b");
+    for (const char *name : {"", "A.csv", ".A.csv", "A.csv.123.part", ".A.csv.12x.part", ".A.csv..part",
+                             ".part", ".A.csv.123.part2"})
+        EXPECT_EQ(unfinished_output(name), std::nullopt) << name;
+}
+
 } // namespace

@@ -39,6 +39,15 @@ TEST_F(RowLossesTest, AreToldInTheirOrderAndOnce) {
                       "x: a.dat: table \"T\", row 4, offset 40: second\n");
 }
 
+TEST_F(RowLossesTest, RowsCountFromBehindThoseInFrontOfTheBatch) {
+    vexlo::RowLosses losses;
+    losses.add(3, 30, "text");
+    EXPECT_EQ(losses.count(), 1U);
+    losses.shift(1000);
+    losses.tell(table_report_);
+    EXPECT_EQ(told(), "x: a.dat: table \"T\", row 1003, offset 30: text\n");
+}
+
 TEST_F(RowLossesTest, AHundredLinesOfAllBatchesThenANumber) {
     for (int batch = 0; batch < 3; ++batch) {
         vexlo::RowLosses losses;

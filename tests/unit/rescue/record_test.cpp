@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "scratch_dir.h"
 #include "values/errors.h"
 
@@ -88,6 +90,9 @@ TEST(RunRecord, WhatIsNoRecordIsRefused) {
     EXPECT_THROW(parse_record(changed("\"partial\"", "\"done\"")), InputError);
     EXPECT_THROW(parse_record(changed("\"rows\":14", "\"rows\":\"14\"")), InputError);
     EXPECT_THROW(parse_record(changed("\"crc32\":4294967295", "\"crc\":1")), InputError);
+    EXPECT_THROW(parse_record(changed("\"crc32\":4294967295", "\"crc32\":4294967296")), InputError);
+    EXPECT_THROW(parse_record(changed("\"rows\":14", "\"rows\":-1")), InputError);
+    EXPECT_THROW(parse_record(changed("\"rows\":14", "\"rows\":1e300")), InputError);
 }
 
 TEST(RecordFile, ReplacesTheFileAndLeavesNothingBeside) {

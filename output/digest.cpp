@@ -1,0 +1,51 @@
+#include "output/digest.h"
+
+#include <array>
+
+#include "format/byte_order.h"
+
+namespace vexlo {
+
+namespace {
+
+constexpr uint32_t POLYNOMIAL = 0xEDB88320; // reflected
+constexpr size_t STEP = 16;                 // bytes taken at once
+
+using Table = std::array<std::array<uint32_t, 256>, STEP>;
+
+// TABLES[k][b] is what byte b adds to the remainder when k bytes follow it.
+constexpr Table TABLES = [] {
+    Table tables{};
+    for (uint32_t b = 0; b < 256; ++b) {
+        uint32_t remainder = b;
+        for (int bit = 0; bit < 8; ++bit)
+            remainder = remainder >> 1 ^ ((remainder & 1) != 0 ? POLYNOMIAL : 0);
+        tables[0][b] = remainder;
+    }
+    for (size_t k = 1; k < STEP; ++k)
+        for (uint32_t b = 0; b < 256; ++b)
+            tables[k][b] = tables[k - 1][b] >> 8 ^ tables[0][tables[k - 1][b] & 0xFF];
+    return tables;
+}();
+
+// What the four bytes of `word` add when `behind` bytes follow the last of them.
+inline uint32_t four_bytes(uint32_t word, size_t behind) {
+    return TABLES[behind + 3][word & 0xFF] ^ TABLES[behind + 2][word >> 8 & 0xFF] ^
+           TABLES[behind + 1][word >> 16 & 0xFF] ^ TABLES[behind][word >> 24];
+}
+
+} // namespace
+
+void Digest::add(const char *data, size_t size) {
+    bytes_ += size;
+    const auto *p = reinterpret_cast<const uint8_t *>(data);
+    uint32_t state = state_;
+    for (; size >= STEP; p += STEP, size -= STEP)
+        state = four_bytes(load_le32(p) ^ state, 12) ^ four_bytes(load_le32(p + 4), 8) ^
+                four_bytes(load_le32(p + 8), 4) ^ four_bytes(load_le32(p + 12), 0);
+    for (; size > 0; ++p, --size)
+        state = state >> 8 ^ TABLES[0][(state ^ *p) & 0xFF];
+    state_ = state;
+}
+
+} // namespace vexlo

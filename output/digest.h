@@ -1,0 +1,23 @@
+// Size and CRC-32 of what was written, so that an output can be recognised later.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace vexlo {
+
+class Digest {
+public:
+    // Takes the next `size` bytes of the output.
+    void add(const char *data, size_t size);
+
+    uint64_t bytes() const { return bytes_; }
+    // The CRC-32 that gzip and zip use.
+    uint32_t crc32() const { return ~state_; }
+
+private:
+    uint64_t bytes_ = 0;
+    uint32_t state_ = 0xFFFFFFFF;
+};
+
+} // namespace vexlo

@@ -1,0 +1,37 @@
+#include "output/digest.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace vexlo {
+namespace {
+
+uint32_t crc32_of(const std::string &text) {
+    Digest digest;
+    digest.add(text.data(), text.size());
+    return digest.crc32();
+}
+
+TEST(Digest, GivesTheWellKnownValues) {
+    EXPECT_EQ(crc32_of(""), 0U);
+    EXPECT_EQ(crc32_of("123456789"), 0xCBF43926U);
+    EXPECT_EQ(crc32_of("The quick brown fox jumps over the lazy dog"), 0x414FA339U);
+    EXPECT_EQ(crc32_of(std::string(32, '\0')), 0x190A55ADU);
+}
+
+TEST(Digest, DoesNotDependOnHowTheBytesAreCut) {
+    std::string text;
+    for (int i = 0; i < 300; ++i)
+        text += static_cast<char>(i * 7);
+    for (size_t cut = 0; cut <= text.size(); ++cut) {
+        Digest digest;
+        digest.add(text.data(), cut);
+        digest.add(text.data() + cut, text.size() - cut);
+        EXPECT_EQ(digest.crc32(), crc32_of(text)) << cut;
+        EXPECT_EQ(digest.bytes(), text.size());
+    }
+}
+
+} // namespace
+} // namespace vexlo

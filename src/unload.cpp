@@ -1,6 +1,7 @@
 #include "column.h"
 #include "command_map.h"
 #include "console.h"
+#include "create_file.h"
 #include "data/uldr.h"
 #include "dict_array.h"
 #include "text.h"
@@ -8,7 +9,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -73,7 +73,7 @@ int create_dump(const char *name, int64_t directory) {
     char path[PATH_SIZE];
     snprintf(path, sizeof path, "%s/%s.dat", g_ctx.par.data_dir, name);
     const bool escapes = strchr(name, '/') != nullptr;
-    const int fd = escapes ? -1 : open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    const int fd = escapes ? -1 : create_file(path);
     if (fd < 0) {
         report("open %s: %s\n", path, strerror(escapes ? ENOENT : errno));
         return -1;

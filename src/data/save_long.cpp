@@ -1,11 +1,11 @@
 #include "console.h"
+#include "create_file.h"
 #include "data/uldr.h"
 #include "file_io.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -14,7 +14,7 @@ int open_long(ULDR *ul) {
     char path[PATH_SIZE];
     snprintf(path, sizeof path, "%s/long_tmp.dat", g_ctx.par.data_dir);
     // Write-only on purpose: a value that needs the file cannot be read back, and its table ends there.
-    ul->lfd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    ul->lfd = create_file(path, ul->fd);
     if (ul->lfd != -1)
         return 0;
     report("open %s: %s\n", path, strerror(errno));

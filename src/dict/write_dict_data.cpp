@@ -1,18 +1,18 @@
 #include "console.h"
+#include "create_file.h"
 #include "dict/dict_file.h"
 #include "dict_path.h"
 #include "file_io.h"
 
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <unistd.h>
 
 int write_dict_data(const char *name, const void *data, int size) {
     char path[PATH_SIZE];
     dict_path(path, name);
     if (g_ctx.fd == -1)
-        g_ctx.fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        g_ctx.fd = create_file(path);
     if (g_ctx.fd == -1) {
         report("open %s: %s\n", path, strerror(errno));
         return -1;

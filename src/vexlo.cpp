@@ -7,9 +7,11 @@
 #include "datafile.h"
 #include "dict_array.h"
 #include "load_config.h"
+#include "standard_streams.h"
 #include "text.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -80,13 +82,15 @@ void stop() {
 }
 
 // Reads one line into cmdbuf, cut to its size; the rest of a longer line is dropped. At the end of input
-// every line is empty, so that the prompt comes again and again until something ends the program.
+// every line is empty, so that the prompt comes again and again until something ends the program. The end is
+// not remembered: a terminal delivers more lines behind it.
 void read_line(char (&cmdbuf)[COMMAND_SIZE]) {
     memset(cmdbuf, 0, sizeof cmdbuf);
     int have = 0;
     for (int c = getchar(); c != EOF && c != '\n'; c = getchar())
         if (have < COMMAND_SIZE - 1)
             cmdbuf[have++] = static_cast<char>(c);
+    clearerr(stdin);
     cmdbuf[strcspn(cmdbuf, "\r\n")] = '\0';
 }
 
@@ -118,6 +122,9 @@ void command_loop() {
 } // namespace
 
 int main(int argc, char **argv) {
+    if (open_standard_streams() < 0)
+        return -1;
+    signal(SIGXFSZ, SIG_IGN); // a write beyond the file size limit fails and is told like any other
     const int result = start(argc, argv);
     if (result == 0)
         command_loop();

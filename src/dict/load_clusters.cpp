@@ -33,33 +33,32 @@ std::span<const uint32_t> tables_of_cluster(std::span<const uint32_t> index, uin
     return {first, last};
 }
 
-size_t most_columns(std::span<const uint32_t> members) {
-    size_t most = 0;
-    for (const uint32_t t : members)
-        most = std::max(most, table_columns(loaded(TAB_SLOT)[t]).size());
-    return most;
+// For every column the index of the next one with another segment column number. A heap block; null after its
+// message.
+uint32_t *index_next_numbers(std::span<const COL> columns) {
+    uint32_t *next = allocate<uint32_t>(columns.size());
+    for (size_t i = columns.size(); next != nullptr && i-- > 0;) {
+        const bool last = i + 1 == columns.size() || columns[i + 1].scid != columns[i].scid;
+        next[i] = last ? static_cast<uint32_t>(i + 1) : next[i + 1];
+    }
+    return next;
 }
 
-// Takes the segment column numbers of a cluster key, at most `most` of them, into `scids` and returns how
-// many. A number that comes twice in a row counts once: the second one would be matched by the same column.
-size_t take_key(std::span<const COL> key, size_t most, uint32_t *scids) {
-    size_t count = 0;
-    for (const COL &col : key) {
-        if (count > 0 && scids[count - 1] == col.scid)
-            continue;
-        if (count == most)
-            break;
-        scids[count++] = col.scid;
-    }
-    return count;
-}
+// The key columns of a cluster, by their indexes in the loaded columns.
+struct CLUSTER_COLUMNS {
+    size_t first;
+    size_t end;
+    const uint32_t *next; // of index_next_numbers
+};
 
 // Marks the columns of one table that a cluster key names. The walk never goes back in the table: behind each
-// match it goes on, and when the table's columns have run out the other key columns find nothing.
-void mark_key_columns(std::span<const uint32_t> scids, std::span<COL> columns) {
+// match it goes on, and when the table's columns have run out the other key columns find nothing. Of key
+// columns with one number in a row all match the same column, so that each number is looked for once.
+void mark_key_columns(const CLUSTER_COLUMNS &key, std::span<COL> columns) {
+    const std::span<COL> all = loaded(COL_SLOT);
     size_t m = 0;
-    for (const uint32_t scid : scids) {
-        while (m < columns.size() && columns[m].scid != scid)
+    for (size_t k = key.first; k < key.end; k = key.next[k]) {
+        while (m < columns.size() && columns[m].scid != all[k].scid)
             m++;
         if (m == columns.size())
             return;
@@ -68,7 +67,7 @@ void mark_key_columns(std::span<const uint32_t> scids, std::span<COL> columns) {
 }
 
 // Marks the tables of a cluster. Tables that share their columns are marked once.
-void mark_tables(const CLU &clu, std::span<const uint32_t> scids, std::span<const uint32_t> members) {
+void mark_tables(const CLU &clu, const CLUSTER_COLUMNS &key, std::span<const uint32_t> members) {
     const COL *marked = nullptr;
     for (const uint32_t t : members) {
         TAB &tab = loaded(TAB_SLOT)[t];
@@ -77,37 +76,56 @@ void mark_tables(const CLU &clu, std::span<const uint32_t> scids, std::span<cons
         const std::span<COL> columns = table_columns(tab);
         if (columns.empty() || columns.data() == marked)
             continue;
-        mark_key_columns(scids, columns);
+        mark_key_columns(key, columns);
         marked = columns.data();
     }
 }
 
-int mark_cluster(const CLU &clu, const COL_RUNS &runs, std::span<const uint32_t> index) {
-    const COL_RUN *own = find_run(runs, clu.objn, 0);
-    if (own == nullptr) {
-        report("cluster obj#=%d columns not found.\n", static_cast<int>(clu.objn));
-        return -1;
+// Makes one record of those with the same object number, which `clusters` lists side by side. The marks of a
+// short key are among those of a longer one.
+CLU merge_clusters(std::span<const CLU> clusters) {
+    CLU merged = clusters.front();
+    for (const CLU &clu : clusters) {
+        merged.flag |= clu.flag;
+        merged.ncol = std::max(merged.ncol, clu.ncol);
     }
-    const std::span<const uint32_t> members = tables_of_cluster(index, clu.objn);
-    const size_t most = most_columns(members);
-    uint32_t *scids = allocate<uint32_t>(most);
-    if (scids == nullptr)
-        return -1;
-    // The key may run on into the columns of the next object, but not past the array.
-    const size_t behind = runs.columns.size() - own->start;
-    const std::span<const COL> key = runs.columns.subspan(own->start, std::min<size_t>(clu.ncol, behind));
-    mark_tables(clu, {scids, take_key(key, most, scids)}, members);
-    free(scids);
-    return 0;
+    return merged;
 }
 
-int mark_clusters(std::span<const CLU> clusters, const COL_RUNS &runs) {
+// Marks the tables of all clusters, whose order changes.
+int mark_all(std::span<CLU> clusters, const COL_RUNS &runs) {
     uint32_t *index = index_tables_by_cluster();
-    int result = index == nullptr ? -1 : 0;
-    for (size_t c = 0; result == 0 && c < clusters.size(); c++)
-        result = mark_cluster(clusters[c], runs, {index, loaded(TAB_SLOT).size()});
+    uint32_t *next = index_next_numbers(runs.columns);
+    const bool complete = index != nullptr && next != nullptr;
+    const auto before = [](const CLU &a, const CLU &b) { return a.objn < b.objn; };
+    if (complete)
+        std::sort(clusters.begin(), clusters.end(), before);
+    for (auto at = clusters.begin(); complete && at != clusters.end();) {
+        const auto end = std::upper_bound(at, clusters.end(), *at, before);
+        const CLU clu = merge_clusters({at, end});
+        // The key may run on into the columns of the next object, but not past the array.
+        const size_t first = find_run(runs, clu.objn, 0)->start;
+        const CLUSTER_COLUMNS key{first, std::min<size_t>(runs.columns.size(), first + clu.ncol), next};
+        mark_tables(clu, key, tables_of_cluster({index, loaded(TAB_SLOT).size()}, clu.objn));
+        at = end;
+    }
+    free(next);
     free(index);
-    return result;
+    return complete ? 0 : -1;
+}
+
+// Marks the tables of the clusters before the first one that has no columns of its own, which ends the load.
+int mark_clusters(std::span<CLU> clusters, const COL_RUNS &runs) {
+    const auto lost = std::find_if(clusters.begin(), clusters.end(),
+                                   [&](const CLU &clu) { return find_run(runs, clu.objn, 0) == nullptr; });
+    const bool complete = lost == clusters.end();
+    const uint32_t objn = complete ? 0 : lost->objn;
+    if (mark_all({clusters.begin(), lost}, runs) < 0)
+        return -1;
+    if (complete)
+        return 0;
+    report("cluster obj#=%d columns not found.\n", static_cast<int>(objn));
+    return -1;
 }
 
 } // namespace
@@ -117,7 +135,7 @@ int load_clusters(const COL_RUNS &runs) {
     int size = 0;
     int result = read_dict_data("cluster", &data, &size);
     if (result == 0)
-        result = mark_clusters({static_cast<const CLU *>(data), records_in<CLU>(size)}, runs);
+        result = mark_clusters({static_cast<CLU *>(data), records_in<CLU>(size)}, runs);
     free_records(data);
     return result;
 }

@@ -264,6 +264,53 @@ TEST_F(Attach, ClusterWithoutColumnsStopsBehindTheClustersBefore) {
     EXPECT_EQ(loaded_table(1).flag, 0U);
 }
 
+TEST_F(Attach, ClustersWithOneObjectNumberMarkTogether) {
+    expect_scan_result({table(2, 1)},
+                       {column(1, 1), column(1, 2), column(1, 3), column(2, 1), column(2, 2), column(2, 3)},
+                       {CLU{.flag = 0, .objn = 1, .objd = 1, .ncol = 1},
+                        CLU{.flag = 0x10000, .objn = 1, .objd = 1, .ncol = 0},
+                        CLU{.flag = 0, .objn = 1, .objd = 1, .ncol = 2}});
+    EXPECT_EQ(loaded_table(0).flag, 0x10000U);
+    for (const std::size_t marked : {3U, 4U})
+        EXPECT_EQ(loaded_column(marked).flag, 0x10000U) << marked;
+    EXPECT_EQ(loaded_column(5).flag, 0U);
+}
+
+TEST_F(Attach, ClustersBehindTheOneWithoutColumnsMarkNothing) {
+    expect_scan_result({table(2, 1)}, {column(1, 1), column(1, 2), column(2, 1), column(2, 2)},
+                       {CLU{.flag = 0, .objn = 1, .objd = 1, .ncol = 1},
+                        CLU{.flag = 0, .objn = 9, .objd = 1, .ncol = 1},
+                        CLU{.flag = 0x10000, .objn = 1, .objd = 1, .ncol = 2}});
+    EXPECT_EQ(loaded_table(0).flag, 0U);
+    EXPECT_EQ(loaded_column(3).flag, 0U);
+}
+
+// Files as long as they can be expected, which would take hours to scan: a million clusters with one object
+// number, whose keys run on through 300,000 columns with one segment column number.
+TEST_F(Attach, FullSizeFileOfClustersWithOneObjectNumberAndEndlessKeys) {
+    constexpr std::uint32_t COLUMNS = 300000, CLUSTERS = 1000000, TABLES = 19;
+    std::vector<COL> col(COLUMNS, column(1, 7));
+    for (std::uint32_t t = 0; t < TABLES; t++)
+        for (std::uint32_t i = 0; i < COLUMNS / 20; i++)
+            col[COLUMNS / 20 * (t + 1) + i] = column(t + 1, i + 1 < COLUMNS / 20 ? 8 : 7);
+    std::vector<TAB> tab;
+    for (std::uint32_t t = 1; t < TABLES; t++)
+        tab.push_back(table(t + 1, 1));
+    store("tab", tab);
+    store("col", col);
+    store("cluster", std::vector<CLU>(CLUSTERS, CLU{.flag = 0, .objn = 1, .objd = 1, .ncol = 0xFFFFFFFF}));
+    char args[] = "dict";
+    int result = -1;
+    messages_of([&] { result = load_dict_handle(args); });
+    EXPECT_EQ(result, 0);
+    std::uint32_t marked = 0;
+    for (const COL &c : loaded(COL_SLOT)) {
+        EXPECT_EQ(c.flag, c.objn > 1 && c.scid == 7 ? 0x10000U : 0U);
+        marked += c.flag != 0;
+    }
+    EXPECT_EQ(marked, TABLES - 1);
+}
+
 // ---- Random files ---------------------------------------------------------------------------------------
 
 struct random_files {
@@ -296,11 +343,11 @@ struct random_files {
     }
 
     std::vector<CLU> clusters(std::uint32_t objects) {
-        std::vector<CLU> made(below(4));
+        std::vector<CLU> made(below(9));
         for (CLU &clu : made) {
-            clu.flag = below(2) * 0x10000;
+            clu.flag = below(4) == 0 ? 0x10000 : 0;
             clu.objn = below(objects);
-            clu.ncol = below(30);
+            clu.ncol = below(8) == 0 ? 0xFFFFFFFF - below(2) : below(6);
         }
         return made;
     }

@@ -180,9 +180,6 @@ void add_datafile(const MemoryFile &file, uint32_t tsn, uint32_t rfn, uint32_t b
     df.bsz = df.blk0_sz = bsz;
     strcpy(df.name, "datafile");
     g_ctx.sysf = g_ctx.df;
-    struct stat st;
-    if (fstat(df.fd, &st) == 0)
-        g_ctx.df_bytes += static_cast<uint64_t>(st.st_size);
 }
 
 void run_command(const std::string &line) {

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <unistd.h>
 
 namespace {
 
@@ -63,13 +62,6 @@ int take_identity(DATAFILE &df, const uint8_t *start) {
     return 0;
 }
 
-// By seeking, because block devices have no size of their own. Blocks are read with positions given, never
-// from here.
-uint64_t file_size(const DATAFILE &df) {
-    const off_t size = lseek(df.fd, 0, SEEK_END);
-    return size > 0 ? static_cast<uint64_t>(size) : 0;
-}
-
 int open_one(DATAFILE &df) {
     df.fd = open(df.name, O_RDONLY | O_CLOEXEC);
     if (df.fd < 0) {
@@ -78,7 +70,6 @@ int open_one(DATAFILE &df) {
     }
     if (read_start(df, g_ctx.wrk) < 0 || check_block0(df, g_ctx.wrk) < 0)
         return -1;
-    g_ctx.df_bytes += file_size(df);
     return take_identity(df, g_ctx.wrk);
 }
 

@@ -247,8 +247,7 @@ struct ZUKCTX {
     // Records that the block behind each array slot really holds. sys may say more: a failed export leaves
     // its own counts beside the arrays of an earlier load.
     ZUKSYS cap;
-    uint64_t df_bytes; // size of all open datafiles together: no sound segment holds more
-    uint32_t damaged;  // damaged rows and blocks met in the segment being walked
+    uint32_t damaged; // damaged rows and blocks met in the segment being walked
     struct {
         uint32_t tsn;
         uint32_t rfn;

@@ -13,6 +13,7 @@
 #include "console.h"
 #include "datafile.h"
 #include "format/extent_map.h"
+#include "read_budget.h"
 
 #include <algorithm>
 
@@ -55,9 +56,10 @@ uint32_t looping_maps(SEGMENT &segment, uint32_t first) {
 
 /// Reads one extent in runs as long as the buffer allows and hands over the blocks that were delivered whole.
 /// An extent that runs past the end of its file is no error (unless check values are verified): the rest of
-/// it is passed over. `left` is what the walk may still read, in bytes.
+/// it is passed over.
 template <class SEGMENT>
-int walk_extent(SEGMENT &segment, const WALK_BUFFERS &buffers, uint32_t dba, uint32_t len, uint64_t *left) {
+int walk_extent(SEGMENT &segment, const WALK_BUFFERS &buffers, uint32_t dba, uint32_t len,
+                READ_BUDGET *budget) {
     while (len != 0) {
         const DATAFILE *df = segment.find(dba);
         if (df == nullptr)
@@ -67,12 +69,10 @@ int walk_extent(SEGMENT &segment, const WALK_BUFFERS &buffers, uint32_t dba, uin
         const int bytes = read_extent_blocks(df, dba, static_cast<int>(n), buffers.buf);
         if (bytes < 0)
             return segment.extent_error(dba);
-        if (static_cast<uint64_t>(bytes) > *left) {
+        if (!spend(budget, static_cast<uint64_t>(bytes))) {
             report("extent map at rdba=0x%08x names more blocks than the datafiles hold.\n", dba);
             return -1;
         }
-        *left -= static_cast<uint64_t>(bytes);
-
         const uint32_t whole = static_cast<uint32_t>(bytes) / df->bsz;
         segment.begin_run(BLOCK_RUN{buffers.buf, dba, std::min(whole, blocks_in_reach(df, dba))});
         for (uint32_t i = 0; i < whole; i++) {
@@ -89,10 +89,10 @@ int walk_extent(SEGMENT &segment, const WALK_BUFFERS &buffers, uint32_t dba, uin
 }
 
 template <class SEGMENT>
-int walk_map(SEGMENT &segment, const WALK_BUFFERS &buffers, const EXTENT_MAP &map, uint64_t *left) {
+int walk_map(SEGMENT &segment, const WALK_BUFFERS &buffers, const EXTENT_MAP &map, READ_BUDGET *budget) {
     for (uint32_t i = 0; i < map.count; i++) {
         const uint8_t *entry = map.entries + EXTMAP_SIZE * i;
-        const int result = walk_extent(segment, buffers, load_le32(entry), load_le32(entry + 4), left);
+        const int result = walk_extent(segment, buffers, load_le32(entry), load_le32(entry + 4), budget);
         if (result < 0)
             return result;
     }
@@ -119,7 +119,7 @@ int read_map(SEGMENT &segment, uint32_t rdba, uint8_t *hblk, EXTENT_MAP *map) {
 /// Walks the maps of a segment one after the other; see walk_segment.
 template <class SEGMENT>
 int walk_maps(SEGMENT &segment, uint32_t hdba, const WALK_BUFFERS &buffers) {
-    uint64_t left = g_ctx.df_bytes;
+    READ_BUDGET budget = begin_budget(segment.find(hdba));
     uint32_t loop = 0, walked = 0;
     EXTENT_MAP map{};
     for (uint32_t rdba = hdba; rdba != 0; rdba = map.next) {
@@ -131,7 +131,7 @@ int walk_maps(SEGMENT &segment, uint32_t hdba, const WALK_BUFFERS &buffers) {
             return -1;
         if (walked++ == 0 && map.next != 0)
             loop = looping_maps(segment, hdba);
-        const int result = walk_map(segment, buffers, map, &left);
+        const int result = walk_map(segment, buffers, map, &budget);
         if (result < 0)
             return result;
     }

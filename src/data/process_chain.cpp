@@ -65,7 +65,7 @@ int fetch_block(ULDR *ul, uint32_t rdba, BLOCK *blk) {
 // Finds the next piece, `*area` being its block. Returns 0, CHAIN_ENDS, ROW_DAMAGED, or -1 after its message.
 int find_next_piece(ULDR *ul, uint32_t rdba, uint16_t slot, ROW_AREA *area, const uint8_t **piece) {
     // No sound segment has more pieces than its files have room for.
-    if (++ul->followed > g_ctx.df_bytes / PIECE_HEADER)
+    if (!spend(&ul->followed, PIECE_HEADER))
         return CHAIN_ENDS;
     BLOCK blk;
     const int result = fetch_block(ul, rdba, &blk);

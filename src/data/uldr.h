@@ -1,9 +1,10 @@
 // The state of one unload and the operations on it.
 #pragma once
 
-#include "format/stored_value.h"
-#include "format/block.h"
 #include "data/dump_file.h"
+#include "format/block.h"
+#include "format/stored_value.h"
+#include "read_budget.h"
 #include "vexlo.h"
 
 #include <span>
@@ -57,7 +58,7 @@ struct ULDR {
     int32_t lob_room;          // LOBD records that lobc has room for
     bool lob_begun;            // LOBD number lcc holds the begin of a value
     int64_t rsz;               // bytes of rbuf
-    uint64_t followed;         // pieces followed in the segment
+    READ_BUDGET followed;      // what the pieces followed in the segment take at least
     BLOCK_RUN run;             // blocks in rbuf
     uint32_t cblk_rdba;        // address of the block in cblk, 0 when none
 };

@@ -68,7 +68,7 @@ int unload_segment(ULDR *ul) {
     if (df == nullptr)
         return segment_file_error(ul, ul->hdba);
     ul->bsz = static_cast<int32_t>(df->bsz);
-    ul->followed = 0;
+    ul->followed = begin_budget(df);
     ul->run = {};
     ul->cblk_rdba = 0;
     carve_buffers(ul);

@@ -23,7 +23,6 @@ protected:
     static constexpr uint32_t FIRST = 30; // first block of the extent
 
     SegmentExport() : buffer_(BUFFER) {
-        g_ctx.df_bytes = uint64_t{1} << 20;
         g_ctx.par.flag = PAR_CHECKSUM;
         g_ctx.sys.nobj = 99;
     }

@@ -111,7 +111,6 @@ ULDR SegmentTest::begin_unload() {
     tab_.blk = HEADER_BLOCK;
     g_ctx.df = files_.data();
     g_ctx.sys.nf = static_cast<uint32_t>(files_.size());
-    g_ctx.df_bytes = df_bytes_;
     g_ctx.col = cols_.data();
     g_ctx.sys.ncol = g_ctx.cap.ncol = static_cast<uint32_t>(cols_.size());
     ULDR ul{};

@@ -90,8 +90,7 @@ protected:
     TAB tab_{};
     std::string dump_path_; // a file that exists already and is written instead of an empty one
     vexlo_test::scratch_dir dir_;
-    uint64_t df_bytes_ = uint64_t{1} << 40; // size of all datafiles, as the program is told
-    uint32_t nrow_ = 0;                     // rows counted by the last unload
+    uint32_t nrow_ = 0;     // rows counted by the last unload
 
 private:
     DATAFILE &file(uint32_t rfn);

@@ -228,10 +228,9 @@ TEST_F(UnloadSegment, LoopingMapsAreAFailureAndNoHang) {
 // Extents that together are larger than all files repeat each other: the walk ends before it repeats for
 // ever.
 TEST_F(UnloadSegment, ExtentsLargerThanAllFilesAreAFailure) {
-    df_bytes_ = 5 * 2048;
     add_row(2);
     store_pieces(6, {});
-    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 3}, {rdba(2), 2}, {rdba(2), 1}}, 0);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 3}, {rdba(2), 3}, {rdba(2), 2}}, 0);
     expect_failure("extent map at rdba=0x01400002 names more blocks than the datafiles hold.\n");
     EXPECT_EQ(nrow_, 2U);
 }

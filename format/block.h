@@ -159,7 +159,7 @@ inline int32_t first_free_slot(const ROW_AREA &area, const TABLE_ROWS &rows) {
 }
 
 /// Marks of directory entries, as many as the largest block has room for.
-using SLOT_SET = std::bitset<16384>;
+using SLOT_SET = std::bitset<32768>;
 
 /// The entries on the chain of free entries, in whatever order it comes to them.
 inline SLOT_SET free_slots(const ROW_AREA &area) {

@@ -70,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         g_ctx.par.flag = PAR_CHECKSUM;
     if (open_datafile() == 0) {
         const DATAFILE &df = g_ctx.df[0];
-        fuzz::require(df.bsz >= 512 && df.bsz <= MAX_BLOCK_SIZE,
+        fuzz::require(df.bsz > 0 && df.bsz <= MAX_BLOCK_SIZE,
                       "block size accepted that no buffer is made for");
         fuzz::require(get_datafile(df.tsn, df.rfn) == &df, "open datafile not found");
         read_blocks(df);

@@ -4,7 +4,7 @@
 #include "format/block_address.h"
 #include "vexlo.h"
 
-constexpr uint32_t MAX_BLOCK_SIZE = 32768; // every buffer for one block is carved for at most this
+constexpr uint32_t MAX_BLOCK_SIZE = 65536; // every buffer for one block is carved for at most this
 
 /// Lists the paths of g_dbfile_list in g_ctx.df, all closed, and sets g_ctx.sys.nf. Returns 0, or -1 after
 /// its message.

@@ -13,11 +13,7 @@ namespace {
 
 constexpr int START_SIZE = 40960; // bytes read from the start of a file: block 0 and its file header block
 
-constexpr uint32_t SECTOR_SIZE = 512; // every block size is a multiple of it
-
-// The check value field is inside block 0, and the header block behind it inside the bytes read.
-constexpr uint32_t BLK0_MIN = 18;
-constexpr uint32_t BLK0_MAX = START_SIZE - FILE_HEADER_SIZE;
+constexpr uint32_t BLK0_MAX = START_SIZE - FILE_HEADER_SIZE; // the header block lies inside the bytes read
 
 int read_start(const DATAFILE &df, uint8_t *start) {
     const ssize_t n = read_all(df.fd, start, START_SIZE);
@@ -30,10 +26,18 @@ int read_start(const DATAFILE &df, uint8_t *start) {
     return -1;
 }
 
+// The check value stands at its place in the file even where block 0 ends before it.
+bool block0_matches(uint8_t *start, uint32_t size) {
+    if (size > BLK0_MAX)
+        return false;
+    if (size < CHKVAL_END)
+        return load_le16(start + CHKVAL_KCBH) == fold_words(start, static_cast<int>(size));
+    return check_sum(start, static_cast<int>(size)) == 0;
+}
+
 int check_block0(DATAFILE &df, uint8_t *start) {
     df.blk0_sz = load_le32(start + BLK0_SIZE);
-    if (df.blk0_sz < BLK0_MIN || df.blk0_sz > BLK0_MAX ||
-        check_sum(start, static_cast<int>(df.blk0_sz)) != 0) {
+    if (!block0_matches(start, df.blk0_sz)) {
         report("block 0 of \"%s\" check value error.\n", df.name);
         return -1;
     }
@@ -49,7 +53,7 @@ int take_identity(DATAFILE &df, const uint8_t *start) {
     df.tsn = load_le32(header + KCVFHTSN);
     df.blks = load_le32(header + KCCFHFSZ);
     df.bsz = load_le32(header + KCCFHBSZ);
-    if (df.bsz == 0 || df.bsz > MAX_BLOCK_SIZE || df.bsz % SECTOR_SIZE != 0) {
+    if (df.bsz == 0 || df.bsz > MAX_BLOCK_SIZE) {
         report("block size %u of \"%s\" not supported.\n", df.bsz, df.name);
         return -1;
     }

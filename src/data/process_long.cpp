@@ -2,13 +2,16 @@
 #include "data/entry.h"
 #include "file_io.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 namespace {
 
-constexpr int CHUNK_SPACE = LONG_SIZE + 4; // a chunk with its length, and the end of the block
-constexpr int BLOCK_SPACE = CHUNK_SPACE + MARK_SIZE;
+// Cache bytes of a chunk with its length, and of the end of the block.
+constexpr int chunk_space(int size) {
+    return size + 2 * MARK_SIZE;
+}
 
 int flush_for(ULDR *ul, int space) {
     return ul->clen + space > ul->csz ? write_cache(ul) : 0;
@@ -20,7 +23,7 @@ int flush_for(ULDR *ul, int space) {
 int put_spilled(ULDR *ul) {
     uint64_t offset = 0;
     for (;;) {
-        if (flush_for(ul, CHUNK_SPACE) < 0)
+        if (flush_for(ul, chunk_space(LONG_SIZE)) < 0)
             return -1;
         uint8_t *chunk = ul->cache + ul->clen;
         const ssize_t n = pread_all(ul->lfd, chunk, LONG_SIZE, offset);
@@ -40,7 +43,7 @@ int put_spilled(ULDR *ul) {
 } // namespace
 
 int process_long(ULDR *ul) {
-    if (flush_for(ul, BLOCK_SPACE) < 0)
+    if (flush_for(ul, chunk_space(std::max(LONG_SIZE, ul->lsz)) + MARK_SIZE) < 0)
         return -1;
     put_word(ul, MARK_LONG_BLOCK);
     if (ul->lfd == -1) {

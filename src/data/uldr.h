@@ -10,7 +10,7 @@
 #include <span>
 
 constexpr int CACHE_SIZE = 0x400000;
-constexpr int LONG_SIZE = 32768; // LONG bytes held in memory
+constexpr int LONG_SIZE = 32768; // LONG bytes held in memory, besides a longer value in one piece
 constexpr int LOB_BUFFER_SIZE = 32768;
 constexpr uint32_t LOB_DATA_SIZE = 4088;
 

@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr int ALIGNMENT = 8;
+
 // A table's, partition's or subpartition's segment.
 struct TABLE_SEGMENT {
     ULDR *ul;
@@ -30,24 +32,30 @@ uint8_t *carve(uint8_t *&at, int64_t size) {
     return buffer;
 }
 
-// Carves the buffers out of the work buffer. Tables with LOB columns have further ones although no LOB is
-// unloaded; so many of them that no block could be read any more are cut to what leaves room for one.
+// The next address from `at` on at which a record may stand: block sizes need not be even.
+uint8_t *align(uint8_t *at) {
+    return g_ctx.wrk + (at - g_ctx.wrk + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
+}
+
+// Carves the buffers out of the work buffer. A LONG value in one piece may be as long as a block. Tables with
+// LOB columns have further ones although no LOB is unloaded; so many of them that no block could be read any
+// more are cut to what leaves room for one.
 void carve_buffers(ULDR *ul) {
-    constexpr int ALIGNMENT = 8;
     const int32_t bsz = ul->bsz;
     uint8_t *at = g_ctx.wrk, *end = at + WORK_SIZE;
     ul->csz = CACHE_SIZE;
     ul->cache = carve(at, CACHE_SIZE);
     ul->hblk = carve(at, bsz);
     ul->cblk = carve(at, bsz);
-    ul->lbuf = carve(at, LONG_SIZE);
+    ul->lbuf = carve(at, std::max(LONG_SIZE, bsz));
     const bool lobs = (ul->tabp->flag & TAB_HAS_LOB) != 0;
     for (uint8_t **buffer : {&ul->ibuf, &ul->itree2, &ul->itree3, &ul->itree4})
         *buffer = lobs ? carve(at, LOB_BUFFER_SIZE) : nullptr;
+    at = align(at);
     const int64_t fit = (end - at - bsz - ALIGNMENT) / static_cast<int64_t>(sizeof(LOBD));
     ul->lob_room = lobs ? static_cast<int32_t>(std::min<int64_t>(ul->nlob, fit)) : 0;
     ul->lobc = reinterpret_cast<LOBD *>(carve(at, ul->lob_room * static_cast<int64_t>(sizeof(LOBD))));
-    ul->rbuf = g_ctx.wrk + (at - g_ctx.wrk + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
+    ul->rbuf = align(at);
     ul->rsz = end - ul->rbuf;
 }
 

@@ -129,28 +129,61 @@ TEST_F(FilesOpen, Block0WithCheckValue0PassesWhenItsWordsFoldTo0) {
     expect_clean_run(site_.run());
 }
 
-// The check covers block 0 at its stated size, and the header block behind it must lie in the bytes read.
+// The header block behind block 0 must lie in the bytes read.
 TEST_F(FilesOpen, Block0SizeThatDoesNotFitTheBytesReadIsACheckValueError) {
     for (const std::uint32_t size :
-         {0u, 1u, 2u, 16u, 17u, 40959u, 40960u, 40961u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
+         {40589u, 40959u, 40960u, 40961u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
         SCOPED_TRACE(size);
         patch(0, 20, le32(size));
         expect_check_error();
     }
 }
 
-TEST_F(FilesOpen, BlockSizeWithoutMeaningIsRefused) {
-    for (const std::uint32_t size :
-         {0u, 1u, 511u, 1000u, 8191u, 32769u, 0x00800000u, 0x80000000u, 0xFFFFFFFFu}) {
+// Block 0 may end before the place of its check value, which counts all the same.
+TEST_F(FilesOpen, Block0Below18BytesIsTakenWhenItsCheckValueMatches) {
+    const bytes raw = read_file(users_);
+    for (const std::uint32_t size : {0u, 1u, 2u, 8u, 15u, 16u, 17u}) {
+        SCOPED_TRACE(size);
+        bytes file = raw;
+        std::copy_n(raw.begin() + BLOCK_SIZE + 32, 400,
+                    file.begin() + size + 32); // what counts of the header
+        for (std::size_t at = 0; at < 16; at++)
+            file[at] = static_cast<std::uint8_t>(0x35 + 11 * at);
+        std::ranges::copy(le32(size), file.begin() + 20);
+        file[16] = file[17] = 0;
+        for (std::size_t at = 0; at + 1 < size; at++)
+            file[16 + at % 2] = static_cast<std::uint8_t>(file[16 + at % 2] ^ file[at]);
+        if (size % 2 == 0 && size > 0)
+            file[17] = static_cast<std::uint8_t>(file[17] ^ file[size - 1]);
+        write_file(users_, file);
+        const run_result result = site_.run({"list files"});
+        expect_clean_run(result);
+        EXPECT_TRUE(result.out.ends_with(file_row(datafile_info(4), users_))) << result.out;
+        file[16] ^= 1;
+        write_file(users_, file);
+        expect_check_error();
+    }
+}
+
+TEST_F(FilesOpen, BlockSizeThatNoBufferHoldsIsRefused) {
+    for (const std::uint32_t size : {0u, 65537u, 0x00800000u, 0x80000000u, 0xFFFFFFFFu}) {
         SCOPED_TRACE(size);
         patch(1, 48, le32(size));
         expect_refused("block size " + std::to_string(size) + " of \"" + users_ + "\" not supported.\n");
     }
 }
 
-TEST_F(FilesOpen, LargestBlockSizeIsAccepted) {
-    patch(1, 48, le32(32768));
-    expect_clean_run(site_.run());
+TEST_F(FilesOpen, EveryOtherBlockSizeIsTaken) {
+    for (const std::uint32_t size :
+         {1u, 2u, 511u, 514u, 1000u, 8191u, 32768u, 32770u, 65534u, 65535u, 65536u}) {
+        SCOPED_TRACE(size);
+        patch(1, 48, le32(size));
+        sample::DatafileInfo info = datafile_info(4);
+        info.block_size = size;
+        const run_result result = site_.run({"list files"});
+        expect_clean_run(result);
+        EXPECT_TRUE(result.out.ends_with(file_row(info, users_))) << result.out;
+    }
 }
 
 TEST_F(FilesOpen, FirstRefusedFileEndsTheStart) {

@@ -1,6 +1,6 @@
 // The check value of a block.
-#include "format/check_sum.h"
 #include "datafile.h"
+#include "format/check_sum.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -54,7 +54,7 @@ int check(block_bytes &block) {
 
 TEST(FilesCheckSum, FoldOfAllOtherWordsMatchesAtEverySize) {
     for (const std::size_t size :
-         {18u, 20u, 22u, 24u, 26u, 30u, 512u, 514u, 2048u, 4096u, 8192u, 16384u, 32768u}) {
+         {18u, 20u, 22u, 24u, 26u, 30u, 512u, 514u, 2048u, 4096u, 8192u, 16384u, 32768u, 65534u, 65536u}) {
         block_bytes block = sealed(size);
         EXPECT_EQ(check(block), 0) << size;
     }
@@ -97,6 +97,23 @@ TEST(FilesCheckSum, ResultIsTheSavedValueMinusTheFoldAsInt) {
         set_word(block, CHECK_VALUE, saved);
         EXPECT_EQ(check(block), int{saved} - int{folded});
     }
+}
+
+TEST(FilesCheckSum, BlockTooShortForACheckValueNeverMatchesAndStaysAsItIs) {
+    for (std::size_t size = 0; size < CHECK_VALUE + 2; size++) {
+        const block_bytes before(size);
+        block_bytes block = before;
+        EXPECT_NE(check(block), 0) << size;
+        EXPECT_EQ(block, before);
+    }
+}
+
+TEST(FilesCheckSum, LastByteOfAnOddSizeDoesNotCount) {
+    block_bytes block = sealed(511);
+    EXPECT_EQ(check(block), 0);
+    block = sealed(511);
+    block[510] = static_cast<std::uint8_t>(block[510] ^ 1);
+    EXPECT_EQ(check(block), 0);
 }
 
 TEST(FilesCheckSum, FlagByteDoesNotTellWhetherThereIsACheckValue) {

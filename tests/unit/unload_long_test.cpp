@@ -138,6 +138,29 @@ TEST_F(UnloadLong, ValueOf32768BytesIsOneChunk) {
     EXPECT_FALSE(vexlo_test::file_exists(long_file()));
 }
 
+TEST_F(UnloadLong, LongerValueInOnePieceOfALargeBlockIsOneChunk) {
+    for (const size_t size : {32768U, 32769U, 65000U}) {
+        use_block_size(65536);
+        const Bytes value = pattern(size);
+        store_large_piece(2, 65536, piece(H | F | L, {text("id"), value, text("tail")}));
+        EXPECT_EQ(rows_of_segment(),
+                  dump_bytes().value("id").long_mark().value("tail").row_end().long_block(value).raw);
+    }
+}
+
+TEST_F(UnloadLong, LongerPartInALargeBlockGoesThroughTheTemporaryFile) {
+    use_block_size(65536);
+    const Bytes value = pattern(65000);
+    store_large_piece(AWAY, 65536, piece(P | L, {value}));
+    store_pieces(2, {piece(H | F | N, {text("id"), text("x")}, at(AWAY))});
+    const Outcome got = unload();
+    EXPECT_EQ(got.result, -1);
+    EXPECT_EQ(got.err, std::string("read long data error: Bad file descriptor\n") + SEGMENT_FAILED);
+    Bytes spilled = text("x");
+    spilled.insert(spilled.end(), value.begin(), value.end());
+    EXPECT_EQ(vexlo_test::read_file(long_file()), spilled);
+}
+
 // The temporary file is write-only, so a value that needs it cannot be read back.
 TEST_F(UnloadLong, ValueOf32769BytesEndsTheTableWithAReadError) {
     use_block_size(32768);

@@ -90,6 +90,21 @@ void SegmentTest::store_pieces(uint32_t number, const std::vector<Bytes> &pieces
     store(blk);
 }
 
+void SegmentTest::store_large_piece(uint32_t number, uint32_t bsz, const Bytes &piece) {
+    constexpr size_t KDBH = 44 + 24, DIRECTORY = KDBH + 14 + 4, PIECE_AT = 400;
+    Bytes raw(bsz);
+    raw[0] = BLOCK_TABLE_DATA;
+    raw[36] = 1;        // one ITL entry
+    raw[KDBH + 1] = 1;  // one table
+    raw[KDBH + 16] = 1; // of one row
+    sample::store_le16(&raw[KDBH + 4], 0xFFFF);
+    sample::store_le16(&raw[DIRECTORY], PIECE_AT - KDBH);
+    if (PIECE_AT + piece.size() > raw.size())
+        throw std::length_error("row piece does not fit in the block");
+    std::copy(piece.begin(), piece.end(), raw.begin() + PIECE_AT);
+    store(at(number).rdba, raw);
+}
+
 void SegmentTest::store_map(uint32_t rdba, uint8_t type, const std::vector<sample::Extent> &extents,
                             uint32_t next) {
     sample::CacheHeader header;

@@ -67,6 +67,9 @@ protected:
     // Stores block `number` of file RFN with these pieces, in slot order.
     void store_pieces(uint32_t number, const std::vector<Bytes> &pieces);
 
+    // Stores block `number`, of `bsz` bytes, with one piece that may be longer than a row directory reaches.
+    void store_large_piece(uint32_t number, uint32_t bsz, const Bytes &piece);
+
     // Writes an extent map block.
     void store_map(uint32_t rdba, uint8_t type, const std::vector<sample::Extent> &extents, uint32_t next);
 
@@ -90,7 +93,7 @@ protected:
     TAB tab_{};
     std::string dump_path_; // a file that exists already and is written instead of an empty one
     vexlo_test::scratch_dir dir_;
-    uint32_t nrow_ = 0;     // rows counted by the last unload
+    uint32_t nrow_ = 0; // rows counted by the last unload
 
 private:
     DATAFILE &file(uint32_t rfn);

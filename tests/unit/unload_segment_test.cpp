@@ -190,14 +190,36 @@ TEST_F(UnloadSegment, ExtentLongerThanTheReadBuffer) {
     EXPECT_EQ(rows_of_segment(), expected_.raw);
 }
 
-TEST_F(UnloadSegment, BlockSizesFrom2To32KiB) {
-    for (uint32_t bsz = 2048; bsz <= 32768; bsz *= 2) {
+TEST_F(UnloadSegment, BlocksOfEverySize) {
+    for (uint32_t bsz : {512U, 514U, 1000U, 2048U, 3001U, 4096U, 8192U, 16384U, 24578U, 32768U}) {
         use_block_size(bsz);
         expected_ = {};
         add_row(2);
         add_row(3);
         EXPECT_EQ(rows_of_segment(3), expected_.raw) << bsz;
     }
+}
+
+// The row directory reaches 32 KiB into such a block; a row may go on behind that.
+TEST_F(UnloadSegment, BlocksOf64KiB) {
+    for (uint32_t bsz : {65536U, 65535U, 33000U}) {
+        const Bytes value = pattern(bsz - 1000);
+        use_block_size(bsz);
+        store_large_piece(2, bsz, piece(H | F | L, {text("a"), value}));
+        expected_ = {};
+        expected_.row({text("a"), value});
+        EXPECT_EQ(rows_of_segment(), expected_.raw) << bsz;
+    }
+}
+
+TEST_F(UnloadSegment, TableWithLobColumnsInBlocksOfOddSize) {
+    columns({column(), column(112), column()});
+    tab_.flag = TAB_HAS_LOB;
+    use_block_size(2049);
+    store_pieces(2, {piece(H | F | L, {text("a"), text("locator"), text("c")})});
+    const Outcome got = unload();
+    EXPECT_EQ(got.result, -1);
+    EXPECT_EQ(got.err, std::string("LOB type is unsupported in this edition.\n") + SEGMENT_FAILED);
 }
 
 // In a bigfile the whole address is the block number.

@@ -152,7 +152,7 @@ TEST_F(UnloadLong, LongerPartInALargeBlockGoesThroughTheTemporaryFile) {
     use_block_size(65536);
     const Bytes value = pattern(65000);
     store_large_piece(AWAY, 65536, piece(P | L, {value}));
-    store_pieces(2, {piece(H | F | N, {text("id"), text("x")}, at(AWAY))});
+    store_large_piece(2, 65536, piece(H | F | N, {text("id"), text("x")}, at(AWAY)));
     const Outcome got = unload();
     EXPECT_EQ(got.result, -1);
     EXPECT_EQ(got.err, std::string("read long data error: Bad file descriptor\n") + SEGMENT_FAILED);

@@ -202,6 +202,7 @@ TEST_F(UnloadSegment, BlocksOfEverySize) {
 
 // The row directory reaches 32 KiB into such a block; a row may go on behind that.
 TEST_F(UnloadSegment, BlocksOf64KiB) {
+    columns(plain_columns(2));
     for (uint32_t bsz : {65536U, 65535U, 33000U}) {
         const Bytes value = pattern(bsz - 1000);
         use_block_size(bsz);

@@ -3,21 +3,41 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/packages.sh g++ cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3-dev
-cmake --preset release -DVEXLO_TESTS=OFF -B build/demo >/dev/null
-cmake --build build/demo --target vexlo vexlo-sample vexlo-convert
+# Shows a command as it would be typed, and runs it.
+run() {
+    printf '\n$ %s\n' "$*"
+    "$@"
+}
 
-db=build/demo/database
-rm -rf "$db"
-build/demo/bin/vexlo-sample "$db"
+# Runs vexlo with the commands of standard input and shows each behind the prompt that took it, as at a terminal.
+run_vexlo() {
+    printf '\n$ vexlo %s\n' "$*"
+    local commands
+    mapfile -t commands
+    printf '%s\n' "${commands[@]}" | vexlo "$@" 2>&1 |
+        awk 'BEGIN { while ((getline line <"/dev/fd/3") > 0) command[++n] = line }
+             { while (sub(/^VEXLO> /, "")) print "\nVEXLO> " command[++i]
+               if ($0 != "") print }' 3< <(printf '%s\n' "${commands[@]}")
+}
+
+scripts/packages.sh g++ cmake ninja-build gzip libsqlite3-dev libcli11-dev nlohmann-json3-dev
+echo "Building the programs in build/demo ..."
+mkdir -p build
+(cmake --preset release -DVEXLO_TESTS=OFF -B build/demo &&
+    cmake --build build/demo --target vexlo vexlo-sample vexlo-convert) >build/demo.log 2>&1 ||
+    { cat build/demo.log && exit 1; }
+PATH=$PWD/build/demo/bin:$PATH
+cd build/demo
+rm -rf database out
 
 echo
 echo "==== A database without an instance: only these files are left ===="
-ls -l "$db"/*.dbf
+vexlo-sample database >/dev/null
+run ls -l database
 
 echo
 echo "==== vexlo recovers it ===="
-build/demo/bin/vexlo "config=$db/config.ini" <<'COMMANDS' 2>&1 | sed 's/^VEXLO> /\n/'
+run_vexlo config=database/config.ini <<'COMMANDS'
 list files
 export dict
 load dict
@@ -33,9 +53,6 @@ COMMANDS
 
 echo
 echo "==== The unloaded rows ===="
-for dump in "$db"/data/SCOTT_EMP.dat "$db"/data/HR.dat; do
-    build/demo/bin/vexlo-convert --list "$dump"
-done
-build/demo/bin/vexlo-convert --to csv --table EMP --output - "$db/data/SCOTT_EMP.dat"
-echo
-build/demo/bin/vexlo-convert --to csv --table SALES --output - "$db/data/HR.dat"
+run vexlo-convert --list database/data/SCOTT_EMP.dat database/data/HR.dat
+run vexlo-convert --to csv --table EMP --output - database/data/SCOTT_EMP.dat
+run vexlo-convert --to csv --table SALES --output - database/data/HR.dat

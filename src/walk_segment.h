@@ -10,6 +10,7 @@
 //   int block(const BLOCK &)               takes one block; a negative result ends the walk
 #pragma once
 
+#include "chain_loop.h"
 #include "console.h"
 #include "datafile.h"
 #include "format/extent_map.h"
@@ -27,31 +28,15 @@ struct WALK_BUFFERS {
 /// The `next` address of the map block at `rdba`, read past all buffers and checks; 0 when there is none.
 uint32_t peek_next_map(const DATAFILE *df, uint32_t rdba);
 
-/// Length of a chain of map blocks that comes back to one of its own: the number of different blocks from
-/// `first` on. 0 for a chain that ends by itself. Constant memory: the chain is followed at two speeds.
+/// The number of different blocks in a chain of map blocks that comes back to one of its own, from `first`
+/// on. 0 for a chain that ends by itself.
 template <class SEGMENT>
-uint32_t looping_maps(SEGMENT &segment, uint32_t first) {
-    const auto step = [&](uint32_t rdba) -> uint32_t {
+uint64_t looping_maps(SEGMENT &segment, uint32_t first) {
+    return count_looping_links(first, [&](uint32_t rdba) -> std::optional<uint32_t> {
         const DATAFILE *df = segment.find(rdba);
-        return df != nullptr ? peek_next_map(df, rdba) : 0;
-    };
-
-    uint32_t mark = first, at = step(first), length = 1;
-    for (uint32_t stride = 1; at != mark; length++, at = step(at)) {
-        if (at == 0)
-            return 0;
-        if (length == stride) {
-            mark = at;
-            stride *= 2;
-            length = 0;
-        }
-    }
-    uint32_t ahead = first;
-    for (uint32_t i = 0; i < length; i++)
-        ahead = step(ahead);
-    for (mark = first; mark != ahead; mark = step(mark), ahead = step(ahead))
-        length++;
-    return length;
+        const uint32_t next = df != nullptr ? peek_next_map(df, rdba) : 0;
+        return next != 0 ? std::optional(next) : std::nullopt;
+    });
 }
 
 /// Reads one extent in runs as long as the buffer allows and hands over the blocks that were delivered whole.
@@ -120,9 +105,10 @@ int read_map(SEGMENT &segment, uint32_t rdba, uint8_t *hblk, EXTENT_MAP *map) {
 template <class SEGMENT>
 int walk_maps(SEGMENT &segment, uint32_t hdba, const WALK_BUFFERS &buffers) {
     READ_BUDGET budget = begin_budget(segment.find(hdba));
-    uint32_t loop = 0, walked = 0;
+    uint64_t loop = 0, walked = 0;
     EXTENT_MAP map{};
-    for (uint32_t rdba = hdba; rdba != 0; rdba = map.next) {
+    uint32_t rdba = hdba; // whatever it is: only the `next` of a map says with 0 that there is none
+    do {
         if (walked != 0 && walked == loop) {
             report("extent map at rdba=0x%08x comes again, the chain of maps loops.\n", rdba);
             return -1;
@@ -134,7 +120,8 @@ int walk_maps(SEGMENT &segment, uint32_t hdba, const WALK_BUFFERS &buffers) {
         const int result = walk_map(segment, buffers, map, &budget);
         if (result < 0)
             return result;
-    }
+        rdba = map.next;
+    } while (rdba != 0);
     return 0;
 }
 

@@ -50,9 +50,9 @@ protected:
         std::string err;
     };
 
-    outcome run() {
+    outcome run(uint32_t rdba = HEADER_RDBA) {
         testing::internal::CaptureStderr();
-        const int result = export_props(0, HEADER_RDBA, buffer_.data(), BUFFER);
+        const int result = export_props(0, rdba, buffer_.data(), BUFFER);
         return {result, testing::internal::GetCapturedStderr()};
     }
 
@@ -178,6 +178,22 @@ TEST_F(SegmentExport, UnreadableHeaderSetsTheCounterToZero) {
     EXPECT_EQ(o.err, "block rdba=0x" + address(HEADER) +
                          " check value not matched.\nread extent rdba=" + address(HEADER) + " error.\n");
     EXPECT_EQ(g_ctx.sys.nobj, 0U);
+}
+
+// Only the `next` of a map says with 0 that there is nothing to read.
+TEST_F(SegmentExport, HeaderAtAddressZeroIsReadLikeAnyOther) {
+    g_ctx.par.flag = 0;
+    outcome o = run(0);
+    EXPECT_EQ(o.result, -1);
+    EXPECT_EQ(o.err, "read extent rdba=0 error.\n");
+    EXPECT_FALSE(file_exists(file()));
+    sample::CacheHeader header;
+    header.type = sample::BLOCK_FILE_HEADER;
+    store(0, sample::empty_block(BLOCK_SIZE, header));
+    o = run(0);
+    EXPECT_EQ(o.result, -1);
+    EXPECT_EQ(o.err, "error block type: b\n");
+    EXPECT_FALSE(file_exists(file()));
 }
 
 TEST_F(SegmentExport, HeaderThatIsNotDeliveredWholeIsAReadFailure) {

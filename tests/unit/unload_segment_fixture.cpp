@@ -123,7 +123,7 @@ void SegmentTest::columns(const std::vector<COL> &cols) {
 ULDR SegmentTest::begin_unload() {
     tab_.tsn = TSN;
     tab_.fno = (files_.front().flag & DF_BIGFILE) != 0 ? 0 : RFN;
-    tab_.blk = HEADER_BLOCK;
+    tab_.blk = header_block_;
     g_ctx.df = files_.data();
     g_ctx.sys.nf = static_cast<uint32_t>(files_.size());
     g_ctx.col = cols_.data();

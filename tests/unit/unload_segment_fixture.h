@@ -93,7 +93,8 @@ protected:
     TAB tab_{};
     std::string dump_path_; // a file that exists already and is written instead of an empty one
     vexlo_test::scratch_dir dir_;
-    uint32_t nrow_ = 0; // rows counted by the last unload
+    uint32_t header_block_ = HEADER_BLOCK; // where the table's segment is said to begin
+    uint32_t nrow_ = 0;                    // rows counted by the last unload
 
 private:
     DATAFILE &file(uint32_t rfn);

@@ -49,6 +49,27 @@ TEST_F(UnloadSegment, DataBlockAsHeaderIsRejected) {
     expect_failure("error block type: 6\n");
 }
 
+// Only the `next` of a map says with 0 that there is nothing to read.
+TEST_F(UnloadSegment, HeaderAtAddressZeroIsReadLikeAnyOther) {
+    header_block_ = 0;
+    use_block_size(2048, DF_BIGFILE);
+    expect_failure("error block type: 0\n");
+    sample::CacheHeader header;
+    header.type = sample::BLOCK_FILE_HEADER;
+    store(0, sample::empty_block(2048, header));
+    expect_failure("error block type: b\n");
+}
+
+TEST_F(UnloadSegment, MapsThatBeginAtAddressZeroAreFollowedToTheirEnd) {
+    header_block_ = 0;
+    use_block_size(2048, DF_BIGFILE);
+    add_row(2);
+    add_row(3);
+    store_map(0, ASSM, {{2, 1}}, 7);
+    store_map(7, ASSM_MAP, {{3, 1}}, 0);
+    EXPECT_EQ(rows_of_segment(), expected_.raw);
+}
+
 TEST_F(UnloadSegment, UnknownHeaderTypeIsShownInHexadecimal) {
     store_map(rdba(HEADER_BLOCK), ASSM, {}, 0);
     Bytes raw(2048);

@@ -16,6 +16,7 @@
 #include "format/byte_order.h"
 #include "format/row_piece.h"
 
+#include <algorithm>
 #include <bitset>
 #include <optional>
 
@@ -117,19 +118,31 @@ inline int32_t slot_value(const ROW_AREA &area, int32_t slot) {
     return area.blk.data + at;
 }
 
-/// The row directory entry that `slot` of a row address names: it counts within the table. -1 when there is
-/// none.
+/// The number of row directory entries: the directory ends with the last entry that the table directory
+/// names, or with the block.
+inline int32_t directory_entries(const ROW_AREA &area) {
+    int32_t entries = 0;
+    TABLE_ROWS rows;
+    for (uint32_t tabn = 0; find_table(area, tabn, &rows); tabn++)
+        entries = std::max(entries, rows.first + rows.count);
+    return std::min(entries, static_cast<int32_t>((area.blk.bsz - area.dir) / 2));
+}
+
+/// The row directory entry that `slot` of a row address names: it counts from the table's first entry and may
+/// lie behind the table's own ones. -1 when the directory has no such entry.
 inline int32_t table_slot(const ROW_AREA &area, uint32_t tabn, uint16_t slot) {
     TABLE_ROWS rows;
-    if (!find_table(area, tabn, &rows) || slot >= rows.count || !has_slot(area, rows.first + slot))
+    if (!find_table(area, tabn, &rows) || rows.first < 0 || rows.first + slot >= directory_entries(area))
         return -1;
     return rows.first + slot;
 }
 
-/// True for a directory entry that points before all rows, as free ones do.
-inline bool points_before_rows(const ROW_AREA &area, int32_t slot) {
-    return has_slot(area, slot) && static_cast<int32_t>(area.kdbh) + slot_value(area, slot) <
-                                       static_cast<int32_t>(area.dir) + 2 * (slot + 1);
+/// True for an entry of the directory that holds the number of another entry or points before its own end, as
+/// free entries do and those of rows never.
+inline bool looks_free(const ROW_AREA &area, int32_t slot) {
+    const int32_t value = slot_value(area, slot);
+    return static_cast<int32_t>(area.kdbh) + value < static_cast<int32_t>(area.dir) + 2 * (slot + 1) ||
+           (area.frre >= 0 && value < directory_entries(area));
 }
 
 /// The piece of the cluster key row that `index` names: key rows are the rows of table 0. Null when it is not
@@ -146,32 +159,28 @@ inline const uint8_t *find_key_data(const ROW_AREA &area, uint8_t index) {
                                                                                             : nullptr;
 }
 
-constexpr int32_t NO_FREE_SLOT = -1;
-
-/// The first free entry at or behind the table's own entries: the chain of free entries runs through the
-/// directory in rising order, and the part before the table is stepped over.
-inline int32_t first_free_slot(const ROW_AREA &area, const TABLE_ROWS &rows) {
-    int32_t free = area.frre;
-    for (int32_t slot = 0; free > 0 && slot < rows.first && has_slot(area, slot); slot++)
-        if (slot == free)
-            free = slot_value(area, slot);
-    return free;
-}
-
-/// Marks of directory entries, as many as the largest block has room for.
+/// Marks of directory entries, as many as 16-bit links can name.
 using SLOT_SET = std::bitset<32768>;
 
-/// The entries on the chain of free entries, in whatever order it comes to them.
-inline SLOT_SET free_slots(const ROW_AREA &area) {
+/// The entries on the chain of free entries, in whatever order it comes to them. A link that leaves the
+/// directory or comes back ends the chain. Out of line by force: the walk is a fifth slower with this inside.
+[[gnu::noinline]] inline SLOT_SET free_slots(const ROW_AREA &area) {
     SLOT_SET free;
-    for (int32_t slot = area.frre; has_slot(area, slot) && !free[static_cast<size_t>(slot)];
+    const int32_t entries = directory_entries(area);
+    for (int32_t slot = area.frre; slot >= 0 && slot < entries && !free[static_cast<size_t>(slot)];
          slot = slot_value(area, slot))
         free.set(static_cast<size_t>(slot));
     return free;
 }
 
+/// True when the chain of free entries counts for a table: it begins above entry 0, or at entry 0 and the
+/// table does as well.
+inline bool has_free_slots(const ROW_AREA &area, const TABLE_ROWS &rows) {
+    return area.frre > 0 || (area.frre == 0 && rows.first == 0);
+}
+
 /// True for an entry on the chain of free entries, which is followed into `*chain` when it is first asked
-/// for. Out of line by force: the walk seldom asks, and is a fifth slower with this inside.
+/// for. Out of line by force, as free_slots is.
 [[gnu::noinline, gnu::cold]] inline bool is_free_slot(const ROW_AREA &area, int32_t slot,
                                                       std::optional<SLOT_SET> *chain) {
     if (!*chain)
@@ -180,21 +189,20 @@ inline SLOT_SET free_slots(const ROW_AREA &area) {
 }
 
 /// Hands each row of the table to row(i, piece): `i` counts the table's directory entries from 0, free ones
-/// included, and `piece` is null when entry or piece leave the block. `free` is the first free entry, or
-/// NO_FREE_SLOT to take every entry for a row. Entries that lead to no piece are passed over all the same
-/// when they are on the chain of free entries, which `free` loses where it does not run in rising order. A
-/// directory that leaves the block ends with its first lost entry. Stops at a negative result and returns it,
-/// else 0.
+/// included, and `piece` is null when entry or piece leave the block. With `skip_free` the entries on the
+/// chain of free entries are no rows, whatever they hold; without it only those that lead to no piece are
+/// passed over. A directory that leaves the block ends with its first lost entry. Stops at a negative result
+/// and returns it, else 0.
 template <class ROW>
-inline int walk_rows(const ROW_AREA &area, const TABLE_ROWS &rows, int32_t free, ROW &&row) {
+inline int walk_rows(const ROW_AREA &area, const TABLE_ROWS &rows, bool skip_free, ROW &&row) {
     std::optional<SLOT_SET> chain;
+    if (skip_free)
+        chain = free_slots(area);
     for (int32_t i = 0; i < rows.count; i++) {
         const int32_t slot = rows.first + i;
         const bool stored = has_slot(area, slot);
-        if (stored && slot == free) {
-            free = slot_value(area, slot);
+        if (skip_free && stored && (*chain)[static_cast<size_t>(slot)])
             continue;
-        }
         const uint8_t *piece = find_piece(area, slot);
         if (piece == nullptr && stored && is_free_slot(area, slot, &chain))
             continue;

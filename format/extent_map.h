@@ -1,5 +1,5 @@
-// Extent maps. A map is a MAPHDR (nexts, next, objd, flag; 16 bytes), whose place depends on the type of its block,
-// followed by `nexts` entries of 8 bytes (address of the first block, number of blocks).
+// Extent maps. A map is a MAPHDR (nexts, next, objd, flag; 16 bytes), whose place depends on the type of its
+// block, followed by `nexts` entries of 8 bytes (address of the first block, number of blocks).
 #pragma once
 
 #include "format/block.h"

@@ -90,7 +90,7 @@ public:
         TABLE_ROWS rows;
         for (uint32_t i = 0; i < run.run.count; ++i)
             if (open_block(run, i, tally, &area, &rows))
-                walk_rows(area, rows, first_free_slot(area, rows), [&](int slot, const uint8_t *piece) {
+                walk_rows(area, rows, has_free_slots(area, rows), [&](int slot, const uint8_t *piece) {
                     if (const RescuedRow *row = decode(area, slot, piece))
                         take(*row);
                     return 0;

@@ -1,5 +1,5 @@
-#include "format/stored_value.h"
 #include "data/entry.h"
+#include "format/stored_value.h"
 #include "value.h"
 
 #include <algorithm>

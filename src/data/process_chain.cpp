@@ -1,7 +1,9 @@
 // Following a row from piece to piece.
+#include "chain_loop.h"
 #include "console.h"
 #include "data/entry.h"
 #include "datafile.h"
+#include "file_io.h"
 
 #include <algorithm>
 
@@ -9,45 +11,34 @@ namespace {
 
 constexpr int CHAIN_ENDS = 1; // the next-piece address leads to nothing that could be added to the row
 
-// The pieces that a chain has come through, so that one that comes back to itself ends there. The last ones
-// are kept, and one more that moves on at doubling distances: a round of more pieces than are kept, which no
-// sound row has, is noticed late but is noticed.
-struct PIECE_TRAIL {
-    static constexpr uint64_t KEPT = 4096;
-    uint64_t last[KEPT];
-    uint64_t count;
-    uint64_t mark;
-    uint64_t moves_at;
+struct PIECE_ADDRESS {
+    uint32_t rdba;
+    uint16_t slot;
+    bool operator==(const PIECE_ADDRESS &) const = default;
 };
 
-uint64_t piece_id(uint32_t rdba, int slot) {
-    return uint64_t{rdba} << 32 | static_cast<uint32_t>(slot);
-}
+// The pieces that a chain has come through. The first ones are kept; of a chain that has more of them, which
+// few rows have, it is found out once how many different ones it has.
+struct PIECE_TRAIL {
+    static constexpr uint64_t KEPT = 1024;
+    PIECE_ADDRESS first[KEPT];
+    uint64_t count;     // pieces behind the head
+    uint64_t different; // among all pieces of a chain that loops; 0 of one that ends, or that is not known
+};
 
-void add_piece(PIECE_TRAIL *trail, uint64_t piece) {
-    if (trail->count == trail->moves_at) {
-        trail->mark = piece;
-        trail->moves_at = 2 * trail->count + 1;
-    }
-    trail->last[trail->count++ % PIECE_TRAIL::KEPT] = piece;
-}
-
-bool has_piece(const PIECE_TRAIL &trail, uint64_t piece) {
-    const uint64_t *end = trail.last + std::min(trail.count, PIECE_TRAIL::KEPT);
-    return piece == trail.mark || std::find(trail.last, end, piece) != end;
-}
-
-// Finds the block at `rdba`, which may be at hand: in the run being walked, or as the block followed last.
-// Otherwise it is read into cblk. Returns 0, CHAIN_ENDS for a block that its file does not have, or -1 after
-// its message.
-int fetch_block(ULDR *ul, uint32_t rdba, BLOCK *blk) {
+// True when the block at `rdba` is at hand: in the run being walked, or as the block followed last. Otherwise
+// `*blk` is the place for it, cblk.
+bool has_block(const ULDR *ul, uint32_t rdba, BLOCK *blk) {
     const uint32_t bsz = static_cast<uint32_t>(ul->bsz);
-    if (rdba - ul->run.rdba < ul->run.blocks) {
-        *blk = {ul->run.data + (rdba - ul->run.rdba) * bsz, bsz, rdba};
-        return 0;
-    }
-    *blk = {ul->cblk, bsz, rdba};
-    if (rdba == ul->cblk_rdba)
+    const bool in_run = rdba - ul->run.rdba < ul->run.blocks;
+    *blk = {in_run ? ul->run.data + (rdba - ul->run.rdba) * bsz : ul->cblk, bsz, rdba};
+    return in_run || rdba == ul->cblk_rdba;
+}
+
+// Finds the block at `rdba`, at hand or read into cblk. Returns 0, CHAIN_ENDS for a block that its file does
+// not have, or -1 after its message.
+int fetch_block(ULDR *ul, uint32_t rdba, BLOCK *blk) {
+    if (has_block(ul, rdba, blk))
         return 0;
     const DATAFILE *df = segment_file(ul, rdba);
     if (df == nullptr)
@@ -62,71 +53,134 @@ int fetch_block(ULDR *ul, uint32_t rdba, BLOCK *blk) {
     return 0;
 }
 
-// Finds the next piece, `*area` being its block. Returns 0, CHAIN_ENDS, ROW_DAMAGED, or -1 after its message.
-int find_next_piece(ULDR *ul, uint32_t rdba, uint16_t slot, ROW_AREA *area, const uint8_t **piece) {
-    // No sound segment has more pieces than its files have room for.
-    if (!spend(&ul->followed, PIECE_HEADER))
-        return CHAIN_ENDS;
-    BLOCK blk;
-    const int result = fetch_block(ul, rdba, &blk);
-    if (result != 0)
-        return result;
+// The same without checks and messages; false when it is not to be had. What it leaves in cblk is not to be
+// taken for a block that was checked.
+bool peek_block(ULDR *ul, uint32_t rdba, BLOCK *blk) {
+    if (has_block(ul, rdba, blk))
+        return true;
+    const DATAFILE *df = segment_file(ul, rdba);
+    if (df == nullptr || pread_all(df->fd, ul->cblk, df->bsz, block_offset(df, rdba)) < ul->bsz)
+        return false;
+    ul->cblk_rdba = rdba;
+    return true;
+}
+
+// Counts one more piece followed. False when there are more than the files have room for.
+bool count_piece(ULDR *ul) {
+    return spend(&ul->followed, PIECE_HEADER);
+}
+
+// Finds the piece of `slot` in its block. Returns 0, CHAIN_ENDS or ROW_DAMAGED.
+int find_slot_piece(const ULDR *ul, const BLOCK &blk, uint16_t slot, ROW_AREA *area, const uint8_t **piece) {
     if (!locate_rows(blk, area))
         return CHAIN_ENDS;
     const int32_t entry = table_slot(*area, static_cast<uint32_t>(ul->tabn), slot);
-    if (entry < 0 || points_before_rows(*area, entry))
+    if (entry < 0 || looks_free(*area, entry))
         return CHAIN_ENDS;
     *piece = find_piece(*area, entry);
     return *piece != nullptr ? 0 : ROW_DAMAGED;
 }
 
-// Takes the column values of one followed piece, and its next-piece address, 0 behind the last piece. A first
-// piece has a cluster key index of its own, which is looked up in the block of the row's head, and the head's
-// rowid.
+// Finds the next piece, `*area` being its block. Returns 0, CHAIN_ENDS, ROW_DAMAGED, or -1 after its message.
+int find_next_piece(ULDR *ul, const PIECE_ADDRESS &at, ROW_AREA *area, const uint8_t **piece) {
+    if (!count_piece(ul))
+        return CHAIN_ENDS;
+    BLOCK blk;
+    const int result = fetch_block(ul, at.rdba, &blk);
+    return result == 0 ? find_slot_piece(ul, blk, at.slot, area, piece) : result;
+}
+
+// Reads what stands between the header of a followed piece and its values, and steps behind it: of a first
+// piece the index of its cluster key and the head's rowid, of all but a last one the next address, which
+// otherwise becomes 0. False when it leaves [p, end).
+bool next_values(const ULDR *ul, uint8_t fb, const uint8_t *&p, const uint8_t *end, PIECE_ADDRESS *next) {
+    if ((fb & ROW_FIRST) != 0)
+        p += ROWID_SIZE + (ul->tabn > 0 ? 1 : 0);
+    *next = {};
+    return (fb & ROW_LAST) != 0 ? p <= end : next_address(p, end, &next->rdba, &next->slot);
+}
+
+// The address behind the piece at `at`, read ahead of its values and in silence; nothing when there is none.
+std::optional<PIECE_ADDRESS> peek_next_piece(ULDR *ul, const PIECE_ADDRESS &at) {
+    BLOCK blk;
+    ROW_AREA area;
+    const uint8_t *piece = nullptr;
+    if (!count_piece(ul) || !peek_block(ul, at.rdba, &blk) ||
+        find_slot_piece(ul, blk, at.slot, &area, &piece) != 0)
+        return std::nullopt;
+    const uint8_t *p = piece + PIECE_HEADER;
+    PIECE_ADDRESS next{};
+    if (!next_values(ul, piece[0], p, block_end(blk), &next) || next.rdba == 0)
+        return std::nullopt;
+    return next;
+}
+
+// The number of different pieces of a chain that comes back to one of them; 0 of a chain that ends.
+uint64_t different_pieces(ULDR *ul, const PIECE_ADDRESS &first) {
+    const uint64_t different =
+        count_looping_links(first, [ul](const PIECE_ADDRESS &at) { return peek_next_piece(ul, at); });
+    ul->cblk_rdba = 0;
+    return different;
+}
+
+// True when the chain, of which the pieces of the trail have been taken, has come to `next` before.
+bool comes_back(ULDR *ul, PIECE_TRAIL *trail, const PIECE_ADDRESS &head, const PIECE_ADDRESS &next) {
+    const std::span kept(trail->first, std::min(trail->count, PIECE_TRAIL::KEPT));
+    if (next == head || std::find(kept.begin(), kept.end(), next) != kept.end())
+        return true;
+    if (trail->count == PIECE_TRAIL::KEPT)
+        trail->different = different_pieces(ul, trail->first[0]);
+    return trail->different != 0 && trail->count == trail->different;
+}
+
+void add_piece(PIECE_TRAIL *trail, const PIECE_ADDRESS &piece) {
+    if (trail->count < PIECE_TRAIL::KEPT)
+        trail->first[trail->count] = piece;
+    trail->count++;
+}
+
+// Takes the column values of one followed piece, and its next-piece address. A first piece has a cluster key
+// index of its own, which is looked up in the block of the row's head.
 int take_piece(ULDR *ul, const ROW_AREA &head, const uint8_t *piece, const uint8_t *end, CLUSTER_KEY *key,
-               uint32_t *rdba, uint16_t *slot) {
+               PIECE_ADDRESS *next) {
     const uint8_t fb = piece[0];
-    const uint8_t *q = piece + PIECE_HEADER;
-    *rdba = 0;
+    const uint8_t *p = piece + PIECE_HEADER;
+    *next = {};
     if (ul->tabn > 0 && (fb & ROW_FIRST) != 0) {
-        const int result = q < end ? find_cluster_key(head, *q, key) : ROW_DAMAGED;
+        const int result = p < end ? find_cluster_key(head, *p, key) : ROW_DAMAGED;
         if (result == ROW_SKIPPED) // following ends, the row stays
             return 0;
         if (result < 0)
             return result;
-        q++;
     }
-    if ((fb & ROW_FIRST) != 0)
-        q += ROWID_SIZE;
-    if ((fb & ROW_LAST) == 0 && !next_address(q, end, rdba, slot))
+    if (!next_values(ul, fb, p, end, next))
         return ROW_DAMAGED;
-    if (q > end)
-        return ROW_DAMAGED;
-    if (make_room(ul, CHAIN_RESERVE, q, end, piece[2], *key) < 0)
+    if (make_room(ul, CHAIN_RESERVE, p, end, piece[2], *key) < 0)
         return -1;
-    return process_chained_piece(ul, q, end, piece[2], fb, *key);
+    return process_chained_piece(ul, p, end, piece[2], fb, *key);
 }
 
 } // namespace
 
 int process_chain(ULDR *ul, const ROW_AREA &head, int row, uint32_t rdba, uint16_t slot, CLUSTER_KEY key) {
+    const PIECE_ADDRESS home{head.blk.rdba, static_cast<uint16_t>(row)};
     PIECE_TRAIL trail;
-    trail.count = trail.moves_at = 0;
-    add_piece(&trail, piece_id(head.blk.rdba, row));
-    while (rdba != 0) {
-        const uint64_t next = piece_id(rdba, slot);
+    trail.count = trail.different = 0;
+    PIECE_ADDRESS next{rdba, slot};
+    while (next.rdba != 0) {
+        const PIECE_ADDRESS at = next;
         ROW_AREA area;
         const uint8_t *piece = nullptr;
-        int result = has_piece(trail, next) ? CHAIN_ENDS : find_next_piece(ul, rdba, slot, &area, &piece);
+        int result = comes_back(ul, &trail, home, at) ? CHAIN_ENDS : find_next_piece(ul, at, &area, &piece);
         if (result == CHAIN_ENDS) {
             report_damaged_row(head.blk.rdba, row);
             return 0;
         }
         if (result == 0)
-            result = take_piece(ul, head, piece, block_end(area.blk), &key, &rdba, &slot);
+            result = take_piece(ul, head, piece, block_end(area.blk), &key, &next);
         if (result < 0)
             return result;
-        add_piece(&trail, next);
+        add_piece(&trail, at);
     }
     return 0;
 }

@@ -1,11 +1,8 @@
-#include "format/stored_value.h"
 #include "data/entry.h"
+#include "format/stored_value.h"
 #include "value.h"
 
 namespace {
-
-// Lengths above this are marks in the dump file.
-constexpr int32_t LONGEST_VALUE = 0xFFFA;
 
 // The column at position `curc`; null for a position that no column claims.
 const COL *current_column(const ULDR *ul) {
@@ -13,13 +10,10 @@ const COL *current_column(const ULDR *ul) {
     return at < ul->cols.size() ? &ul->cols[at] : nullptr;
 }
 
-// Adds a part of a value to the entry that waits for its length.
-int put_part(ULDR *ul, const VALUE &part) {
-    if (ul->ccl + static_cast<int32_t>(part.len) > LONGEST_VALUE)
-        return ROW_DAMAGED;
+// Adds a part of a value to the entry that waits for its length, of which the entry keeps 16 bits.
+void put_part(ULDR *ul, const VALUE &part) {
     put_bytes(ul, part.data, part.len);
-    ul->ccl += static_cast<int32_t>(part.len);
-    return 0;
+    ul->ccl = static_cast<int32_t>((static_cast<uint32_t>(ul->ccl) + part.len) & 0xFFFF);
 }
 
 // Takes the first value of a piece with P, which continues the column at `curc`. With `ends` the value ends
@@ -29,20 +23,21 @@ int continue_column(ULDR *ul, const COL &col, const VALUE &part, bool ends) {
     if (is_long(col))
         return save_long(ul, part.data, part.len, false);
     if (is_lob(col)) {
-        if (!ul->lob_begun)
-            return ROW_DAMAGED;
-        continue_lob(ul, part);
+        if (ul->lob_begun)
+            continue_lob(ul, part);
+        else
+            save_lob(ul, col.cid, part);
         ul->lob_begun = !ends;
         return 0;
     }
     if (ul->pl == nullptr) // no piece before has begun the value
         return ROW_DAMAGED;
-    const int result = put_part(ul, part);
-    if (result == 0 && ends) {
+    put_part(ul, part);
+    if (ends) {
         finish_value(ul);
         ul->curc++;
     }
-    return result;
+    return 0;
 }
 
 // Takes the last value of a piece with N, which goes on in the next piece; the position stays.
@@ -62,7 +57,8 @@ int begin_column(ULDR *ul, const COL &col, const VALUE &part) {
         ul->pl = ul->cache + ul->clen;
         put_word(ul, 0); // the length, when it is known
     }
-    return put_part(ul, part);
+    put_part(ul, part);
+    return 0;
 }
 
 // Steps over a cut value that no column takes, or hands it to `take`.

@@ -153,6 +153,6 @@ int process_data_block(ULDR *ul, const BLOCK &blk) {
     TABLE_ROWS rows;
     if (!find_table_rows(blk, static_cast<uint32_t>(ul->tabn), &area, &rows))
         return 0;
-    return walk_rows(area, rows, first_free_slot(area, rows),
+    return walk_rows(area, rows, has_free_slots(area, rows),
                      [&](int row, const uint8_t *piece) { return process_row(ul, area, row, piece); });
 }

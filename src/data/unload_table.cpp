@@ -1,9 +1,9 @@
-#include "format/byte_order.h"
 #include "console.h"
 #include "data/entry.h"
 #include "data/ordinary_row.h"
 #include "datafile.h"
 #include "dict_array.h"
+#include "format/byte_order.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
-#include "format/byte_order.h"
 #include "console.h"
 #include "data/uldr.h"
 #include "file_io.h"
+#include "format/byte_order.h"
 
 #include <cerrno>
 #include <cstring>

@@ -39,7 +39,10 @@ inline ROW_RESULT follow_migrated(const uint8_t *stub, const uint8_t *end, uint3
         return ROW_RESULT::unreadable;
     if (bytes < static_cast<int>(df->bsz) || !locate_rows(BLOCK{cblk, df->bsz, rdba}, &place->area))
         return ROW_RESULT::damaged;
-    place->piece = find_piece(place->area, table_slot(place->area, tabn, slot));
+    const int32_t entry = table_slot(place->area, tabn, slot);
+    if (entry < 0 || looks_free(place->area, entry))
+        return ROW_RESULT::damaged;
+    place->piece = find_piece(place->area, entry);
     place->columns = PIECE_HEADER + ROWID_SIZE;
     return place->piece != nullptr ? ROW_RESULT::kept : ROW_RESULT::damaged;
 }
@@ -113,7 +116,7 @@ int process_dict_block(const DICT_TABLE &table, uint8_t *cblk, const BLOCK &blk,
     TABLE_ROWS rows;
     if (!find_table_rows(blk, tabn, &area, &rows))
         return 0;
-    return walk_rows(area, rows, first_free_slot(area, rows), [&](int row, const uint8_t *piece) {
+    return walk_rows(area, rows, has_free_slots(area, rows), [&](int row, const uint8_t *piece) {
         switch (process_dict_row<ROWS>(area, piece, cblk, tabn, records[*nrow])) {
         case ROW_RESULT::kept:
             return ++*nrow < max_rows ? 0 : write_batch(table, records, nrow);

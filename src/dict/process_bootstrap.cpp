@@ -19,7 +19,7 @@ int process_bootstrap_block(const BLOCK &blk, BOOTSTRAP *bs, int index) {
         return 0;
     rows.first = 0; // wherever the table's entries are said to begin
     int kept = 0;
-    walk_rows(area, rows, NO_FREE_SLOT, [&](int i, const uint8_t *piece) {
+    walk_rows(area, rows, false, [&](int i, const uint8_t *piece) {
         if (index + kept >= BOOTSTRAP_ROWS)
             return -1;
         if (piece == nullptr) {

@@ -1,7 +1,7 @@
 // The encoding of column values inside a row piece, and the places of extent maps.
-#include "format/stored_value.h"
 #include "format/block.h"
 #include "format/extent_map.h"
+#include "format/stored_value.h"
 #include "value.h"
 
 #include <gtest/gtest.h>

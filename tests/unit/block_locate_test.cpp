@@ -161,15 +161,54 @@ TEST(BlockSlot, PieceOutsideTheRowsIsNotHandedOut) {
     }
 }
 
-TEST(BlockSlot, RowAddressCountsWithinItsTable) {
+// Whether the table itself has that many entries is not asked: only the directory has to have them.
+TEST(BlockSlot, RowAddressCountsFromTheTablesFirstEntry) {
     const bare_block block = bare_block().tables(2).table(0, 0, 2).table(1, 2, 3);
     ROW_AREA area{};
     ASSERT_TRUE(locate_rows(block.view(), &area));
     EXPECT_EQ(table_slot(area, 0, 1), 1);
+    EXPECT_EQ(table_slot(area, 0, 4), 4);
+    EXPECT_EQ(table_slot(area, 0, 5), -1);
     EXPECT_EQ(table_slot(area, 1, 0), 2);
     EXPECT_EQ(table_slot(area, 1, 2), 4);
     EXPECT_EQ(table_slot(area, 1, 3), -1);
     EXPECT_EQ(table_slot(area, 2, 0), -1);
+}
+
+TEST(BlockSlot, RowAddressInATableThatBeginsBeforeTheDirectoryNamesNothing) {
+    const bare_block block = bare_block().tables(2).table(0, -1, 3).table(1, 2, 3);
+    ROW_AREA area{};
+    ASSERT_TRUE(locate_rows(block.view(), &area));
+    EXPECT_EQ(table_slot(area, 0, 2), -1);
+}
+
+TEST(BlockSlot, DirectoryEndsWithTheLastEntryThatATableNames) {
+    struct {
+        int first[2], count[2], entries;
+    } cases[] = {{{0, 2}, {2, 3}, 5},       {{2, 0}, {3, 2}, 5},          {{0, 0}, {0, 0}, 0},
+                 {{0, 0}, {-5, -1}, 0},     {{-3, 1}, {2, 1}, 2},         {{0, 4}, {3, 0}, 4},
+                 {{0, 3}, {3, 30000}, 223}, {{30000, 0}, {30000, 1}, 223}};
+    for (const auto &c : cases) {
+        const bare_block block =
+            bare_block().tables(2).table(0, c.first[0], c.count[0]).table(1, c.first[1], c.count[1]);
+        ROW_AREA area{};
+        ASSERT_TRUE(locate_rows(block.view(), &area));
+        EXPECT_EQ(directory_entries(area), c.entries);
+    }
+}
+
+// In a block with free entries a number below that of the entries is a link.
+TEST(BlockSlot, EntryThatHoldsALinkOrPointsBeforeItselfLooksFree) {
+    for (const int first_free : {-1, 0, 9}) {
+        for (const int value : {-1, 0, 22, 23, 24, 39, 40, 300}) {
+            const bare_block block =
+                bare_block().tables(1).table(0, 0, 40).first_free(first_free).slot(1, 2, value);
+            ROW_AREA area{};
+            ASSERT_TRUE(locate_rows(block.view(), &area));
+            EXPECT_EQ(looks_free(area, 2), value < (first_free >= 0 ? 40 : 14 + 4 + 3 * 2))
+                << first_free << " " << value;
+        }
+    }
 }
 
 // Kept out of line: with a block whose bytes it knows the optimizer warns of the branch without a table 0.

@@ -2,6 +2,8 @@
 #include "block_fixture.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 #include <utility>
 
 using namespace vexlo_test;
@@ -19,8 +21,7 @@ row_list walk(const bare_block &block, uint32_t tabn, bool free_chain = true) {
     row_list found;
     if (!locate_rows(block.view(), &area) || !find_table(area, tabn, &rows))
         return found;
-    const int32_t free = free_chain ? first_free_slot(area, rows) : NO_FREE_SLOT;
-    walk_rows(area, rows, free, [&](int row, const uint8_t *piece) {
+    walk_rows(area, rows, free_chain && has_free_slots(area, rows), [&](int row, const uint8_t *piece) {
         const uint8_t *header = block.at(bare_block::DATA_HEADER);
         found.emplace_back(row, piece == nullptr ? OUTSIDE : static_cast<int>(piece - header));
         return 0;
@@ -87,9 +88,50 @@ TEST(BlockWalk, FreeChainThatComesBackWithoutPiecesEnds) {
     EXPECT_EQ(walk(block, 1), (row_list{{1, 140}, {3, 160}}));
 }
 
-TEST(BlockWalk, FreeChainThatRunsBackwardsEndsThere) {
+// A link can point behind its own entry, at what may pass for a row.
+TEST(BlockWalk, FreeEntriesAreNoRowsInWhateverOrderTheChainRuns) {
+    const bare_block block =
+        two_tables().table(1, 3, 40).first_free(40).slot(2, 40, 5).slot(2, 5, 38).slot(2, 38, 3).slot(2, 3,
+                                                                                                      -1);
+    row_list rows;
+    for (int i = 4; i < 43; i++)
+        if (i != 5 && i != 38 && i != 40)
+            rows.emplace_back(i - 3, i < 7 ? 100 + 10 * i : OUTSIDE);
+    EXPECT_EQ(walk(block, 1), rows);
+}
+
+TEST(BlockWalk, FreeEntryThatTheChainComesBackToIsNoRow) {
     const bare_block block = two_tables().first_free(5).slot(2, 5, 3);
-    EXPECT_EQ(walk(block, 1), (row_list{{0, 130}, {1, 140}, {3, 160}}));
+    EXPECT_EQ(walk(block, 1), (row_list{{1, 140}, {3, 160}}));
+}
+
+TEST(BlockWalk, FreeEntriesOfEarlierTablesAreSkippedInAnyOrder) {
+    const bare_block block = two_tables().first_free(6).slot(2, 6, 2).slot(2, 2, 0).slot(2, 0, -1);
+    EXPECT_EQ(walk(block, 0), (row_list{{1, 110}}));
+    EXPECT_EQ(walk(block, 1), (row_list{{0, 130}, {1, 140}, {2, 150}}));
+}
+
+TEST(BlockWalk, LoopOfFreeEntriesThatLeadToPiecesEnds) {
+    const bare_block block = two_tables().table(1, 3, 60).first_free(6).slot(2, 6, 59).slot(2, 59, 6);
+    const row_list rows = walk(block, 1);
+    EXPECT_EQ(std::count_if(rows.begin(), rows.end(), [](auto row) { return row.second != OUTSIDE; }), 3);
+}
+
+// A table before may begin at entry 0 and have no entries: the one behind it begins there as well.
+TEST(BlockWalk, FreeChainFromEntryZeroCountsForATableThatBeginsThere) {
+    const bare_block block =
+        two_tables().table(0, 0, 0).table(1, 0, 7).first_free(0).slot(2, 0, 4).slot(2, 4, 145);
+    EXPECT_EQ(walk(block, 1), (row_list{{1, 110}, {2, 120}, {3, 130}, {5, 150}, {6, 160}}));
+}
+
+// Entries behind the last one that the table directory names are no entries, whatever stands there.
+TEST(BlockWalk, FreeChainEndsWhereItLeavesTheDirectory) {
+    const bare_block block = two_tables().slot(2, 7, 4).slot(2, 4, 140);
+    EXPECT_EQ(walk(bare_block(block).first_free(7), 1), walk(two_tables(), 1));
+    EXPECT_EQ(walk(bare_block(block).first_free(3).slot(2, 3, 7), 1),
+              (row_list{{1, 140}, {2, 150}, {3, 160}}));
+    EXPECT_EQ(walk(bare_block(block).first_free(3).slot(2, 3, 30000), 1),
+              (row_list{{1, 140}, {2, 150}, {3, 160}}));
 }
 
 TEST(BlockWalk, FreeChainThatPointsAtItselfEnds) {
@@ -125,8 +167,7 @@ TEST(BlockWalk, NegativeResultEndsTheWalkAndIsReturned) {
     ASSERT_TRUE(locate_rows(block.view(), &area));
     ASSERT_TRUE(find_table(area, 1, &rows));
     int seen = 0;
-    EXPECT_EQ(walk_rows(area, rows, NO_FREE_SLOT, [&](int, const uint8_t *) { return ++seen == 2 ? -5 : 0; }),
-              -5);
+    EXPECT_EQ(walk_rows(area, rows, false, [&](int, const uint8_t *) { return ++seen == 2 ? -5 : 0; }), -5);
     EXPECT_EQ(seen, 2);
 }
 

@@ -1,6 +1,7 @@
 // Which row pieces of a dictionary block become records.
 #include "export_fixture.h"
 
+#include <algorithm>
 #include <utility>
 
 using namespace vexlo_test;
@@ -151,6 +152,47 @@ TEST_P(DictionaryWalk, FreeEntriesAreSkipped) {
     // In a table of its own the chain may begin at entry 0; in a cluster the key row has that entry.
     EXPECT_EQ(d.records, (std::vector<std::string>(2, record())));
     EXPECT_EQ(d.err, "");
+}
+
+// The link of entry 2 of the table points behind its own entry, at the offsets of rows.
+TEST_P(DictionaryWalk, FreeEntriesAreSkippedInWhateverOrderTheirChainRuns) {
+    const std::vector<int> chain{60, 2, 65, 30, 4, 68};
+    const int first = c().clustered ? 1 : 0; // behind the key row
+    sample::TableBlock block = make_block(c());
+    size_t rows = 0;
+    for (int entry = 0; entry < 70; entry++) {
+        const auto link = std::find(chain.begin(), chain.end(), entry);
+        if (link != chain.end()) {
+            block.add_raw_offset(static_cast<int16_t>(link + 1 != chain.end() ? first + link[1] : -1),
+                                 table());
+        } else if (entry % 5 == 0) {
+            block.add(make_piece(c(), c().row), table());
+            rows++;
+        } else {
+            block.add(make_piece(c(), {}, WHOLE | ROW_D), table());
+        }
+    }
+    sample::Bytes bytes = block.finish();
+    sample::store_le16(&bytes[100 + 4], static_cast<uint16_t>(first + chain.front()));
+    const decoded d = decode(c(), bytes, 64);
+    EXPECT_EQ(d.records, (std::vector<std::string>(rows, record())));
+    EXPECT_EQ(d.err, "");
+}
+
+// Only the directory has to reach that far, here with the entries of a table behind.
+TEST_P(ClusterWalk, MigratedRowMayStandBehindTheEntriesOfItsTable) {
+    sample::TableBlockOptions options;
+    options.block_size = BLOCK_SIZE;
+    options.tables = table() + 2;
+    options.cache.rdba = OTHER_RDBA;
+    sample::TableBlock other(options);
+    other.add(sample::encode_key_piece({}, Row{number(OTHER_KEY)}));
+    other.add(make_piece(c(), {}), table());
+    other.add(migrated(c().row), table() + 1);
+    store(OTHER_BLOCK, other.finish());
+    sample::TableBlock block = make_block(c());
+    block.add(stub(OTHER_RDBA, 1), table());
+    EXPECT_EQ(decode(c(), block.finish()).records, std::vector<std::string>{record_of_other_key()});
 }
 
 TEST_P(ClusterWalk, FreeEntriesOfEarlierTablesAreStepped) {

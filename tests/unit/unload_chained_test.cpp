@@ -138,6 +138,25 @@ TEST_F(UnloadChainedRow, SlotCountsFromTheTablesFirstEntry) {
     EXPECT_EQ(rows_of_segment(), dump_bytes().row({text("a"), text("b")}).raw);
 }
 
+// Whether the table's own entries reach that far is not asked.
+TEST_F(UnloadChainedRow, SlotMayNameAnEntryOfALaterTable) {
+    tab_.tabn = 1;
+    sample::TableBlock away = block(FIRST, 3);
+    away.add(sample::encode_key_piece({}, Row{text("k")}), 0);
+    away.add(piece(L, {text("table 1")}), 1);
+    away.add(piece(L, {text("b")}), 2);
+    store(away);
+    PieceHead head;
+    head.flags = H | F;
+    head.key_index = 0;
+    head.next = at(FIRST, 1);
+    sample::TableBlock blk = block(2, 2);
+    blk.add(sample::encode_key_piece({}, Row{text("k")}), 0);
+    blk.add(sample::encode_piece(head, Row{text("a")}), 1);
+    store(blk);
+    EXPECT_EQ(rows_of_segment(), dump_bytes().row({text("a"), text("b")}).raw);
+}
+
 TEST_F(UnloadChainedRow, ExtraSixBytesStandInHeadPiecesAlone) {
     tab_.flag = 0x10000;
     columns(plain_columns(2));
@@ -212,6 +231,33 @@ TEST_F(UnloadChainedRow, PieceWithTwoCutValues) {
     EXPECT_EQ(
         rows_of_chain({{H | F | N, {text("0a")}}, {P | N, {text("0b"), text("2a")}}, {P | L, {text("2b")}}}),
         dump_bytes().row({text("0a0b"), text("2a2b")}).raw);
+}
+
+// The count of a gathered value has two bytes: what does not fit into them is lost, the value's bytes are
+// not.
+TEST_F(UnloadChainedRow, LengthOfAGatheredValueIsStoredModulo65536) {
+    use_block_size(32768);
+    columns(plain_columns(2));
+    const Bytes part = pattern(20000, 1);
+    for (const size_t last : {size_t{5530}, size_t{5531}, size_t{5535}, size_t{5536}, size_t{9000}}) {
+        const Bytes end = pattern(last, 9);
+        chain({{H | F | N, {text("a"), part}}, {P | N, {part}}, {P | N, {part}}, {P | L, {end}}});
+        sample::TableBlock other = block(3);
+        other.add(piece(H | F | L, {text("x"), text("y")}));
+        store(other);
+        Bytes joined;
+        for (const Bytes &b : {part, part, part, end})
+            joined.insert(joined.end(), b.begin(), b.end());
+        Bytes want = dump_bytes().value("a").raw;
+        const size_t length = (60000 + last) % 65536;
+        want.push_back(static_cast<uint8_t>(length >> 8));
+        want.push_back(static_cast<uint8_t>(length));
+        want.insert(want.end(), joined.begin(), joined.end());
+        const Bytes rest = dump_bytes().row_end().row({text("x"), text("y")}).raw;
+        want.insert(want.end(), rest.begin(), rest.end());
+        EXPECT_EQ(rows_of_segment(), want) << last;
+        EXPECT_EQ(nrow_, 2U);
+    }
 }
 
 TEST_F(UnloadChainedRow, LengthFFOfAContinuedValueIs255Bytes) {

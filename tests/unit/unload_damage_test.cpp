@@ -245,6 +245,79 @@ TEST_F(UnloadBrokenChain, LongChainIsFollowedToItsEndOrItsLoop) {
     }
 }
 
+// The round is longer than any number of pieces that could be kept in mind, and every piece gives its values
+// once.
+TEST_F(UnloadBrokenChain, RoundOfManyPiecesGivesEachOfThemOnce) {
+    constexpr uint32_t in_block = 50, pieces = 130 * in_block;
+    for (const uint32_t back_to : {0U, 1U, 1023U, 1024U, 1025U, 5000U, pieces - 1}) {
+        SCOPED_TRACE(back_to);
+        const auto place = [](uint32_t i) {
+            return at(AWAY + i / in_block, static_cast<uint16_t>(i % in_block));
+        };
+        columns(plain_columns(2 * pieces));
+        Row row{text("a")};
+        std::vector<Bytes> block;
+        for (uint32_t i = 0; i < pieces; i++) {
+            row.push_back(text(std::to_string(i)));
+            block.push_back(piece(0, {row.back()}, place(i + 1 < pieces ? i + 1 : back_to)));
+            if (block.size() == in_block) {
+                store_pieces(place(i).rdba & 0x3FFFFF, block);
+                block.clear();
+            }
+        }
+        store_pieces(2, {piece(H | F, {text("a")}, place(0)), piece(H | F | L, ROW)});
+        expect_rows(dump_bytes().row(row).row(ROW).raw, damaged_row(2, 0), 2);
+    }
+}
+
+// As long a chain that ends is followed to its end.
+TEST_F(UnloadBrokenChain, ManyPiecesThatEndAreFollowedToTheLast) {
+    constexpr uint32_t in_block = 50, pieces = 50 * in_block;
+    columns(plain_columns(pieces + 1));
+    Row row{text("a")};
+    for (uint32_t i = 0; i < pieces; i += in_block) {
+        std::vector<Bytes> block;
+        for (uint32_t k = i; k < i + in_block; k++) {
+            row.push_back(text(std::to_string(k)));
+            const RowAddress next = at(AWAY + (k + 1) / in_block, static_cast<uint16_t>((k + 1) % in_block));
+            const bool last = k + 1 == pieces;
+            block.push_back(piece(last ? L : 0, {row.back()}, last ? std::nullopt : std::optional(next)));
+        }
+        store_pieces(AWAY + i / in_block, block);
+    }
+    store_pieces(2, {piece(H | F, {text("a")}, at(AWAY)), piece(H | F | L, ROW)});
+    expect_rows(dump_bytes().row(row).row(ROW).raw, "", 2);
+}
+
+// A chain that is read ahead for its round has its check values verified all the same.
+TEST_F(UnloadBrokenChain, CheckValueOfALongChainIsVerified) {
+    constexpr uint32_t pieces = 1100, wrong = 1050;
+    columns(plain_columns(pieces + 1));
+    g_ctx.par.flag |= PAR_CHECKSUM;
+    for (uint32_t i = 0; i < pieces; i++) {
+        sample::TableBlock blk = block(AWAY + i);
+        blk.add(piece(0, {text("v")}, at(AWAY + (i + 1 < pieces ? i + 1 : 0))));
+        Bytes raw = blk.finish();
+        raw[200] = static_cast<uint8_t>(raw[200] + (i == wrong ? 1 : 0));
+        store(at(AWAY + i).rdba, raw);
+    }
+    store_pieces(2, {piece(H | F, {text("a")}, at(AWAY))});
+    const Outcome got = unload(2);
+    EXPECT_EQ(got.result, -1);
+    EXPECT_EQ(got.err, "block rdba=0x140042e check value not matched.\n" + std::string(SEGMENT_FAILED));
+}
+
+TEST_F(UnloadBrokenChain, FreeEntryEndsTheRow) {
+    sample::TableBlock blk = block(AWAY);
+    blk.add_free(); // its link, 30, points behind it, into the directory
+    for (int i = 1; i < 30; i++)
+        blk.add(piece(L, {text("b")}));
+    blk.add_free();
+    store(blk);
+    expect_gathered(at(AWAY, 0));
+    expect_gathered(at(AWAY, 30));
+}
+
 // What was gathered of a cut value stays too.
 TEST_F(UnloadBrokenChain, CutValueKeepsThePartsThatWereFound) {
     store_pieces(2, {piece(H | F | N, {text("a"), text("b1")}, at(100000)), piece(H | F | L, ROW)});

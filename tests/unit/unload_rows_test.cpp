@@ -1,6 +1,8 @@
 // Rows that stand in one piece, and which entries of a block are rows at all.
 #include "unload_segment_fixture.h"
 
+#include <algorithm>
+
 using namespace unload_unit;
 
 namespace {
@@ -114,6 +116,36 @@ TEST_F(UnloadDataBlock, FreeChainIsBroughtUpToTheTablesFirstEntry) {
     EXPECT_EQ(got.rows, dump_bytes().row({text("one")}).row({text("two")}).raw);
     EXPECT_EQ(got.err, "");
     EXPECT_EQ(nrow_, 2U);
+}
+
+// Free entries of a directory of 70, in an order that comes back from behind: the link of entry 2 points
+// behind its own entry, at the offsets of rows, which may look like any row.
+TEST_F(UnloadDataBlock, FreeEntriesAreSkippedInWhateverOrderTheirChainRuns) {
+    const std::vector<int> chain{60, 2, 65, 30, 4, 68};
+    for (const int tabn : {0, 1}) {
+        tab_.tabn = static_cast<uint32_t>(tabn);
+        sample::TableBlock blk = block(2, tabn + 1);
+        if (tabn != 0)
+            blk.add(sample::encode_key_piece({}, Row{text("key")}), 0);
+        PieceHead head;
+        if (tabn != 0)
+            head.key_index = 0;
+        dump_bytes rows;
+        for (int entry = tabn; entry < 70; entry++) {
+            const auto link = std::find(chain.begin(), chain.end(), entry);
+            if (link != chain.end()) {
+                blk.add_raw_offset(static_cast<int16_t>(link + 1 != chain.end() ? link[1] : -1), tabn);
+            } else {
+                const Row row{text(std::to_string(entry) + std::string(6, ' '))};
+                blk.add(sample::encode_piece(head, row), tabn);
+                rows.row(row);
+            }
+        }
+        Bytes raw = blk.finish();
+        sample::store_le16(&raw[KDBH + 4], static_cast<uint16_t>(chain.front()));
+        store(at(2).rdba, raw);
+        EXPECT_EQ(rows_of_segment(), rows.raw) << tabn;
+    }
 }
 
 // The first piece stored ends with the block, so that each length stands there once and before other rows

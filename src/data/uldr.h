@@ -114,9 +114,11 @@ int find_cluster_key(const ROW_AREA &area, uint8_t index, CLUSTER_KEY *key);
 constexpr int CHAIN_RESERVE = 4000;
 
 /// Cache bytes that the longest row in one piece may need: a block of values, a block of key values of no
-/// bytes, what the counts add, and what copying by a fixed number of bytes takes behind the row.
+/// bytes, which take two bytes for one each, a further byte for each of 255 values, the end mark, and what
+/// copying by a fixed number of bytes takes behind it; the headers of the block, which are no values, make up
+/// for most of the latter.
 constexpr int64_t longest_row(int32_t bsz) {
-    return 3 * int64_t{bsz} + 1024;
+    return 3 * int64_t{bsz} + 128;
 }
 
 /// Makes room in the cache for the `cc` values at `p` and the cluster key: flushes it when fewer than one

@@ -142,4 +142,31 @@ TEST(ExtentMapPlace, BlockTooSmallForItsMapHasNone) {
     EXPECT_TRUE(locate_extent_map(BLOCK{block.data(), 280, 0}, &map));
 }
 
+TEST(CutValue, LengthFFIs255Bytes) {
+    const std::vector<uint8_t> bytes(256, 0xFF);
+    VALUE value{};
+    const uint8_t *p = bytes.data();
+    EXPECT_TRUE(next_cut_value(p, bytes.data() + 256, &value));
+    EXPECT_EQ(p, bytes.data() + 256);
+    EXPECT_EQ(value.data, bytes.data() + 1);
+    EXPECT_EQ(value.len, 255U);
+    EXPECT_FALSE(value.null);
+    p = bytes.data();
+    EXPECT_FALSE(next_cut_value(p, bytes.data() + 255, &value));
+    EXPECT_FALSE(next_cut_value(p, p, &value));
+}
+
+TEST(CutValue, OtherLengthsAreThoseOfAnyValue) {
+    const std::vector<uint8_t> bytes{2, 'a', 'b', 0xFE, 1, 0, 'c'};
+    VALUE value{};
+    const uint8_t *p = bytes.data(), *end = p + bytes.size();
+    EXPECT_TRUE(next_cut_value(p, end, &value));
+    EXPECT_EQ(value.len, 2U);
+    EXPECT_TRUE(next_cut_value(p, end, &value));
+    EXPECT_EQ(value.data, end - 1);
+    EXPECT_EQ(value.len, 1U);
+    p = bytes.data();
+    EXPECT_FALSE(next_cut_value(p, p + 2, &value));
+}
+
 } // namespace

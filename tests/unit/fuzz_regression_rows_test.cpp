@@ -36,6 +36,61 @@ TEST_F(FuzzRegressionRows, RowsWithoutValuesStayInsideTheCache) {
     EXPECT_EQ(behind_cache(), sample::BLOCK_ASSM_SEGMENT_HEADER);
 }
 
+// The longest row that a block can be made to give: 254 empty values and one that takes the rest of the
+// block, and in that same rest more empty values of the cluster key. The rows before leave the cache a little
+// less room than it takes.
+TEST_F(FuzzRegressionRows, LongestRowOfABlockStaysInsideTheCache) {
+    constexpr uint32_t BSZ = 8192, DIRECTORY = 44 + 14 + 8, PIECE = DIRECTORY + 4,
+                       KEY_ROW = PIECE + 4 + 254 + 3;
+    constexpr uint32_t KEYS = BSZ - KEY_ROW - KEY_DATA, LAST = BSZ - KEY_ROW;
+    constexpr size_t LONGEST = 2 * 254 + 2 * KEYS + 2 + LAST + 2;
+    use_block_size(BSZ);
+    tab_.tabn = 1;
+    std::vector<COL> cols = plain_columns(254);
+    cols.resize(254 + KEYS, column(VARCHAR2, COL_CLUSTER_KEY));
+    cols.push_back(column());
+    columns(cols);
+
+    Bytes longest(BSZ);
+    longest[0] = BLOCK_TABLE_DATA;
+    longest[44 + 1] = 2;                          // tables
+    sample::store_le16(&longest[44 + 4], 0xFFFF); // no free entries
+    sample::store_le16(&longest[44 + 14 + 2], 1); // the key row is entry 0,
+    sample::store_le16(&longest[44 + 14 + 4], 1); // the row entry 1
+    sample::store_le16(&longest[44 + 14 + 6], 1);
+    sample::store_le16(&longest[DIRECTORY], KEY_ROW - 44);
+    sample::store_le16(&longest[DIRECTORY + 2], PIECE - 44);
+    longest[PIECE] = H | F | L;
+    longest[PIECE + 2] = 255;
+    longest[KEY_ROW - 3] = 0xFE;
+    sample::store_le16(&longest[KEY_ROW - 2], LAST);
+    longest[KEY_ROW] = H | F | L;
+
+    const size_t room = LONGEST - 8;
+    size_t left = CACHE_SIZE - list_size() - room;
+    uint32_t number = 2;
+    const auto fill = [&](size_t entry) {
+        PieceHead head;
+        head.key_index = 0;
+        sample::TableBlock blk = block(number++, 2);
+        blk.add(sample::encode_key_piece({}, Row{text("k")}), 0);
+        blk.add(sample::encode_piece(head, Row{pattern(entry - 4)}), 1);
+        store(blk);
+    };
+    for (; left > 14000; left -= 7000)
+        fill(7000);
+    fill(left - left / 2);
+    fill(left / 2);
+    const uint32_t fillers = number - 2;
+    store(at(number).rdba, longest);
+
+    const Outcome got = unload(number);
+    EXPECT_EQ(got.result, 0) << got.err;
+    EXPECT_EQ(nrow_, fillers + 1);
+    EXPECT_EQ(got.rows.size(), CACHE_SIZE - list_size() - room + LONGEST);
+    EXPECT_EQ(behind_cache(), sample::BLOCK_ASSM_SEGMENT_HEADER);
+}
+
 // A row that begins in the middle of a LOB value finds whatever an earlier command left in the locator
 // buffer: its own bytes are the first ones then, and the table ends as with any LOB value.
 TEST_F(FuzzRegressionRows, LocatorThatWasNeverBegunIsNotContinued) {

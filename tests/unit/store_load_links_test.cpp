@@ -60,6 +60,20 @@ protected:
     }
 };
 
+// Files that another program wrote may have names without a NUL.
+TEST_F(LoadLinks, NamesEndInsideTheirFields) {
+    USER long_user = user(10);
+    memset(long_user.name, 'N', sizeof long_user.name);
+    store("user", std::vector<USER>{user(0), long_user, user(20)});
+    COL long_column = numbered_record<COL>(1);
+    memset(long_column.name, 'C', sizeof long_column.name);
+    store("col", std::vector<COL>{long_column, long_column});
+    load();
+    EXPECT_EQ(std::string(g_ctx.usr[1].name, NAME_SIZE), std::string(31, 'N') + '\0');
+    for (int i = 0; i < 2; i++)
+        EXPECT_EQ(std::string(g_ctx.col[i].name, NAME_SIZE), std::string(31, 'C') + '\0');
+}
+
 TEST_F(LoadLinks, OwnersBecomeUserIndexesAndOwnerOneBecomesNone) {
     EXPECT_EQ(load(), "");
     const std::uint32_t owners[] = {2, NONE, 1, 0, 1, 1};

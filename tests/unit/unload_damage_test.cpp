@@ -1,6 +1,8 @@
 // Damaged blocks, rows and chains: what is left out, what stays, and the line that says so.
 #include "unload_segment_fixture.h"
 
+#include <filesystem>
+
 using namespace unload_unit;
 
 namespace {
@@ -107,6 +109,27 @@ TEST_F(UnloadDamage, KeyValueThatLeavesTheBlockLeavesTheRowOut) {
     blk.add(sample::encode_piece(head, Row{text("a")}), 1);
     store(blk);
     expect_rows({}, damaged_row(2, 0), 0);
+}
+
+// A row outside a cluster has no key to take a value from.
+TEST_F(UnloadDamage, KeyColumnOutsideAClusterLeavesTheRowOut) {
+    columns({column(VARCHAR2, COL_CLUSTER_KEY), column()});
+    store_pieces(2, {piece(H | F | L, ROW)});
+    expect_rows({}, damaged_row(2, 0), 0);
+}
+
+// The first piece stored ends with the block's four bytes of tail.
+TEST_F(UnloadDamage, LengthFFOfACutValueThatLeavesItsBlockLeavesTheRowOut) {
+    columns(plain_columns(1));
+    for (const size_t missing : {0U, 1U}) {
+        Bytes raw{P | L, 0, 1, 0xFF};
+        raw.resize(raw.size() + 255 - sample::TAIL_SIZE - missing);
+        store_pieces(AWAY, {raw});
+        store_pieces(2, {piece(H | F | N, {text("a")}, at(AWAY)), piece(H | F | L, {text("b")})});
+        const Outcome got = unload();
+        EXPECT_EQ(got.err, missing != 0 ? damaged_row(2, 0) : "");
+        EXPECT_EQ(nrow_, 2U - missing);
+    }
 }
 
 TEST_F(UnloadDamage, ValueThatLeavesAFollowedBlockLeavesTheWholeRowOut) {
@@ -305,6 +328,49 @@ TEST_F(UnloadBrokenChain, CheckValueOfALongChainIsVerified) {
     const Outcome got = unload(2);
     EXPECT_EQ(got.result, -1);
     EXPECT_EQ(got.err, "block rdba=0x140042e check value not matched.\n" + std::string(SEGMENT_FAILED));
+}
+
+// Rows that together follow more pieces than the files have room for repeat each other.
+TEST_F(UnloadBrokenChain, MorePiecesThanTheFilesHaveRoomForEndTheRows) {
+    constexpr size_t heads = 120, pieces = 80;
+    use_block_size(4096);
+    columns(plain_columns(pieces + 1));
+    Row row{text("a")};
+    std::vector<Bytes> chain;
+    for (size_t i = 0; i < pieces; i++) {
+        row.push_back(text("v"));
+        const bool last = i + 1 == pieces;
+        chain.push_back(piece(last ? L : 0, {text("v")},
+                              last ? std::nullopt : std::optional(at(3, static_cast<uint16_t>(i + 1)))));
+    }
+    store_pieces(3, chain);
+    store_pieces(2, std::vector<Bytes>(heads, piece(H | F, {text("a")}, at(3))));
+    const size_t room = vexlo_test::read_file(file_name(RFN)).size() / PIECE_HEADER;
+    ASSERT_LT(room, heads * pieces);
+    dump_bytes rows;
+    std::string err;
+    for (size_t i = 0, left = room; i < heads; i++) {
+        const size_t taken = std::min(left, pieces);
+        left -= taken;
+        rows.row(Row(row.begin(), row.begin() + 1 + static_cast<ptrdiff_t>(taken)));
+        if (taken < pieces)
+            err += damaged_row(2, static_cast<int>(i));
+    }
+    const Outcome got = unload(2);
+    EXPECT_EQ(got.result, 0);
+    EXPECT_EQ(got.err, err);
+    EXPECT_EQ(got.rows, rows.raw);
+}
+
+// A block that came in part has overwritten the one followed before.
+TEST_F(UnloadBrokenChain, BlockIsReadAgainBehindOneThatTheFileHoldsInPart) {
+    constexpr uint32_t cut = 30;
+    store_pieces(AWAY, {piece(L, {text("b")})});
+    store_pieces(cut, {});
+    std::filesystem::resize_file(file_name(RFN), cut * 2048 + 1024);
+    store_pieces(2, {piece(H | F, {text("a")}, at(AWAY)), piece(H | F, {text("c")}, at(cut)),
+                     piece(H | F, {text("a")}, at(AWAY))});
+    expect_rows(dump_bytes().row(ROW).row({text("c")}).row(ROW).raw, damaged_row(2, 1), 3);
 }
 
 TEST_F(UnloadBrokenChain, FreeEntryEndsTheRow) {

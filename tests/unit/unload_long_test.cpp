@@ -366,6 +366,23 @@ TEST_F(UnloadLob, OverlongLocatorEndsTheTable) {
     expect_refused(unload_pieces({piece(H | F | N, {text("a"), pattern(10000)}, at(AWAY))}), 0);
 }
 
+// What was gathered stands in the work buffer behind the buffers for LOB data.
+TEST_F(UnloadLob, PartsOfALocatorAreGatheredBehindEachOther) {
+    store_pieces(AWAY, {piece(P | N, {pattern(30, 1)}, at(AWAY + 1))});
+    store_pieces(AWAY + 1, {piece(P | L, {pattern(10, 2), pattern(7, 3)})});
+    expect_refused(unload_pieces({piece(H | F | N, {text("a"), pattern(20)}, at(AWAY))}), 0);
+    LOBD lobs[2];
+    constexpr size_t place = CACHE_SIZE + 2 * 2048 + LONG_SIZE + 4 * LOB_BUFFER_SIZE;
+    memcpy(lobs, g_ctx.wrk + place, sizeof lobs);
+    Bytes joined;
+    for (const Bytes &part : {pattern(20), pattern(30, 1), pattern(10, 2)})
+        joined.insert(joined.end(), part.begin(), part.end());
+    EXPECT_EQ(lobs[0].cid, 2U);
+    EXPECT_EQ(Bytes(lobs[0].ldata, lobs[0].ldata + lobs[0].len), joined);
+    EXPECT_EQ(lobs[1].cid, 3U);
+    EXPECT_EQ(Bytes(lobs[1].ldata, lobs[1].ldata + lobs[1].len), pattern(7, 3));
+}
+
 // The column that ends counts, a hidden one included, though nothing of it is gathered.
 TEST_F(UnloadLob, CutHiddenLobEndsTheTable) {
     columns({column(), column(CLOB, 0x1), column()});

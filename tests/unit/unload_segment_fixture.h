@@ -56,6 +56,9 @@ protected:
     // Name under which the program reports a datafile.
     std::string file_name(uint32_t rfn) const;
 
+    // Gives a datafile the relative number of another one, once what is in it has been stored.
+    void renumber_file(uint32_t from, uint32_t rfn) { file(from).rfn = rfn; }
+
     // Closes the descriptor of a datafile, so that reading from it fails with EBADF.
     void break_file(uint32_t rfn);
 

@@ -244,6 +244,16 @@ TEST_F(UnloadSegment, TableWithLobColumnsInBlocksOfOddSize) {
     EXPECT_EQ(got.err, std::string("LOB type is unsupported in this edition.\n") + SEGMENT_FAILED);
 }
 
+// All files of a tablespace have one block size: one with another is none of the segment's.
+TEST_F(UnloadSegment, FileOfAnotherBlockSizeIsNotTaken) {
+    add_file(9, 4096);
+    add_row(2);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 1}, {rdba(2, 9), 1}}, 0);
+    expect_failure("datafile (ts#=4, rfile#=9) not found.\n");
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 1}}, rdba(2, 9));
+    expect_failure("datafile (ts#=4, rfile#=9) not found.\n");
+}
+
 // In a bigfile the whole address is the block number.
 TEST_F(UnloadSegment, BigfileAddressesAreBlockNumbers) {
     use_block_size(2048, 0x10);
@@ -298,6 +308,74 @@ TEST_F(UnloadSegment, NothingOfAFailedSegmentsCacheReachesTheFile) {
     add_row(2);
     store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 1}, {rdba(2, 77), 1}}, 0);
     EXPECT_EQ(unload().file, Bytes{});
+}
+
+class UnloadPartitions : public UnloadSegment {
+protected:
+    static constexpr uint32_t AWAY = 20;
+
+    // Makes the table one of two partitions whose segments begin at HEADER_BLOCK of file RFN of two
+    // tablespaces.
+    void partition(uint32_t other_tsn) {
+        tab_.objn = 77;
+        tab_.flag = TAB_PARTITIONED;
+        for (TABPART &part : parts_) {
+            part.objp = tab_.objn;
+            part.fno = RFN;
+            part.blk = HEADER_BLOCK;
+        }
+        parts_[0].tsn = TSN;
+        parts_[1].tsn = other_tsn;
+        g_ctx.tp = parts_;
+        g_ctx.sys.ntp = g_ctx.cap.ntp = 2;
+    }
+
+    TABPART parts_[2]{};
+};
+
+// The same address in another tablespace is another block.
+TEST_F(UnloadPartitions, BlockFollowedInOneSegmentIsNotTakenForThatOfTheNext) {
+    constexpr uint32_t OTHER = 9;
+    columns(plain_columns(2));
+    add_file(OTHER, 2048, TSN + 1);
+    for (const uint32_t rfn : {RFN, OTHER}) {
+        sample::TableBlock heads = block(2, 1, rfn), away = block(AWAY, 1, rfn);
+        heads.add(piece(H | F, {text("a")}, at(AWAY)));
+        away.add(piece(L, {text(std::to_string(rfn))}));
+        store(heads);
+        store(away);
+        store_map(rdba(HEADER_BLOCK, rfn), ASSM, {{rdba(2), 1}}, 0);
+        expected_.row({text("a"), text(std::to_string(rfn))});
+    }
+    renumber_file(OTHER, RFN);
+    partition(TSN + 1);
+    EXPECT_EQ(rows_of_segment(), expected_.raw);
+}
+
+// The pieces that the rows of one segment follow are counted for that segment alone.
+TEST_F(UnloadPartitions, PiecesAreCountedForEachSegment) {
+    constexpr int heads = 50, pieces = 80;
+    columns(plain_columns(pieces + 1));
+    Row row{text("a")};
+    sample::TableBlock away = block(AWAY), begin = block(2);
+    for (uint16_t i = 0; i < pieces; i++) {
+        row.push_back(text("v"));
+        const bool last = i + 1 == pieces;
+        away.add(piece(last ? L : 0, {text("v")},
+                       last ? std::nullopt : std::optional(at(AWAY, static_cast<uint16_t>(i + 1)))));
+    }
+    store(away);
+    for (int i = 0; i < heads; i++)
+        begin.add(piece(H | F, {text("a")}, at(AWAY)));
+    store(begin);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 1}}, 0);
+    const size_t room = vexlo_test::read_file(file_name(RFN)).size() / PIECE_HEADER;
+    ASSERT_LT(size_t{heads} * pieces, room);
+    ASSERT_GT(2 * size_t{heads} * pieces, room / 2);
+    partition(TSN);
+    for (int i = 0; i < 2 * heads; i++)
+        expected_.row(row);
+    EXPECT_EQ(rows_of_segment(), expected_.raw);
 }
 
 class UnloadColumnList : public SegmentTest {};

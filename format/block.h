@@ -1,13 +1,14 @@
-// The structures of a data block and the one bounded walk over them. From the first byte of a block:
+// Data blocks: their headers, the table and row directory, and the one bounded walk over their rows. From the
+// first byte of a block:
 //
-//   KCBH    20 bytes        cache header: type at 0, rdba at 4, check value at 16
-//   KTBBH   24 bytes        transaction header: ITL count at 36 (low byte), flags at 38
+//   KCBH    20 bytes        cache header
+//   KTBBH   24 bytes        transaction header
 //   KTBIT   24 bytes each   ITL entries
-//   EXDATA  8 + m bytes     only with flag 0x20; m is the low half of its word at 4
+//   EXDATA  8 + m bytes     only with its flag; m is the low half of its exflg
 //   KDBH    14 bytes        data header, the base of all row offsets
 //   KDBT    4 bytes each    table directory: first row directory entry, number of entries
-//   row directory           signed 16-bit offsets from KDBH
-//   row pieces
+//   row directory           signed 16-bit offsets from KDBH, or links of free entries
+//   row pieces              see row_piece.h
 //
 // Whatever a block says is compared with the end of the block here, in the functions that hand out pointers:
 // a pointer they return stands inside its block, and a step forward stays inside or says that it cannot.
@@ -27,8 +28,24 @@ constexpr uint8_t BLOCK_SEGMENT_HEADER_ASSM = 0x23; // bitmap-managed
 constexpr uint8_t BLOCK_EXTENT_MAP = 0x12;
 constexpr uint8_t BLOCK_EXTENT_MAP_ASSM = 0x24;
 
+// From the first byte of a block
+constexpr uint32_t KTBBHICT = 36; // number of ITL entries; its low byte counts
+constexpr uint32_t KTBBHFLG = 38;
+constexpr uint8_t KTBBHFLG_EXDATA = 0x20; // an EXDATA area follows the ITL entries
+constexpr uint32_t KTBIT = 44;
+constexpr uint32_t KTBIT_SIZE = 24;
+
+constexpr uint32_t EXDATA_SIZE = 8;
+constexpr uint32_t EXFLG = 4; // in EXDATA: how much longer the area is, in its low half
+
 constexpr uint32_t KDBH_SIZE = 14;
+constexpr uint32_t KDBHNTAB = 1; // in KDBH: tables in the block, signed
+constexpr uint32_t KDBHFRRE = 4; // in KDBH: first free row directory entry, negative when none
+
 constexpr uint32_t KDBT_SIZE = 4;
+constexpr uint32_t KDBTOFFS = 0; // in KDBT: first row directory entry of the table, signed
+constexpr uint32_t KDBTNROW = 2; // in KDBT: number of its entries, signed
+
 /// One block in memory and the address it was read from.
 struct BLOCK {
     const uint8_t *data;
@@ -65,23 +82,22 @@ inline const uint8_t *block_end(const BLOCK &blk) {
 
 /// Finds the row structures. False when the headers point beyond the block.
 inline bool locate_rows(const BLOCK &blk, ROW_AREA *area) {
-    constexpr uint32_t ITL = 44, ITL_SIZE = 24, EXDATA_SIZE = 8;
-    if (blk.bsz < ITL)
+    if (blk.bsz < KTBIT)
         return false;
-    uint32_t at = ITL + ITL_SIZE * blk.data[36];
-    if ((blk.data[38] & 0x20) != 0) {
+    uint32_t at = KTBIT + KTBIT_SIZE * blk.data[KTBBHICT];
+    if ((blk.data[KTBBHFLG] & KTBBHFLG_EXDATA) != 0) {
         if (at + EXDATA_SIZE > blk.bsz)
             return false;
-        at += EXDATA_SIZE + load_le16(blk.data + at + 4);
+        at += EXDATA_SIZE + load_le16(blk.data + at + EXFLG);
     }
     if (at + KDBH_SIZE > blk.bsz)
         return false;
     const uint8_t *kdbh = blk.data + at;
-    const int32_t ntab = static_cast<int8_t>(kdbh[1]);
+    const int32_t ntab = static_cast<int8_t>(kdbh[KDBHNTAB]);
     const uint32_t dir = at + KDBH_SIZE + KDBT_SIZE * static_cast<uint32_t>(ntab > 0 ? ntab : 0);
     if (dir > blk.bsz)
         return false;
-    *area = {blk, at, dir, ntab, static_cast<int16_t>(load_le16(kdbh + 4))};
+    *area = {blk, at, dir, ntab, static_cast<int16_t>(load_le16(kdbh + KDBHFRRE))};
     return true;
 }
 
@@ -90,7 +106,8 @@ inline bool find_table(const ROW_AREA &area, uint32_t tabn, TABLE_ROWS *rows) {
     if (area.ntab <= 0 || tabn >= static_cast<uint32_t>(area.ntab))
         return false;
     const uint8_t *kdbt = area.blk.data + area.kdbh + KDBH_SIZE + KDBT_SIZE * tabn;
-    *rows = {static_cast<int16_t>(load_le16(kdbt)), static_cast<int16_t>(load_le16(kdbt + 2))};
+    *rows = {static_cast<int16_t>(load_le16(kdbt + KDBTOFFS)),
+             static_cast<int16_t>(load_le16(kdbt + KDBTNROW))};
     return true;
 }
 

@@ -3,11 +3,17 @@
 #pragma once
 
 #include "format/block.h"
+#include "format/cache_header.h"
 
 #include <algorithm>
 
 constexpr uint32_t MAPHDR_SIZE = 16;
+constexpr uint32_t NEXTS = 0; // in MAPHDR: number of entries
+constexpr uint32_t NEXT = 4;  // in MAPHDR: address of the next map block, 0 when there is none
+
 constexpr uint32_t EXTMAP_SIZE = 8;
+constexpr uint32_t EXT_DBA = 0; // in EXTMAP: address of the extent's first block
+constexpr uint32_t EXT_LEN = 4; // in EXTMAP: number of its blocks
 
 struct EXTENT_MAP {
     const uint8_t *entries;
@@ -33,12 +39,12 @@ inline uint32_t map_header_offset(uint8_t type) {
 
 /// Finds the extent map of a block; false when a block of its type has none or cannot hold one.
 inline bool locate_extent_map(const BLOCK &blk, EXTENT_MAP *map) {
-    const uint32_t at = map_header_offset(blk.data[0]);
+    const uint32_t at = map_header_offset(block_type(blk.data));
     if (at == 0 || at + MAPHDR_SIZE > blk.bsz)
         return false;
-    const uint32_t nexts = load_le32(blk.data + at);
+    const uint32_t nexts = load_le32(blk.data + at + NEXTS);
     const uint32_t fit = (blk.bsz - at - MAPHDR_SIZE) / EXTMAP_SIZE;
-    *map = {blk.data + at + MAPHDR_SIZE, std::min(nexts, fit), load_le32(blk.data + at + 4), nexts > fit};
+    *map = {blk.data + at + MAPHDR_SIZE, std::min(nexts, fit), load_le32(blk.data + at + NEXT), nexts > fit};
     return true;
 }
 

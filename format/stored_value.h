@@ -1,4 +1,5 @@
-// Stored column values: a length and that many bytes, or NULL.
+// Stored column values: a length and that many bytes, or NULL. A step from value to value stays inside the
+// block or says that it cannot.
 #pragma once
 
 #include "format/byte_order.h"

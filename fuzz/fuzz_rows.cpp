@@ -6,7 +6,8 @@
 // each, then the blocks of relative file 1 from address 1 on.
 #include "harness.h"
 
-#include "data/entry.h"
+#include "data/lob_value.h"
+#include "data/long_value.h"
 #include "data/ordinary_row.h"
 #include "datafile.h"
 

@@ -3,7 +3,7 @@
 // the header, then the blocks of the one file from address 1 on.
 #include "harness.h"
 
-#include "data/uldr.h"
+#include "data/segment.h"
 #include "datafile.h"
 #include "dict/export.h"
 

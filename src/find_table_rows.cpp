@@ -1,9 +1,10 @@
-#include "table_rows.h"
+#include "find_table_rows.h"
 
 #include "console.h"
+#include "format/cache_header.h"
 
 bool find_table_rows(const BLOCK &blk, uint32_t tabn, ROW_AREA *area, TABLE_ROWS *rows) {
-    if (blk.data[0] != BLOCK_TABLE_DATA)
+    if (block_type(blk.data) != BLOCK_TABLE_DATA)
         return false;
     if (locate_rows(blk, area))
         return find_table(*area, tabn, rows);

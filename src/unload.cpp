@@ -2,7 +2,8 @@
 #include "command_map.h"
 #include "console.h"
 #include "create_file.h"
-#include "data/uldr.h"
+#include "data/dump_file.h"
+#include "data/segment.h"
 #include "dict_array.h"
 #include "text.h"
 
@@ -116,7 +117,6 @@ int unload_to_file(const char *name, const char (&user)[NAME_SIZE], std::span<TA
     ul.fd = create_dump(name, directory);
     if (ul.fd < 0)
         return -1;
-    ul.lfd = -1;
     ul.ntab = static_cast<int32_t>(tinf.size());
     ul.tinf = tinf.data();
     ul.data_ofs = static_cast<uint64_t>(HEAD_SPACE + directory);

@@ -77,7 +77,8 @@ template <class SEGMENT>
 int walk_map(SEGMENT &segment, const WALK_BUFFERS &buffers, const EXTENT_MAP &map, READ_BUDGET *budget) {
     for (uint32_t i = 0; i < map.count; i++) {
         const uint8_t *entry = map.entries + EXTMAP_SIZE * i;
-        const int result = walk_extent(segment, buffers, load_le32(entry), load_le32(entry + 4), budget);
+        const int result =
+            walk_extent(segment, buffers, load_le32(entry + EXT_DBA), load_le32(entry + EXT_LEN), budget);
         if (result < 0)
             return result;
     }
@@ -93,7 +94,7 @@ int read_map(SEGMENT &segment, uint32_t rdba, uint8_t *hblk, EXTENT_MAP *map) {
     if (!read_block(df, rdba, hblk))
         return segment.header_error(rdba);
     if (!locate_extent_map(BLOCK{hblk, df->bsz, rdba}, map)) {
-        report("error block type: %x\n", hblk[0]);
+        report("error block type: %x\n", block_type(hblk));
         return -1;
     }
     if (map->cut)

@@ -1,8 +1,8 @@
-// The records of a dump file; docs/dump-format.md tells the whole layout. All integers are big-endian in the
-// file.
+// Dump files: their records, and what is written outside the rows. docs/dump-format.md tells the whole
+// layout. All integers are big-endian in the file.
 #pragma once
 
-#include "vexlo.h"
+#include "data/uldr.h"
 
 constexpr int HEAD_SPACE = 1024; // HEAD_INFO and zeros; the table directory follows
 constexpr int DIRECTORY_UNIT = 512;
@@ -59,3 +59,18 @@ int make_head();
 /// Writes `n` zero bytes at the current position of `fd`. Returns 0, or -1 after "write blank data error:
 /// %s\n".
 int write_blank(int fd, int64_t n);
+
+/// Writes the cache to the dump file and empties it. Returns 0, or -1 after "write cache data error: %s\n"
+/// with the cache as it was.
+int write_cache(ULDR *ul);
+
+/// Says that the dump file cannot be written, with errno's text; returns -1.
+int write_cache_error();
+
+/// Writes `head` to the dump file, its count turned big-endian in place. Returns 0, or -1 after "write file
+/// header: %s\n".
+int write_head(ULDR *ul, HEAD_INFO *head);
+
+/// Writes the table directory to the dump file, its integers turned big-endian in place. Returns 0, or -1
+/// after "write table information: %s\n".
+int write_tab_info(ULDR *ul);

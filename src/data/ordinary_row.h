@@ -3,7 +3,8 @@
 #pragma once
 
 #include "column.h"
-#include "data/uldr.h"
+#include "data/entry.h"
+#include "data/rows.h"
 
 #include <algorithm>
 
@@ -46,9 +47,7 @@ inline void copy_value(uint8_t *&to, const uint8_t *&p) {
     VALUE value;
     if (!next_value(p, end, &value))
         return false;
-    store_be16(to, value.null ? MARK_NULL : static_cast<uint16_t>(value.len));
-    memcpy(to + MARK_SIZE, value.data, value.len);
-    to += MARK_SIZE + value.len;
+    to = write_entry(to, value);
     return true;
 }
 
@@ -88,17 +87,19 @@ inline bool process_ordinary_row(ULDR *ul, const ROW_AREA &area, const uint8_t *
     if (ul->clen + longest_row(ul->bsz) > ul->csz)
         return false;
     const uint8_t *p = piece + PIECE_HEADER, *end = block_end(area.blk);
-    uint8_t *to = ul->cache + ul->clen;
+    uint8_t *to = cache_end(ul);
     if (ul->tabn == 0) {
-        to = append_values(ul, to, p, end, piece[2]);
+        to = append_values(ul, to, p, end, column_count(piece));
     } else {
         const uint8_t *key = p < end ? find_key_data(area, *p) : nullptr;
-        to = key != nullptr ? append_keyed_values(ul, to, p + 1, end, piece[2], {key, end}) : nullptr;
+        to = key != nullptr
+                 ? append_keyed_values(ul, to, p + CLUSTER_INDEX_SIZE, end, column_count(piece), {key, end})
+                 : nullptr;
     }
     if (to == nullptr)
         return false;
     store_be16(to, MARK_ROW_END);
-    ul->clen = static_cast<int32_t>(to + MARK_SIZE - ul->cache);
+    set_cache_end(ul, to + MARK_SIZE);
     ul->nrow++;
     return true;
 }

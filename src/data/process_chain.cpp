@@ -1,15 +1,14 @@
 // Following a row from piece to piece.
 #include "chain_loop.h"
 #include "console.h"
-#include "data/entry.h"
+#include "data/rows.h"
+#include "data/segment.h"
 #include "datafile.h"
 #include "file_io.h"
 
 #include <algorithm>
 
 namespace {
-
-constexpr int CHAIN_ENDS = 1; // the next-piece address leads to nothing that could be added to the row
 
 struct PIECE_ADDRESS {
     uint32_t rdba;
@@ -35,22 +34,24 @@ bool has_block(const ULDR *ul, uint32_t rdba, BLOCK *blk) {
     return in_run || rdba == ul->cblk_rdba;
 }
 
-// Finds the block at `rdba`, at hand or read into cblk. Returns 0, CHAIN_ENDS for a block that its file does
-// not have, or -1 after its message.
-int fetch_block(ULDR *ul, uint32_t rdba, BLOCK *blk) {
+// Finds the block at `rdba`, at hand or read into cblk. The chain breaks off at a block that its file does
+// not have.
+PIECE_RESULT fetch_block(ULDR *ul, uint32_t rdba, BLOCK *blk) {
     if (has_block(ul, rdba, blk))
-        return 0;
+        return PIECE_RESULT::taken;
     const DATAFILE *df = segment_file(ul, rdba);
-    if (df == nullptr)
-        return segment_file_error(ul, rdba);
+    if (df == nullptr) {
+        segment_file_error(ul, rdba);
+        return PIECE_RESULT::failed;
+    }
     ul->cblk_rdba = 0;
     const int bytes = read_extent_blocks(df, rdba, 1, ul->cblk);
     if (bytes < 0)
-        return -1;
+        return PIECE_RESULT::failed;
     if (bytes < ul->bsz)
-        return CHAIN_ENDS;
+        return PIECE_RESULT::breaks_off;
     ul->cblk_rdba = rdba;
-    return 0;
+    return PIECE_RESULT::taken;
 }
 
 // The same without checks and messages; false when it is not to be had. What it leaves in cblk is not to be
@@ -70,24 +71,25 @@ bool count_piece(ULDR *ul) {
     return spend(&ul->followed, PIECE_HEADER);
 }
 
-// Finds the piece of `slot` in its block. Returns 0, CHAIN_ENDS or ROW_DAMAGED.
-int find_slot_piece(const ULDR *ul, const BLOCK &blk, uint16_t slot, ROW_AREA *area, const uint8_t **piece) {
+// Finds the piece of `slot` in its block.
+PIECE_RESULT find_slot_piece(const ULDR *ul, const BLOCK &blk, uint16_t slot, ROW_AREA *area,
+                             const uint8_t **piece) {
     if (!locate_rows(blk, area))
-        return CHAIN_ENDS;
+        return PIECE_RESULT::breaks_off;
     const int32_t entry = table_slot(*area, static_cast<uint32_t>(ul->tabn), slot);
     if (entry < 0 || looks_free(*area, entry))
-        return CHAIN_ENDS;
+        return PIECE_RESULT::breaks_off;
     *piece = find_piece(*area, entry);
-    return *piece != nullptr ? 0 : ROW_DAMAGED;
+    return *piece != nullptr ? PIECE_RESULT::taken : PIECE_RESULT::damaged;
 }
 
-// Finds the next piece, `*area` being its block. Returns 0, CHAIN_ENDS, ROW_DAMAGED, or -1 after its message.
-int find_next_piece(ULDR *ul, const PIECE_ADDRESS &at, ROW_AREA *area, const uint8_t **piece) {
+// Finds the next piece, `*area` being its block.
+PIECE_RESULT find_next_piece(ULDR *ul, const PIECE_ADDRESS &at, ROW_AREA *area, const uint8_t **piece) {
     if (!count_piece(ul))
-        return CHAIN_ENDS;
+        return PIECE_RESULT::breaks_off;
     BLOCK blk;
-    const int result = fetch_block(ul, at.rdba, &blk);
-    return result == 0 ? find_slot_piece(ul, blk, at.slot, area, piece) : result;
+    const PIECE_RESULT result = fetch_block(ul, at.rdba, &blk);
+    return result == PIECE_RESULT::taken ? find_slot_piece(ul, blk, at.slot, area, piece) : result;
 }
 
 // Reads what stands between the header of a followed piece and its values, and steps behind it: of a first
@@ -95,7 +97,7 @@ int find_next_piece(ULDR *ul, const PIECE_ADDRESS &at, ROW_AREA *area, const uin
 // otherwise becomes 0. False when it leaves [p, end).
 bool next_values(const ULDR *ul, uint8_t fb, const uint8_t *&p, const uint8_t *end, PIECE_ADDRESS *next) {
     if ((fb & ROW_FIRST) != 0)
-        p += ROWID_SIZE + (ul->tabn > 0 ? 1 : 0);
+        p += ROWID_SIZE + (ul->tabn > 0 ? CLUSTER_INDEX_SIZE : 0);
     *next = {};
     return (fb & ROW_LAST) != 0 ? p <= end : next_address(p, end, &next->rdba, &next->slot);
 }
@@ -106,11 +108,11 @@ std::optional<PIECE_ADDRESS> peek_next_piece(ULDR *ul, const PIECE_ADDRESS &at) 
     ROW_AREA area;
     const uint8_t *piece = nullptr;
     if (!count_piece(ul) || !peek_block(ul, at.rdba, &blk) ||
-        find_slot_piece(ul, blk, at.slot, &area, &piece) != 0)
+        find_slot_piece(ul, blk, at.slot, &area, &piece) != PIECE_RESULT::taken)
         return std::nullopt;
     const uint8_t *p = piece + PIECE_HEADER;
     PIECE_ADDRESS next{};
-    if (!next_values(ul, piece[0], p, block_end(blk), &next) || next.rdba == 0)
+    if (!next_values(ul, piece[PIECE_FLAGS], p, block_end(blk), &next) || next.rdba == 0)
         return std::nullopt;
     return next;
 }
@@ -141,28 +143,29 @@ void add_piece(PIECE_TRAIL *trail, const PIECE_ADDRESS &piece) {
 
 // Takes the column values of one followed piece, and its next-piece address. A first piece has a cluster key
 // index of its own, which is looked up in the block of the row's head.
-int take_piece(ULDR *ul, const ROW_AREA &head, const uint8_t *piece, const uint8_t *end, CLUSTER_KEY *key,
-               PIECE_ADDRESS *next) {
-    const uint8_t fb = piece[0];
+PIECE_RESULT take_piece(ULDR *ul, const ROW_AREA &head, const uint8_t *piece, const uint8_t *end,
+                        CLUSTER_KEY *key, PIECE_ADDRESS *next) {
+    const uint8_t fb = piece[PIECE_FLAGS];
     const uint8_t *p = piece + PIECE_HEADER;
     *next = {};
     if (ul->tabn > 0 && (fb & ROW_FIRST) != 0) {
-        const int result = p < end ? find_cluster_key(head, *p, key) : ROW_DAMAGED;
-        if (result == ROW_SKIPPED) // following ends, the row stays
-            return 0;
-        if (result < 0)
+        const PIECE_RESULT result = p < end ? find_cluster_key(head, *p, key) : PIECE_RESULT::damaged;
+        if (result == PIECE_RESULT::skipped) // following ends, the row stays
+            return PIECE_RESULT::taken;
+        if (result != PIECE_RESULT::taken)
             return result;
     }
     if (!next_values(ul, fb, p, end, next))
-        return ROW_DAMAGED;
-    if (make_room(ul, CHAIN_RESERVE, p, end, piece[2], *key) < 0)
-        return -1;
-    return process_chained_piece(ul, p, end, piece[2], fb, *key);
+        return PIECE_RESULT::damaged;
+    if (make_room_for_piece(ul, p, end, column_count(piece), *key) < 0)
+        return PIECE_RESULT::failed;
+    return process_chained_piece(ul, p, end, column_count(piece), fb, *key);
 }
 
 } // namespace
 
-int process_chain(ULDR *ul, const ROW_AREA &head, int row, uint32_t rdba, uint16_t slot, CLUSTER_KEY key) {
+PIECE_RESULT process_chain(ULDR *ul, const ROW_AREA &head, int row, uint32_t rdba, uint16_t slot,
+                           CLUSTER_KEY key) {
     const PIECE_ADDRESS home{head.blk.rdba, static_cast<uint16_t>(row)};
     PIECE_TRAIL trail;
     trail.count = trail.different = 0;
@@ -171,16 +174,18 @@ int process_chain(ULDR *ul, const ROW_AREA &head, int row, uint32_t rdba, uint16
         const PIECE_ADDRESS at = next;
         ROW_AREA area;
         const uint8_t *piece = nullptr;
-        int result = comes_back(ul, &trail, home, at) ? CHAIN_ENDS : find_next_piece(ul, at, &area, &piece);
-        if (result == CHAIN_ENDS) {
+        PIECE_RESULT result = PIECE_RESULT::breaks_off;
+        if (!comes_back(ul, &trail, home, at))
+            result = find_next_piece(ul, at, &area, &piece);
+        if (result == PIECE_RESULT::breaks_off) {
             report_damaged_row(head.blk.rdba, row);
-            return 0;
+            return PIECE_RESULT::taken;
         }
-        if (result == 0)
+        if (result == PIECE_RESULT::taken)
             result = take_piece(ul, head, piece, block_end(area.blk), &key, &next);
-        if (result < 0)
+        if (result != PIECE_RESULT::taken)
             return result;
         add_piece(&trail, at);
     }
-    return 0;
+    return PIECE_RESULT::taken;
 }

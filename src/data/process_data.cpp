@@ -1,8 +1,9 @@
 // The rows of one block of a table's segment.
 #include "console.h"
-#include "data/entry.h"
+#include "data/lob_value.h"
+#include "data/long_value.h"
 #include "data/ordinary_row.h"
-#include "table_rows.h"
+#include "find_table_rows.h"
 
 #include <cstdio>
 #include <unistd.h>
@@ -13,13 +14,7 @@ constexpr int ROW_EXTRA_SIZE = 6;
 constexpr uint8_t ROW_WHOLE = ROW_FIRST | ROW_LAST;
 
 void begin_row(ULDR *ul) {
-    ul->lfd = -1;
-    ul->curc = 0;
-    ul->lcc = 0;
-    ul->lsz = 0;
-    ul->lob_begun = false;
-    ul->pl = nullptr;
-    ul->ccl = 0;
+    static_cast<ULDR_ROW &>(*ul) = {};
 }
 
 // Appends the end of the row and what follows it.
@@ -59,47 +54,48 @@ int take_back(ULDR *ul, uint64_t start) {
 
 // Steps over what stands between the piece header and the columns of a head piece: the index of its cluster
 // key row and the extra bytes that some tables have.
-int step_over_head(const ULDR *ul, const ROW_AREA &area, const uint8_t *&p, bool keyed, CLUSTER_KEY *key) {
+PIECE_RESULT step_over_head(const ULDR *ul, const ROW_AREA &area, const uint8_t *&p, bool keyed,
+                            CLUSTER_KEY *key) {
     const uint8_t *end = block_end(area.blk);
     if (keyed) {
-        const int result = p < end ? find_cluster_key(area, *p, key) : ROW_DAMAGED;
-        if (result < 0)
+        const PIECE_RESULT result = p < end ? find_cluster_key(area, *p, key) : PIECE_RESULT::damaged;
+        if (result != PIECE_RESULT::taken)
             return result;
-        p++;
+        p += CLUSTER_INDEX_SIZE;
     }
     if ((ul->tabp->flag & TAB_ROW_EXTRA) != 0)
         p += ROW_EXTRA_SIZE;
-    return p <= end ? 0 : ROW_DAMAGED;
+    return p <= end ? PIECE_RESULT::taken : PIECE_RESULT::damaged;
 }
 
-int process_whole_row(ULDR *ul, const ROW_AREA &area, const uint8_t *piece) {
+PIECE_RESULT process_whole_row(ULDR *ul, const ROW_AREA &area, const uint8_t *piece) {
     CLUSTER_KEY key{};
     const uint8_t *p = piece + PIECE_HEADER, *end = block_end(area.blk);
-    const int result = step_over_head(ul, area, p, ul->tabn > 0, &key);
-    if (result < 0)
+    const PIECE_RESULT result = step_over_head(ul, area, p, ul->tabn > 0, &key);
+    if (result != PIECE_RESULT::taken)
         return result;
-    if (make_room(ul, 0, p, end, piece[2], key) < 0)
-        return -1;
-    return process_one_piece(ul, p, end, piece[2], key);
+    if (make_room_for_row(ul, p, end, column_count(piece), key) < 0)
+        return PIECE_RESULT::failed;
+    return process_one_piece(ul, p, end, column_count(piece), key);
 }
 
-int process_chained_row(ULDR *ul, const ROW_AREA &area, int row, const uint8_t *piece) {
+PIECE_RESULT process_chained_row(ULDR *ul, const ROW_AREA &area, int row, const uint8_t *piece) {
     CLUSTER_KEY key{};
-    const uint8_t fb = piece[0];
+    const uint8_t fb = piece[PIECE_FLAGS];
     const bool first = (fb & ROW_FIRST) != 0;
     const uint8_t *p = piece + PIECE_HEADER, *end = block_end(area.blk);
     uint32_t rdba = 0;
     uint16_t slot = 0;
-    int result = step_over_head(ul, area, p, ul->tabn > 0 && first, &key);
-    if (result == 0 && !next_address(p, end, &rdba, &slot))
-        result = ROW_DAMAGED;
-    if (result < 0)
+    PIECE_RESULT result = step_over_head(ul, area, p, ul->tabn > 0 && first, &key);
+    if (result == PIECE_RESULT::taken && !next_address(p, end, &rdba, &slot))
+        result = PIECE_RESULT::damaged;
+    if (result != PIECE_RESULT::taken)
         return result;
     if (first) {
-        if (make_room(ul, CHAIN_RESERVE, p, end, piece[2], key) < 0)
-            return -1;
-        result = process_chained_piece(ul, p, end, piece[2], fb, key);
-        if (result < 0)
+        if (make_room_for_piece(ul, p, end, column_count(piece), key) < 0)
+            return PIECE_RESULT::failed;
+        result = process_chained_piece(ul, p, end, column_count(piece), fb, key);
+        if (result != PIECE_RESULT::taken)
             return result;
     }
     return process_chain(ul, area, row, rdba, slot, key);
@@ -110,42 +106,44 @@ int process_row(ULDR *ul, const ROW_AREA &area, int row, const uint8_t *piece) {
         report_damaged_row(area.blk.rdba, row);
         return 0;
     }
-    const uint8_t fb = piece[0];
+    const uint8_t fb = piece[PIECE_FLAGS];
     if ((fb & ROW_DELETED) != 0 || (fb & ROW_HEAD) == 0)
         return 0;
     if (ul->ordinary && (fb & ROW_WHOLE) == ROW_WHOLE && process_ordinary_row(ul, area, piece))
         return 0;
     begin_row(ul);
     const uint64_t start = ul->data_ofs + static_cast<uint64_t>(ul->clen);
-    const int result = (fb & ROW_WHOLE) == ROW_WHOLE ? process_whole_row(ul, area, piece)
-                                                     : process_chained_row(ul, area, row, piece);
+    const PIECE_RESULT result = (fb & ROW_WHOLE) == ROW_WHOLE ? process_whole_row(ul, area, piece)
+                                                              : process_chained_row(ul, area, row, piece);
     switch (result) {
-    case ROW_DAMAGED:
+    case PIECE_RESULT::damaged:
         report_damaged_row(area.blk.rdba, row);
         return take_back(ul, start);
-    case ROW_SKIPPED:
+    case PIECE_RESULT::skipped:
         return 0;
-    case 0:
+    case PIECE_RESULT::taken:
+    case PIECE_RESULT::breaks_off:
         return end_row(ul);
-    default:
-        close_long(ul);
-        return -1;
+    case PIECE_RESULT::failed:
+        break;
     }
+    close_long(ul);
+    return -1;
 }
 
 } // namespace
 
-int find_cluster_key(const ROW_AREA &area, uint8_t index, CLUSTER_KEY *key) {
+PIECE_RESULT find_cluster_key(const ROW_AREA &area, uint8_t index, CLUSTER_KEY *key) {
     const uint8_t *data = find_key_data(area, index);
     if (data != nullptr) {
         *key = {data, block_end(area.blk)};
-        return 0;
+        return PIECE_RESULT::taken;
     }
     const uint8_t *row = find_key_row(area, index);
     if (row == nullptr || is_whole_key_row(row))
-        return ROW_DAMAGED;
+        return PIECE_RESULT::damaged;
     printf("cluster key migrated or chained, skip this row data.\n");
-    return ROW_SKIPPED;
+    return PIECE_RESULT::skipped;
 }
 
 int process_data_block(ULDR *ul, const BLOCK &blk) {

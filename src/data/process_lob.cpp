@@ -1,5 +1,5 @@
 #include "console.h"
-#include "data/uldr.h"
+#include "data/lob_value.h"
 
 #include <algorithm>
 

@@ -1,5 +1,6 @@
 #include "console.h"
 #include "data/entry.h"
+#include "data/long_value.h"
 #include "file_io.h"
 
 #include <algorithm>
@@ -17,9 +18,9 @@ int flush_for(ULDR *ul, int space) {
     return ul->clen + space > ul->csz ? write_cache(ul) : 0;
 }
 
-// Appends the value that the temporary file holds, chunk by chunk. Each chunk is read to the place where its
-// length is stored then: the length takes the place of the first two bytes read, and two zero bytes end the
-// chunk's entry.
+// Appends the value that the temporary file holds, chunk by chunk. A chunk is read to where its length
+// belongs, not behind it: the length then takes the place of its first two bytes, and two bytes that were not
+// read, zeros, end the entry. Readers of dump files count on this place.
 int put_spilled(ULDR *ul) {
     uint64_t offset = 0;
     for (;;) {

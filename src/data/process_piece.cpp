@@ -1,5 +1,6 @@
-#include "data/entry.h"
+#include "data/put_columns.h"
 
-int process_one_piece(ULDR *ul, const uint8_t *p, const uint8_t *end, int cc, const CLUSTER_KEY &key) {
-    return put_columns<true>(ul, p, end, &cc, key) != nullptr ? 0 : ROW_DAMAGED;
+PIECE_RESULT process_one_piece(ULDR *ul, const uint8_t *p, const uint8_t *end, int cc,
+                               const CLUSTER_KEY &key) {
+    return put_columns<true>(ul, p, end, &cc, key) != nullptr ? PIECE_RESULT::taken : PIECE_RESULT::damaged;
 }

@@ -1,6 +1,6 @@
 #include "console.h"
 #include "create_file.h"
-#include "data/uldr.h"
+#include "data/long_value.h"
 #include "file_io.h"
 
 #include <cerrno>

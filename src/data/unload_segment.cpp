@@ -1,4 +1,8 @@
-#include "data/uldr.h"
+#include "data/dump_file.h"
+#include "data/lob_value.h"
+#include "data/long_value.h"
+#include "data/rows.h"
+#include "data/segment.h"
 #include "datafile.h"
 #include "walk_segment.h"
 
@@ -59,6 +63,16 @@ void carve_buffers(ULDR *ul) {
     ul->rsz = end - ul->rbuf;
 }
 
+// Forgets the segment before, all but the place of this one, which begins in `df`.
+void begin_segment(ULDR *ul, const DATAFILE *df) {
+    ULDR_SEGMENT segment{};
+    segment.tsn = ul->tsn;
+    segment.hdba = ul->hdba;
+    segment.bsz = static_cast<int32_t>(df->bsz);
+    segment.followed = begin_budget(df);
+    static_cast<ULDR_SEGMENT &>(*ul) = segment;
+}
+
 } // namespace
 
 DATAFILE *segment_file(const ULDR *ul, uint32_t rdba) {
@@ -75,10 +89,7 @@ int unload_segment(ULDR *ul) {
     const DATAFILE *df = get_datafile(static_cast<uint32_t>(ul->tsn), rdba_file(ul->hdba));
     if (df == nullptr)
         return segment_file_error(ul, ul->hdba);
-    ul->bsz = static_cast<int32_t>(df->bsz);
-    ul->followed = begin_budget(df);
-    ul->run = {};
-    ul->cblk_rdba = 0;
+    begin_segment(ul, df);
     carve_buffers(ul);
     TABLE_SEGMENT segment{ul};
     if (walk_segment(segment, ul->hdba, WALK_BUFFERS{ul->hblk, ul->rbuf, ul->rsz}) < 0)

@@ -1,6 +1,7 @@
 #include "console.h"
 #include "data/entry.h"
 #include "data/ordinary_row.h"
+#include "data/segment.h"
 #include "datafile.h"
 #include "dict_array.h"
 #include "format/byte_order.h"

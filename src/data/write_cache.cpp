@@ -1,5 +1,5 @@
 #include "console.h"
-#include "data/uldr.h"
+#include "data/dump_file.h"
 #include "file_io.h"
 
 #include <algorithm>

@@ -8,7 +8,7 @@
 #include "datafile.h"
 #include "dict/dict_table.h"
 #include "dict/row_cursor.h"
-#include "table_rows.h"
+#include "find_table_rows.h"
 
 /// Where a dictionary row is read from: the block of its column data and the piece in it.
 struct ROW_PLACE {
@@ -65,10 +65,11 @@ inline uint32_t read_cluster_key(const ROW_PLACE &place, ROW_CURSOR &row) {
 template <class ROWS, class REC>
 ROW_RESULT read_dict_row(const ROW_PLACE &place, REC &record) {
     const uint8_t *end = block_end(place.area.blk);
-    const int columns = place.columns + (ROWS::clustered ? 1 : 0); // behind the index byte of the cluster key
+    const int columns = place.columns + (ROWS::clustered ? CLUSTER_INDEX_SIZE
+                                                         : 0); // behind the index byte of the cluster key
     if (end - place.piece < columns)
         return ROW_RESULT::damaged;
-    ROW_CURSOR row{place.piece + columns, end, place.piece[2], false};
+    ROW_CURSOR row{place.piece + columns, end, column_count(place.piece), false};
     const uint32_t key = ROWS::clustered ? read_cluster_key(place, row) : 0;
     record = {};
     const bool kept = ROWS::read(row, key, record);
@@ -84,7 +85,7 @@ ROW_RESULT process_dict_row(const ROW_AREA &area, const uint8_t *piece, uint8_t 
                             REC &record) {
     if (piece == nullptr)
         return ROW_RESULT::damaged;
-    const uint8_t flag = piece[0];
+    const uint8_t flag = piece[PIECE_FLAGS];
     if ((flag & ROW_DELETED) != 0 || (flag & ROW_HEAD) == 0 ||
         ((flag & ROW_PREVIOUS) != 0 && !ROWS::takes_continued))
         return ROW_RESULT::dropped;

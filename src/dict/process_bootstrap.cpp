@@ -2,13 +2,14 @@
 
 #include "console.h"
 #include "dict/row_cursor.h"
+#include "format/cache_header.h"
 
 static constexpr int BOOTSTRAP_COLUMNS = 3; // the count that a piece states is not looked at
 
 // Says that a row leaves its block, unless the block holds no table rows at all: every block of the segment
 // comes here, space management blocks included.
 static void report_damaged(const BLOCK &blk, int row) {
-    if (blk.data[0] == BLOCK_TABLE_DATA)
+    if (block_type(blk.data) == BLOCK_TABLE_DATA)
         report_damaged_row(blk.rdba, row);
 }
 
@@ -26,7 +27,7 @@ int process_bootstrap_block(const BLOCK &blk, BOOTSTRAP *bs, int index) {
             report_damaged(blk, i);
             return 0;
         }
-        if ((piece[0] & ROW_DELETED) != 0)
+        if ((piece[PIECE_FLAGS] & ROW_DELETED) != 0)
             return 0;
         ROW_CURSOR row{piece + PIECE_HEADER, block_end(blk), BOOTSTRAP_COLUMNS, false};
         BOOTSTRAP &r = bs[index + kept];

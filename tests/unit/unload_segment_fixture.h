@@ -2,7 +2,10 @@
 #pragma once
 
 #include "../e2e/unload_bytes.h"
-#include "data/uldr.h"
+#include "data/dump_file.h"
+#include "data/lob_value.h"
+#include "data/long_value.h"
+#include "data/segment.h"
 #include "sample/block.h"
 #include "sample/segment.h"
 #include "scratch_dir.h"

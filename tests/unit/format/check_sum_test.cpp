@@ -1,5 +1,4 @@
 // The check value of a block.
-#include "datafile.h"
 #include "format/check_sum.h"
 
 #include <cstddef>
@@ -52,7 +51,7 @@ int check(block_bytes &block) {
     return check_sum(block.data(), static_cast<int>(block.size()));
 }
 
-TEST(FilesCheckSum, FoldOfAllOtherWordsMatchesAtEverySize) {
+TEST(CheckSum, FoldOfAllOtherWordsMatchesAtEverySize) {
     for (const std::size_t size :
          {18u, 20u, 22u, 24u, 26u, 30u, 512u, 514u, 2048u, 4096u, 8192u, 16384u, 32768u, 65534u, 65536u}) {
         block_bytes block = sealed(size);
@@ -60,7 +59,7 @@ TEST(FilesCheckSum, FoldOfAllOtherWordsMatchesAtEverySize) {
     }
 }
 
-TEST(FilesCheckSum, EverySingleBitCounts) {
+TEST(CheckSum, EverySingleBitCounts) {
     constexpr std::size_t size = 44;
     for (std::size_t bit = 0; bit < 8 * size; bit++) {
         block_bytes block = sealed(size);
@@ -69,13 +68,13 @@ TEST(FilesCheckSum, EverySingleBitCounts) {
     }
 }
 
-TEST(FilesCheckSum, BytesBehindTheSizeDoNotCount) {
+TEST(CheckSum, BytesBehindTheSizeDoNotCount) {
     block_bytes block = sealed(64);
     block.resize(128, 0x5A);
     EXPECT_EQ(check_sum(block.data(), 64), 0);
 }
 
-TEST(FilesCheckSum, CheckValueFieldIs0AfterwardsAndNothingElseChanges) {
+TEST(CheckSum, CheckValueFieldIs0AfterwardsAndNothingElseChanges) {
     block_bytes right = sealed(512), wrong = sealed(512);
     set_word(wrong, CHECK_VALUE, 0xBEEF);
     block_bytes expected = right;
@@ -86,7 +85,7 @@ TEST(FilesCheckSum, CheckValueFieldIs0AfterwardsAndNothingElseChanges) {
     EXPECT_EQ(wrong, expected);
 }
 
-TEST(FilesCheckSum, ResultIsTheSavedValueMinusTheFoldAsInt) {
+TEST(CheckSum, ResultIsTheSavedValueMinusTheFoldAsInt) {
     struct pair {
         std::uint16_t saved, folded;
     };
@@ -99,7 +98,7 @@ TEST(FilesCheckSum, ResultIsTheSavedValueMinusTheFoldAsInt) {
     }
 }
 
-TEST(FilesCheckSum, BlockTooShortForACheckValueNeverMatchesAndStaysAsItIs) {
+TEST(CheckSum, BlockTooShortForACheckValueNeverMatchesAndStaysAsItIs) {
     for (std::size_t size = 0; size < CHECK_VALUE + 2; size++) {
         const block_bytes before(size);
         block_bytes block = before;
@@ -108,7 +107,7 @@ TEST(FilesCheckSum, BlockTooShortForACheckValueNeverMatchesAndStaysAsItIs) {
     }
 }
 
-TEST(FilesCheckSum, LastByteOfAnOddSizeDoesNotCount) {
+TEST(CheckSum, LastByteOfAnOddSizeDoesNotCount) {
     block_bytes block = sealed(511);
     EXPECT_EQ(check(block), 0);
     block = sealed(511);
@@ -116,7 +115,7 @@ TEST(FilesCheckSum, LastByteOfAnOddSizeDoesNotCount) {
     EXPECT_EQ(check(block), 0);
 }
 
-TEST(FilesCheckSum, FlagByteDoesNotTellWhetherThereIsACheckValue) {
+TEST(CheckSum, FlagByteDoesNotTellWhetherThereIsACheckValue) {
     for (const std::uint8_t flag : {std::uint8_t{0x00}, std::uint8_t{0x04}}) {
         block_bytes block = unsealed(512);
         block[15] = flag;

@@ -1,4 +1,4 @@
-#include "unload_segment_fixture.h"
+#include "segment_fixture.h"
 
 #include "datafile.h"
 
@@ -117,7 +117,7 @@ void SegmentTest::columns(const std::vector<COL> &cols) {
     cols_ = cols;
     tab_.tcol = static_cast<uint32_t>(cols_.size());
     tab_.ncol = static_cast<uint32_t>(
-        std::count_if(cols_.begin(), cols_.end(), [](const COL &c) { return (c.flag & 0x7) == 0; }));
+        std::count_if(cols_.begin(), cols_.end(), [](const COL &c) { return (c.flag & COL_UNSTORED) == 0; }));
 }
 
 ULDR SegmentTest::begin_unload() {
@@ -132,7 +132,7 @@ ULDR SegmentTest::begin_unload() {
     ul.lfd = -1;
     ul.tabp = &tab_;
     ul.nlob = static_cast<int32_t>(std::count_if(
-        cols_.begin(), cols_.end(), [](const COL &c) { return c.ctyp == 112 || c.ctyp == 113; }));
+        cols_.begin(), cols_.end(), [](const COL &c) { return c.ctyp == TYPE_CLOB || c.ctyp == TYPE_BLOB; }));
     return ul;
 }
 
@@ -160,6 +160,14 @@ Outcome SegmentTest::unload(uint32_t last) {
         outcome.rows.assign(outcome.file.begin() + static_cast<ptrdiff_t>(list_size()),
                             outcome.file.end() - 2);
     return outcome;
+}
+
+void SegmentTest::expect_rows(const Bytes &rows, const std::string &err, uint32_t nrow) {
+    const Outcome got = unload();
+    EXPECT_EQ(got.result, 0);
+    EXPECT_EQ(got.err, err);
+    EXPECT_EQ(got.rows, rows);
+    EXPECT_EQ(nrow_, nrow);
 }
 
 Outcome SegmentTest::unload_pieces(const std::vector<Bytes> &pieces) {

@@ -1,7 +1,7 @@
 // A table whose segment is made of hand-made blocks in small datafiles, unloaded by unload_one_table.
 #pragma once
 
-#include "../e2e/unload_bytes.h"
+#include "../../e2e/unload_bytes.h"
 #include "data/dump_file.h"
 #include "data/lob_value.h"
 #include "data/long_value.h"
@@ -88,6 +88,9 @@ protected:
     // Unloads the table whose segment header is in block HEADER_BLOCK of file RFN into an empty file. Without
     // a header of its own the segment gets one that names the blocks 2 to `last`.
     Outcome unload(uint32_t last = 4);
+
+    // Unloads what was stored and expects these rows: damage is no failure.
+    void expect_rows(const Bytes &rows, const std::string &err, uint32_t nrow);
 
     // Unloads a table whose rows are these pieces of block 2, in slot order.
     Outcome unload_pieces(const std::vector<Bytes> &pieces);

@@ -1,5 +1,5 @@
-// LONG values and LOB columns of rows: gathering, the temporary file, and what ends a table.
-#include "unload_segment_fixture.h"
+// LONG values: gathering, the temporary file, and the block behind the row.
+#include "segment_fixture.h"
 
 #include <fcntl.h>
 #include <filesystem>
@@ -8,9 +8,6 @@
 using namespace unload_unit;
 
 namespace {
-
-constexpr uint32_t LONG_TYPE = 8, LONG_RAW = 24, CLOB = 112, BLOB = 113;
-constexpr const char *LOB_MESSAGE = "LOB type is unsupported in this edition.\n";
 
 size_t open_descriptors() {
     const std::filesystem::directory_iterator all("/proc/self/fd");
@@ -21,7 +18,7 @@ class UnloadLong : public SegmentTest {
 protected:
     static constexpr uint32_t AWAY = 20;
 
-    UnloadLong() { columns({column(), column(LONG_TYPE), column()}); }
+    UnloadLong() { columns({column(), column(TYPE_LONG), column()}); }
 
     std::string long_file() const { return dir_.file("long_tmp.dat"); }
 
@@ -46,7 +43,7 @@ protected:
 };
 
 TEST_F(UnloadLong, WholeValueIsAMarkInTheRowAndABlockBehindIt) {
-    for (uint32_t type : {LONG_TYPE, LONG_RAW}) {
+    for (uint32_t type : {TYPE_LONG, TYPE_LONG_RAW}) {
         columns({column(), column(type), column()});
         EXPECT_EQ(
             rows_of({piece(H | F | L, {text("a"), text("hello"), text("c")})}),
@@ -314,105 +311,6 @@ TEST_F(SaveLong, CacheIsFlushedBeforeAChunkThatMightNotFit) {
         close_long(&ul_);
     }
     close(ul_.fd);
-}
-
-class UnloadLob : public SegmentTest {
-protected:
-    static constexpr uint32_t AWAY = 20;
-
-    UnloadLob() {
-        columns({column(), column(CLOB, 0, 2), column(BLOB, 0, 3), column()});
-        tab_.flag = 0x1;
-    }
-
-    void expect_refused(const Outcome &got, uint32_t rows_before) {
-        EXPECT_EQ(got.result, -1);
-        EXPECT_EQ(got.err, std::string(LOB_MESSAGE) + SEGMENT_FAILED);
-        EXPECT_EQ(nrow_, rows_before);
-        EXPECT_EQ(got.file, Bytes{});
-    }
-};
-
-TEST_F(UnloadLob, NullColumnsAreUnloaded) {
-    const Row row{text("a"), {}, {}, text("d")};
-    EXPECT_EQ(rows_of({piece(H | F | L, row), piece(H | F | L, {text("b")})}),
-              dump_bytes().row(row).row({text("b")}).raw);
-    EXPECT_EQ(nrow_, 2U);
-}
-
-TEST_F(UnloadLob, FirstValueEndsTheTable) {
-    for (size_t col : {1U, 2U}) {
-        Row row{text("a"), {}, {}, text("d")};
-        row[col] = pattern(40);
-        expect_refused(unload_pieces({piece(H | F | L, {text("before")}), piece(H | F | L, row),
-                                      piece(H | F | L, {text("behind")})}),
-                       1);
-    }
-}
-
-TEST_F(UnloadLob, LocatorOfLengthZeroEndsTheTable) {
-    expect_refused(unload_pieces({piece(H | F | L, {text("a"), Bytes{}})}), 0);
-}
-
-TEST_F(UnloadLob, ValueCutBetweenPiecesEndsTheTable) {
-    store_pieces(AWAY, {piece(P | L, {pattern(30), {}, text("d")})});
-    expect_refused(unload_pieces({piece(H | F | N, {text("a"), pattern(20)}, at(AWAY))}), 0);
-}
-
-// A locator larger than its record: what does not fit is left out, the row is refused as any other.
-TEST_F(UnloadLob, OverlongLocatorEndsTheTable) {
-    use_block_size(32768);
-    store_pieces(AWAY, {piece(P | L, {pattern(20000)})});
-    expect_refused(unload_pieces({piece(H | F | N, {text("a"), pattern(10000)}, at(AWAY))}), 0);
-}
-
-// What was gathered stands in the work buffer behind the buffers for LOB data.
-TEST_F(UnloadLob, PartsOfALocatorAreGatheredBehindEachOther) {
-    store_pieces(AWAY, {piece(P | N, {pattern(30, 1)}, at(AWAY + 1))});
-    store_pieces(AWAY + 1, {piece(P | L, {pattern(10, 2), pattern(7, 3)})});
-    expect_refused(unload_pieces({piece(H | F | N, {text("a"), pattern(20)}, at(AWAY))}), 0);
-    LOBD lobs[2];
-    constexpr size_t place = CACHE_SIZE + 2 * 2048 + LONG_SIZE + 4 * LOB_BUFFER_SIZE;
-    memcpy(lobs, g_ctx.wrk + place, sizeof lobs);
-    Bytes joined;
-    for (const Bytes &part : {pattern(20), pattern(30, 1), pattern(10, 2)})
-        joined.insert(joined.end(), part.begin(), part.end());
-    EXPECT_EQ(lobs[0].cid, 2U);
-    EXPECT_EQ(Bytes(lobs[0].ldata, lobs[0].ldata + lobs[0].len), joined);
-    EXPECT_EQ(lobs[1].cid, 3U);
-    EXPECT_EQ(Bytes(lobs[1].ldata, lobs[1].ldata + lobs[1].len), pattern(7, 3));
-}
-
-// The column that ends counts, a hidden one included, though nothing of it is gathered.
-TEST_F(UnloadLob, CutHiddenLobEndsTheTable) {
-    columns({column(), column(CLOB, 0x1), column()});
-    store_pieces(AWAY, {piece(P | L, {pattern(30), text("c")})});
-    expect_refused(unload_pieces({piece(H | F | N, {text("a"), pattern(20)}, at(AWAY))}), 0);
-}
-
-TEST_F(UnloadLob, WholeHiddenLobIsSteppedOver) {
-    columns({column(), column(CLOB, 0x4), column()});
-    EXPECT_EQ(rows_of({piece(H | F | L, {text("a"), pattern(30), text("c")})}),
-              dump_bytes().row({text("a"), text("c")}).raw);
-}
-
-// Hundreds of LOB columns leave room to read blocks.
-TEST_F(UnloadLob, ManyLobColumnsLeaveRoomForBlocks) {
-    for (uint32_t bsz : {2048U, 32768U}) {
-        use_block_size(bsz);
-        std::vector<COL> cols(1000, column(CLOB));
-        cols[0] = column();
-        columns(cols);
-        EXPECT_EQ(rows_of({piece(H | F | L, {text("a")}), piece(H | F | L, {text("b"), {}})}),
-                  dump_bytes().row({text("a")}).row({text("b"), {}}).raw);
-        EXPECT_EQ(nrow_, 2U);
-    }
-}
-
-TEST_F(UnloadLob, ValuesOfManyLobColumnsEndTheTable) {
-    use_block_size(32768);
-    columns(std::vector<COL>(255, column(CLOB)));
-    expect_refused(unload_pieces({piece(H | F | L, Row(255, pattern(20)))}), 0);
 }
 
 } // namespace

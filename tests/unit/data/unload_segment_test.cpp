@@ -1,5 +1,5 @@
-// The walk over a table's segment: header types, chained extent maps, extents, and what makes it fail.
-#include "unload_segment_fixture.h"
+// The walk over a table's segments: header types, chained extent maps, extents, and what makes it fail.
+#include "segment_fixture.h"
 
 using namespace unload_unit;
 
@@ -235,7 +235,7 @@ TEST_F(UnloadSegment, BlocksOf64KiB) {
 }
 
 TEST_F(UnloadSegment, TableWithLobColumnsInBlocksOfOddSize) {
-    columns({column(), column(112), column()});
+    columns({column(), column(TYPE_CLOB), column()});
     tab_.flag = TAB_HAS_LOB;
     use_block_size(2049);
     store_pieces(2, {piece(H | F | L, {text("a"), text("locator"), text("c")})});
@@ -256,7 +256,7 @@ TEST_F(UnloadSegment, FileOfAnotherBlockSizeIsNotTaken) {
 
 // In a bigfile the whole address is the block number.
 TEST_F(UnloadSegment, BigfileAddressesAreBlockNumbers) {
-    use_block_size(2048, 0x10);
+    use_block_size(2048, DF_BIGFILE);
     const uint32_t far = (1U << 20) + 5;
     for (uint32_t number : {2U, far})
         add_row(number);
@@ -376,48 +376,6 @@ TEST_F(UnloadPartitions, PiecesAreCountedForEachSegment) {
     for (int i = 0; i < 2 * heads; i++)
         expected_.row(row);
     EXPECT_EQ(rows_of_segment(), expected_.raw);
-}
-
-class UnloadColumnList : public SegmentTest {};
-
-TEST_F(UnloadColumnList, HoldsEveryUnloadedColumnInOrder) {
-    std::vector<COL> cols;
-    const auto add = [&](const char *name, uint32_t ctyp, uint32_t clen, uint32_t flag) {
-        COL col = column(ctyp, flag);
-        col.clen = clen;
-        snprintf(col.name, sizeof col.name, "%s", name);
-        cols.push_back(col);
-    };
-    add("ID", 2, 22, 0x10000);
-    add("SECRET", 1, 10, 0x1);
-    add("NAME", 1, 0x12345, 0x1000);
-    add("GONE", 1, 10, 0x2);
-    add("UNUSED", 1, 10, 0x4);
-    add("D234567890123456789012345678901", 12, 7, 0x100);
-    columns(cols);
-    dump_bytes want;
-    want.column("ID", 2, 22)
-        .column("NAME", 1, 0x12345, 1)
-        .column("D234567890123456789012345678901", 12, 7)
-        .table_end();
-    EXPECT_EQ(unload().file, want.raw);
-}
-
-TEST_F(UnloadColumnList, CountThatDiffersFromTheTablesIsRefused) {
-    for (uint32_t ncol : {2U, 4U}) {
-        tab_.ncol = ncol;
-        const Outcome got = unload_pieces({piece(H | F | L, {text("a")})});
-        EXPECT_EQ(got.result, -1);
-        EXPECT_EQ(got.err, "column count not matched, COLS=" + std::to_string(ncol) + ", actual=3\n");
-        EXPECT_EQ(got.file, Bytes{});
-    }
-}
-
-TEST_F(UnloadColumnList, Property2ColumnHasNoRecordButItsValueIsWritten) {
-    columns({column(), column(VARCHAR2, 0x2), column()});
-    ASSERT_EQ(list_size(), 96U);
-    EXPECT_EQ(rows_of({piece(H | F | L, {text("a"), text("b"), text("c")})}),
-              dump_bytes().row({text("a"), text("b"), text("c")}).raw);
 }
 
 } // namespace

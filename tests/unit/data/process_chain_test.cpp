@@ -1,5 +1,5 @@
-// Damaged blocks, rows and chains: what is left out, what stays, and the line that says so.
-#include "unload_segment_fixture.h"
+// Following a row from piece to piece: where chains end that lead nowhere or come back.
+#include "segment_fixture.h"
 
 #include <filesystem>
 
@@ -7,179 +7,14 @@ using namespace unload_unit;
 
 namespace {
 
-class UnloadDamage : public SegmentTest {
+const Row ROW{text("a"), text("b")};
+
+class UnloadBrokenChain : public SegmentTest {
 protected:
     static constexpr uint32_t AWAY = 20;
 
-    UnloadDamage() { columns(plain_columns(2)); }
+    UnloadBrokenChain() { columns(plain_columns(2)); }
 
-    // Unloads what was stored: damage is no failure.
-    void expect_rows(const Bytes &rows, const std::string &err, uint32_t nrow) {
-        const Outcome got = unload();
-        EXPECT_EQ(got.result, 0);
-        EXPECT_EQ(got.err, err);
-        EXPECT_EQ(got.rows, rows);
-        EXPECT_EQ(nrow_, nrow);
-    }
-};
-
-const Row ROW{text("a"), text("b")};
-
-// A whole row whose second value claims to be longer than any block.
-Bytes overlong() {
-    return {H | F | L, 0, 2, 1, 'a', 0xFE, 0xFF, 0xFF, 'b'};
-}
-
-TEST_F(UnloadDamage, ValueThatLeavesTheBlockLeavesTheRowOut) {
-    store_pieces(2, {piece(H | F | L, ROW), overlong(), piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
-}
-
-TEST_F(UnloadDamage, RowNumberCountsTheDirectoryEntriesOfTheTable) {
-    tab_.tabn = 1;
-    sample::TableBlock blk = block(2, 2);
-    blk.add(sample::encode_key_piece({}, Row{text("k")}), 0);
-    blk.add(sample::encode_key_piece({}, Row{text("k")}), 0);
-    blk.add_free(1);
-    Bytes bad = overlong();
-    bad.insert(bad.begin() + 3, uint8_t{0});
-    blk.add(bad, 1);
-    store(blk);
-    expect_rows({}, damaged_row(2, 1), 0);
-}
-
-TEST_F(UnloadDamage, PieceOutsideTheBlockLeavesTheRowOut) {
-    for (int16_t offset : {int16_t{30000}, int16_t{-200}, int16_t{0}, int16_t{1947}}) {
-        sample::TableBlock blk = block(2);
-        blk.add(piece(H | F | L, ROW));
-        blk.add_raw_offset(offset);
-        blk.add(piece(H | F | L, ROW));
-        store(blk);
-        expect_rows(dump_bytes().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
-    }
-}
-
-TEST_F(UnloadDamage, DirectoryThatLeavesTheBlockEndsWithItsFirstLostEntry) {
-    sample::TableBlock blk = block(2);
-    blk.add(piece(H | F | L, ROW));
-    Bytes raw = blk.finish();
-    constexpr size_t table_rows = 44 + 2 * 24 + 8 + 14 + 2;
-    sample::store_le16(&raw[table_rows], 0x7FFF);
-    store(at(2).rdba, raw);
-    store_pieces(3, {piece(H | F | L, ROW)});
-    const Outcome got = unload();
-    EXPECT_EQ(got.result, 0);
-    EXPECT_EQ(got.rows, dump_bytes().row(ROW).row(ROW).raw);
-    EXPECT_TRUE(got.err.starts_with(damaged_row(2, 1))) << got.err;
-}
-
-TEST_F(UnloadDamage, HeadersThatLeaveTheBlockLeaveItOut) {
-    sample::TableBlock blk = block(2);
-    blk.add(piece(H | F | L, ROW));
-    Bytes raw = blk.finish();
-    raw[36] = 0xFF; // ITL entries
-    store(at(2).rdba, raw);
-    store_pieces(3, {piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row(ROW).raw, "block rdba=0x01400002 damaged, skip this block.\n", 1);
-}
-
-TEST_F(UnloadDamage, KeyRowThatIsNotInTheBlockLeavesTheRowOut) {
-    tab_.tabn = 1;
-    columns({column(VARCHAR2, 0x10000), column()});
-    sample::TableBlock blk = block(2, 2);
-    blk.add(sample::encode_key_piece({}, Row{text("k")}), 0);
-    PieceHead head;
-    head.key_index = 250;
-    blk.add(sample::encode_piece(head, Row{text("a")}), 1);
-    head.key_index = 0;
-    blk.add(sample::encode_piece(head, Row{text("b")}), 1);
-    store(blk);
-    expect_rows(dump_bytes().row({text("k"), text("b")}).raw, damaged_row(2, 0), 1);
-}
-
-TEST_F(UnloadDamage, KeyValueThatLeavesTheBlockLeavesTheRowOut) {
-    tab_.tabn = 1;
-    columns({column(VARCHAR2, 0x10000), column()});
-    sample::TableBlock blk = block(2, 2);
-    Bytes key = sample::encode_key_piece({}, Row{text("kk")});
-    key[19] = 0xFD;
-    blk.add(key, 0);
-    PieceHead head;
-    head.key_index = 0;
-    blk.add(sample::encode_piece(head, Row{text("a")}), 1);
-    store(blk);
-    expect_rows({}, damaged_row(2, 0), 0);
-}
-
-// A row outside a cluster has no key to take a value from.
-TEST_F(UnloadDamage, KeyColumnOutsideAClusterLeavesTheRowOut) {
-    columns({column(VARCHAR2, COL_CLUSTER_KEY), column()});
-    store_pieces(2, {piece(H | F | L, ROW)});
-    expect_rows({}, damaged_row(2, 0), 0);
-}
-
-// The first piece stored ends with the block's four bytes of tail.
-TEST_F(UnloadDamage, LengthFFOfACutValueThatLeavesItsBlockLeavesTheRowOut) {
-    columns(plain_columns(1));
-    for (const size_t missing : {0U, 1U}) {
-        Bytes raw{P | L, 0, 1, 0xFF};
-        raw.resize(raw.size() + 255 - sample::TAIL_SIZE - missing);
-        store_pieces(AWAY, {raw});
-        store_pieces(2, {piece(H | F | N, {text("a")}, at(AWAY)), piece(H | F | L, {text("b")})});
-        const Outcome got = unload();
-        EXPECT_EQ(got.err, missing != 0 ? damaged_row(2, 0) : "");
-        EXPECT_EQ(nrow_, 2U - missing);
-    }
-}
-
-TEST_F(UnloadDamage, ValueThatLeavesAFollowedBlockLeavesTheWholeRowOut) {
-    Bytes bad = overlong();
-    bad[0] = L;
-    bad[2] = 1;
-    bad.erase(bad.begin() + 3, bad.begin() + 5);
-    store_pieces(AWAY, {bad});
-    store_pieces(2, {piece(H | F | L, ROW), piece(H | F, {text("lost")}, at(AWAY)), piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
-}
-
-TEST_F(UnloadDamage, CutValueThatLeavesItsBlockLeavesTheWholeRowOut) {
-    store_pieces(AWAY, {Bytes{P | L, 0, 1, 0xFE, 0xFF, 0xFF, 'b'}});
-    store_pieces(2, {piece(H | F | N, {text("a"), text("b")}, at(AWAY)), piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row(ROW).raw, damaged_row(2, 0), 1);
-}
-
-// What a chained row has flushed already is taken back with the rest of it.
-TEST_F(UnloadDamage, RowThatWasFlushedInPartIsLeftOutOfTheFile) {
-    use_block_size(32768);
-    constexpr uint32_t bad_block = 400, pieces = 140;
-    columns(plain_columns(1000));
-    for (uint32_t i = 0; i < pieces; i++)
-        store_pieces(bad_block - pieces + i,
-                     {piece(0, {Bytes(32000, 0x33)}, at(bad_block - pieces + i + 1))});
-    store_pieces(bad_block, {Bytes{L, 0, 1, 0xFE, 0xFF, 0xFF, 'x'}});
-    store_pieces(2, {piece(H | F | L, ROW), piece(H | F, {text("lost")}, at(bad_block - pieces)),
-                     piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
-}
-
-// A hundred lines are enough to tell of a damaged segment: the rest is counted. The next segment has its own
-// hundred.
-TEST_F(UnloadDamage, LinesBehindTheHundredthOfASegmentAreCounted) {
-    sample::TableBlock blk = block(2);
-    for (int i = 0; i < 103; i++)
-        blk.add_raw_offset(-1);
-    blk.add(piece(H | F | L, ROW));
-    store(blk);
-    std::string want;
-    for (int i = 0; i < 100; i++)
-        want += damaged_row(2, i);
-    want += "3 more damaged rows or blocks.\n";
-    for (int run = 0; run < 2; run++)
-        expect_rows(dump_bytes().row(ROW).raw, want, 1);
-}
-
-class UnloadBrokenChain : public UnloadDamage {
-protected:
     // A row whose first value stands in its head; the chain behind it leads nowhere.
     void expect_gathered(RowAddress next) {
         store_pieces(2, {piece(H | F, {text("a")}, next), piece(H | F | L, ROW)});
@@ -391,7 +226,7 @@ TEST_F(UnloadBrokenChain, CutValueKeepsThePartsThatWereFound) {
 }
 
 TEST_F(UnloadBrokenChain, LongValueKeepsThePartsThatWereFound) {
-    columns({column(), column(8)});
+    columns({column(), column(TYPE_LONG)});
     store_pieces(2, {piece(H | F | N, {text("a"), text("long")}, at(100000))});
     expect_rows(dump_bytes().value("a").long_mark().row_end().long_block(text("long")).raw, damaged_row(2, 0),
                 1);

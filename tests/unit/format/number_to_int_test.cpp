@@ -1,7 +1,6 @@
 // NUMBER values as machine integers.
 #include "format/number_to_int.h"
 #include "sample/value.h"
-#include "value.h"
 
 #include <climits>
 #include <gtest/gtest.h>

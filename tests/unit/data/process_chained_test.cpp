@@ -1,5 +1,5 @@
 // Rows in several pieces: following the pieces, values cut between them, and the column position.
-#include "unload_segment_fixture.h"
+#include "segment_fixture.h"
 
 using namespace unload_unit;
 
@@ -158,7 +158,7 @@ TEST_F(UnloadChainedRow, SlotMayNameAnEntryOfALaterTable) {
 }
 
 TEST_F(UnloadChainedRow, ExtraSixBytesStandInHeadPiecesAlone) {
-    tab_.flag = 0x10000;
+    tab_.flag = TAB_ROW_EXTRA;
     columns(plain_columns(2));
     PieceHead head;
     head.flags = H | F;
@@ -212,7 +212,7 @@ TEST_F(UnloadChainedRow, PositionAdvancesTwiceBehindACutOrdinaryValue) {
 
 // That the position is really the later one shows in how the columns there are treated.
 TEST_F(UnloadChainedRow, ColumnBehindTheDoubleAdvanceDecidesHowTheValueIsTaken) {
-    columns({column(), column(VARCHAR2, 0x1), column(8), column()});
+    columns({column(), column(VARCHAR2, COL_HIDDEN), column(TYPE_LONG), column()});
     EXPECT_EQ(rows_of_chain({{H | F | N, {text("0a")}}, {P | L, {text("0b"), text("2"), text("3")}}}),
               dump_bytes().value("0a0b").long_mark().value("3").row_end().long_block(text("2")).raw);
 }
@@ -283,7 +283,7 @@ TEST_F(UnloadChainedRow, LengthFEOfAContinuedValueIsATwoByteLength) {
 }
 
 TEST_F(UnloadChainedRow, CutValueOfASkippedColumnIsSteppedOver) {
-    for (uint32_t flag : {0x1U, 0x4U}) {
+    for (uint32_t flag : {COL_HIDDEN, COL_PROPERTY_15}) {
         columns({column(), column(VARCHAR2, flag), column(), column()});
         EXPECT_EQ(rows_of_chain({{H | F | N, {text("0"), text("1a")}},
                                  {P | N, {text("1b")}},
@@ -294,15 +294,15 @@ TEST_F(UnloadChainedRow, CutValueOfASkippedColumnIsSteppedOver) {
 }
 
 TEST_F(UnloadChainedRow, CutSkippedValueFollowedByACutValue) {
-    columns({column(VARCHAR2, 0x1), column()});
+    columns({column(VARCHAR2, COL_HIDDEN), column()});
     EXPECT_EQ(
         rows_of_chain({{H | F | N, {text("0a")}}, {P | N, {text("0b"), text("1a")}}, {P | L, {text("1b")}}}),
         dump_bytes().row({text("1a1b")}).raw);
 }
 
-// A hidden column that is cut ends with one step of the position only.
+// Such a column has no record in the column list and is no skipped one all the same: its value is gathered.
 TEST_F(UnloadChainedRow, CutColumnWithProperty2IsWritten) {
-    columns({column(), column(VARCHAR2, 0x2)});
+    columns({column(), column(VARCHAR2, COL_PROPERTY_14)});
     EXPECT_EQ(rows_of_chain({{H | F | N, {text("0"), text("1a")}}, {P | L, {text("1b")}}}),
               dump_bytes().row({text("0"), text("1a1b")}).raw);
 }

@@ -1,5 +1,5 @@
 // The 4 MiB cache: when it is flushed, and what that does to rows that are under way.
-#include "unload_segment_fixture.h"
+#include "segment_fixture.h"
 
 #include <algorithm>
 
@@ -7,7 +7,7 @@ using namespace unload_unit;
 
 namespace {
 
-constexpr size_t CACHE = 0x400000;
+constexpr size_t CACHE = CACHE_SIZE;
 
 class UnloadCache : public SegmentTest {
 protected:
@@ -45,7 +45,7 @@ protected:
 
 TEST_F(UnloadCache, WholeRowThatLeavesOneBlockOfRoomDoesNotFlush) {
     use_block_size(32768);
-    columns({column(), column(112)});
+    columns({column(), column(TYPE_CLOB)});
     fill_cache_to(CACHE - 32768, 30000);
     refuse_last_row(H | F | L, {});
     const Outcome got = unload_all();
@@ -55,7 +55,7 @@ TEST_F(UnloadCache, WholeRowThatLeavesOneBlockOfRoomDoesNotFlush) {
 
 TEST_F(UnloadCache, WholeRowFlushesWhenLessThanOneBlockIsLeft) {
     use_block_size(32768);
-    columns({column(), column(112)});
+    columns({column(), column(TYPE_CLOB)});
     fill_cache_to(CACHE - 32768 + 1, 30000);
     refuse_last_row(H | F | L, {});
     const Outcome got = unload_all();
@@ -65,7 +65,7 @@ TEST_F(UnloadCache, WholeRowFlushesWhenLessThanOneBlockIsLeft) {
 
 TEST_F(UnloadCache, PieceThatLeavesOneBlockAnd4000BytesDoesNotFlush) {
     use_block_size(32768);
-    columns({column(), column(112)});
+    columns({column(), column(TYPE_CLOB)});
     fill_cache_to(CACHE - 32768 - 4000, 30000);
     refuse_last_row(H | F, RowAddress{});
     const Outcome got = unload_all();
@@ -75,7 +75,7 @@ TEST_F(UnloadCache, PieceThatLeavesOneBlockAnd4000BytesDoesNotFlush) {
 
 TEST_F(UnloadCache, PieceFlushesWhenLessThanOneBlockAnd4000BytesAreLeft) {
     use_block_size(32768);
-    columns({column(), column(112)});
+    columns({column(), column(TYPE_CLOB)});
     fill_cache_to(CACHE - 32768 - 4000 + 1, 30000);
     refuse_last_row(H | F, RowAddress{});
     const Outcome got = unload_all();
@@ -87,7 +87,7 @@ TEST_F(UnloadCache, PieceFlushesWhenLessThanOneBlockAnd4000BytesAreLeft) {
 TEST_F(UnloadCache, LongBlockFlushesWhenItsLongestFormDoesNotFit) {
     for (size_t over : {0U, 1U}) {
         next_block_ = 2;
-        columns({column(), column(8), column(112)});
+        columns({column(), column(TYPE_LONG), column(TYPE_CLOB)});
         constexpr size_t long_row = 6; // NULL, LONG mark, row end
         fill_cache_to(CACHE - 32774 - long_row + over, 1800);
         add_block({piece(H | F | L, {{}, text("long")})});

@@ -1,5 +1,5 @@
-// Rows that once led the unloader out of one of its buffers.
-#include "unload_segment_fixture.h"
+// Rows that fill the cache to its end stay inside it.
+#include "segment_fixture.h"
 
 #include <cstring>
 
@@ -7,7 +7,7 @@ using namespace unload_unit;
 
 namespace {
 
-class FuzzRegressionRows : public SegmentTest {
+class OrdinaryRows : public SegmentTest {
 protected:
     // What the work buffer holds behind the cache while a segment is walked: the header block.
     static uint8_t behind_cache() { return g_ctx.wrk[CACHE_SIZE]; }
@@ -16,7 +16,7 @@ protected:
 // A stub that leads nowhere takes no values, and so makes no room in the cache; its end mark needs room all
 // the same. Here as many of them follow each other as take more than the block of room that the rows before
 // have left.
-TEST_F(FuzzRegressionRows, RowsWithoutValuesStayInsideTheCache) {
+TEST_F(OrdinaryRows, RowsWithoutValuesStayInsideTheCache) {
     constexpr uint32_t BSZ = 32768, VALUE = 30000, ENTRY = VALUE + 4;
     constexpr uint32_t STUBS_IN_BLOCK = 2500, STUB_BLOCKS = 8;
     static_assert(2 * STUBS_IN_BLOCK * STUB_BLOCKS > BSZ);
@@ -39,7 +39,7 @@ TEST_F(FuzzRegressionRows, RowsWithoutValuesStayInsideTheCache) {
 // The longest row that a block can be made to give: 254 empty values and one that takes the rest of the
 // block, and in that same rest more empty values of the cluster key. The rows before leave the cache a little
 // less room than it takes.
-TEST_F(FuzzRegressionRows, LongestRowOfABlockStaysInsideTheCache) {
+TEST_F(OrdinaryRows, LongestRowOfABlockStaysInsideTheCache) {
     constexpr uint32_t BSZ = 8192, DIRECTORY = 44 + 14 + 8, PIECE = DIRECTORY + 4,
                        KEY_ROW = PIECE + 4 + 254 + 3;
     constexpr uint32_t KEYS = BSZ - KEY_ROW - KEY_DATA, LAST = BSZ - KEY_ROW;
@@ -89,18 +89,6 @@ TEST_F(FuzzRegressionRows, LongestRowOfABlockStaysInsideTheCache) {
     EXPECT_EQ(nrow_, fillers + 1);
     EXPECT_EQ(got.rows.size(), CACHE_SIZE - list_size() - room + LONGEST);
     EXPECT_EQ(behind_cache(), sample::BLOCK_ASSM_SEGMENT_HEADER);
-}
-
-// A row that begins in the middle of a LOB value finds whatever an earlier command left in the locator
-// buffer: its own bytes are the first ones then, and the table ends as with any LOB value.
-TEST_F(FuzzRegressionRows, LocatorThatWasNeverBegunIsNotContinued) {
-    columns({column(TYPE_CLOB)});
-    tab_.flag = TAB_HAS_LOB;
-    memset(g_ctx.wrk, 0xFF, WORK_SIZE);
-    const Outcome got = unload_pieces({piece(H | F | P, {text("locator")}, RowAddress{})});
-    EXPECT_EQ(got.result, -1);
-    EXPECT_EQ(got.err, std::string("LOB type is unsupported in this edition.\n") + SEGMENT_FAILED);
-    EXPECT_EQ(nrow_, 0U);
 }
 
 } // namespace

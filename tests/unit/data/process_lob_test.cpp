@@ -1,0 +1,123 @@
+// LOB values: their locators are gathered, and the first one ends the table.
+#include "segment_fixture.h"
+
+#include <cstring>
+
+using namespace unload_unit;
+
+namespace {
+
+constexpr const char *LOB_MESSAGE = "LOB type is unsupported in this edition.\n";
+
+class UnloadLob : public SegmentTest {
+protected:
+    static constexpr uint32_t AWAY = 20;
+
+    UnloadLob() {
+        columns({column(), column(TYPE_CLOB, 0, 2), column(TYPE_BLOB, 0, 3), column()});
+        tab_.flag = TAB_HAS_LOB;
+    }
+
+    void expect_refused(const Outcome &got, uint32_t rows_before) {
+        EXPECT_EQ(got.result, -1);
+        EXPECT_EQ(got.err, std::string(LOB_MESSAGE) + SEGMENT_FAILED);
+        EXPECT_EQ(nrow_, rows_before);
+        EXPECT_EQ(got.file, Bytes{});
+    }
+};
+
+TEST_F(UnloadLob, NullColumnsAreUnloaded) {
+    const Row row{text("a"), {}, {}, text("d")};
+    EXPECT_EQ(rows_of({piece(H | F | L, row), piece(H | F | L, {text("b")})}),
+              dump_bytes().row(row).row({text("b")}).raw);
+    EXPECT_EQ(nrow_, 2U);
+}
+
+TEST_F(UnloadLob, FirstValueEndsTheTable) {
+    for (size_t col : {1U, 2U}) {
+        Row row{text("a"), {}, {}, text("d")};
+        row[col] = pattern(40);
+        expect_refused(unload_pieces({piece(H | F | L, {text("before")}), piece(H | F | L, row),
+                                      piece(H | F | L, {text("behind")})}),
+                       1);
+    }
+}
+
+TEST_F(UnloadLob, LocatorOfLengthZeroEndsTheTable) {
+    expect_refused(unload_pieces({piece(H | F | L, {text("a"), Bytes{}})}), 0);
+}
+
+TEST_F(UnloadLob, ValueCutBetweenPiecesEndsTheTable) {
+    store_pieces(AWAY, {piece(P | L, {pattern(30), {}, text("d")})});
+    expect_refused(unload_pieces({piece(H | F | N, {text("a"), pattern(20)}, at(AWAY))}), 0);
+}
+
+// A locator larger than its record: what does not fit is left out, the row is refused as any other.
+TEST_F(UnloadLob, OverlongLocatorEndsTheTable) {
+    use_block_size(32768);
+    store_pieces(AWAY, {piece(P | L, {pattern(20000)})});
+    expect_refused(unload_pieces({piece(H | F | N, {text("a"), pattern(10000)}, at(AWAY))}), 0);
+}
+
+// What was gathered stands in the work buffer behind the buffers for LOB data.
+TEST_F(UnloadLob, PartsOfALocatorAreGatheredBehindEachOther) {
+    store_pieces(AWAY, {piece(P | N, {pattern(30, 1)}, at(AWAY + 1))});
+    store_pieces(AWAY + 1, {piece(P | L, {pattern(10, 2), pattern(7, 3)})});
+    expect_refused(unload_pieces({piece(H | F | N, {text("a"), pattern(20)}, at(AWAY))}), 0);
+    LOBD lobs[2];
+    constexpr size_t place = CACHE_SIZE + 2 * 2048 + LONG_SIZE + 4 * LOB_BUFFER_SIZE;
+    memcpy(lobs, g_ctx.wrk + place, sizeof lobs);
+    Bytes joined;
+    for (const Bytes &part : {pattern(20), pattern(30, 1), pattern(10, 2)})
+        joined.insert(joined.end(), part.begin(), part.end());
+    EXPECT_EQ(lobs[0].cid, 2U);
+    EXPECT_EQ(Bytes(lobs[0].ldata, lobs[0].ldata + lobs[0].len), joined);
+    EXPECT_EQ(lobs[1].cid, 3U);
+    EXPECT_EQ(Bytes(lobs[1].ldata, lobs[1].ldata + lobs[1].len), pattern(7, 3));
+}
+
+// The column that ends counts, a hidden one included, though nothing of it is gathered.
+TEST_F(UnloadLob, CutHiddenLobEndsTheTable) {
+    columns({column(), column(TYPE_CLOB, COL_HIDDEN), column()});
+    store_pieces(AWAY, {piece(P | L, {pattern(30), text("c")})});
+    expect_refused(unload_pieces({piece(H | F | N, {text("a"), pattern(20)}, at(AWAY))}), 0);
+}
+
+TEST_F(UnloadLob, WholeHiddenLobIsSteppedOver) {
+    columns({column(), column(TYPE_CLOB, COL_PROPERTY_15), column()});
+    EXPECT_EQ(rows_of({piece(H | F | L, {text("a"), pattern(30), text("c")})}),
+              dump_bytes().row({text("a"), text("c")}).raw);
+}
+
+// Hundreds of LOB columns leave room to read blocks.
+TEST_F(UnloadLob, ManyLobColumnsLeaveRoomForBlocks) {
+    for (uint32_t bsz : {2048U, 32768U}) {
+        use_block_size(bsz);
+        std::vector<COL> cols(1000, column(TYPE_CLOB));
+        cols[0] = column();
+        columns(cols);
+        EXPECT_EQ(rows_of({piece(H | F | L, {text("a")}), piece(H | F | L, {text("b"), {}})}),
+                  dump_bytes().row({text("a")}).row({text("b"), {}}).raw);
+        EXPECT_EQ(nrow_, 2U);
+    }
+}
+
+TEST_F(UnloadLob, ValuesOfManyLobColumnsEndTheTable) {
+    use_block_size(32768);
+    columns(std::vector<COL>(255, column(TYPE_CLOB)));
+    expect_refused(unload_pieces({piece(H | F | L, Row(255, pattern(20)))}), 0);
+}
+
+// A row that begins in the middle of a LOB value finds whatever an earlier command left in the locator
+// buffer: its own bytes are the first ones then, and the table ends as with any LOB value.
+TEST_F(UnloadLob, LocatorThatWasNeverBegunIsNotContinued) {
+    columns({column(TYPE_CLOB)});
+    tab_.flag = TAB_HAS_LOB;
+    memset(g_ctx.wrk, 0xFF, WORK_SIZE);
+    const Outcome got = unload_pieces({piece(H | F | P, {text("locator")}, RowAddress{})});
+    EXPECT_EQ(got.result, -1);
+    EXPECT_EQ(got.err, std::string(LOB_MESSAGE) + SEGMENT_FAILED);
+    EXPECT_EQ(nrow_, 0U);
+}
+
+} // namespace

@@ -22,5 +22,11 @@ void save_lob(ULDR *ul, uint32_t cid, const VALUE &value);
 /// Keeps further locator bytes of the value that LOBD number `lcc` holds.
 void continue_lob(ULDR *ul, const VALUE &value);
 
+/// Says that the value of LOBD number `lcc` is whole, and turns to the next one.
+inline void end_lob(ULDR *ul) {
+    ul->lcc++;
+    ul->lob_begun = false;
+}
+
 /// Says that LOB values are not unloaded; returns -1.
 int process_lob(ULDR *ul);

@@ -30,7 +30,7 @@ PIECE_RESULT continue_column(ULDR *ul, const COL &col, const VALUE &part, bool e
             continue_lob(ul, part);
         else
             save_lob(ul, col.cid, part);
-        ul->lob_begun = !ends;
+        ul->lob_begun = true;
         return PIECE_RESULT::taken;
     }
     if (ul->pl == nullptr) // no piece before has begun the value
@@ -81,7 +81,7 @@ PIECE_RESULT take_continued(ULDR *ul, const uint8_t *&p, const uint8_t *end, boo
     if (result != PIECE_RESULT::taken || !ends)
         return result;
     if (col != nullptr && is_lob(*col)) // a hidden one included
-        ul->lcc++;
+        end_lob(ul);
     ul->curc++;
     return PIECE_RESULT::taken;
 }

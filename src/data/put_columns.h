@@ -25,7 +25,7 @@ inline void put_column(ULDR *ul, const COL &col, const VALUE &value, bool mark_l
     } else {
         put_word(ul, MARK_LOB);
         save_lob(ul, col.cid, value);
-        ul->lcc++;
+        end_lob(ul);
     }
 }
 

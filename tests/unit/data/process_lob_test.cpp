@@ -1,6 +1,7 @@
 // LOB values: their locators are gathered, and the first one ends the table.
 #include "segment_fixture.h"
 
+#include <algorithm>
 #include <cstring>
 
 using namespace unload_unit;
@@ -16,6 +17,19 @@ protected:
     UnloadLob() {
         columns({column(), column(TYPE_CLOB, 0, 2), column(TYPE_BLOB, 0, 3), column()});
         tab_.flag = TAB_HAS_LOB;
+    }
+
+    // What was gathered of a LOB value: it stands in the work buffer behind the buffers for LOB data.
+    static LOBD lob(int number) {
+        constexpr size_t place = CACHE_SIZE + 2 * 2048 + LONG_SIZE + 4 * LOB_BUFFER_SIZE;
+        LOBD value;
+        memcpy(&value, g_ctx.wrk + place + static_cast<size_t>(number) * sizeof value, sizeof value);
+        return value;
+    }
+
+    static Bytes locator(int number) {
+        const LOBD value = lob(number);
+        return Bytes(value.ldata, value.ldata + std::min(value.len, LOB_DATA_SIZE));
     }
 
     void expect_refused(const Outcome &got, uint32_t rows_before) {
@@ -59,21 +73,17 @@ TEST_F(UnloadLob, OverlongLocatorEndsTheTable) {
     expect_refused(unload_pieces({piece(H | F | N, {text("a"), pattern(10000)}, at(AWAY))}), 0);
 }
 
-// What was gathered stands in the work buffer behind the buffers for LOB data.
 TEST_F(UnloadLob, PartsOfALocatorAreGatheredBehindEachOther) {
     store_pieces(AWAY, {piece(P | N, {pattern(30, 1)}, at(AWAY + 1))});
     store_pieces(AWAY + 1, {piece(P | L, {pattern(10, 2), pattern(7, 3)})});
     expect_refused(unload_pieces({piece(H | F | N, {text("a"), pattern(20)}, at(AWAY))}), 0);
-    LOBD lobs[2];
-    constexpr size_t place = CACHE_SIZE + 2 * 2048 + LONG_SIZE + 4 * LOB_BUFFER_SIZE;
-    memcpy(lobs, g_ctx.wrk + place, sizeof lobs);
     Bytes joined;
     for (const Bytes &part : {pattern(20), pattern(30, 1), pattern(10, 2)})
         joined.insert(joined.end(), part.begin(), part.end());
-    EXPECT_EQ(lobs[0].cid, 2U);
-    EXPECT_EQ(Bytes(lobs[0].ldata, lobs[0].ldata + lobs[0].len), joined);
-    EXPECT_EQ(lobs[1].cid, 3U);
-    EXPECT_EQ(Bytes(lobs[1].ldata, lobs[1].ldata + lobs[1].len), pattern(7, 3));
+    EXPECT_EQ(lob(0).cid, 2U);
+    EXPECT_EQ(locator(0), joined);
+    EXPECT_EQ(lob(1).cid, 3U);
+    EXPECT_EQ(locator(1), pattern(7, 3));
 }
 
 // The column that ends counts, a hidden one included, though nothing of it is gathered.
@@ -118,6 +128,17 @@ TEST_F(UnloadLob, LocatorThatWasNeverBegunIsNotContinued) {
     EXPECT_EQ(got.result, -1);
     EXPECT_EQ(got.err, std::string(LOB_MESSAGE) + SEGMENT_FAILED);
     EXPECT_EQ(nrow_, 0U);
+}
+
+// A piece that should have continued the value begins the column again: nothing of the next one is there yet.
+TEST_F(UnloadLob, LocatorBehindOneThatWasBegunTwiceIsNotContinued) {
+    columns({column(TYPE_CLOB, 0, 1), column(TYPE_CLOB, 0, 2), column(TYPE_CLOB, 0, 3)});
+    memset(g_ctx.wrk, 0xFF, WORK_SIZE);
+    store_pieces(AWAY, {piece(0, {text("again")}, at(AWAY + 1))});
+    store_pieces(AWAY + 1, {piece(P | L, {text("second")})});
+    expect_refused(unload_pieces({piece(H | F | N, {text("first")}, at(AWAY))}), 0);
+    EXPECT_EQ(locator(0), text("again"));
+    EXPECT_EQ(locator(1), text("second"));
 }
 
 } // namespace

@@ -1,10 +1,11 @@
 #include "values/charset.h"
 
-#include <iconv.h>
-
 #include <strings.h>
 
 #include "values/errors.h"
+#include "values/iconv_library.h"
+#include "values/single_byte.h"
+#include "values/text_decoder.h"
 
 namespace vexlo {
 
@@ -17,8 +18,8 @@ constexpr Charset CHARSETS[] = {
     {"AL32UTF8", "UTF-8", Codec::utf8, true, 1},
     {"UTF8", "UTF-8", Codec::cesu8, true, 1},
     {"AL24UTFFSS", "UTF-8", Codec::cesu8, true, 1},
-    {"AL16UTF16", "UTF-16BE", Codec::iconv, false, 2},
-    {"AL16UTF16LE", "UTF-16LE", Codec::iconv, false, 2},
+    {"AL16UTF16", "UTF-16BE", Codec::utf16be, false, 2},
+    {"AL16UTF16LE", "UTF-16LE", Codec::utf16le, false, 2},
     // ASCII and its national forms
     {"US7ASCII", "ASCII", Codec::iconv, true, 1},
     {"D7DEC", "ISO646-DE", Codec::iconv, false, 1},
@@ -165,15 +166,24 @@ bool same_name(std::string_view a, std::string_view b) {
 }
 
 // Whether bytes below 0x80 read as themselves, found by converting them all.
-bool keeps_ascii(iconv_t cd) {
-    char low[128], out[1024];
-    for (int i = 0; i < 128; ++i)
-        low[i] = static_cast<char>(i);
-    char *from = low, *to = out;
-    size_t from_left = sizeof low, to_left = sizeof out;
-    if (iconv(cd, &from, &from_left, &to, &to_left) == static_cast<size_t>(-1))
-        return false;
-    return std::string_view(out, sizeof out - to_left) == std::string_view(low, sizeof low);
+bool keeps_ascii(const Charset &set) {
+    std::string low;
+    for (int byte = 0; byte < 128; ++byte)
+        low += static_cast<char>(byte);
+    const size_t size = low.size();
+    low.resize(size + READ_SLACK);
+    uint64_t replaced = 0;
+    TextDecoder decoder(set);
+    return decoder.decode(reinterpret_cast<const uint8_t *>(low.data()), size, replaced) ==
+           std::string_view(low).substr(0, size);
+}
+
+// A set that a program without iconv has under iconv's name; null when there is none.
+const Charset *find_by_iconv_name(std::string_view name) {
+    for (const Charset &set : CHARSETS)
+        if (same_name(set.iconv, name) && is_built_in(set))
+            return &set;
+    return nullptr;
 }
 
 } // namespace
@@ -189,15 +199,25 @@ const Charset *find_charset(std::string_view oracle_name) {
     return nullptr;
 }
 
+bool is_built_in(const Charset &set) {
+    return set.codec != Codec::iconv || single_byte_set(set.iconv).has_value();
+}
+
 Charset charset_of_user(const std::string &name) {
     if (const Charset *set = find_charset(name))
         return *set;
-    const iconv_t cd = iconv_open("UTF-8", name.c_str());
-    if (name.empty() || cd == reinterpret_cast<iconv_t>(-1))
-        throw UsageError("character set \"" + name + "\" is not known");
-    const bool ascii = keeps_ascii(cd);
-    iconv_close(cd);
-    return {name, name.c_str(), Codec::iconv, ascii, 1};
+    Charset set{name, name.c_str(), Codec::iconv, false, 1};
+    if (HAVE_ICONV) {
+        if (!iconv_knows(name))
+            throw UsageError("character set \"" + name + "\" is not known");
+    } else if (const Charset *same = find_by_iconv_name(name)) {
+        set.codec = same->codec;
+        set.unit = same->unit;
+    } else {
+        throw UsageError("character set \"" + name + "\" is not known to this program without shared libraries");
+    }
+    set.ascii = keeps_ascii(set);
+    return set;
 }
 
 } // namespace vexlo

@@ -12,8 +12,10 @@ namespace vexlo {
 enum class Codec : uint8_t {
     utf8,  // checked, otherwise taken as it is
     cesu8, // UTF-8 that writes a supplementary character as two three-byte surrogates
-    iconv,
-    raw, // bytes are passed through
+    utf16be,
+    utf16le,
+    iconv, // by a table that is built in, or by the C library
+    raw,   // bytes are passed through
 };
 
 struct Charset {
@@ -30,6 +32,9 @@ std::span<const Charset> known_charsets();
 
 // The character set of an Oracle name, compared without regard to case; null when it is not known.
 const Charset *find_charset(std::string_view oracle_name);
+
+// Whether texts of the set are converted without the C library's iconv.
+bool is_built_in(const Charset &set);
 
 // The character set a user names: an Oracle name or, failing that, one that iconv knows; throws UsageError
 // when neither. The text must outlive the result.

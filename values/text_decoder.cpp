@@ -13,7 +13,7 @@ namespace {
 
 constexpr char REPLACEMENT[] = "\xEF\xBF\xBD"; // U+FFFD
 constexpr size_t REPLACEMENT_SIZE = 3;
-const iconv_t NO_ICONV = reinterpret_cast<iconv_t>(-1);
+constexpr char16_t NO_CHARACTER = 0xFFFD;
 
 bool is_continuation(uint8_t byte) {
     return (byte & 0xC0) == 0x80;
@@ -58,15 +58,42 @@ bool is_surrogate_pair(const uint8_t *p, const uint8_t *end) {
            p[3] == 0xED && p[4] >= 0xB0 && p[4] <= 0xBF && is_continuation(p[5]);
 }
 
-char *put_surrogate_pair(const uint8_t *p, char *out) {
-    const uint32_t high = ((p[1] & 0x0FU) << 6) | (p[2] & 0x3FU);
-    const uint32_t low = ((p[4] & 0x0FU) << 6) | (p[5] & 0x3FU);
+// A supplementary character, given the low ten bits of its two surrogates.
+char *put_supplementary(uint32_t high, uint32_t low, char *out) {
     const uint32_t code = 0x10000 + (high << 10) + low;
     *out++ = static_cast<char>(0xF0 | (code >> 18));
     *out++ = static_cast<char>(0x80 | ((code >> 12) & 0x3F));
     *out++ = static_cast<char>(0x80 | ((code >> 6) & 0x3F));
     *out++ = static_cast<char>(0x80 | (code & 0x3F));
     return out;
+}
+
+char *put_surrogate_pair(const uint8_t *p, char *out) {
+    return put_supplementary(((p[1] & 0x0FU) << 6) | (p[2] & 0x3FU), ((p[4] & 0x0FU) << 6) | (p[5] & 0x3FU),
+                             out);
+}
+
+char *put_character(char16_t code, char *out) {
+    if (code < 0x80) {
+        *out++ = static_cast<char>(code);
+        return out;
+    }
+    if (code < 0x800) {
+        *out++ = static_cast<char>(0xC0 | (code >> 6));
+    } else {
+        *out++ = static_cast<char>(0xE0 | (code >> 12));
+        *out++ = static_cast<char>(0x80 | ((code >> 6) & 0x3F));
+    }
+    *out++ = static_cast<char>(0x80 | (code & 0x3F));
+    return out;
+}
+
+bool is_high_surrogate(uint32_t unit) {
+    return (unit & 0xFC00) == 0xD800;
+}
+
+bool is_low_surrogate(uint32_t unit) {
+    return (unit & 0xFC00) == 0xDC00;
 }
 
 char *put_replacement(char *out) {
@@ -101,10 +128,20 @@ const uint8_t *sound_utf8(const uint8_t *p, const uint8_t *end) {
 TextDecoder::TextDecoder(const Charset &charset) : charset_(charset), iconv_(NO_ICONV) {
     if (charset.codec != Codec::iconv)
         return;
-    iconv_ = iconv_open("UTF-8", charset.iconv);
+    if (const auto set = single_byte_set(charset.iconv)) {
+        single_byte_ = std::make_unique<SingleByteDecoder>(SingleByteDecoder{*set, {}});
+        for (size_t byte = 0; byte < single_byte_->utf8.size(); ++byte) {
+            Utf8Character &utf8 = single_byte_->utf8[byte];
+            char *const bytes = utf8.bytes.data();
+            utf8.size = static_cast<uint8_t>(put_character(set->characters[byte], bytes) - bytes);
+        }
+        return;
+    }
+    iconv_ = open_iconv(charset.iconv);
     if (iconv_ == NO_ICONV)
-        throw UsageError("this system cannot convert character set \"" + std::string(charset.oracle) +
-                         "\" (" + charset.iconv + ")");
+        throw UsageError(std::string(HAVE_ICONV ? "this system" : "this program without shared libraries") +
+                         " cannot convert character set \"" + std::string(charset.oracle) + "\" (" +
+                         charset.iconv + ")");
 }
 
 TextDecoder::~TextDecoder() {
@@ -116,8 +153,14 @@ std::string_view TextDecoder::convert(const uint8_t *data, size_t size, uint64_t
     switch (charset_.codec) {
     case Codec::raw:
         return {reinterpret_cast<const char *>(data), size};
+    case Codec::utf16be:
+    case Codec::utf16le:
+        return decode_utf16(data, size, replaced);
     case Codec::iconv:
-        return decode_iconv(data, size, replaced);
+        if (single_byte_ == nullptr)
+            return decode_iconv(data, size, replaced);
+        return single_byte_->set.compositions.empty() ? decode_single_byte(data, size, replaced)
+                                                      : decode_combining(data, size, replaced);
     case Codec::utf8:
     case Codec::cesu8:
         break;
@@ -149,6 +192,76 @@ std::string_view TextDecoder::decode_utf8(const uint8_t *data, size_t size, uint
         sound = sound_utf8(p, end);
     }
     return {buffer_.data(), static_cast<size_t>(out - buffer_.data())};
+}
+
+// The buffer with room for that many bytes, and for as many that one store may write over the end.
+char *TextDecoder::room_for(size_t bytes) {
+    buffer_.resize(std::max(buffer_.size(), bytes + READ_SLACK));
+    return buffer_.data();
+}
+
+// An odd byte or a first surrogate at the end stands for one character that is lost.
+std::string_view TextDecoder::decode_utf16(const uint8_t *data, size_t size, uint64_t &replaced) {
+    const size_t high_byte = charset_.codec == Codec::utf16be ? 0 : 1;
+    const auto unit_at = [&](size_t at) -> uint32_t {
+        return static_cast<uint32_t>(data[at + high_byte] << 8) | data[at + 1 - high_byte];
+    };
+    char *const start = room_for(REPLACEMENT_SIZE * (size / 2 + 1)), *out = start;
+    size_t at = 0;
+    while (at < size) {
+        const size_t left = size - at;
+        const uint32_t unit = left >= 2 ? unit_at(at) : 0;
+        const bool high = left >= 2 && is_high_surrogate(unit);
+        if (left < (high ? 4 : 2)) {
+            out = put_replacement(out);
+            ++replaced;
+            break;
+        }
+        if (high && is_low_surrogate(unit_at(at + 2))) {
+            out = put_supplementary(unit & 0x3FF, unit_at(at + 2) & 0x3FF, out);
+            at += 4;
+            continue;
+        }
+        const bool lone = high || is_low_surrogate(unit);
+        out = lone ? put_replacement(out) : put_character(static_cast<char16_t>(unit), out);
+        replaced += lone;
+        at += 2;
+    }
+    return {start, static_cast<size_t>(out - start)};
+}
+
+std::string_view TextDecoder::decode_single_byte(const uint8_t *data, size_t size, uint64_t &replaced) {
+    char *const start = room_for(REPLACEMENT_SIZE * size), *out = start;
+    for (const uint8_t *p = data, *const end = data + size; p != end; ++p) {
+        const Utf8Character &utf8 = single_byte_->utf8[*p];
+        std::memcpy(out, utf8.bytes.data(), utf8.bytes.size());
+        out += utf8.size;
+        replaced += single_byte_->set.characters[*p] == NO_CHARACTER;
+    }
+    return {start, static_cast<size_t>(out - start)};
+}
+
+// Holds each character back until what follows turns out to be no mark that combines with it.
+std::string_view TextDecoder::decode_combining(const uint8_t *data, size_t size, uint64_t &replaced) {
+    char *const start = room_for(REPLACEMENT_SIZE * size), *out = start;
+    char16_t held = 0;
+    bool holding = false;
+    for (const uint8_t *p = data, *const end = data + size; p != end; ++p) {
+        const char16_t next = single_byte_->set.characters[*p];
+        const char16_t both = holding ? composed(single_byte_->set.compositions, held, next) : u'\0';
+        if (both != 0) {
+            held = both;
+            continue;
+        }
+        if (holding)
+            out = put_character(held, out);
+        held = next;
+        holding = true;
+        replaced += next == NO_CHARACTER;
+    }
+    if (holding)
+        out = put_character(held, out);
+    return {start, static_cast<size_t>(out - start)};
 }
 
 std::string_view TextDecoder::decode_iconv(const uint8_t *data, size_t size, uint64_t &replaced) {

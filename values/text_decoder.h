@@ -1,21 +1,23 @@
 // Turns the bytes of a character column into UTF-8.
 #pragma once
 
-#include <iconv.h>
-
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string_view>
 #include <vector>
 
 #include "values/charset.h"
+#include "values/iconv_library.h"
+#include "values/single_byte.h"
 #include "values/text_scan.h"
 
 namespace vexlo {
 
 class TextDecoder {
 public:
-    // Throws UsageError when the C library lacks the set.
+    // Throws UsageError when neither a table that is built in nor the C library has the set.
     explicit TextDecoder(const Charset &charset);
     ~TextDecoder();
     TextDecoder(const TextDecoder &) = delete;
@@ -36,9 +38,24 @@ public:
 private:
     std::string_view convert(const uint8_t *data, size_t size, uint64_t &replaced);
     std::string_view decode_utf8(const uint8_t *data, size_t size, uint64_t &replaced);
+    std::string_view decode_utf16(const uint8_t *data, size_t size, uint64_t &replaced);
+    std::string_view decode_single_byte(const uint8_t *data, size_t size, uint64_t &replaced);
+    std::string_view decode_combining(const uint8_t *data, size_t size, uint64_t &replaced);
     std::string_view decode_iconv(const uint8_t *data, size_t size, uint64_t &replaced);
+    char *room_for(size_t bytes);
+
+    // A character of a single-byte set in UTF-8.
+    struct Utf8Character {
+        std::array<char, 3> bytes;
+        uint8_t size;
+    };
+    struct SingleByteDecoder {
+        SingleByteSet set;
+        std::array<Utf8Character, 256> utf8;
+    };
 
     Charset charset_;
+    std::unique_ptr<SingleByteDecoder> single_byte_; // null when the set is none of these
     iconv_t iconv_;
     std::vector<char> buffer_;
 };

@@ -105,4 +105,35 @@ TEST(TextDecoder, ShiftJisKeepsControlCharacters) {
     EXPECT_EQ(replaced, 0U);
 }
 
+TEST(TextDecoder, Utf16OfBothByteOrders) {
+    const std::string text = "a\xC3\xBC\xE2\x82\xAC\xF0\x9D\x84\x9E";
+    expect_decoded("AL16UTF16", std::string("\0a\0\xFC\x20\xAC\xD8\x34\xDD\x1E", 10), text, 0);
+    expect_decoded("AL16UTF16LE", std::string("a\0\xFC\0\xAC\x20\x34\xD8\x1E\xDD", 10), text, 0);
+}
+
+TEST(TextDecoder, SurrogatesOfUtf16ThatStandAloneAreReplacedOneByOne) {
+    expect_decoded("AL16UTF16", std::string("\xDD\x1E\0a", 4), R + "a", 1);
+    expect_decoded("AL16UTF16", std::string("\xD8\x34\0a", 4), R + "a", 1);
+    expect_decoded("AL16UTF16", "\xD8\x34\xD8\x34\xDD\x1E", R + "\xF0\x9D\x84\x9E", 1);
+}
+
+TEST(TextDecoder, CutUtf16EndsInOneReplacement) {
+    expect_decoded("AL16UTF16", std::string("\0a\0", 3), "a" + R, 1);
+    expect_decoded("AL16UTF16", std::string("\0a\xD8\x34", 4), "a" + R, 1);
+    expect_decoded("AL16UTF16", std::string("\0a\xD8\x34\xDD", 5), "a" + R, 1);
+}
+
+TEST(TextDecoder, BytesThatASingleByteSetLacksAreReplaced) {
+    expect_decoded("WE8MSWIN1252", "\x80\x81\xFCz", "\xE2\x82\xAC" + R + "\xC3\xBCz", 1);
+    expect_decoded("US7ASCII", "a\x80", "a" + R, 1);
+    expect_decoded("WE8EBCDIC500", "\xC1\xF1", "A1", 0);
+}
+
+TEST(TextDecoder, MarksCombineAndWhatIsHeldBackKeepsItsPlace) {
+    expect_decoded("VN8MSWIN1258", "a\xCCz", "\xC3\xA0z", 0);             // a, combining grave
+    expect_decoded("VN8MSWIN1258", "a\xD2", "\xE1\xBA\xA3", 0);           // a, combining hook above
+    expect_decoded("VN8MSWIN1258", "a\x8A\xCC", "a" + R + "\xCC\x80", 1); // nothing to combine with
+    expect_decoded("IW8MSWIN1255", "\xF9\xD1\xCC", "\xEF\xAC\xAC", 0);    // shin, shin dot, dagesh
+}
+
 } // namespace

@@ -1,0 +1,24 @@
+// The C library's converters of character sets. They are shared libraries of their own, loaded when they are
+// asked for, which a program without shared libraries cannot do.
+#pragma once
+
+#include <iconv.h>
+
+#include <string>
+
+namespace vexlo {
+
+#ifdef VEXLO_STATIC
+constexpr bool HAVE_ICONV = false;
+#else
+constexpr bool HAVE_ICONV = true;
+#endif
+
+inline const iconv_t NO_ICONV = reinterpret_cast<iconv_t>(-1);
+
+// A converter from the set of iconv's name to UTF-8; NO_ICONV when there is none.
+iconv_t open_iconv(const std::string &name);
+
+bool iconv_knows(const std::string &name);
+
+} // namespace vexlo

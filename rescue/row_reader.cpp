@@ -372,7 +372,7 @@ void RowReader::State::take_values(const uint8_t *p, const uint8_t *end, unsigne
                                    bool holds) {
     VALUE value;
     const bool previous = (flags & ROW_PREVIOUS) != 0;
-    bool next = (flags & ROW_NEXT) != 0 && (flags & ROW_LAST) == 0;
+    const bool next = (flags & ROW_NEXT) != 0 && (flags & ROW_LAST) == 0;
     if (builder_.in_parts() != previous)
         set_fault(RowFault::broken_chain);
     if (builder_.in_parts() && !previous)
@@ -382,8 +382,7 @@ void RowReader::State::take_values(const uint8_t *p, const uint8_t *end, unsigne
             return set_fault(RowFault::value_leaves_block);
         if (!builder_.add_part(value))
             return set_fault(RowFault::value_too_long);
-        next = next && --count > 0;
-        if ((flags & ROW_NEXT) != 0 && count == 0)
+        if (--count == 0 && next) // it goes on once more
             return;
         builder_.end_parts();
     }

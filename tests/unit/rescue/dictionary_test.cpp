@@ -1,0 +1,182 @@
+#include "rescue/dictionary.h"
+
+#include "format/block_address.h"
+#include "format/file_header.h"
+#include "rescue_fixture.h"
+#include "values/errors.h"
+
+using namespace rescue_test;
+using namespace vexlo;
+
+namespace {
+
+constexpr uint8_t TABLE_TYPE = 0x06;
+
+class DictionaryTest : public RescueTest {
+protected:
+    OpenDatabase reopen() { return OpenDatabase(paths()); }
+    // Block numbers of the root address, the header of bootstrap$.
+    uint32_t bootstrap_header() {
+        return Datafile::open(path_of(SYSTEM_FILE))->identity().root_rdba & RDBA_BLOCK_MASK;
+    }
+    uint32_t cluster_header(std::string_view name) {
+        for (const sample::ClusterEntry &cluster : db().model().clusters)
+            if (cluster.def.name == name)
+                return cluster.place.block;
+        throw std::runtime_error("no cluster");
+    }
+    uint32_t table_header(std::string_view name) {
+        for (const sample::TableEntry &table : db().model().tables)
+            if (table.def.name == name)
+                return table.place.block;
+        throw std::runtime_error("no table");
+    }
+    void finish_with_table() {
+        insert_rows(add_table("T"), 1, 100);
+        db().finish();
+    }
+};
+
+} // namespace
+
+TEST_F(DictionaryTest, RecordsSayWhatTheDatabaseHolds) {
+    sample::TableDef def = table_def(scott(), "Mixed Case", users());
+    def.columns[0].precision = 10;
+    def.columns[0].scale = -2;
+    def.columns[0].nullable = false;
+    const size_t table = db().add_table(def);
+    db().finish();
+    const OpenDatabase database = reopen();
+    const Dictionary &d = database.dictionary;
+    const uint32_t object = db().model().tables[table].place.objn;
+    EXPECT_EQ(d.owner_name(object), "SCOTT");
+    EXPECT_EQ(d.object_name(object), "Mixed Case");
+    ASSERT_NE(d.table(object), nullptr);
+    EXPECT_EQ(d.table(object)->block, header_block(table));
+    EXPECT_EQ(d.obstacle(*d.table(object)), Obstacle::none);
+    const auto columns = d.columns(object);
+    ASSERT_EQ(columns.size(), 2u);
+    EXPECT_EQ(d.text(columns[0].name), "ID");
+    EXPECT_EQ(columns[0].precision, 10);
+    EXPECT_EQ(columns[0].scale, -2);
+    EXPECT_TRUE(columns[0].not_null);
+    EXPECT_EQ(columns[1].precision, NO_NUMBER);
+    EXPECT_FALSE(columns[1].not_null);
+    EXPECT_EQ(columns[1].length, 4000u);
+    EXPECT_EQ(d.charset(), "AL32UTF8");
+    EXPECT_EQ(d.national_charset(), "AL16UTF16");
+    EXPECT_EQ(d.property("DBTIMEZONE"), "00:00");
+    ASSERT_NE(d.tablespace(users()), nullptr);
+    EXPECT_EQ(d.text(d.tablespace(users())->name), "USERS");
+    EXPECT_TRUE(d.tally().losses.empty());
+    EXPECT_TRUE(d.notes().empty());
+}
+
+TEST_F(DictionaryTest, NamesAreOfTheDatabaseCharacterSet) {
+    db().set_property("NLS_CHARACTERSET", "WE8ISO8859P1");
+    add_table("GR\xD6SSE");
+    const OpenDatabase database = open();
+    EXPECT_NO_THROW(database.table("GRÖSSE"));
+}
+
+TEST_F(DictionaryTest, NamesOf128BytesAreWhole) {
+    const std::string name(128, 'N');
+    add_table(name);
+    EXPECT_NO_THROW(open().table(name));
+}
+
+TEST_F(DictionaryTest, WithoutAFileOfSystemThereIsNoDictionary) {
+    db().finish();
+    EXPECT_THROW(OpenDatabase({path_of(USERS_FILE)}), InputError);
+}
+
+TEST_F(DictionaryTest, RowsOfBootstrapAreFoundByTheirShapeWhereItsHeaderIsLost) {
+    finish_with_table();
+    destroy(SYSTEM_FILE, bootstrap_header());
+    OpenDatabase database = reopen();
+    EXPECT_EQ(database.read("T").rows, numbered_rows(1, 100));
+    EXPECT_FALSE(database.dictionary.notes().empty());
+}
+
+TEST_F(DictionaryTest, TheHeaderOfSystemCanBeLost) {
+    finish_with_table();
+    destroy(SYSTEM_FILE, 1);
+    OpenDatabase database = reopen();
+    EXPECT_EQ(database.read("T").rows, numbered_rows(1, 100));
+}
+
+TEST_F(DictionaryTest, CoreTablesAreFoundByObjectNumberWhereBootstrapIsGone) {
+    finish_with_table();
+    const uint32_t header = bootstrap_header();
+    const uint32_t object = load_le32(block(SYSTEM_FILE, header).data() + 92 + 8);
+    destroy(SYSTEM_FILE, header);
+    for (const uint32_t number : blocks_of_type(SYSTEM_FILE, TABLE_TYPE, object))
+        destroy(SYSTEM_FILE, number);
+    OpenDatabase database = reopen();
+    EXPECT_EQ(database.read("T").rows, numbered_rows(1, 100));
+}
+
+TEST_F(DictionaryTest, LostHeadersOfDictionarySegmentsCostNothing) {
+    finish_with_table();
+    for (const char *cluster : {"C_OBJ#", "C_USER#", "C_TS#"})
+        destroy(SYSTEM_FILE, cluster_header(cluster));
+    for (const char *table : {"OBJ$", "PROPS$"})
+        destroy(SYSTEM_FILE, table_header(table));
+    OpenDatabase database = reopen();
+    EXPECT_EQ(database.read("T").rows, numbered_rows(1, 100));
+    EXPECT_EQ(database.dictionary.charset(), "AL32UTF8");
+    EXPECT_EQ(database.dictionary.tally().losses.size(), 5u);
+}
+
+TEST_F(DictionaryTest, ATableWithoutAnObjectIsNamedByItsNumber) {
+    sample::DatabaseOptions options;
+    const size_t table = add_table("T");
+    insert_rows(table, 1, 100);
+    db().finish();
+    for (const uint32_t number : blocks_of_type(SYSTEM_FILE, TABLE_TYPE, 18)) // OBJ$
+        destroy(SYSTEM_FILE, number);
+    OpenDatabase database = reopen();
+    const std::string name = "OBJ_" + std::to_string(db().model().tables[table].place.objn);
+    EXPECT_EQ(database.dictionary.owner_name(db().model().tables[table].place.objn), "UNKNOWN");
+    EXPECT_EQ(database.read(name).rows, numbered_rows(1, 100));
+}
+
+TEST_F(DictionaryTest, ATableWithoutARowIsToldAsLost) {
+    finish_with_table();
+    for (const uint32_t number : blocks_of_type(SYSTEM_FILE, TABLE_TYPE, 2)) // C_OBJ#
+        destroy(SYSTEM_FILE, number);
+    const OpenDatabase database = reopen();
+    EXPECT_TRUE(database.table("T").row_lost);
+    EXPECT_EQ(database.dictionary.obstacle(database.table("T")), Obstacle::row_lost);
+}
+
+TEST_F(DictionaryTest, AFileWithALostHeaderIsReadAllTheSame) {
+    finish_with_table();
+    destroy(USERS_FILE, 1);
+    OpenDatabase database = reopen();
+    EXPECT_EQ(database.read("T").rows, numbered_rows(1, 100));
+}
+
+TEST_F(DictionaryTest, TablesWithoutPlainRowsAreNamed) {
+    const auto add = [&](const char *name, uint32_t property) {
+        sample::TableDef def = table_def(scott(), name, users());
+        def.property = property;
+        db().add_table(def);
+    };
+    add("IOT", sample::TABLE_INDEX_ORGANIZED);
+    add("NESTED", 0x2000);
+    add("EXT", sample::TABLE_EXTERNAL);
+    add("TEMPORARY", sample::TABLE_GLOBAL_TEMPORARY);
+    sample::TableDef empty = table_def(scott(), "EMPTY", users());
+    empty.has_segment = false;
+    db().add_table(empty);
+    const OpenDatabase database = open();
+    const auto obstacle = [&](const char *name) {
+        return database.dictionary.obstacle(database.table(name));
+    };
+    EXPECT_EQ(obstacle("IOT"), Obstacle::index_organized);
+    EXPECT_EQ(obstacle("NESTED"), Obstacle::nested);
+    EXPECT_EQ(obstacle("EXT"), Obstacle::external);
+    EXPECT_EQ(obstacle("TEMPORARY"), Obstacle::temporary);
+    EXPECT_EQ(obstacle("EMPTY"), Obstacle::no_storage);
+}

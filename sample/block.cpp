@@ -233,6 +233,7 @@ Bytes TableBlock::finish() const {
     size_t free_begin =
         DATA_HEADER_SIZE + TABLE_ENTRY_SIZE * static_cast<size_t>(stored_tables()) + SLOT_SIZE * slots_;
     uint8_t *h = &block[data_header];
+    h[0] = options_.data_flags;
     store_size(h + 2, slots_);
     store_size(h + 6, free_begin);
     store_size(h + 8, free_end);

@@ -21,6 +21,8 @@ constexpr size_t CACHE_HEADER_SIZE = 20;
 constexpr size_t TAIL_SIZE = 4;
 constexpr size_t CHECK_VALUE_OFFSET = 16;
 constexpr uint8_t CACHE_FLAG_CHECKED = 0x04; // the check value was computed
+constexpr uint8_t CACHE_FLAG_ENCRYPTED = 0x10;
+constexpr uint8_t DATA_FLAG_COMPRESSED = 0x40;
 
 // rdba of a block in a smallfile: relative file number in the top 10 bits.
 constexpr uint32_t make_rdba(uint32_t rfn, uint32_t block) {
@@ -89,6 +91,7 @@ struct TableBlockOptions {
     std::vector<ItlEntry> itl = std::vector<ItlEntry>(2);
     uint8_t itl_count_high = 0;                   // high byte of the ITL count word; readers ignore it
     std::optional<ExtraArea> extra = ExtraArea{}; // present in bitmap-managed segments
+    uint8_t data_flags = 0;                       // of the data header
     int tables = 1;                               // tables in the directory; more than one in a cluster
     size_t reserve = 0;                           // bytes of free space that `fits` leaves alone
 };

@@ -27,6 +27,8 @@ std::string type_text(const ColumnDef &c) {
         return "DATE";
     case TYPE_LONG:
         return "LONG";
+    case TYPE_TIMESTAMP:
+        return "TIMESTAMP(6)";
     case TYPE_RAW:
         return "RAW(" + std::to_string(c.length) + ")";
     case TYPE_VARCHAR2:
@@ -76,11 +78,11 @@ std::vector<BootstrapRow> bootstrap_rows(const Model &model) {
     auto add = [&](const SegmentPlace &place, std::string text) {
         rows.push_back({static_cast<int32_t>(place.objn), static_cast<int32_t>(place.objn), std::move(text)});
     };
-    for (const SystemCluster &c : system_clusters()) {
+    for (const SystemCluster &c : system_clusters(model.layout)) {
         const ClusterEntry &cluster = model.clusters[find_system_cluster(model, c.name)];
         add(cluster.place, create_cluster_statement(cluster));
     }
-    for (const SystemTable &t : system_tables()) {
+    for (const SystemTable &t : system_tables(model.layout)) {
         if (!t.in_bootstrap)
             continue;
         size_t index = find_system_table(model, t.name);

@@ -85,8 +85,11 @@ bool stored_as_given(const TableEntry &table, const Row &row) {
     return table.order.size() == row.size() && row.size() == table.def.columns.size();
 }
 
-RowPlacement with_dependencies(RowPlacement placement, uint32_t flags) {
-    placement.extra = placement.extra || (flags & TABLE_ROW_DEPENDENCIES) != 0;
+RowPlacement with_dependencies(RowPlacement placement, uint32_t flags, size_t bytes) {
+    if ((flags & TABLE_ROW_DEPENDENCIES) != 0) {
+        placement.extra = true;
+        placement.extra_bytes = bytes;
+    }
     return placement;
 }
 
@@ -96,22 +99,26 @@ Database::Database(std::filesystem::path dir, DatabaseOptions options)
     : dir_(std::filesystem::absolute(std::move(dir)).lexically_normal()), options_(std::move(options)),
       next_objn_(FIRST_USER_OBJECT) {
     check_block_size(options_.block_size);
+    model_.layout = options_.layout;
     std::filesystem::create_directories(dir_ / "dict");
     std::filesystem::create_directories(dir_ / "data");
 
     UserDef sys;
     sys.name = "SYS";
     sys.uid = USER_SYS;
+    sys.supplied = true;
     add_user(sys);
     UserDef everyone;
     everyone.name = "PUBLIC";
     everyone.role = true;
     everyone.uid = USER_PUBLIC;
+    everyone.supplied = true;
     add_user(everyone);
 
     TablespaceDef system;
     system.name = "SYSTEM";
     system.kind = options_.dictionary_kind;
+    system.files = options_.dictionary_files;
     add_tablespace(system);
     for (const char *name : {"UNDOTBS1", "SYSAUX", "TEMP"}) {
         TablespaceDef def;
@@ -121,7 +128,12 @@ Database::Database(std::filesystem::path dir, DatabaseOptions options)
     }
     for (const auto &[name, value] : DEFAULT_PROPERTIES)
         set_property(name, value);
+    if (options_.layout.version == DictionaryVersion::v12)
+        set_property("NLS_RDBMS_VERSION", "12.2.0.1.0");
     add_system_objects();
+    // The header of file 1 leads to the segment that is in file 1 whatever the number of files.
+    if (options_.dictionary_files > 1)
+        rows(find_system_table(model_, "BOOTSTRAP$"));
 }
 
 Database::~Database() = default;
@@ -130,7 +142,7 @@ void Database::add_system_objects() {
     SegmentOptions segment;
     segment.extent_blocks = options_.dictionary_extent_blocks;
     segment.map_entries = options_.dictionary_map_entries;
-    for (const SystemCluster &c : system_clusters()) {
+    for (const SystemCluster &c : system_clusters(options_.layout)) {
         ClusterDef def;
         def.name = c.name;
         def.key = {number_column(std::string(c.key))};
@@ -138,7 +150,7 @@ void Database::add_system_objects() {
         def.objn = c.objn;
         add_cluster(def);
     }
-    for (const SystemTable &t : system_tables()) {
+    for (const SystemTable &t : system_tables(options_.layout)) {
         TableDef def;
         def.name = t.name;
         def.columns = parse_columns(t.columns);
@@ -182,6 +194,10 @@ uint32_t Database::add_tablespace(TablespaceDef def) {
         info.tsn = entry.tsn;
         info.tablespace = def.name;
         info.block_size = entry.block_size;
+        info.first_block = def.first_block;
+        info.compatibility = options_.compatibility;
+        info.checkpoint_scn = options_.checkpoint_scn;
+        info.database_id = options_.database_id;
         files.push_back(std::move(info));
     }
     if (!files.empty())
@@ -248,7 +264,26 @@ void Database::add_lobs(TableEntry &table) {
             continue;
         SegmentPlace lob = new_place(std::nullopt, table.def.tablespace);
         SegmentPlace index = new_place(std::nullopt, table.def.tablespace);
-        table.lobs.push_back({i, lob, index});
+        table.lobs.push_back({i, lob, index, {}});
+        if (options_.layout.full)
+            add_lob_fragments(table, table.lobs.back());
+    }
+}
+
+void Database::add_lob_fragments(const TableEntry &table, LobEntry &lob) {
+    auto add = [&](const SegmentPlace &part, const std::string &name) {
+        LobFragment fragment;
+        fragment.lob = new_place(std::nullopt, part.tsn);
+        fragment.index = new_place(std::nullopt, part.tsn);
+        fragment.table = part.objn;
+        fragment.table_name = name;
+        lob.fragments.push_back(std::move(fragment));
+    };
+    for (const PartitionEntry &p : table.partitions) {
+        if (p.subpartitions.empty())
+            add(p.place, p.def.name);
+        for (const SubpartitionEntry &s : p.subpartitions)
+            add(s.place, s.def.name);
     }
 }
 
@@ -322,20 +357,21 @@ RowAddress Database::insert(size_t table, const Row &row, const RowPlacement &pl
                             size_t sub) {
     RowWriter &to = rows(table, part, sub);
     const TableEntry &entry = model_.tables[table];
-    RowPlacement full = with_dependencies(placement, entry.def.flags);
+    RowPlacement full = with_dependencies(placement, entry.def.flags, options_.dependency_bytes);
     return stored_as_given(entry, row) ? to.insert(row, full) : to.insert(stored_row(entry, row), full);
 }
 
-void Database::begin_key(size_t cluster, const Row &key) {
-    cluster_rows(cluster).begin_key(key);
+void Database::begin_key(size_t cluster, const Row &key, KeyForm form) {
+    cluster_rows(cluster).begin_key(key, form);
 }
 
 RowAddress Database::insert_member(size_t table, const Row &row, const RowPlacement &placement) {
     const TableEntry &entry = model_.tables.at(table);
     size_t cluster = entry.def.cluster.value();
     uint32_t flags = entry.def.flags | model_.clusters[cluster].def.flags;
-    return cluster_rows(cluster).insert_member(static_cast<int>(entry.tabno), stored_row(entry, row),
-                                               with_dependencies(placement, flags));
+    return cluster_rows(cluster).insert_member(
+        static_cast<int>(entry.tabno), stored_row(entry, row),
+        with_dependencies(placement, flags, options_.dependency_bytes));
 }
 
 void Database::close_rows(size_t table, size_t part, size_t sub) {
@@ -366,8 +402,14 @@ void Database::create_missing_segments(TableEntry &table) {
             create_empty(s.place, options);
     }
     for (LobEntry &lob : table.lobs) {
-        create_empty(lob.lob, options);
-        create_empty(lob.index, options);
+        for (LobFragment &f : lob.fragments) {
+            create_empty(f.lob, options);
+            create_empty(f.index, options);
+        }
+        if (lob.fragments.empty()) {
+            create_empty(lob.lob, options);
+            create_empty(lob.index, options);
+        }
     }
 }
 
@@ -387,7 +429,7 @@ void Database::store_dictionary_row(size_t table, const Row &row) {
 void Database::create_segments() {
     for (size_t c = 0; c < model_.clusters.size(); c++)
         cluster_rows(c);
-    for (const SystemTable &t : system_tables())
+    for (const SystemTable &t : system_tables(options_.layout))
         if (t.cluster.empty())
             rows(find_system_table(model_, t.name));
     for (TableEntry &table : model_.tables)

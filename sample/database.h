@@ -18,7 +18,13 @@ struct DatabaseOptions {
     uint32_t dictionary_extent_blocks = 8;
     size_t dictionary_map_entries = 0; // see SegmentOptions::map_entries
     DictionaryHook dictionary_hook;
-    bool checksum = true; // "checksum" of the written configuration
+    DictionaryLayout layout;
+    unsigned dictionary_files = 1; // of SYSTEM; extents are taken from them in turn
+    uint32_t compatibility = 0;    // of the file headers, 0x0C200000 for 12.2
+    uint64_t checkpoint_scn = 0;   // of the file headers
+    uint32_t database_id = SAMPLE_DATABASE_ID;
+    size_t dependency_bytes = 6; // of the SCN in rows with dependencies: 8 from 12.2 on
+    bool checksum = true;        // "checksum" of the written configuration
 };
 
 // Use: construct, add users, tablespaces, clusters and tables, insert rows, finish. The users SYS (0) and
@@ -54,7 +60,7 @@ public:
 
     // Begins a cluster key; insert_member stores rows of member tables under it. The row has the key columns
     // in it like any other, though they are not stored again.
-    void begin_key(size_t cluster, const Row &key);
+    void begin_key(size_t cluster, const Row &key, KeyForm form = KeyForm::whole);
     RowAddress insert_member(size_t table, const Row &row, const RowPlacement &placement = {});
 
     // The writers beneath, for what insert cannot express. Rows go in here in segment column order.
@@ -79,6 +85,7 @@ private:
     SegmentPlace new_place(std::optional<uint32_t> objn, uint32_t tsn);
     void add_partitions(TableEntry &table);
     void add_lobs(TableEntry &table);
+    void add_lob_fragments(const TableEntry &table, LobEntry &lob);
     SegmentPlace &place_of(size_t table, size_t part, size_t sub);
     RowWriter &writer(SegmentPlace &place, const SegmentOptions &options, int tables);
     std::unique_ptr<Segment> new_segment(SegmentPlace &place, SegmentOptions options);

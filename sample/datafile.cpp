@@ -18,7 +18,6 @@ namespace {
 constexpr uint32_t BLOCK0_RDBA = 0xFFC00000;
 constexpr size_t MIN_FILE_SIZE = 40960; // readers take this much to find the header block at any block size
 constexpr uint32_t SOFTWARE_VERSION = 0x0B200000;
-constexpr uint32_t DATABASE_ID = 0x56E71A0C;
 constexpr char DATABASE_NAME[] = "SAMPLE";
 constexpr uint16_t FILE_TYPE_DATA = 3;
 
@@ -66,22 +65,25 @@ Bytes encode_file_header(const DatafileInfo &info) {
     header.rdba = file_rdba(info, 1);
     Bytes block = empty_block(info.block_size, header);
     store_le32(&block[20], SOFTWARE_VERSION);
-    store_le32(&block[28], DATABASE_ID);
+    store_le32(&block[HEADER_COMPATIBILITY], info.compatibility);
+    store_le32(&block[HEADER_DATABASE_ID], info.database_id);
     store_text(block, 32, DATABASE_NAME, 8);
     store_le32(&block[44], info.blocks);
     store_le32(&block[48], static_cast<uint32_t>(info.block_size));
-    store_le16(&block[52], static_cast<uint16_t>(info.fno));
-    store_le16(&block[54], FILE_TYPE_DATA);
+    store_le16(&block[HEADER_FILE_NUMBER], static_cast<uint16_t>(info.fno));
+    store_le16(&block[HEADER_FILE_TYPE], FILE_TYPE_DATA);
     store_le32(&block[96], info.rootdba);
     store_le32(&block[332], info.tsn);
     store_le16(&block[336], static_cast<uint16_t>(std::min<size_t>(info.tablespace.size(), 30)));
     store_text(block, 338, info.tablespace, 30);
     store_le32(&block[368], info.rfn);
+    store_le32(&block[HEADER_CHECKPOINT_SCN], static_cast<uint32_t>(info.checkpoint_scn));
+    store_le16(&block[HEADER_CHECKPOINT_SCN + 4], static_cast<uint16_t>(info.checkpoint_scn >> 32));
     seal_block(block);
     return block;
 }
 
-Datafile::Datafile(DatafileInfo info) : info_(std::move(info)) {
+Datafile::Datafile(DatafileInfo info) : info_(std::move(info)), next_(info_.first_block) {
     fd_ = ::open(info_.path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd_ < 0)
         fail(info_.path);
@@ -133,21 +135,29 @@ void Datafile::close(uint32_t rootdba) {
         fail(info_.path);
 }
 
+Bytes fetch_block(const std::filesystem::path &path, size_t block_size, uint32_t block) {
+    std::ifstream file(path, std::ios::binary);
+    Bytes bytes(block_size);
+    file.seekg(static_cast<std::streamoff>(uint64_t{block} * block_size));
+    file.read(reinterpret_cast<char *>(bytes.data()), static_cast<std::streamsize>(block_size));
+    if (!file)
+        throw std::runtime_error("cannot read block " + std::to_string(block) + " of " + path.string());
+    return bytes;
+}
+
+void replace_block(const std::filesystem::path &path, size_t block_size, uint32_t block, ByteView bytes) {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(static_cast<std::streamoff>(uint64_t{block} * block_size));
+    file.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    if (!file.flush())
+        throw std::runtime_error("cannot write block " + std::to_string(block) + " of " + path.string());
+}
+
 void patch_file(const std::filesystem::path &path, size_t block_size, uint32_t block, size_t offset,
                 ByteView bytes, bool reseal) {
-    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
-    Bytes buffer(block_size);
-    auto at = static_cast<std::streamoff>(uint64_t{block} * block_size);
-    auto length = static_cast<std::streamsize>(block_size);
-    file.seekg(at);
-    file.read(reinterpret_cast<char *>(buffer.data()), length);
-    if (!file)
-        throw std::runtime_error("cannot read the block to patch: " + path.string());
+    Bytes buffer = fetch_block(path, block_size, block);
     patch_block(buffer, offset, bytes, reseal);
-    file.seekp(at);
-    file.write(reinterpret_cast<const char *>(buffer.data()), length);
-    if (!file.flush())
-        throw std::runtime_error("cannot write the patched block: " + path.string());
+    replace_block(path, block_size, block, buffer);
 }
 
 } // namespace sample

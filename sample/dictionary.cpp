@@ -1,10 +1,12 @@
 #include "dictionary.h"
 
 #include "bootstrap.h"
+#include "lob_locator.h"
 #include "system_tables.h"
 #include "vexlo.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <unordered_map>
 
 namespace sample {
@@ -16,6 +18,7 @@ constexpr uint32_t NAMESPACE_INDEX = 4;
 constexpr uint32_t NAMESPACE_CLUSTER = 5;
 constexpr uint32_t NAMESPACE_LOB = 8;
 constexpr uint32_t TABLE_PROPERTY_BASE = 0x20000000; // stands in every current TAB$ row
+constexpr uint32_t USER_SUPPLIED = 256;              // in SPARE1 of USER$
 constexpr uint32_t NATIONAL_FORM = 2;
 constexpr int CHARSET_AL32UTF8 = 873;
 constexpr int CHARSET_AL16UTF16 = 2000;
@@ -25,10 +28,12 @@ constexpr char AUDIT_OPTIONS[] = "--------------------------------------";
 uint32_t object_namespace(uint32_t type) {
     switch (type) {
     case OBJECT_INDEX:
+    case OBJECT_INDEX_PARTITION:
         return NAMESPACE_INDEX;
     case OBJECT_CLUSTER:
         return NAMESPACE_CLUSTER;
     case OBJECT_LOB:
+    case OBJECT_LOB_PARTITION:
         return NAMESPACE_LOB;
     default:
         return NAMESPACE_TABLE;
@@ -90,6 +95,8 @@ void write_users(const Model &model, const DictionarySink &sink) {
         rows.set("CTIME", date(CREATED)).set("PTIME", date(CREATED));
         rows.set("DEFROLE", 1).set("ASTATUS", u.def.status);
         rows.set("DEFSCHCLASS", text("DEFAULT_CONSUMER_GROUP"));
+        if (model.layout.version == DictionaryVersion::v12)
+            rows.set("SPARE1", u.def.supplied ? USER_SUPPLIED : 0);
         rows.store();
     }
 }
@@ -105,6 +112,20 @@ void write_tablespaces(const Model &model, const DictionarySink &sink) {
         rows.set("DFLMINLEN", 8).set("DFLOGGING", 1).set("BITMAPPED", 8);
         rows.set("FLAGS", t.def.kind == SegmentKind::bitmap ? 33 : 1);
         rows.store();
+    }
+}
+
+void write_files(const Model &model, const DictionarySink &sink) {
+    constexpr uint32_t available = 2;
+    TableRows rows(model, "FILE$", sink);
+    for (const TablespaceEntry &t : model.tablespaces) {
+        if (!t.storage)
+            continue;
+        for (const auto &file : t.storage->files()) {
+            rows.set("FILE#", file->info().fno).set("STATUS$", available).set("BLOCKS", file->allocated());
+            rows.set("TS#", t.tsn).set("RELFILE#", file->info().rfn);
+            rows.store();
+        }
     }
 }
 
@@ -169,12 +190,22 @@ private:
             write_lob(t, lob);
     }
 
+    // Fragments have the names of the whole, and as their own one that is made of their object number.
     void write_lob(const TableEntry &t, const LobEntry &lob) {
         std::string serial = std::to_string(t.place.objn) + "C" + std::to_string(lob.column + 1) + "$$";
         std::string segment = "SYS_LOB" + serial;
         std::string index = "SYS_IL" + serial;
-        store({t.def.owner, segment, "", OBJECT_LOB, 0}, lob.lob.objn, lob.lob.objd);
-        store({t.def.owner, index, "", OBJECT_INDEX, 0}, lob.index.objn, lob.index.objd);
+        bool whole = lob.fragments.empty();
+        store({t.def.owner, segment, "", OBJECT_LOB, 0}, lob.lob.objn,
+              whole ? std::optional(lob.lob.objd) : std::nullopt);
+        store({t.def.owner, index, "", OBJECT_INDEX, 0}, lob.index.objn,
+              whole ? std::optional(lob.index.objd) : std::nullopt);
+        for (const LobFragment &f : lob.fragments) {
+            std::string lob_name = "SYS_LOB_P" + std::to_string(f.lob.objn);
+            std::string index_name = "SYS_IL_P" + std::to_string(f.index.objn);
+            store({t.def.owner, segment, lob_name, OBJECT_LOB_PARTITION, 0}, f.lob.objn, f.lob.objd);
+            store({t.def.owner, index, index_name, OBJECT_INDEX_PARTITION, 0}, f.index.objn, f.index.objd);
+        }
     }
 
     void store(const ObjectText &o, uint32_t objn, std::optional<uint32_t> objd) {
@@ -255,6 +286,10 @@ private:
         return property;
     }
 
+    static int64_t column_property(const ColumnDef &c) {
+        return static_cast<int64_t>(c.property | (c.added_default ? COLUMN_ADDED_DEFAULT : 0));
+    }
+
     void write_tab(const TableEntry &t) {
         tab_.set("OBJ#", t.place.objn);
         if (t.partitions.empty()) {
@@ -273,6 +308,8 @@ private:
         tab_.set("INTCOLS", static_cast<uint32_t>(t.def.columns.size()));
         tab_.set("KERNELCOLS", static_cast<uint32_t>(t.key_order.size() + t.order.size()));
         tab_.set("PROPERTY", table_property(t));
+        if (t.def.analyzed_rows)
+            tab_.set("ROWCNT", *t.def.analyzed_rows).set("ANALYZETIME", date(CREATED));
         tab_.store();
     }
 
@@ -298,7 +335,7 @@ private:
         col_.set("LENGTH", c.length).set("FIXEDSTORAGE", 0).set("NULL$", c.nullable ? 0 : 1);
         col_.set("PRECISION#", c.precision ? number(*c.precision) : null_value());
         col_.set("SCALE", c.scale ? number(*c.scale) : null_value());
-        col_.set("INTCOL#", static_cast<uint32_t>(position) + 1).set("PROPERTY", c.property);
+        col_.set("INTCOL#", static_cast<uint32_t>(position) + 1).set("PROPERTY", number(column_property(c)));
         if (c.charset_form != 0)
             col_.set("CHARSETID",
                      number(c.charset_form == NATIONAL_FORM ? CHARSET_AL16UTF16 : CHARSET_AL32UTF8));
@@ -385,6 +422,96 @@ private:
     TableRows part_, subpart_, compart_;
 };
 
+// ---- Constraints: CON$, and the cluster C_COBJ#
+
+class ConstraintRows {
+public:
+    ConstraintRows(const Model &model, const DictionarySink &sink)
+        : model_(model), sink_(sink), cluster_(find_system_cluster(model, "C_COBJ#")),
+          con_(model, "CON$", sink), cdef_(model, "CDEF$", sink), ccol_(model, "CCOL$", sink) {}
+
+    void write() {
+        uint32_t number_of_constraint = FIRST_CONSTRAINT;
+        for (const TableEntry &t : model_.tables) {
+            if (!t.def.constraints.empty())
+                sink_.begin_key(cluster_, {number(t.place.objn)});
+            for (const ConstraintDef &c : t.def.constraints)
+                write_constraint(t, c, number_of_constraint++);
+        }
+    }
+
+private:
+    static constexpr uint32_t FIRST_CONSTRAINT = 7001;
+
+    static uint32_t internal_number(const TableEntry &t, const std::string &column) {
+        for (size_t i = 0; i < t.def.columns.size(); i++)
+            if (t.def.columns[i].name == column)
+                return static_cast<uint32_t>(i) + 1;
+        throw std::invalid_argument("constraint over an unknown column " + column);
+    }
+
+    void write_constraint(const TableEntry &t, const ConstraintDef &c, uint32_t con) {
+        auto columns = static_cast<uint32_t>(c.columns.size());
+        con_.set("OWNER#", t.def.owner).set("NAME", text(c.name)).set("CON#", con);
+        con_.store();
+        cdef_.set("CON#", con).set("OBJ#", t.place.objn).set("COLS", columns).set("TYPE#", c.type);
+        cdef_.set("ENABLED", 1).set("INTCOLS", columns).set("MTIME", date(CREATED));
+        cdef_.store();
+        for (uint32_t i = 0; i < columns; i++) {
+            uint32_t column = internal_number(t, c.columns[i]);
+            ccol_.set("CON#", con).set("OBJ#", t.place.objn).set("COL#", column).set("POS#", i + 1);
+            ccol_.set("INTCOL#", column);
+            ccol_.store();
+        }
+    }
+
+    const Model &model_;
+    const DictionarySink &sink_;
+    size_t cluster_;
+    TableRows con_, cdef_, ccol_;
+};
+
+// ---- Defaults of added columns
+
+void write_added_defaults(const Model &model, const DictionarySink &sink) {
+    TableRows rows(model, "ECOL$", sink);
+    uint64_t lob_id = 0x5000;
+    for (const TableEntry &t : model.tables)
+        for (size_t i = 0; i < t.def.columns.size(); i++) {
+            const ColumnDef &c = t.def.columns[i];
+            if (!c.added_default)
+                continue;
+            rows.set("TABOBJ#", t.place.objn).set("COLNUM", static_cast<uint32_t>(i) + 1);
+            rows.set("BINARYDEFVAL", lob_in_row(LobType::blob, lob_id++, *c.added_default));
+            if (model.layout.version == DictionaryVersion::v12)
+                rows.set("GUARD_ID", c.guard_id ? number(*c.guard_id) : null_value());
+            rows.store();
+        }
+}
+
+// ---- Partitions of LOB columns and of their indexes
+
+void write_lob_fragments(const Model &model, const DictionarySink &sink) {
+    TableRows lob_rows(model, "LOBFRAG$", sink), index_rows(model, "INDPART$", sink);
+    for (const TableEntry &t : model.tables)
+        for (const LobEntry &lob : t.lobs)
+            for (uint32_t i = 0; i < lob.fragments.size(); i++) {
+                const LobFragment &f = lob.fragments[i];
+                lob_rows.set("FRAGOBJ#", f.lob.objn)
+                    .set("PARENTOBJ#", lob.lob.objn)
+                    .set("TABFRAGOBJ#", f.table);
+                lob_rows.set("INDFRAGOBJ#", f.index.objn).set("FRAG#", i + 1).set("FRAGTYPE$", text("P"));
+                set_place(lob_rows, f.lob);
+                lob_rows.set("CHUNK", 1).set("PCTVERSION$", 10);
+                lob_rows.store();
+                index_rows.set("OBJ#", f.index.objn).set("DATAOBJ#", f.index.objd).set("BO#", lob.index.objn);
+                index_rows.set("PART#", i + 1);
+                set_place(index_rows, f.index);
+                set_space(index_rows);
+                index_rows.store();
+            }
+}
+
 } // namespace
 
 void write_dictionary(const Model &model, const DictionarySink &sink) {
@@ -393,6 +520,12 @@ void write_dictionary(const Model &model, const DictionarySink &sink) {
     ObjectRows(model, sink).write();
     ObjectClusterRows(model, sink).write();
     PartitionRows(model, sink).write();
+    if (model.layout.full) {
+        write_files(model, sink);
+        ConstraintRows(model, sink).write();
+        write_added_defaults(model, sink);
+        write_lob_fragments(model, sink);
+    }
     write_properties(model, sink);
     write_bootstrap(model, sink);
 }

@@ -1,5 +1,6 @@
 #include "model.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace sample {
@@ -38,6 +39,15 @@ ColumnDef char_column(std::string name, uint32_t length) {
 
 ColumnDef date_column(std::string name) {
     return typed_column(std::move(name), TYPE_DATE, DATE_LENGTH);
+}
+
+Value guard_value(std::span<const uint32_t> guard_ids) {
+    Bytes bits;
+    for (uint32_t id : guard_ids) {
+        bits.resize(std::max<size_t>(bits.size(), id / 8 + 1));
+        bits[id / 8] = static_cast<uint8_t>(bits[id / 8] | 1 << (id & 7));
+    }
+    return bits;
 }
 
 } // namespace sample

@@ -13,13 +13,20 @@ constexpr uint32_t OBJECT_VIEW = 4;
 constexpr uint32_t OBJECT_SYNONYM = 5;
 constexpr uint32_t OBJECT_SEQUENCE = 6;
 constexpr uint32_t OBJECT_TABLE_PARTITION = 19;
+constexpr uint32_t OBJECT_INDEX_PARTITION = 20;
 constexpr uint32_t OBJECT_LOB = 21;
 constexpr uint32_t OBJECT_TABLE_SUBPARTITION = 34;
+constexpr uint32_t OBJECT_LOB_PARTITION = 40;
 
 // Column property bits
 constexpr uint32_t COLUMN_VIRTUAL = 0x8;
 constexpr uint32_t COLUMN_HIDDEN = 0x20;
 constexpr uint32_t COLUMN_UNUSED = 0x8000;
+constexpr uint64_t COLUMN_LOB_INSIDE = 0x80; // VARCHAR2 or RAW of up to 32767 bytes, stored as a LOB
+constexpr uint64_t COLUMN_GENERATED = 0x100; // named by the system
+constexpr uint64_t COLUMN_ENCRYPTED = 0x4000000;
+constexpr uint64_t COLUMN_ADDED_DEFAULT = 0x40000000; // rows without a value have the default of ECOL$
+constexpr uint64_t COLUMN_GUARD = uint64_t{1} << 39;  // a bit for each nullable column added with a default
 
 // Table property bits
 constexpr uint32_t TABLE_TYPED = 0x1;
@@ -29,6 +36,7 @@ constexpr uint32_t TABLE_PARTITIONED = 0x20;
 constexpr uint32_t TABLE_INDEX_ORGANIZED = 0x40;
 constexpr uint32_t TABLE_CLUSTERED = 0x400;
 constexpr uint32_t TABLE_LOBS = 0x800;
+constexpr uint32_t TABLE_NESTED = 0x2000;
 constexpr uint32_t TABLE_GLOBAL_TEMPORARY = 0x400000;
 constexpr uint32_t TABLE_EXTERNAL = 0x80000000;
 
@@ -38,9 +46,18 @@ constexpr uint32_t TABLE_ROW_DEPENDENCIES = 0x800000;
 constexpr uint32_t USER_SYS = 0;
 constexpr uint32_t USER_PUBLIC = 1;
 
+// The columns that the dictionary's own tables have.
+enum class DictionaryVersion { v11, v12 };
+
+struct DictionaryLayout {
+    DictionaryVersion version = DictionaryVersion::v11;
+    bool full = false; // with FILE$, CON$, CDEF$, CCOL$, ECOL$, LOBFRAG$ and INDPART$
+};
+
 struct UserDef {
     std::string name;
     bool role = false;
+    bool supplied = false; // comes with the database, which dictionaries from 12c on tell
     uint32_t default_tablespace = 0;
     uint32_t temporary_tablespace = 3;
     uint32_t status = 0;
@@ -52,6 +69,7 @@ struct TablespaceDef {
     unsigned files = 1;    // 0: in the dictionary only, like a temporary tablespace
     size_t block_size = 0; // the database's when 0
     bool bigfile = false;
+    uint32_t first_block = FIRST_DATA_BLOCK; // of the first extent of each file; the file is sparse before it
     SegmentKind kind = SegmentKind::bitmap;
 };
 
@@ -59,7 +77,7 @@ struct ColumnDef {
     std::string name;
     uint32_t type = TYPE_NUMBER;
     uint32_t length = 22; // bytes
-    uint32_t property = 0;
+    uint64_t property = 0;
     uint32_t charset_form = 0; // 1 database character set, 2 national
     std::optional<uint32_t> precision;
     std::optional<int> scale;
@@ -67,7 +85,15 @@ struct ColumnDef {
     bool stored = true;             // false: no place in the row (SEGCOL# 0)
     std::optional<uint32_t> col;    // COL#; counted over visible columns, 0 for hidden ones, when not given
     std::optional<uint32_t> segcol; // SEGCOL# written; place in the row when not given
+
+    // The column was added with a default after the table had rows: these bytes stand in ECOL$, and rows that
+    // end before the column have them as its value. Needs the full dictionary.
+    std::optional<Bytes> added_default;
+    std::optional<uint32_t> guard_id; // bit number in the guard column of a nullable one, from 12c on
 };
+
+// The stored value of a guard column in which the bits of these columns are set.
+Value guard_value(std::span<const uint32_t> guard_ids);
 
 // Columns of the usual types.
 ColumnDef number_column(std::string name);
@@ -98,6 +124,16 @@ struct ClusterDef {
     std::optional<uint32_t> objn;
 };
 
+constexpr uint32_t CONSTRAINT_PRIMARY_KEY = 2;
+constexpr uint32_t CONSTRAINT_UNIQUE = 3;
+
+// A constraint over columns of its table. Needs the full dictionary.
+struct ConstraintDef {
+    std::string name;
+    uint32_t type = CONSTRAINT_PRIMARY_KEY;
+    std::vector<std::string> columns;
+};
+
 struct TableDef {
     uint32_t owner = USER_SYS;
     std::string name;
@@ -112,7 +148,9 @@ struct TableDef {
     uint32_t object_flags = 0;            // OBJ_TEMPORARY, OBJ_DROPPED
     SegmentOptions segment;               // objd is filled in; kind is the tablespace's
     bool has_segment = true;              // false: never got storage, FILE# and BLOCK# are 0
-    std::optional<uint32_t> cols;         // COLS written, when not the number of visible columns
+    std::vector<ConstraintDef> constraints;
+    std::optional<uint32_t> analyzed_rows; // of the statistics, when there are any
+    std::optional<uint32_t> cols;          // COLS written, when not the number of visible columns
     std::optional<uint32_t> objn;
 };
 
@@ -158,10 +196,19 @@ struct PartitionEntry {
     std::vector<SubpartitionEntry> subpartitions;
 };
 
+// The part of a LOB column that belongs to one partition or subpartition.
+struct LobFragment {
+    SegmentPlace lob;
+    SegmentPlace index;
+    uint32_t table = 0;     // object number of the partition or subpartition
+    std::string table_name; // its own name
+};
+
 struct LobEntry {
     size_t column; // index in the table's columns
     SegmentPlace lob;
     SegmentPlace index;
+    std::vector<LobFragment> fragments; // of a partitioned table in a full dictionary, which has no others
 };
 
 struct ClusterEntry {
@@ -208,6 +255,7 @@ struct Property {
 };
 
 struct Model {
+    DictionaryLayout layout;
     std::vector<UserEntry> users;
     std::vector<TablespaceEntry> tablespaces;
     std::vector<ClusterEntry> clusters;

@@ -108,6 +108,33 @@ private:
     std::vector<Cut> cuts_;
 };
 
+// Fills parts from the beginning of a row towards its end.
+std::vector<Cut> plan_from_start(std::span<const Value> row, size_t max) {
+    std::vector<Cut> cuts;
+    size_t room = max, columns = 0;
+    auto cut = [&](Cut at) {
+        cuts.push_back(at);
+        room = max;
+        columns = 0;
+    };
+    for (size_t c = 0; c < row.size(); c++) {
+        size_t total = row[c] ? row[c]->size() : 0;
+        for (size_t done = 0;;) {
+            size_t need = row[c] ? encoded_size(total - done, LengthForm::automatic) : 1;
+            if (columns == MAX_PIECE_COLUMNS || (need > room && (need <= max || room <= LONG_FORM_SIZE)))
+                cut({c, done});
+            if (need <= room) {
+                room -= need;
+                columns++;
+                break;
+            }
+            done += room - LONG_FORM_SIZE;
+            cut({c, done});
+        }
+    }
+    return cuts;
+}
+
 } // namespace
 
 size_t column_size(const Value &value, LengthForm form) {
@@ -153,6 +180,8 @@ Bytes encode_key_piece(const KeyHead &head, std::span<const Value> key) {
     append_le16(out, head.rows_total);
     append_address(out, head.previous);
     append_address(out, head.next);
+    if (head.next_piece)
+        append_address(out, *head.next_piece);
     for (const Value &v : key)
         append_column(out, v);
     return out;
@@ -178,10 +207,11 @@ std::vector<RowPart> cut_row(std::span<const Value> row, std::span<const Cut> cu
     return parts;
 }
 
-std::vector<Cut> plan_cuts(std::span<const Value> row, size_t max_bytes) {
+std::vector<Cut> plan_cuts(std::span<const Value> row, size_t max_bytes, CutOrder order) {
     if (max_bytes <= LONG_FORM_SIZE)
         throw std::invalid_argument("no room for a column in a row piece");
-    return CutPlanner(row, max_bytes).plan();
+    return order == CutOrder::from_start ? plan_from_start(row, max_bytes)
+                                         : CutPlanner(row, max_bytes).plan();
 }
 
 } // namespace sample

@@ -3,7 +3,6 @@
 
 #include "value.h"
 
-#include <array>
 #include <span>
 
 namespace sample {
@@ -35,12 +34,12 @@ enum class LengthForm { automatic, one_byte, three_bytes };
 // What precedes the columns of a piece, in this order on disk.
 struct PieceHead {
     uint8_t flags = ROW_H | ROW_F | ROW_L;
-    uint8_t lock = 0;                            // ITL index
-    std::optional<uint8_t> column_count;         // overrides the true count
-    std::optional<uint8_t> key_index;            // first piece of a cluster member row
-    std::optional<RowAddress> head_rowid;        // first piece of a migrated row: where its stub is
-    std::optional<std::array<uint8_t, 6>> extra; // row dependency SCN of a head piece
-    std::optional<RowAddress> next;              // next piece; big-endian on disk
+    uint8_t lock = 0;                     // ITL index
+    std::optional<uint8_t> column_count;  // overrides the true count
+    std::optional<uint8_t> key_index;     // first piece of a cluster member row
+    std::optional<RowAddress> head_rowid; // first piece of a migrated row: where its stub is
+    std::optional<Bytes> extra;           // row dependency SCN of a head piece, 6 or 8 bytes
+    std::optional<RowAddress> next;       // next piece; big-endian on disk
 };
 
 // Appends one column value with its length.
@@ -62,6 +61,7 @@ struct KeyHead {
     uint16_t rows_total = 0; // as committed
     RowAddress previous;     // key row of the same key in the previous and the next block of the chain
     RowAddress next;
+    std::optional<RowAddress> next_piece; // of a key that continues elsewhere; stands before the columns
 };
 
 // A cluster key row piece; its column data begins at KEY_DATA_OFFSET.
@@ -86,8 +86,12 @@ std::span<const Value> trim_trailing_nulls(std::span<const Value> row);
 // Cuts the row at the given ascending boundaries into cuts.size() + 1 parts, first part first.
 std::vector<RowPart> cut_row(std::span<const Value> row, std::span<const Cut> cuts);
 
+// Which parts of a row are filled; the one at the other end takes the rest. Databases cut from the end, from
+// 12.2 on rows of more than MAX_PIECE_COLUMNS columns from the start.
+enum class CutOrder { from_end, from_start };
+
 // Boundaries that leave every part at most MAX_PIECE_COLUMNS columns and max_bytes bytes of encoded columns.
-// As databases do, the last parts are filled and the first takes the rest. Empty when one piece is enough.
-std::vector<Cut> plan_cuts(std::span<const Value> row, size_t max_bytes);
+// Empty when one piece is enough.
+std::vector<Cut> plan_cuts(std::span<const Value> row, size_t max_bytes, CutOrder order = CutOrder::from_end);
 
 } // namespace sample

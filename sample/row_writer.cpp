@@ -8,13 +8,15 @@ namespace {
 
 constexpr int MAIN_LANE = 0;
 constexpr int OVERFLOW_LANE = 1;
+constexpr int KEY_LANE = 2;
 constexpr size_t ADDRESS_SIZE = 6;
 constexpr size_t STUB_SIZE = 3 + ADDRESS_SIZE;
 // Most that precedes the columns of a piece: flags, lock, count, key index, and three fields of six bytes.
 constexpr size_t MAX_PIECE_HEAD = 4 + 3 * ADDRESS_SIZE;
-constexpr uint16_t MAX_KEYS = 255; // the key index of a member row is one byte
+constexpr size_t WIDE_DEPENDENCY = 2; // bytes more than an address of the longer dependency SCN
+constexpr uint16_t MAX_KEYS = 255;    // the key index of a member row is one byte
 constexpr int KEY_TABLE = 0;
-constexpr std::array<uint8_t, 6> DEPENDENCY_SCN{0x00, 0x00, 0x00, 0x10, 0xF3, 0xA1};
+const Bytes DEPENDENCY_SCN{0x00, 0x00, 0x00, 0x00, 0x00, 0x10, 0xF3, 0xA1};
 
 uint8_t head_flags(uint8_t part_flags, int table, const RowPlacement &placement) {
     auto flags = static_cast<uint8_t>(part_flags | ROW_H);
@@ -25,10 +27,16 @@ uint8_t head_flags(uint8_t part_flags, int table, const RowPlacement &placement)
     return placement.flags.value_or(flags);
 }
 
-std::optional<std::array<uint8_t, 6>> dependency(const RowPlacement &placement) {
+// The SCN that the head piece carries, its low bytes last.
+std::optional<Bytes> dependency(const RowPlacement &placement) {
     if (placement.extra)
-        return DEPENDENCY_SCN;
+        return Bytes(DEPENDENCY_SCN.end() - static_cast<ptrdiff_t>(placement.extra_bytes),
+                     DEPENDENCY_SCN.end());
     return std::nullopt;
+}
+
+size_t head_size(const RowPlacement &placement) {
+    return MAX_PIECE_HEAD + (placement.extra_bytes > ADDRESS_SIZE ? WIDE_DEPENDENCY : 0);
 }
 
 } // namespace
@@ -41,7 +49,10 @@ RowAddress RowWriter::insert(std::span<const Value> row, const RowPlacement &pla
     return store_row(0, row, placement);
 }
 
-void RowWriter::begin_key(std::span<const Value> key) {
+void RowWriter::begin_key(std::span<const Value> key, KeyForm form) {
+    if (form == KeyForm::chained && key.size() < 2)
+        throw std::invalid_argument("a key of one column cannot be chained");
+    key_form_ = form;
     key_.emplace(key.begin(), key.end());
     key_index_.reset();
 }
@@ -57,7 +68,7 @@ RowAddress RowWriter::store_row(int table, std::span<const Value> row, const Row
         row = trim_trailing_nulls(row);
     std::vector<Cut> cuts = placement.cuts;
     if (cuts.empty())
-        cuts = plan_cuts(row, max_piece_ - MAX_PIECE_HEAD - key_cost());
+        cuts = plan_cuts(row, max_piece_ - head_size(placement) - key_cost(), placement.cut_order);
     if (!cuts.empty() || placement.migrated)
         return store_parts(table, cut_row(row, cuts), placement);
 
@@ -163,15 +174,39 @@ Bytes RowWriter::key_piece(RowAddress self) const {
     return encode_key_piece(head, *key_);
 }
 
+// The piece in which a key that does not lie whole in the block of its members goes on.
+RowAddress RowWriter::store_key_rest(std::span<const Value> columns) {
+    KeyHead head;
+    head.flags = ROW_K | ROW_L | (key_form_ == KeyForm::migrated ? ROW_F : 0);
+    Bytes piece = encode_key_piece(head, columns);
+    if (key_rests_ && !key_rests_->fits(piece.size(), 1, true))
+        flush_key_rests();
+    if (!key_rests_)
+        key_rests_ = new_block(KEY_LANE);
+    uint16_t slot = key_rests_->add(std::move(piece), KEY_TABLE);
+    return {key_rests_->rdba(), slot};
+}
+
 void RowWriter::add_key_row() {
     RowAddress self{main_->rdba(), main_->slots(KEY_TABLE)};
-    main_->add(key_piece(self), KEY_TABLE);
+    if (key_form_ == KeyForm::whole) {
+        main_->add(key_piece(self), KEY_TABLE);
+    } else {
+        size_t here = key_form_ == KeyForm::chained ? 1 : 0;
+        KeyHead head;
+        head.flags = ROW_K | ROW_H | (here > 0 ? ROW_F : 0);
+        head.previous = self;
+        head.next = self;
+        head.next_piece = store_key_rest(std::span<const Value>(*key_).subspan(here));
+        main_->add(encode_key_piece(head, std::span<const Value>(*key_).first(here)), KEY_TABLE);
+    }
     key_index_ = static_cast<uint8_t>(self.slot);
     key_members_.push_back(0);
 }
 
 size_t RowWriter::key_cost() const {
-    return key_ ? key_piece({}).size() + sizeof(uint16_t) : 0;
+    size_t next_piece = key_form_ == KeyForm::whole ? 0 : ADDRESS_SIZE;
+    return key_ ? key_piece({}).size() + next_piece + sizeof(uint16_t) : 0;
 }
 
 // Readers look up the key of a migrated member row by its index in the stub's block or in the row's own
@@ -226,12 +261,20 @@ void RowWriter::flush_overflow() {
     overflow_.reset();
 }
 
+void RowWriter::flush_key_rests() {
+    if (!key_rests_)
+        return;
+    segment_->write_block(key_rests_->rdba(), key_rests_->finish());
+    key_rests_.reset();
+}
+
 void RowWriter::close() {
     if (closed_)
         return;
     closed_ = true;
     flush();
     flush_overflow();
+    flush_key_rests();
     segment_->close();
 }
 

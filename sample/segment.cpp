@@ -14,14 +14,6 @@ constexpr size_t MAP_HEADER_SIZE = 16;
 constexpr size_t MAP_ENTRY_SIZE = 8;
 constexpr uint32_t MIN_EXTENT_BLOCKS = 4;
 
-size_t map_offset(uint8_t type) {
-    if (type == BLOCK_SEGMENT_HEADER)
-        return 92;
-    if (type == BLOCK_ASSM_SEGMENT_HEADER)
-        return 264;
-    return 20;
-}
-
 uint8_t header_type(SegmentKind kind) {
     return kind == SegmentKind::bitmap ? BLOCK_ASSM_SEGMENT_HEADER : BLOCK_SEGMENT_HEADER;
 }
@@ -38,12 +30,20 @@ std::span<const Extent> take_front(std::span<const Extent> &from, size_t count) 
 
 } // namespace
 
+size_t extent_map_offset(uint8_t type) {
+    if (type == BLOCK_SEGMENT_HEADER)
+        return 92;
+    if (type == BLOCK_ASSM_SEGMENT_HEADER)
+        return 264;
+    return 20;
+}
+
 Bytes encode_extent_map(size_t block_size, const CacheHeader &header, uint32_t objd,
                         std::span<const Extent> extents, uint32_t next) {
     if (extents.size() > extent_map_capacity(block_size, header.type))
         throw std::length_error("too many extents for a map block");
     Bytes block = empty_block(block_size, header);
-    uint8_t *p = &block[map_offset(header.type)];
+    uint8_t *p = &block[extent_map_offset(header.type)];
     store_le32(p, static_cast<uint32_t>(extents.size()));
     store_le32(p + 4, next);
     store_le32(p + 8, objd);
@@ -58,7 +58,7 @@ Bytes encode_extent_map(size_t block_size, const CacheHeader &header, uint32_t o
 }
 
 size_t extent_map_capacity(size_t block_size, uint8_t type) {
-    return (block_size - map_offset(type) - MAP_HEADER_SIZE - TAIL_SIZE) / MAP_ENTRY_SIZE;
+    return (block_size - extent_map_offset(type) - MAP_HEADER_SIZE - TAIL_SIZE) / MAP_ENTRY_SIZE;
 }
 
 Segment::Segment(Tablespace &tablespace, SegmentOptions options)
@@ -85,6 +85,21 @@ void Segment::grow(Lane &lane) {
     lane.next = tablespace_.allocate_extent(options_.extent_blocks);
     lane.left = options_.extent_blocks;
     extents_.push_back({lane.next, lane.left});
+    if (options_.old_objd)
+        for (uint32_t b = 0; b < lane.left; b += 2)
+            write_old_block(lane.next + b);
+}
+
+// What an earlier owner of the space left there.
+void Segment::write_old_block(uint32_t rdba) {
+    constexpr uint32_t earlier = 0x1000; // of SCNs
+    TableBlockOptions o = block_options(rdba, 1);
+    o.objd = *options_.old_objd;
+    o.scn_base = o.cache.scn_base = options_.scn_base - earlier;
+    TableBlock block(o);
+    for (int row = 1; row <= 3; row++)
+        block.add(encode_piece({}, Row{number(-row), text("left by an earlier owner")}));
+    write_block(rdba, block.finish());
 }
 
 uint32_t Segment::next_block(int lane_number) {
@@ -114,6 +129,8 @@ TableBlockOptions Segment::block_options(uint32_t rdba, int tables) const {
     o.block_size = tablespace_.block_size();
     o.cache.rdba = rdba;
     o.cache.scn_base = options_.scn_base;
+    o.cache.flags = options_.block_flags;
+    o.data_flags = options_.data_flags;
     o.objd = options_.objd;
     o.scn_base = options_.scn_base;
     o.itl.resize(static_cast<size_t>(options_.itl_entries));

@@ -17,6 +17,9 @@ struct Extent {
 Bytes encode_extent_map(size_t block_size, const CacheHeader &header, uint32_t objd,
                         std::span<const Extent> extents, uint32_t next);
 
+// Where the map begins in a block of this type.
+size_t extent_map_offset(uint8_t type);
+
 // Entries that fit in a map block of this type.
 size_t extent_map_capacity(size_t block_size, uint8_t type);
 
@@ -32,6 +35,10 @@ struct SegmentOptions {
     uint8_t itl_count_high = 0;
     std::optional<ExtraArea> extra; // when not given, an empty one in bitmap segments and none in others
     unsigned free_percent = 10;     // of each block, left for later updates
+    std::optional<uint32_t>
+        old_objd; // every second block of a new extent still holds rows of this data object
+    uint8_t block_flags = CACHE_FLAG_CHECKED; // of the cache header of table blocks
+    uint8_t data_flags = 0;                   // of their data header
 };
 
 // A segment being written. Its header address is known from the start; the extent map is written by close.
@@ -66,6 +73,7 @@ private:
         uint32_t left = 0;
     };
     void grow(Lane &lane);
+    void write_old_block(uint32_t rdba);
     void write_space_block(uint32_t rdba, uint8_t type);
 
     Tablespace &tablespace_;

@@ -14,6 +14,7 @@ constexpr SystemCluster CLUSTERS[] = {
     {"C_OBJ#", 2, "OBJ#"},
     {"C_TS#", 6, "TS#"},
     {"C_USER#", 10, "USER#"},
+    {"C_COBJ#", 29, "OBJ#", true},
 };
 
 constexpr SystemTable TABLES[] = {
@@ -38,11 +39,18 @@ constexpr SystemTable TABLES[] = {
      "AFFSTRENGTH n! BITMAPPED n! PLUGGED n! DIRECTALLOWED n! FLAGS n! PITRSCNWRP n PITRSCNBAS n "
      "OWNERINSTANCE v30 BACKUPOWNER v30 GROUPNAME v30 SPARE1 n SPARE2 n SPARE3 v1000 SPARE4 d",
      true},
+    {"FILE$", 17, "", 0, "",
+     "FILE# n! STATUS$ n! BLOCKS n! TS# n RELFILE# n MAXEXTEND n INC n CRSCNWRP n CRSCNBAS n "
+     "OWNERINSTANCE v30 SPARE1 n SPARE2 n SPARE3 v1000 SPARE4 d",
+     true, true},
     {"OBJ$", 18, "", 0, "",
      "OBJ# n! DATAOBJ# n OWNER# n! NAME v30! NAMESPACE n! SUBNAME v30 TYPE# n! CTIME d! MTIME d! STIME d! "
      "STATUS n! REMOTEOWNER v30 LINKNAME v128 FLAGS n OID$ r16 SPARE1 n SPARE2 n SPARE3 n SPARE4 v1000 "
      "SPARE5 v1000 SPARE6 d",
-     true},
+     true, false,
+     "OBJ# n! DATAOBJ# n OWNER# n! NAME v128! NAMESPACE n! SUBNAME v128 TYPE# n! CTIME d! MTIME d! STIME d! "
+     "STATUS n! REMOTEOWNER v128 LINKNAME v128 FLAGS n OID$ r16 SPARE1 n SPARE2 n SPARE3 n SPARE4 v1000 "
+     "SPARE5 v1000 SPARE6 d SIGNATURE r16 SPARE7 n SPARE8 n SPARE9 n"},
     {"IND$", 19, "C_OBJ#", 3, "BO#",
      "OBJ# n! DATAOBJ# n TS# n! FILE# n! BLOCK# n! BO# n! INDMETHOD# n! COLS n! PCTFREE$ n! INITRANS n! "
      "MAXTRANS n! PCTTHRES$ n TYPE# n! FLAGS n! PROPERTY n! BLEVEL n LEAFCNT n DISTKEY n LBLKKEY n DBLKKEY n "
@@ -59,24 +67,56 @@ constexpr SystemTable TABLES[] = {
      "OBJ# n! COL# n! SEGCOL# n! SEGCOLLENGTH n! OFFSET n! NAME v30! TYPE# n! LENGTH n! FIXEDSTORAGE n! "
      "PRECISION# n SCALE n NULL$ n! DEFLENGTH n SPARE6 d INTCOL# n! PROPERTY n! CHARSETID n CHARSETFORM n "
      "SPARE1 n SPARE2 n SPARE3 n SPARE4 v1000 SPARE5 v1000 DEFAULT$ l",
-     true},
+     true, false,
+     "OBJ# n! COL# n! SEGCOL# n! SEGCOLLENGTH n! OFFSET n! NAME v128! TYPE# n! LENGTH n! FIXEDSTORAGE n! "
+     "PRECISION# n SCALE n NULL$ n! DEFLENGTH n SPARE6 d INTCOL# n! PROPERTY n! CHARSETID n CHARSETFORM n "
+     "EVALEDITION# n UNUSABLEBEFORE# n UNUSABLEBEGINNING# n SPARE1 n SPARE2 n SPARE3 n SPARE4 v1000 "
+     "SPARE5 v1000 SPARE7 n SPARE8 n DEFAULT$ l"},
     {"USER$", 22, "C_USER#", 1, "USER#",
      "USER# n! NAME v30! TYPE# n! PASSWORD v30 DATATS# n! TEMPTS# n! CTIME d! PTIME d EXPTIME d LTIME d "
      "RESOURCE$ n! AUDIT$ v38 DEFROLE n! DEFGRP# n DEFGRP_SEQ# n ASTATUS n! LCOUNT n! DEFSCHCLASS v30 "
      "EXT_USERNAME v4000 SPARE1 n SPARE2 n SPARE3 n SPARE4 v1000 SPARE5 v1000 SPARE6 d",
-     true},
+     true, false,
+     "USER# n! NAME v128! TYPE# n! PASSWORD v4000 DATATS# n! TEMPTS# n! CTIME d! PTIME d EXPTIME d LTIME d "
+     "RESOURCE$ n! AUDIT$ v38 DEFROLE n! DEFGRP# n DEFGRP_SEQ# n ASTATUS n! LCOUNT n! DEFSCHCLASS v128 "
+     "EXT_USERNAME v4000 SPARE1 n SPARE2 n SPARE3 n SPARE4 v1000 SPARE5 v1000 SPARE6 d SPARE7 v4000 "
+     "SPARE8 v4000 SPARE9 n SPARE10 n SPARE11 t"},
+    {"CON$", 28, "", 0, "",
+     "OWNER# n! NAME v30! CON# n! SPARE1 n SPARE2 n SPARE3 n SPARE4 v1000 SPARE5 v1000 SPARE6 d", true, true,
+     "OWNER# n! NAME v128! CON# n! SPARE1 n SPARE2 n SPARE3 n SPARE4 v1000 SPARE5 v1000 SPARE6 d"},
+    {"CDEF$", 31, "C_COBJ#", 1, "OBJ#",
+     "CON# n! OBJ# n! COLS n TYPE# n! ROBJ# n RCON# n RRULES v3 MATCH# n REFACT n ENABLED n CONDLENGTH n "
+     "INTCOLS n MTIME d DEFER n SPARE1 n SPARE2 n SPARE3 n SPARE4 v1000 SPARE5 v1000 SPARE6 d CONDITION l",
+     true, true},
+    {"CCOL$", 32, "C_COBJ#", 2, "OBJ#",
+     "CON# n! OBJ# n! COL# n! POS# n INTCOL# n! SPARE1 n SPARE2 n SPARE3 n SPARE4 v1000 SPARE5 v1000 SPARE6 "
+     "d",
+     true, true},
     {"BOOTSTRAP$", 56, "", 0, "", "LINE# n! OBJ# n! SQL_TEXT v4000!", true},
-    {"PROPS$", 98, "", 0, "", "NAME v30! VALUE$ v4000 COMMENT$ v4000", false},
+    {"PROPS$", 98, "", 0, "", "NAME v30! VALUE$ v4000 COMMENT$ v4000", false, false,
+     "NAME v128! VALUE$ v4000 COMMENT$ v4000"},
+    {"ECOL$", 126, "", 0, "", "TABOBJ# n COLNUM n BINARYDEFVAL b", false, true,
+     "TABOBJ# n COLNUM n BINARYDEFVAL b GUARD_ID n"},
     {"LOB$", 151, "C_OBJ#", 6, "OBJ#",
      "OBJ# n! COL# n! INTCOL# n! LOBJ# n! PART# n IND# n! TS# n! FILE# n! BLOCK# n! CHUNK n! PCTVERSION$ n! "
      "FLAGS n! PROPERTY n! RETENTION n! FREEPOOLS n! SPARE1 n SPARE2 n SPARE3 v255",
      false},
+    {"LOBFRAG$", 158, "", 0, "",
+     "FRAGOBJ# n! PARENTOBJ# n! TABFRAGOBJ# n! INDFRAGOBJ# n! FRAG# n! FRAGTYPE$ c1! TS# n! FILE# n! BLOCK# "
+     "n! "
+     "CHUNK n! PCTVERSION$ n! FRAGFLAGS n! FRAGPRO n! SPARE1 n SPARE2 n SPARE3 n",
+     false, true},
     {"TABPART$", 264, "", 0, "",
      "OBJ# n! DATAOBJ# n BO# n! PART# n! HIBOUNDLEN n! HIBOUNDVAL l TS# n! FILE# n! BLOCK# n! PCTFREE$ n! "
      "PCTUSED$ n! INITRANS n! MAXTRANS n! FLAGS n! ANALYZETIME d SAMPLESIZE n ROWCNT n BLKCNT n EMPCNT n "
      "AVGSPC n "
      "CHNCNT n AVGRLN n PHYPART# n SPARE1 n SPARE2 n SPARE3 n",
      false},
+    {"INDPART$", 266, "", 0, "",
+     "OBJ# n! DATAOBJ# n BO# n! PART# n! HIBOUNDLEN n! FLAGS n! TS# n! FILE# n! BLOCK# n! PCTFREE$ n! "
+     "PCTTHRES$ n INITRANS n! MAXTRANS n! ANALYZETIME d SAMPLESIZE n ROWCNT n BLEVEL n LEAFCNT n DISTKEY n "
+     "LBLKKEY n DBLKKEY n CLUFAC n SPARE1 n SPARE2 n SPARE3 n INCLCOL n HIBOUNDVAL l",
+     false, true},
     {"TABSUBPART$", 268, "", 0, "",
      "OBJ# n! DATAOBJ# n POBJ# n! SUBPART# n! FLAGS n! TS# n! FILE# n! BLOCK# n! PCTFREE$ n! PCTUSED$ n! "
      "INITRANS n! MAXTRANS n! ANALYZETIME d SAMPLESIZE n ROWCNT n BLKCNT n EMPCNT n AVGSPC n CHNCNT n AVGRLN "
@@ -102,6 +142,12 @@ ColumnDef parse_column(std::string name, std::string type) {
             return number_column(std::move(name));
         case 'd':
             return date_column(std::move(name));
+        case 'c':
+            return char_column(std::move(name), length());
+        case 't':
+            return typed_column(std::move(name), TYPE_TIMESTAMP, 11);
+        case 'b':
+            return typed_column(std::move(name), TYPE_BLOB, 4000);
         case 'l':
             return typed_column(std::move(name), TYPE_LONG, 0);
         case 'r':
@@ -117,6 +163,15 @@ ColumnDef parse_column(std::string name, std::string type) {
     return def;
 }
 
+template <typename Entry, size_t COUNT>
+std::vector<Entry> in_layout(const Entry (&entries)[COUNT], const DictionaryLayout &layout) {
+    std::vector<Entry> chosen;
+    for (const Entry &e : entries)
+        if (layout.full || !e.full_only)
+            chosen.push_back(e);
+    return chosen;
+}
+
 template <typename Entries>
 size_t find_system(const Entries &entries, std::string_view name) {
     auto it = std::find_if(entries.begin(), entries.end(),
@@ -128,12 +183,16 @@ size_t find_system(const Entries &entries, std::string_view name) {
 
 } // namespace
 
-std::span<const SystemCluster> system_clusters() {
-    return CLUSTERS;
+std::vector<SystemCluster> system_clusters(const DictionaryLayout &layout) {
+    return in_layout(CLUSTERS, layout);
 }
 
-std::span<const SystemTable> system_tables() {
-    return TABLES;
+std::vector<SystemTable> system_tables(const DictionaryLayout &layout) {
+    std::vector<SystemTable> tables = in_layout(TABLES, layout);
+    for (SystemTable &t : tables)
+        if (layout.version == DictionaryVersion::v12 && !t.columns_v12.empty())
+            t.columns = t.columns_v12;
+    return tables;
 }
 
 std::vector<ColumnDef> parse_columns(std::string_view text) {

@@ -10,10 +10,12 @@ struct SystemCluster {
     std::string_view name;
     uint32_t objn;
     std::string_view key;
+    bool full_only = false; // only in the full dictionary
 };
 
-// A table of the dictionary. `columns` lists name and type in column order: n NUMBER, v<bytes> VARCHAR2,
-// r<bytes> RAW, d DATE, l LONG; "!" marks NOT NULL.
+// A table of the dictionary. `columns` lists name and type in the order of the stored row, which has a LONG
+// last: n NUMBER, v<bytes> VARCHAR2, c<bytes> CHAR, r<bytes> RAW, d DATE, t TIMESTAMP, b BLOB, l LONG;
+// "!" marks NOT NULL.
 struct SystemTable {
     std::string_view name;
     uint32_t objn;
@@ -22,11 +24,13 @@ struct SystemTable {
     std::string_view key; // column that is the cluster key
     std::string_view columns;
     bool in_bootstrap; // described by a statement of BOOTSTRAP$
+    bool full_only = false;
+    std::string_view columns_v12 = {}; // from 12c on; the same when empty
 };
 
-// All of them, in object number order.
-std::span<const SystemCluster> system_clusters();
-std::span<const SystemTable> system_tables();
+// Those that a dictionary has, in object number order; `columns` is right for its version.
+std::vector<SystemCluster> system_clusters(const DictionaryLayout &layout);
+std::vector<SystemTable> system_tables(const DictionaryLayout &layout);
 
 // The columns that a `columns` text describes.
 std::vector<ColumnDef> parse_columns(std::string_view text);

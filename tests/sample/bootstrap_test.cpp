@@ -57,7 +57,7 @@ TEST(BootstrapStatement, HeapTableNamesItsHeader) {
 
 // Place of a column among the values that a row of the table stores: the cluster key is not one of them.
 size_t stored_position(std::string_view table, std::string_view column) {
-    for (const SystemTable &t : system_tables()) {
+    for (const SystemTable &t : system_tables(DictionaryLayout{})) {
         if (t.name != table)
             continue;
         size_t position = 0;
@@ -103,9 +103,9 @@ TEST(SystemTables, ColumnsAreWhereRealDictionariesHaveThem) {
 }
 
 TEST(SystemTables, ClusteredTablesHaveDistinctNumbers) {
-    for (const SystemCluster &cluster : system_clusters()) {
+    for (const SystemCluster &cluster : system_clusters(DictionaryLayout{})) {
         std::vector<uint32_t> numbers;
-        for (const SystemTable &t : system_tables())
+        for (const SystemTable &t : system_tables(DictionaryLayout{}))
             if (t.cluster == cluster.name)
                 numbers.push_back(t.tabno);
         std::sort(numbers.begin(), numbers.end());

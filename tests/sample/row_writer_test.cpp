@@ -285,4 +285,75 @@ TEST(RowWriter, RefusesMembersWithoutKeyOrTable) {
     EXPECT_THROW(f.writer.insert_member(2, Row{number(1)}), std::invalid_argument);
 }
 
+TEST(RowWriter, DependencyMayTakeEightBytes) {
+    Fixture f;
+    RowPlacement placement;
+    placement.extra = true;
+    placement.extra_bytes = 8;
+    f.writer.insert(Row{number(1), letters(5)}, placement);
+    placement.migrated = true;
+    f.writer.insert(Row{number(2)}, placement);
+    auto rows = f.rows(0, 8);
+    ASSERT_EQ(rows.size(), 2U);
+    EXPECT_EQ(rows[0].columns, (Row{number(1), letters(5)}));
+    EXPECT_EQ(rows[1].columns, (Row{number(2)}));
+}
+
+TEST(RowWriter, WideRowIsCutFromTheEndAskedFor) {
+    Row row;
+    for (int i = 0; i < 300; i++)
+        row.push_back(number(i));
+    for (CutOrder order : {CutOrder::from_end, CutOrder::from_start}) {
+        Fixture f;
+        RowPlacement placement;
+        placement.cut_order = order;
+        RowAddress head = f.writer.insert(row, placement);
+        auto rows = f.rows();
+        ASSERT_EQ(rows.size(), 1U);
+        EXPECT_EQ(rows[0].columns, row);
+        EXPECT_EQ(rows[0].pieces, 2);
+        Bytes block = f.block(head.rdba);
+        size_t data = 44 + 24 * 2 + 8;
+        size_t piece = data + fetch_le16(&block[data + 18]);
+        EXPECT_EQ(block[piece + 2], order == CutOrder::from_start ? 255 : 45);
+    }
+}
+
+TEST(RowWriter, LongValueIsCutFromTheStartAsWell) {
+    Fixture f;
+    RowPlacement placement;
+    placement.cut_order = CutOrder::from_start;
+    Row row{number(1), letters(9000), number(2), null_value(), letters(100)};
+    f.writer.insert(row, placement);
+    auto rows = f.rows();
+    ASSERT_EQ(rows.size(), 1U);
+    EXPECT_EQ(rows[0].columns, row);
+    EXPECT_EQ(rows[0].pieces, 5);
+}
+
+TEST(RowWriter, KeyMayLieElsewhereOrGoOnThere) {
+    for (KeyForm form : {KeyForm::migrated, KeyForm::chained}) {
+        Fixture f(2);
+        f.writer.begin_key(Row{number(7), letters(4)}, form);
+        RowAddress member = f.writer.insert_member(1, Row{number(1)});
+        Bytes block = f.block(member.rdba);
+        size_t data = 44 + 24 * 2 + 8;
+        size_t key = data + fetch_le16(&block[data + 14 + 4 * 2]);
+        bool chained = form == KeyForm::chained;
+        EXPECT_EQ(block[key], ROW_K | ROW_H | (chained ? ROW_F : 0));
+        EXPECT_EQ(block[key + 2], chained ? 1 : 0);
+        uint32_t rest_at = uint32_t{block[key + 19]} << 24 | uint32_t{block[key + 20]} << 16 |
+                           uint32_t{block[key + 21]} << 8 | block[key + 22];
+        Bytes rest = f.block(rest_at);
+        size_t piece = data + fetch_le16(&rest[data + 14 + 4]); // the block has no member rows
+        EXPECT_EQ(rest[piece], ROW_K | ROW_L | (chained ? 0 : ROW_F));
+        EXPECT_EQ(rest[piece + 2], chained ? 1 : 2);
+        Bytes first(rest.begin() + static_cast<ptrdiff_t>(piece) + 19,
+                    rest.begin() + static_cast<ptrdiff_t>(piece) + 22);
+        EXPECT_EQ(first, chained ? (Bytes{4, 'a', 'b'}) : (Bytes{2, 0xC1, 8}));
+    }
+    Fixture f(2);
+    EXPECT_THROW(f.writer.begin_key(Row{number(7)}, KeyForm::chained), std::invalid_argument);
+}
+
 } // namespace

@@ -131,4 +131,33 @@ TEST(Segment, RefusesTinyExtents) {
     EXPECT_THROW(Segment(ts, o), std::invalid_argument);
 }
 
+TEST(Segment, NewExtentsStillHoldWhatWasThere) {
+    TempDir dir;
+    DatafileInfo info;
+    info.path = dir.path() / "f";
+    info.block_size = 2048;
+    Tablespace space({info});
+    SegmentOptions options;
+    options.objd = 7;
+    options.old_objd = 5;
+    options.block_flags = CACHE_FLAG_CHECKED | CACHE_FLAG_ENCRYPTED;
+    options.data_flags = DATA_FLAG_COMPRESSED;
+    RowWriter writer(std::make_unique<Segment>(space, options), 1);
+    RowAddress at = writer.insert(Row{number(1)});
+    writer.close();
+    space.close(0);
+    Reader reader({info.path});
+    EXPECT_EQ(reader.bad_blocks(), 0);
+    std::map<uint32_t, int> blocks; // by data object number
+    for (uint32_t rdba : reader.segment_blocks(0, writer.segment().header())) {
+        Bytes block = reader.block(0, rdba);
+        if (block[0] == BLOCK_TABLE)
+            blocks[fetch_le32(&block[24])]++;
+    }
+    EXPECT_EQ(blocks, (std::map<uint32_t, int>{{5, 2}, {7, 1}})) << "the others are bitmaps, map, or empty";
+    Bytes block = reader.block(0, at.rdba);
+    EXPECT_EQ(block[15], 0x14);
+    EXPECT_EQ(block[44 + 24 * 2 + 8], 0x40);
+}
+
 } // namespace

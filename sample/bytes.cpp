@@ -48,4 +48,31 @@ void append(Bytes &out, ByteView bytes) {
     out.insert(out.end(), bytes.begin(), bytes.end());
 }
 
+void append_utf8(std::string &out, uint32_t point) {
+    auto tail = [&](int shift) { out += static_cast<char>(0x80 | (point >> shift & 0x3F)); };
+    if (point < 0x80) {
+        out += static_cast<char>(point);
+    } else if (point < 0x800) {
+        out += static_cast<char>(0xC0 | point >> 6);
+        tail(0);
+    } else if (point < 0x10000) {
+        out += static_cast<char>(0xE0 | point >> 12);
+        tail(6);
+        tail(0);
+    } else {
+        out += static_cast<char>(0xF0 | point >> 18);
+        tail(12);
+        tail(6);
+        tail(0);
+    }
+}
+
+void append_utf16(Bytes &out, uint32_t point) {
+    if (point >= 0x10000) {
+        append_be16(out, static_cast<uint16_t>(0xD7C0 + (point >> 10)));
+        point = 0xDC00 | (point & 0x3FF);
+    }
+    append_be16(out, static_cast<uint16_t>(point));
+}
+
 } // namespace sample

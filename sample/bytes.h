@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace sample {
@@ -25,5 +26,9 @@ void append_le16(Bytes &out, uint16_t v);
 void append_be16(Bytes &out, uint16_t v);
 void append_be32(Bytes &out, uint32_t v);
 void append(Bytes &out, ByteView bytes);
+
+// Append a character.
+void append_utf8(std::string &out, uint32_t point);
+void append_utf16(Bytes &out, uint32_t point);
 
 } // namespace sample

@@ -14,6 +14,7 @@ namespace sample {
 
 namespace {
 
+constexpr uint32_t NATIONAL_FORM = 2;
 constexpr uint32_t FIRST_USER_OBJECT = 51001; // above the numbers of the dictionary's own objects
 
 constexpr std::pair<const char *, const char *> DEFAULT_PROPERTIES[] = {
@@ -361,6 +362,63 @@ RowAddress Database::insert(size_t table, const Row &row, const RowPlacement &pl
     return stored_as_given(entry, row) ? to.insert(row, full) : to.insert(stored_row(entry, row), full);
 }
 
+bool Database::has_wide_charset() const {
+    for (const Property &p : model_.properties)
+        if (p.name ==
+            "NLS_CHARACTERSET") // names have the bits of a character behind the region's two letters
+            return p.value.size() < 3 || (p.value[2] != '7' && p.value[2] != '8');
+    return true;
+}
+
+bool Database::lob_is_wide(size_t table, size_t column) const {
+    const ColumnDef &def = model_.tables.at(table).def.columns.at(column);
+    return def.type == TYPE_CLOB && (def.charset_form == NATIONAL_FORM || has_wide_charset());
+}
+
+LobHead Database::new_lob(size_t table, size_t column) {
+    const ColumnDef &def = model_.tables.at(table).def.columns.at(column);
+    LobHead head;
+    head.id = next_lob_id_++;
+    head.short_form = options_.layout.version == DictionaryVersion::v11;
+    head.units = lob_is_wide(table, column) ? 2 : 1;
+    if (def.type == TYPE_CLOB) {
+        bool national = def.charset_form == NATIONAL_FORM;
+        head.type = national ? LobType::nclob : LobType::clob;
+        head.wide_charset = !national && has_wide_charset();
+    }
+    return head;
+}
+
+LobWriter &Database::lob_writer(size_t table, size_t column, size_t part, size_t sub) {
+    TableEntry &entry = model_.tables.at(table);
+    auto lob = std::find_if(entry.lobs.begin(), entry.lobs.end(),
+                            [&](const LobEntry &l) { return l.column == column; });
+    if (lob == entry.lobs.end())
+        throw std::invalid_argument("column " + std::to_string(column) + " of " + entry.def.name +
+                                    " has no LOBs");
+    SegmentPlace *data = &lob->lob, *index = &lob->index;
+    if (!lob->fragments.empty()) {
+        uint32_t objn = place_of(table, part, sub).objn;
+        for (LobFragment &f : lob->fragments)
+            if (f.table == objn) {
+                data = &f.lob;
+                index = &f.index;
+            }
+    }
+    std::unique_ptr<LobWriter> &writer = lob_writers_[data->objn];
+    if (!writer)
+        writer = std::make_unique<LobWriter>(new_segment(*data, entry.def.segment),
+                                             new_segment(*index, entry.def.segment),
+                                             entry.def.columns[column].lobs);
+    return *writer;
+}
+
+Value Database::store_lob(size_t table, size_t column, ByteView data, const LobPlacement &placement,
+                          size_t part, size_t sub) {
+    LobWriter &writer = lob_writer(table, column, part, sub);
+    return writer.store(new_lob(table, column), data, placement);
+}
+
 void Database::begin_key(size_t cluster, const Row &key, KeyForm form) {
     cluster_rows(cluster).begin_key(key, form);
 }
@@ -450,6 +508,8 @@ void Database::finish() {
     write_dictionary(model_, sink);
 
     for (auto &[objn, writer] : writers_)
+        writer->close();
+    for (auto &[objn, writer] : lob_writers_)
         writer->close();
     for (TablespaceEntry &t : model_.tablespaces)
         if (t.storage)

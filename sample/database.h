@@ -58,6 +58,15 @@ public:
     RowAddress insert(size_t table, const Row &row, const RowPlacement &placement = {}, size_t part = 0,
                       size_t sub = 0);
 
+    // Stores the data of a LOB column (its index in the table's definition) and returns what the row has to
+    // hold. The data of a CLOB is in the form that lob_is_wide tells.
+    Value store_lob(size_t table, size_t column, ByteView data, const LobPlacement &placement = {},
+                    size_t part = 0, size_t sub = 0);
+
+    // Whether the characters of a CLOB or NCLOB column are stored as UTF-16, as they are unless the character
+    // set of the database has one byte a character.
+    bool lob_is_wide(size_t table, size_t column) const;
+
     // Begins a cluster key; insert_member stores rows of member tables under it. The row has the key columns
     // in it like any other, though they are not stored again.
     void begin_key(size_t cluster, const Row &key, KeyForm form = KeyForm::whole);
@@ -89,6 +98,9 @@ private:
     SegmentPlace &place_of(size_t table, size_t part, size_t sub);
     RowWriter &writer(SegmentPlace &place, const SegmentOptions &options, int tables);
     std::unique_ptr<Segment> new_segment(SegmentPlace &place, SegmentOptions options);
+    LobWriter &lob_writer(size_t table, size_t column, size_t part, size_t sub);
+    LobHead new_lob(size_t table, size_t column);
+    bool has_wide_charset() const;
     void create_missing_segments(TableEntry &table);
     void create_empty(SegmentPlace &place, const SegmentOptions &options);
     void store_dictionary_row(size_t table, const Row &row);
@@ -99,6 +111,8 @@ private:
     DatabaseOptions options_;
     Model model_;
     std::map<uint32_t, std::unique_ptr<RowWriter>> writers_; // by object number
+    std::map<uint32_t, std::unique_ptr<LobWriter>> lob_writers_;
+    uint64_t next_lob_id_ = 0x10001;
     uint32_t next_objn_;
     uint32_t next_uid_ = 2;
     uint32_t next_fno_ = 1;

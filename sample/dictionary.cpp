@@ -221,6 +221,12 @@ private:
     TableRows rows_;
 };
 
+// In LOB$ and LOBFRAG$.
+uint32_t lob_property(const LobStorage &storage) {
+    constexpr uint32_t in_row = 0x2, secure_file = 0x800;
+    return (storage.in_row ? in_row : 0) | (storage.secure ? secure_file : 0);
+}
+
 // ---- Tables, clusters, columns: the cluster C_OBJ#
 
 class ObjectClusterRows {
@@ -357,7 +363,9 @@ private:
         lob_.set("OBJ#", t.place.objn).set("COL#", column).set("INTCOL#", column);
         lob_.set("LOBJ#", lob.lob.objn).set("IND#", lob.index.objn);
         set_place(lob_, lob.lob);
-        lob_.set("CHUNK", 1).set("PCTVERSION$", 10).set("FLAGS", 1).set("PROPERTY", 2).set("RETENTION", 900);
+        const LobStorage &storage = t.def.columns[lob.column].lobs;
+        lob_.set("CHUNK", storage.chunk_blocks).set("PCTVERSION$", 10).set("FLAGS", 1);
+        lob_.set("PROPERTY", lob_property(storage)).set("RETENTION", 900);
         lob_.store();
     }
 
@@ -502,7 +510,9 @@ void write_lob_fragments(const Model &model, const DictionarySink &sink) {
                     .set("TABFRAGOBJ#", f.table);
                 lob_rows.set("INDFRAGOBJ#", f.index.objn).set("FRAG#", i + 1).set("FRAGTYPE$", text("P"));
                 set_place(lob_rows, f.lob);
-                lob_rows.set("CHUNK", 1).set("PCTVERSION$", 10);
+                const LobStorage &storage = t.def.columns[lob.column].lobs;
+                lob_rows.set("CHUNK", storage.chunk_blocks).set("PCTVERSION$", 10);
+                lob_rows.set("FRAGPRO", lob_property(storage));
                 lob_rows.store();
                 index_rows.set("OBJ#", f.index.objn).set("DATAOBJ#", f.index.objd).set("BO#", lob.index.objn);
                 index_rows.set("PART#", i + 1);

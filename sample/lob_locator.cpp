@@ -65,11 +65,11 @@ Bytes with_inode(Bytes out, const Bytes &inode) {
     return out;
 }
 
-Bytes basic_fixed_part(uint8_t flag, uint32_t pages, uint16_t last_bytes, bool written) {
+Bytes basic_fixed_part(uint8_t flag, uint32_t pages, uint16_t last_bytes, uint32_t version) {
     Bytes inode{flag, 0};
     append_be32(inode, pages);
     append_be16(inode, last_bytes);
-    append_be(inode, written ? 1 : 0, 6); // version
+    append_be(inode, version, 6);
     return inode;
 }
 
@@ -121,14 +121,15 @@ Bytes lob_id_bytes(uint64_t id) {
 Value basic_in_row(const LobHead &head, ByteView data) {
     if (data.size() > BASIC_IN_ROW_MAX)
         throw std::length_error("LOB data too long for its row");
-    Bytes inode = basic_fixed_part(BASIC_DATA_IN_ROW, 0, static_cast<uint16_t>(data.size()), !data.empty());
+    Bytes inode = basic_fixed_part(BASIC_DATA_IN_ROW, 0, static_cast<uint16_t>(data.size()),
+                                   data.empty() ? 0 : head.version);
     append(inode, data);
     return with_inode(locator(head, INITIALISED | HAS_INODE, 0), inode);
 }
 
 Value basic_inode(const LobHead &head, uint32_t pages, uint16_t last_bytes,
                   std::span<const uint32_t> chunks) {
-    Bytes inode = basic_fixed_part(BASIC_INODE_IN_ROW, pages, last_bytes, true);
+    Bytes inode = basic_fixed_part(BASIC_INODE_IN_ROW, pages, last_bytes, head.version);
     for (uint32_t rdba : chunks.first(std::min(chunks.size(), BASIC_ADDRESSES)))
         append_be32(inode, rdba);
     return with_inode(locator(head, INITIALISED | HAS_INODE, 0), inode);

@@ -14,6 +14,7 @@ struct LobHead {
     uint16_t units = 1;        // bytes of a character: 2 for characters stored as UTF-16
     bool wide_charset = false; // a CLOB of a multi-byte database
     bool short_form = false;   // from before 12c
+    uint32_t version = 1;      // of the data
 };
 
 // The ten bytes that name a LOB in its locator, its blocks and its index.

@@ -1,7 +1,7 @@
 // What a database contains, as its dictionary will describe it.
 #pragma once
 
-#include "row_writer.h"
+#include "lob_segment.h"
 
 namespace sample {
 
@@ -85,6 +85,8 @@ struct ColumnDef {
     bool stored = true;             // false: no place in the row (SEGCOL# 0)
     std::optional<uint32_t> col;    // COL#; counted over visible columns, 0 for hidden ones, when not given
     std::optional<uint32_t> segcol; // SEGCOL# written; place in the row when not given
+
+    LobStorage lobs; // of a LOB column
 
     // The column was added with a default after the table had rows: these bytes stand in ECOL$, and rows that
     // end before the column have them as its value. Needs the full dictionary.

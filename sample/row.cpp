@@ -180,6 +180,8 @@ Bytes encode_key_piece(const KeyHead &head, std::span<const Value> key) {
     append_le16(out, head.rows_total);
     append_address(out, head.previous);
     append_address(out, head.next);
+    if (head.head_rowid)
+        append_address(out, *head.head_rowid);
     if (head.next_piece)
         append_address(out, *head.next_piece);
     for (const Value &v : key)

@@ -61,7 +61,8 @@ struct KeyHead {
     uint16_t rows_total = 0; // as committed
     RowAddress previous;     // key row of the same key in the previous and the next block of the chain
     RowAddress next;
-    std::optional<RowAddress> next_piece; // of a key that continues elsewhere; stands before the columns
+    std::optional<RowAddress> head_rowid; // of a key that migrated here: where its stub is
+    std::optional<RowAddress> next_piece; // of a key that continues elsewhere; both stand before the columns
 };
 
 // A cluster key row piece; its column data begins at KEY_DATA_OFFSET.

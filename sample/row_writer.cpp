@@ -175,9 +175,12 @@ Bytes RowWriter::key_piece(RowAddress self) const {
 }
 
 // The piece in which a key that does not lie whole in the block of its members goes on.
-RowAddress RowWriter::store_key_rest(std::span<const Value> columns) {
+RowAddress RowWriter::store_key_rest(RowAddress stub, std::span<const Value> columns) {
     KeyHead head;
-    head.flags = ROW_K | ROW_L | (key_form_ == KeyForm::migrated ? ROW_F : 0);
+    bool migrated = key_form_ == KeyForm::migrated;
+    head.flags = ROW_K | ROW_L | (migrated ? ROW_F : 0);
+    if (migrated)
+        head.head_rowid = stub;
     Bytes piece = encode_key_piece(head, columns);
     if (key_rests_ && !key_rests_->fits(piece.size(), 1, true))
         flush_key_rests();
@@ -197,7 +200,7 @@ void RowWriter::add_key_row() {
         head.flags = ROW_K | ROW_H | (here > 0 ? ROW_F : 0);
         head.previous = self;
         head.next = self;
-        head.next_piece = store_key_rest(std::span<const Value>(*key_).subspan(here));
+        head.next_piece = store_key_rest(self, std::span<const Value>(*key_).subspan(here));
         main_->add(encode_key_piece(head, std::span<const Value>(*key_).first(here)), KEY_TABLE);
     }
     key_index_ = static_cast<uint8_t>(self.slot);

@@ -65,7 +65,7 @@ private:
     void make_overflow_room(size_t bytes, bool in_new_block);
     void add_key_row();
     Bytes key_piece(RowAddress self) const;
-    RowAddress store_key_rest(std::span<const Value> columns);
+    RowAddress store_key_rest(RowAddress stub, std::span<const Value> columns);
     size_t key_cost() const;
     void copy_keys_to_overflow(size_t bytes);
     void flush_overflow();

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace sample {
 
@@ -108,6 +109,16 @@ uint32_t Segment::next_block(int lane_number) {
         grow(lane);
     lane.left--;
     return lane.next++;
+}
+
+uint32_t Segment::next_run(uint32_t blocks, int lane_number) {
+    if (blocks > options_.extent_blocks)
+        throw std::length_error("a run of blocks is longer than an extent");
+    Lane &lane = lanes_[lane_number];
+    if (lane.left < blocks)
+        grow(lane);
+    lane.left -= blocks;
+    return std::exchange(lane.next, lane.next + blocks);
 }
 
 void Segment::write_block(uint32_t rdba, ByteView bytes) {

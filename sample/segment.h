@@ -56,7 +56,11 @@ public:
     // written through two lanes lie in different extents, and in different files when there are several.
     uint32_t next_block(int lane = 0);
 
+    // rdba of the first of `blocks` unused blocks in a row, at most those of an extent.
+    uint32_t next_run(uint32_t blocks, int lane = 0);
+
     void write_block(uint32_t rdba, ByteView bytes);
+    size_t block_size() const { return tablespace_.block_size(); }
 
     // Options of a table block of this segment at the given address.
     TableBlockOptions block_options(uint32_t rdba, int tables) const;

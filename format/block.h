@@ -80,17 +80,24 @@ inline const uint8_t *block_end(const BLOCK &blk) {
     return blk.data + blk.bsz;
 }
 
-/// Finds the row structures. False when the headers point beyond the block.
-inline bool locate_rows(const BLOCK &blk, ROW_AREA *area) {
+/// Finds the end of the transaction entries and of the area behind them: the data header stands there. False when that
+/// lies beyond the block.
+inline bool find_transactions_end(const BLOCK &blk, uint32_t *at) {
     if (blk.bsz < KTBIT)
         return false;
-    uint32_t at = KTBIT + KTBIT_SIZE * blk.data[KTBBHICT];
+    *at = KTBIT + KTBIT_SIZE * blk.data[KTBBHICT];
     if ((blk.data[KTBBHFLG] & KTBBHFLG_EXDATA) != 0) {
-        if (at + EXDATA_SIZE > blk.bsz)
+        if (*at + EXDATA_SIZE > blk.bsz)
             return false;
-        at += EXDATA_SIZE + load_le16(blk.data + at + EXFLG);
+        *at += EXDATA_SIZE + load_le16(blk.data + *at + EXFLG);
     }
-    if (at + KDBH_SIZE > blk.bsz)
+    return *at <= blk.bsz;
+}
+
+/// Finds the row structures. False when the headers point beyond the block.
+inline bool locate_rows(const BLOCK &blk, ROW_AREA *area) {
+    uint32_t at;
+    if (!find_transactions_end(blk, &at) || at + KDBH_SIZE > blk.bsz)
         return false;
     const uint8_t *kdbh = blk.data + at;
     const int32_t ntab = static_cast<int8_t>(kdbh[KDBHNTAB]);

@@ -45,3 +45,8 @@ inline uint32_t stored_tail(const uint8_t *blk, uint32_t bsz) {
 inline uint32_t block_object(const uint8_t *blk) {
     return load_le32(blk + 24);
 }
+
+/// What the transaction header of a block says of its kind: 1 rows, 2 an index, 5 LOB data.
+inline uint8_t transaction_type(const uint8_t *blk) {
+    return blk[20];
+}

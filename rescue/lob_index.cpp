@@ -1,0 +1,118 @@
+#include "rescue/lob_index.h"
+
+#include <algorithm>
+
+#include "format/lob_block.h"
+#include "rescue/block_health.h"
+
+namespace vexlo {
+
+namespace {
+
+LobId id_at(const uint8_t *p) {
+    LobId id;
+    std::copy_n(p, id.size(), id.begin());
+    return id;
+}
+
+LobIndexEntry decode_entry(const LOB_INDEX_ROW &row) {
+    constexpr uint32_t BLOCKS = 4, BYTES = 8, ADDRESS_SIZE = 4;
+    constexpr uint32_t HEAD_SIZE = LOB_INDEX_DATA - LOB_INDEX_HEAD_ADDRESSES * ADDRESS_SIZE;
+    LobIndexEntry entry;
+    entry.page = row.page;
+    uint32_t at = 0;
+    if (row.page == 0) {
+        entry.blocks = load_be32(row.data + BLOCKS);
+        entry.bytes = load_be16(row.data + BYTES);
+        at = HEAD_SIZE;
+    }
+    for (; at < LOB_INDEX_DATA; at += ADDRESS_SIZE)
+        entry.addresses.push_back(load_be32(row.data + at));
+    return entry;
+}
+
+} // namespace
+
+LobIndex::LobIndex(const FileSet &files, const ScanIndexes &scans, const SegmentRef &segment,
+                   ReadOptions options)
+    : tablespace_(segment.tablespace) {
+    if (!segment.has_storage())
+        return;
+    complete_ = true;
+    SegmentRuns runs(files, scans, segment, options);
+    std::vector<uint8_t> buffer(SegmentRuns::RUN_BYTES + RUN_SLACK);
+    for (BlockRun run; runs.next(run);)
+        add_run(run, runs.data_object(), buffer, options);
+    if (runs.was_scanned() || !runs.tally().losses.empty())
+        complete_ = false;
+    sort();
+}
+
+void LobIndex::add_run(const BlockRun &run, uint32_t data_object, std::vector<uint8_t> &buffer,
+                       ReadOptions options) {
+    const LoadedRun loaded = load_run(run, buffer.data());
+    if (!loaded.unreadable.empty())
+        complete_ = false;
+    const uint32_t bsz = run.file->block_size();
+    for (uint32_t i = 0; i < run.count; ++i) {
+        const BLOCK blk{loaded.data + size_t{i} * bsz, bsz, run.file->rdba(run.first + i)};
+        const Health health = block_health(blk.data, bsz, blk.rdba, options.trust_blocks);
+        if (is_bad(health))
+            complete_ = false;
+        uint32_t at;
+        if (health == Health::sound && find_transactions_end(blk, &at) && ::data_object(blk) == data_object)
+            add_leaf(blk);
+    }
+}
+
+void LobIndex::add_leaf(const BLOCK &blk) {
+    LOB_INDEX_LEAF leaf;
+    if (!locate_lob_leaf(blk, &leaf))
+        return;
+    Leaf range{{}, {}, blk.rdba};
+    bool found = false;
+    LOB_INDEX_ROW row;
+    for (uint32_t i = 0; i < leaf.rows; ++i) {
+        if (!lob_index_row(leaf, i, &row))
+            continue;
+        const LobId id = id_at(row.id);
+        range.low = found ? std::min(range.low, id) : id;
+        range.high = found ? std::max(range.high, id) : id;
+        found = true;
+    }
+    if (found)
+        leaves_.push_back(range);
+}
+
+void LobIndex::sort() {
+    std::sort(leaves_.begin(), leaves_.end(), [](const Leaf &a, const Leaf &b) { return a.low < b.low; });
+    highest_.reserve(leaves_.size());
+    for (const Leaf &leaf : leaves_)
+        highest_.push_back(highest_.empty() ? leaf.high : std::max(highest_.back(), leaf.high));
+}
+
+bool LobIndex::find(const LobId &id, BlockReader &blocks, std::vector<LobIndexEntry> &entries) const {
+    const auto behind =
+        std::upper_bound(leaves_.begin(), leaves_.end(), id,
+                         [](const LobId &wanted, const Leaf &leaf) { return wanted < leaf.low; });
+    bool whole = true;
+    for (size_t i = static_cast<size_t>(behind - leaves_.begin()); i-- > 0 && highest_[i] >= id;) {
+        if (leaves_[i].high < id)
+            continue;
+        const FetchedBlock block = blocks.fetch(tablespace_, leaves_[i].rdba);
+        LOB_INDEX_LEAF leaf;
+        if (block.blk.data == nullptr || !locate_lob_leaf(block.blk, &leaf)) {
+            whole = false;
+            continue;
+        }
+        LOB_INDEX_ROW row;
+        for (uint32_t k = 0; k < leaf.rows; ++k)
+            if (lob_index_row(leaf, k, &row) && id_at(row.id) == id)
+                entries.push_back(decode_entry(row));
+    }
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const LobIndexEntry &a, const LobIndexEntry &b) { return a.page < b.page; });
+    return whole;
+}
+
+} // namespace vexlo

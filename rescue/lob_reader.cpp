@@ -1,0 +1,460 @@
+#include "rescue/lob_reader.h"
+
+#include <algorithm>
+#include <array>
+
+#include "format/lob_block.h"
+#include "rescue/block_health.h"
+#include "values/lob_inflater.h"
+
+namespace vexlo {
+
+namespace {
+
+constexpr uint32_t RUN_BYTES = 1 << 20;
+
+uint64_t chunks_of(uint64_t length, uint64_t chunk_size) {
+    return (length + chunk_size - 1) / chunk_size;
+}
+
+bool has_id(const uint8_t *id, const LobLocator &lob) {
+    return std::equal(lob.id.begin(), lob.id.end(), id);
+}
+
+// The data object number of a block is compared where the dictionary tells the segment's.
+bool has_object(uint32_t object, const LobSegment &segment) {
+    const uint32_t wanted = segment.places().data.data_object;
+    return wanted == 0 || object == wanted;
+}
+
+} // namespace
+
+std::string_view lob_fault_text(LobFault fault) {
+    switch (fault) {
+    case LobFault::none:
+        break;
+    case LobFault::no_segment:
+        return "the segment of the LOB is not known";
+    case LobFault::lost:
+        return "nothing leads to the data of the LOB";
+    case LobFault::missing_pages:
+        return "blocks of the LOB are lost";
+    case LobFault::unknown_length:
+        return "the length of the LOB is lost, whole pages are given";
+    case LobFault::length:
+        return "the stated length of the LOB reaches behind its last chunk";
+    case LobFault::damaged_stream:
+        return "the compressed data of the LOB is damaged";
+    case LobFault::list_block:
+        return "the LOB lies behind a list of extents, which is not decoded";
+    case LobFault::no_zlib:
+        return "the LOB is compressed, and this program was built without zlib";
+    }
+    return {};
+}
+
+// What has been given of a LOB so far.
+class LobReader::Output {
+public:
+    Output(LobSink &sink, uint64_t length) : sink_(sink), left_(length) {}
+
+    // Bytes behind the length of the LOB are dropped.
+    void data(std::span<const uint8_t> bytes) {
+        bytes = bytes.first(static_cast<size_t>(std::min<uint64_t>(left_, bytes.size())));
+        if (bytes.empty())
+            return;
+        left_ -= bytes.size();
+        outcome_.bytes += bytes.size();
+        sink_.data(bytes);
+    }
+    void missing(uint64_t bytes, LobFault fault) {
+        bytes = std::min(left_, bytes);
+        left_ -= bytes;
+        outcome_.missing += bytes;
+        fail(fault);
+        if (bytes != 0)
+            sink_.missing(bytes);
+    }
+    void fail(LobFault fault) {
+        if (outcome_.fault == LobFault::none)
+            outcome_.fault = fault;
+    }
+    void set_length(uint64_t length) { left_ = length; }
+    uint64_t left() const { return left_; }
+    const LobOutcome &outcome() const { return outcome_; }
+
+private:
+    LobSink &sink_;
+    uint64_t left_;
+    LobOutcome outcome_;
+};
+
+LobReader::LobReader(BlockReader &blocks) : blocks_(blocks) {}
+
+LobOutcome LobReader::read(const LobLocator &lob, const LobSegment &segment, LobSink &sink) {
+    Output out(sink, lob.length);
+    switch (lob.place) {
+    case LobPlace::empty:
+        break;
+    case LobPlace::in_row:
+        if (lob.compressed)
+            inflate_in_row(lob, out);
+        else
+            out.data(lob.data);
+        break;
+    case LobPlace::list_block:
+        out.missing(lob.length, LobFault::list_block);
+        break;
+    case LobPlace::chunks:
+    case LobPlace::index:
+        read_chunks(lob, segment, out);
+        break;
+    case LobPlace::extents:
+        read_extents(lob, segment, out);
+        break;
+    }
+    return out.outcome();
+}
+
+// Hands each of `count` blocks from `rdba` on to take(const BLOCK *), null for one that is bad or not there.
+template <class TAKE>
+void LobReader::for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t count, TAKE &&take) {
+    const BlockPlace place = blocks_.files().find(tablespace, rdba);
+    uint32_t held = 0; // blocks that the file holds
+    if (place.file != nullptr && place.block != 0 && place.block < place.file->blocks())
+        held = static_cast<uint32_t>(std::min<uint64_t>(count, place.file->blocks() - place.block));
+    const uint32_t bsz = place.file != nullptr ? place.file->block_size() : 0;
+    buffer_.resize(RUN_BYTES);
+    uint32_t done = 0;
+    while (done < held) {
+        const uint32_t wanted = std::min(RUN_BYTES / bsz, held - done);
+        const uint32_t got = blocks_.read(tablespace, rdba + done, wanted, buffer_.data());
+        for (uint32_t i = 0; i < got; ++i) {
+            const BLOCK blk{buffer_.data() + size_t{i} * bsz, bsz, rdba + done + i};
+            const bool sound =
+                block_health(blk.data, bsz, blk.rdba, blocks_.trusts_blocks()) == Health::sound;
+            take(sound ? &blk : nullptr);
+        }
+        done += got;
+        if (got < wanted) { // one block cannot be read
+            take(nullptr);
+            ++done;
+        }
+    }
+    for (; done < count; ++done)
+        take(nullptr);
+}
+
+// ---- BasicFile
+
+void LobReader::read_chunks(const LobLocator &lob, const LobSegment &segment, Output &out) {
+    const auto files = blocks_.files().tablespace(segment.places().data.tablespace);
+    if (!segment.places().known || files.empty())
+        return out.fail(LobFault::no_segment);
+    page_size_ = files.front()->block_size() - LOB_BLOCK_OVERHEAD;
+    segment_bytes_ = 0;
+    for (const Datafile *file : files)
+        segment_bytes_ += file->size();
+
+    Plan plan;
+    if (!make_plan(lob, segment, plan))
+        return out.fail(LobFault::lost);
+    const uint64_t chunk_size = uint64_t{page_size_} * plan.chunk_blocks;
+    if (const LobFault fault = choose_length(plan); fault != LobFault::none)
+        out.fail(fault);
+    out.set_length(plan.length);
+    uint64_t next = 0;
+    for (size_t i = 0; i < plan.chunks.size() && out.left() != 0;) {
+        if (plan.chunks[i].chunk > next)
+            write_gap(lob, plan, plan.chunks[i].chunk - next, out);
+        const size_t count = write_run(lob, segment, plan, i, out);
+        next = plan.chunks[i].chunk + count;
+        i += count;
+    }
+    if (out.left() != 0)
+        write_gap(lob, plan, chunks_of(out.left(), chunk_size), out);
+}
+
+// Where the LOB's chunks are. False when nothing leads to them. A LOB of no bytes has a plan without chunks.
+bool LobReader::make_plan(const LobLocator &lob, const LobSegment &segment, Plan &plan) {
+    plan.chunk_blocks = segment.places().chunk_blocks;
+    plan.blocks = lob.blocks;
+    plan.bytes = lob.bytes;
+    for (size_t i = 0; i < lob.addresses.size(); ++i)
+        if (lob.addresses[i] != 0)
+            plan.chunks.push_back({i, lob.addresses[i]});
+    bool head_found = lob.place == LobPlace::chunks;
+    if (!head_found || !reaches_last_chunk(plan)) {
+        const bool whole = add_index_entries(lob, segment, plan, &head_found);
+        plan.length_known = head_found;
+        if (!whole && (!head_found || !reaches_last_chunk(plan)))
+            use_scan(lob, segment, plan);
+        if (!head_found && plan.chunks.empty()) {
+            plan.length_known = true; // EMPTY, where an index that is whole does not know it
+            return whole;
+        }
+    }
+    if (plan.chunk_blocks > 1)
+        choose_units(segment, lob, plan);
+    return true;
+}
+
+// Adds what the LOB index has of the LOB. `*head_found` is set when an entry states the length. False when
+// the index may lack something.
+bool LobReader::add_index_entries(const LobLocator &lob, const LobSegment &segment, Plan &plan,
+                                  bool *head_found) {
+    std::vector<LobIndexEntry> entries;
+    const bool whole = segment.index().find(lob.id, blocks_, entries) && segment.index().is_complete();
+    // Pages of entries count chunks or blocks. Those of chunks are 0, 4, 12, 20, ... or, where the row holds
+    // the first twelve addresses, 12, 20, ...; those of blocks are these times the blocks of a chunk.
+    const auto counts_blocks = [&](const LobIndexEntry &entry) {
+        const uint32_t unit = plan.chunk_blocks;
+        return entry.page % unit == 0 && (entry.page / unit == 0 || (entry.page / unit) % 8 == 4);
+    };
+    const uint32_t unit = std::all_of(entries.begin(), entries.end(), counts_blocks) ? plan.chunk_blocks : 1;
+    const uint64_t in_row = lob.addresses.size();
+    for (const LobIndexEntry &entry : entries) {
+        if (entry.page == 0 && lob.place == LobPlace::index) {
+            plan.blocks = entry.blocks;
+            plan.bytes = entry.bytes;
+            *head_found = true;
+        }
+        for (size_t i = 0; i < entry.addresses.size(); ++i) {
+            const uint64_t chunk = entry.page / unit + i;
+            if (entry.addresses[i] != 0 && (chunk >= in_row || lob.place == LobPlace::index))
+                plan.chunks.push_back({chunk, entry.addresses[i]});
+        }
+    }
+    std::stable_sort(plan.chunks.begin(), plan.chunks.end(),
+                     [](const Chunk &a, const Chunk &b) { return a.chunk < b.chunk; });
+    const auto same = [](const Chunk &a, const Chunk &b) { return a.chunk == b.chunk; };
+    plan.chunks.erase(std::unique(plan.chunks.begin(), plan.chunks.end(), same), plan.chunks.end());
+    plan.gaps_are_holes = whole;
+    return whole;
+}
+
+// Takes the chunks from the blocks themselves.
+void LobReader::use_scan(const LobLocator &lob, const LobSegment &segment, Plan &plan) {
+    const std::span<const ScannedPage> pages = segment.scan().find(lob.id);
+    if (pages.empty())
+        return;
+    bool counts_chunks = false; // several blocks of one page
+    for (size_t i = 1; i < pages.size(); ++i)
+        counts_chunks = counts_chunks || pages[i].page == pages[i - 1].page;
+    plan.chunks.clear();
+    for (const ScannedPage &page : pages)
+        if (plan.chunks.empty() || plan.chunks.back().chunk != page.page)
+            plan.chunks.push_back({page.page, page.rdba});
+    if (!counts_chunks && plan.chunk_blocks > 1) {
+        if (plan.length_known) { // as blocks, which the chunks are told in from here on
+            choose_length(plan);
+            plan.blocks = static_cast<uint32_t>(plan.length / page_size_);
+            plan.bytes = static_cast<uint32_t>(plan.length % page_size_);
+        }
+        plan.chunk_blocks = 1;
+    }
+}
+
+// With chunks of several blocks, page numbers count blocks or chunks: the second block of the first chunk, or
+// the first one of the second chunk, tells. Where as many chunks can hold the length as blocks and as chunks,
+// the block that would be the last one of chunks tells.
+void LobReader::choose_units(const LobSegment &segment, const LobLocator &lob, Plan &plan) {
+    const auto page_at = [&](uint32_t rdba) -> int64_t {
+        const FetchedBlock block = blocks_.fetch(segment.places().data.tablespace, rdba);
+        LOB_PAGE page;
+        const bool found = block.is_sound() && locate_lob_page(block.blk, &page) && has_id(page.id, lob);
+        return found ? int64_t{page.page} : -1;
+    };
+    for (const Chunk &chunk : plan.chunks) {
+        const uint32_t second = chunk.chunk == 0 ? 1 : 0;
+        const int64_t page = page_at(chunk.rdba + second);
+        if (page < 0)
+            continue;
+        plan.pages_count_blocks = static_cast<uint64_t>(page) != chunk.chunk;
+        break;
+    }
+    const uint64_t chunk_size = uint64_t{page_size_} * plan.chunk_blocks;
+    const uint64_t in_chunks = plan.blocks * chunk_size + plan.bytes;
+    if (in_chunks == 0 || plan.chunks.empty() ||
+        chunks_of(in_chunks, chunk_size) != plan.chunks.back().chunk + 1)
+        return;
+    const uint32_t last = static_cast<uint32_t>((in_chunks - 1) / page_size_ % plan.chunk_blocks);
+    const uint64_t chunk = plan.chunks.back().chunk;
+    plan.last_block_used =
+        page_at(plan.chunks.back().rdba + last) ==
+        static_cast<int64_t>(plan.pages_count_blocks ? chunk * plan.chunk_blocks + last : chunk);
+}
+
+// Whether the chunks found are as many as the length asks for, in one of its readings.
+bool LobReader::reaches_last_chunk(const Plan &plan) const {
+    Plan copy;
+    copy.chunk_blocks = plan.chunk_blocks;
+    copy.blocks = plan.blocks;
+    copy.bytes = plan.bytes;
+    if (!plan.chunks.empty())
+        copy.chunks.push_back(plan.chunks.back());
+    return choose_length(copy) == LobFault::none;
+}
+
+// The length in bytes. A length that reaches behind the last chunk is cut there.
+LobFault LobReader::choose_length(Plan &plan) const {
+    const uint64_t chunk_size = uint64_t{page_size_} * plan.chunk_blocks;
+    const uint64_t chunks = plan.chunks.empty() ? 0 : plan.chunks.back().chunk + 1;
+    if (!plan.length_known) {
+        plan.length = chunks * chunk_size;
+        return LobFault::unknown_length;
+    }
+    plan.length = plan.blocks * (counts_chunks(plan, chunks) ? chunk_size : page_size_) + plan.bytes;
+    if (chunks_of(plan.length, chunk_size) <= chunks)
+        return LobFault::none;
+    plan.length = chunks * chunk_size;
+    return LobFault::length;
+}
+
+// Whether the whole blocks that a length states are chunks: they are where as blocks they would need fewer
+// chunks than there are, or where the bytes behind them are more than a block holds.
+bool LobReader::counts_chunks(const Plan &plan, uint64_t chunks) const {
+    if (plan.chunk_blocks == 1 || plan.bytes > page_size_ || plan.last_block_used)
+        return true;
+    const uint64_t in_blocks = uint64_t{plan.blocks} * page_size_ + plan.bytes;
+    return chunks_of(in_blocks, uint64_t{page_size_} * plan.chunk_blocks) < chunks;
+}
+
+// Chunks without an address: holes read as zeros or, of characters, as spaces. More of them than the
+// tablespace has bytes are no holes but damage.
+void LobReader::write_gap(const LobLocator &lob, const Plan &plan, uint64_t chunks, Output &out) {
+    const uint64_t size = std::min(out.left(), chunks * page_size_ * plan.chunk_blocks);
+    if (!plan.gaps_are_holes || size > segment_bytes_)
+        return out.missing(size, LobFault::missing_pages);
+    std::array<uint8_t, 8192> fill{};
+    if (lob.type != LobType::blob && !lob.utf16)
+        fill.fill(' ');
+    for (size_t i = lob.little_endian ? 0 : 1; lob.type != LobType::blob && lob.utf16 && i < fill.size();
+         i += 2)
+        fill[i] = ' ';
+    for (uint64_t left = size; left != 0;) {
+        const size_t piece = static_cast<size_t>(std::min<uint64_t>(left, fill.size()));
+        out.data({fill.data(), piece});
+        left -= piece;
+    }
+}
+
+// Writes chunk `first` of the plan and those behind it that lie next to each other; returns how many.
+size_t LobReader::write_run(const LobLocator &lob, const LobSegment &segment, const Plan &plan, size_t first,
+                            Output &out) {
+    const uint32_t blocks = plan.chunk_blocks;
+    const Chunk &start = plan.chunks[first];
+    const uint64_t wanted = chunks_of(out.left(), uint64_t{page_size_} * blocks);
+    size_t count = 1;
+    while (count < wanted && first + count < plan.chunks.size() && count < RUN_BYTES / blocks &&
+           plan.chunks[first + count].chunk == start.chunk + count &&
+           plan.chunks[first + count].rdba == start.rdba + count * blocks)
+        ++count;
+    const uint64_t last_blocks = chunks_of(out.left(), page_size_);
+    const uint64_t run = std::min<uint64_t>(count * blocks, last_blocks);
+    uint64_t block = 0;
+    for_each_block(
+        segment.places().data.tablespace, start.rdba, static_cast<uint32_t>(run), [&](const BLOCK *blk) {
+            const uint64_t page =
+                plan.pages_count_blocks ? start.chunk * blocks + block : start.chunk + block / blocks;
+            std::span<const uint8_t> data;
+            if (blk != nullptr && is_page_of(*blk, lob, segment, static_cast<uint32_t>(page), &data))
+                out.data(data);
+            else
+                out.missing(page_size_, LobFault::missing_pages);
+            ++block;
+        });
+    return count;
+}
+
+bool LobReader::is_page_of(const BLOCK &blk, const LobLocator &lob, const LobSegment &segment, uint32_t page,
+                           std::span<const uint8_t> *data) const {
+    LOB_PAGE found;
+    if (!locate_lob_page(blk, &found) || !has_id(found.id, lob) || !has_object(found.object, segment) ||
+        found.page != page || found.size != page_size_)
+        return false;
+    *data = {found.data, found.size};
+    return true;
+}
+
+// ---- SecureFile
+
+void LobReader::read_extents(const LobLocator &lob, const LobSegment &segment, Output &out) {
+    if (!segment.places().known)
+        return out.fail(LobFault::no_segment);
+    if (!lob.compressed)
+        return read_plain_extents(lob, segment, out);
+    if (!LobInflater::is_available())
+        return out.missing(lob.length, LobFault::no_zlib);
+    LobInflater inflater(lob.length, [&](std::span<const uint8_t> bytes) { out.data(bytes); });
+    uint64_t left = lob.stored_length;
+    LobFault fault = LobFault::none; // nothing can be inflated behind a block that is lost
+    for_each_extent_block(lob, segment, [&](const BLOCK *blk) {
+        std::span<const uint8_t> data;
+        if (!secure_data(blk, lob, segment, &data))
+            fault = LobFault::missing_pages;
+        data = data.first(static_cast<size_t>(std::min<uint64_t>(left, data.size())));
+        left -= data.size();
+        if (fault == LobFault::none && !inflater.feed(data))
+            fault = LobFault::damaged_stream;
+        return fault == LobFault::none && left != 0;
+    });
+    if (out.left() != 0)
+        out.missing(out.left(), fault != LobFault::none ? fault : LobFault::damaged_stream);
+}
+
+void LobReader::read_plain_extents(const LobLocator &lob, const LobSegment &segment, Output &out) {
+    // Of a block that is lost, how much it held is not known: it is taken for a full one.
+    uint64_t full = 0;
+    for_each_extent_block(lob, segment, [&](const BLOCK *blk) {
+        std::span<const uint8_t> data;
+        if (secure_data(blk, lob, segment, &data)) {
+            full = std::max<uint64_t>(full, data.size());
+            out.data(data);
+        } else {
+            out.missing(std::max(full, secure_page_size(segment)), LobFault::missing_pages);
+        }
+        return out.left() != 0;
+    });
+    if (out.left() != 0)
+        out.missing(out.left(), LobFault::missing_pages);
+}
+
+// Bytes of data in a full block with one transaction entry.
+uint64_t LobReader::secure_page_size(const LobSegment &segment) const {
+    constexpr uint32_t OVERHEAD = 132;
+    const auto files = blocks_.files().tablespace(segment.places().data.tablespace);
+    return files.empty() ? OVERHEAD : files.front()->block_size() - OVERHEAD;
+}
+
+// Hands the blocks of all extents to take(const BLOCK *) until it returns false.
+template <class TAKE>
+void LobReader::for_each_extent_block(const LobLocator &lob, const LobSegment &segment, TAKE &&take) {
+    bool going_on = true;
+    for (const LobExtent &extent : lob.extents)
+        if (going_on)
+            for_each_block(segment.places().data.tablespace, extent.rdba, extent.blocks,
+                           [&](const BLOCK *blk) { going_on = going_on && take(blk); });
+}
+
+// Finds the bytes of the LOB in a block; false when it is not there or holds something else.
+bool LobReader::secure_data(const BLOCK *blk, const LobLocator &lob, const LobSegment &segment,
+                            std::span<const uint8_t> *data) const {
+    SECURE_PAGE page;
+    if (blk == nullptr || !locate_secure_page(*blk, &page) || !has_id(page.id, lob) ||
+        !has_object(page.object, segment))
+        return false;
+    *data = {page.data, page.size};
+    return true;
+}
+
+void LobReader::inflate_in_row(const LobLocator &lob, Output &out) {
+    if (!LobInflater::is_available())
+        return out.missing(lob.length, LobFault::no_zlib);
+    LobInflater inflater(lob.length, [&](std::span<const uint8_t> bytes) { out.data(bytes); });
+    inflater.feed(lob.data);
+    if (out.left() != 0)
+        out.missing(out.left(), LobFault::damaged_stream);
+}
+
+} // namespace vexlo

@@ -1,0 +1,110 @@
+// The data of LOBs, piece by piece. No LOB is held whole.
+//
+// Every block that a LOB's chunks or extents lead to is compared with the LOB before it counts: data object,
+// LOB id, page number and bytes used. What does not agree is no data of this LOB.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "rescue/block_reader.h"
+#include "rescue/lob_segment.h"
+#include "values/lob_locator.h"
+
+namespace vexlo {
+
+// Takes the bytes of a LOB in their order.
+class LobSink {
+public:
+    virtual ~LobSink() = default;
+    virtual void data(std::span<const uint8_t> bytes) = 0;
+    // So many bytes that belong here are lost.
+    virtual void missing(uint64_t bytes) = 0;
+};
+
+// Why a LOB is not whole; the first reason found.
+enum class LobFault : uint8_t {
+    none,
+    no_segment,     // the dictionary does not say where its data lies
+    lost,           // nothing leads to its data
+    missing_pages,  // blocks that are not there or hold something else
+    unknown_length, // the entry that states it is lost: whole pages are given
+    length,         // the stated length reaches behind the last chunk
+    damaged_stream, // what is compressed cannot be inflated
+    list_block,     // a list of extents in blocks of its own: not decoded
+    no_zlib,        // compressed, and this program was built without zlib
+};
+
+// "blocks of the LOB are lost", ...; empty for none.
+std::string_view lob_fault_text(LobFault fault);
+
+struct LobOutcome {
+    uint64_t bytes = 0;   // given, holes included
+    uint64_t missing = 0; // known to be missing
+    LobFault fault = LobFault::none;
+
+    bool is_whole() const { return fault == LobFault::none; }
+};
+
+// One reader a thread.
+class LobReader {
+public:
+    // `blocks` must outlive the reader.
+    explicit LobReader(BlockReader &blocks);
+
+    // Gives the data of `lob`, a LOB of the column whose segments `segment` has, to `sink`.
+    LobOutcome read(const LobLocator &lob, const LobSegment &segment, LobSink &sink);
+
+private:
+    class Output;
+    // Chunk number `chunk` of a LOB is at `rdba`.
+    struct Chunk {
+        uint64_t chunk;
+        uint32_t rdba;
+    };
+    struct Plan {
+        std::vector<Chunk> chunks; // rising; those at no address are holes or lost
+        uint32_t chunk_blocks = 1;
+        bool pages_count_blocks = true; // page numbers of blocks; of their chunks otherwise
+        bool gaps_are_holes = true;
+        bool length_known = true;
+        bool last_block_used = false;   // the last block of the last chunk is, if the length counts chunks
+        uint32_t blocks = 0, bytes = 0; // the length as stored
+        uint64_t length = 0;            // bytes
+    };
+
+    void read_chunks(const LobLocator &lob, const LobSegment &segment, Output &out);
+    bool make_plan(const LobLocator &lob, const LobSegment &segment, Plan &plan);
+    bool add_index_entries(const LobLocator &lob, const LobSegment &segment, Plan &plan, bool *head_found);
+    void use_scan(const LobLocator &lob, const LobSegment &segment, Plan &plan);
+    void choose_units(const LobSegment &segment, const LobLocator &lob, Plan &plan);
+    LobFault choose_length(Plan &plan) const;
+    bool counts_chunks(const Plan &plan, uint64_t chunks) const;
+    bool reaches_last_chunk(const Plan &plan) const;
+    void write_gap(const LobLocator &lob, const Plan &plan, uint64_t chunks, Output &out);
+    size_t write_run(const LobLocator &lob, const LobSegment &segment, const Plan &plan, size_t first,
+                     Output &out);
+    bool is_page_of(const BLOCK &blk, const LobLocator &lob, const LobSegment &segment, uint32_t page,
+                    std::span<const uint8_t> *data) const;
+
+    void read_extents(const LobLocator &lob, const LobSegment &segment, Output &out);
+    void read_plain_extents(const LobLocator &lob, const LobSegment &segment, Output &out);
+    uint64_t secure_page_size(const LobSegment &segment) const;
+    template <class TAKE>
+    void for_each_extent_block(const LobLocator &lob, const LobSegment &segment, TAKE &&take);
+    bool secure_data(const BLOCK *blk, const LobLocator &lob, const LobSegment &segment,
+                     std::span<const uint8_t> *data) const;
+    void inflate_in_row(const LobLocator &lob, Output &out);
+
+    template <class TAKE>
+    void for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t count, TAKE &&take);
+
+    BlockReader &blocks_;
+    uint32_t page_size_ = 0;     // bytes of data in a block of the segment being read
+    uint64_t segment_bytes_ = 0; // of the tablespace it is in
+    std::vector<uint8_t> buffer_;
+};
+
+} // namespace vexlo

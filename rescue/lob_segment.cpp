@@ -1,0 +1,87 @@
+#include "rescue/lob_segment.h"
+
+#include <algorithm>
+
+namespace vexlo {
+
+namespace {
+
+uint32_t data_object_of(const Dictionary &dictionary, uint32_t object) {
+    const ObjectRecord *record = dictionary.object(object);
+    return record != nullptr ? record->data_object : 0;
+}
+
+SegmentRef index_of(const Dictionary &dictionary, uint32_t object) {
+    const IndexRecord *index = dictionary.index(object);
+    if (index == nullptr)
+        return {};
+    return {index->tablespace, index->file, index->block, index->object, index->data_object};
+}
+
+SegmentRef index_partition_of(const Dictionary &dictionary, uint32_t index, uint32_t object) {
+    for (const IndexPartitionRecord &part : dictionary.index_partitions())
+        if (part.index == index && part.object == object)
+            return {part.tablespace, part.file, part.block, part.object, part.data_object};
+    return {};
+}
+
+LobPlaces whole_column(const Dictionary &dictionary, const LobRecord &lob) {
+    const SegmentRef data{lob.tablespace, lob.file, lob.block, lob.lob_object,
+                          data_object_of(dictionary, lob.lob_object)};
+    return {data, index_of(dictionary, lob.index_object), std::max(lob.chunk, 1u), true};
+}
+
+LobPlaces one_fragment(const Dictionary &dictionary, const LobRecord &lob,
+                       const LobFragmentRecord &fragment) {
+    const SegmentRef data{fragment.tablespace, fragment.file, fragment.block, fragment.fragment,
+                          data_object_of(dictionary, fragment.fragment)};
+    return {data, index_partition_of(dictionary, lob.index_object, fragment.index_fragment),
+            std::max(fragment.chunk, 1u), true};
+}
+
+// Subpartitions' LOB segments hang below those of the composite partitions.
+const LobFragmentRecord *find_fragment(const Dictionary &dictionary, uint32_t parent,
+                                       uint32_t table_fragment) {
+    for (const LobFragmentRecord &fragment : dictionary.lob_fragments(parent)) {
+        if (fragment.table_fragment == table_fragment)
+            return &fragment;
+        for (const LobFragmentRecord &sub : dictionary.lob_fragments(fragment.fragment))
+            if (sub.table_fragment == table_fragment)
+                return &sub;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+LobPlaces find_lob_places(const Dictionary &dictionary, uint32_t table, uint32_t internal_column,
+                          uint32_t table_fragment) {
+    for (const LobRecord &lob : dictionary.lobs(table)) {
+        if (lob.internal_column != internal_column)
+            continue;
+        if (table_fragment == table)
+            return whole_column(dictionary, lob);
+        const LobFragmentRecord *fragment = find_fragment(dictionary, lob.lob_object, table_fragment);
+        return fragment != nullptr ? one_fragment(dictionary, lob, *fragment) : LobPlaces{};
+    }
+    return {};
+}
+
+LobSegment::LobSegment(const FileSet &files, const ScanIndexes &scans, const LobPlaces &places,
+                       ReadOptions options)
+    : files_(files), scans_(scans), places_(places), options_(options) {}
+
+const LobIndex &LobSegment::index() const {
+    std::call_once(index_made_,
+                   [&] { index_ = std::make_unique<LobIndex>(files_, scans_, places_.index, options_); });
+    return *index_;
+}
+
+const LobScan &LobSegment::scan() const {
+    std::call_once(scan_made_, [&] {
+        scan_ = std::make_unique<LobScan>(files_, scans_.of(places_.data.tablespace), places_.data, options_);
+    });
+    return *scan_;
+}
+
+} // namespace vexlo

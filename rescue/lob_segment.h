@@ -1,0 +1,53 @@
+// Where the LOBs of a column lie, and what leads to them: the LOB segment, its index, and, where that is
+// lost, the blocks themselves.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "rescue/dictionary.h"
+#include "rescue/lob_index.h"
+#include "rescue/lob_scan.h"
+#include "rescue/segment.h"
+
+namespace vexlo {
+
+// The segments of one LOB column, of a partitioned table of one of its partitions.
+struct LobPlaces {
+    SegmentRef data;
+    SegmentRef index;
+    uint32_t chunk_blocks = 1;
+    bool known = false; // the dictionary tells them
+};
+
+// Finds the segments of the LOB column `internal_column` of `table` for rows in the segment of object
+// `table_fragment`: the table itself, or one of its partitions or subpartitions.
+LobPlaces find_lob_places(const Dictionary &dictionary, uint32_t table, uint32_t internal_column,
+                          uint32_t table_fragment);
+
+// The segments of one LOB column, with what is read of them only when a LOB asks for it. Shared by all
+// threads.
+class LobSegment {
+public:
+    // `files` and `scans` must outlive the segment.
+    LobSegment(const FileSet &files, const ScanIndexes &scans, const LobPlaces &places, ReadOptions options);
+
+    const LobPlaces &places() const { return places_; }
+    // The LOB index, read when first asked for. Thread-safe.
+    const LobIndex &index() const;
+    // The blocks of the segment by LOB and page, found by going through them. Thread-safe.
+    const LobScan &scan() const;
+
+private:
+    const FileSet &files_;
+    const ScanIndexes &scans_;
+    LobPlaces places_;
+    ReadOptions options_;
+    mutable std::once_flag index_made_, scan_made_;
+    mutable std::unique_ptr<LobIndex> index_;
+    mutable std::unique_ptr<LobScan> scan_;
+};
+
+} // namespace vexlo

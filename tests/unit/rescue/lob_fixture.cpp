@@ -1,0 +1,157 @@
+#include "lob_fixture.h"
+
+#include <algorithm>
+
+#include "sample/segment.h"
+
+namespace vexlo_test {
+
+namespace {
+
+constexpr uint32_t FILE_BLOCKS = 4000;
+
+sample::DatafileInfo file_info(const std::string &path) {
+    sample::DatafileInfo info;
+    info.path = path;
+    info.fno = LOB_FILE;
+    info.rfn = LOB_FILE;
+    info.tsn = LOB_TABLESPACE;
+    info.tablespace = "LOBS";
+    info.block_size = LOB_BLOCK_SIZE;
+    return info;
+}
+
+LobBytes new_block(uint32_t block, uint8_t type) {
+    sample::CacheHeader header;
+    header.type = type;
+    header.rdba = LobFile::rdba(block);
+    return sample::empty_block(LOB_BLOCK_SIZE, header);
+}
+
+void store_be32(uint8_t *p, uint32_t value) {
+    for (int i = 0; i < 4; ++i)
+        p[i] = static_cast<uint8_t>(value >> (24 - 8 * i));
+}
+
+void put_index_row(uint8_t *row, const IndexRow &content) {
+    row[0] = content.deleted ? 0x01 : 0x00;
+    uint8_t *data = row + 2;
+    if (content.page == 0) {
+        store_be32(data + 4, content.blocks);
+        data[8] = static_cast<uint8_t>(content.bytes >> 8);
+        data[9] = static_cast<uint8_t>(content.bytes);
+    }
+    const size_t first = content.page == 0 ? 16 : 0;
+    for (size_t i = 0; i < content.addresses.size(); ++i)
+        store_be32(data + first + 4 * i, content.addresses[i]);
+    row[34] = 10;
+    const vexlo::LobId id = LobFile::id(content.lob);
+    std::copy(id.begin(), id.end(), row + 35);
+    row[45] = 4;
+    store_be32(row + 46, content.page);
+}
+
+LobBytes leaf_block(uint32_t block, const std::vector<IndexRow> &rows) {
+    constexpr size_t KDXCO = 92, DIRECTORY = KDXCO + 36, ROW_SIZE = 50;
+    LobBytes bytes = new_block(block, 0x06);
+    bytes[20] = 2;
+    sample::store_le32(&bytes[24], INDEX_OBJECT);
+    bytes[36] = 2;
+    bytes[KDXCO + 2] = 0x80;
+    bytes[KDXCO + 3] = 2;
+    sample::store_le16(&bytes[KDXCO + 8], static_cast<uint16_t>(rows.size()));
+    bytes[KDXCO + 28] = 32;
+    for (size_t i = 0; i < rows.size(); ++i) {
+        const size_t at = LOB_BLOCK_SIZE - 4 - ROW_SIZE * (i + 1);
+        sample::store_le16(&bytes[DIRECTORY + 2 * i], static_cast<uint16_t>(at - KDXCO));
+        put_index_row(&bytes[at], rows[i]);
+    }
+    return bytes;
+}
+
+} // namespace
+
+LobBytes lob_bytes(uint8_t lob, size_t size) {
+    LobBytes bytes(size);
+    for (size_t i = 0; i < size; ++i)
+        bytes[i] = static_cast<uint8_t>(lob * 31 + i * 7 + i / 251);
+    return bytes;
+}
+
+LobFile::LobFile() : file_(file_info(dir_.file("lobs.dbf"))) {
+    file_->allocate(FILE_BLOCKS);
+}
+
+vexlo::LobId LobFile::id(uint8_t lob) {
+    return {0, 0, 0, 1, 0, 0, 0, 0, 0x77, lob};
+}
+
+void LobFile::put_block(uint32_t block, const LobBytes &bytes) {
+    LobBytes sealed = bytes;
+    sample::seal_block(sealed);
+    file_->write_block(block, sealed);
+}
+
+void LobFile::put_page(uint32_t block, uint8_t lob, uint32_t page, std::span<const uint8_t> data,
+                       uint32_t version, uint8_t type, uint32_t object) {
+    LobBytes bytes = new_block(block, type);
+    sample::store_le32(&bytes[20], object);
+    const vexlo::LobId lob_id = id(lob);
+    std::copy(lob_id.begin(), lob_id.end(), &bytes[24]);
+    sample::store_le32(&bytes[36], version);
+    sample::store_le32(&bytes[44], page);
+    std::copy(data.begin(), data.end(), &bytes[56]);
+    put_block(block, bytes);
+}
+
+void LobFile::put_pages(uint32_t block, uint8_t lob, const LobBytes &data, uint32_t first_page) {
+    for (size_t at = 0, page = first_page; at < data.size(); at += LOB_PAGE_SIZE, ++page, ++block)
+        put_page(block, lob, static_cast<uint32_t>(page),
+                 std::span(data).subspan(at, std::min(LOB_PAGE_SIZE, data.size() - at)));
+}
+
+void LobFile::put_secure_page(uint32_t block, uint8_t lob, std::span<const uint8_t> data) {
+    constexpr size_t KDLICH = 76;
+    LobBytes bytes = new_block(block, 0x06);
+    bytes[20] = 5;
+    sample::store_le32(&bytes[24], LOB_OBJECT);
+    bytes[36] = 1;
+    bytes[38] = 0x20;
+    bytes[KDLICH + 6] = 0x20;
+    const vexlo::LobId lob_id = id(lob);
+    std::copy(lob_id.begin(), lob_id.end(), &bytes[KDLICH + 8]);
+    sample::store_le16(&bytes[KDLICH + 48], static_cast<uint16_t>(data.size()));
+    std::copy(data.begin(), data.end(), &bytes[KDLICH + 52]);
+    put_block(block, bytes);
+}
+
+void LobFile::put_index(uint32_t block, const std::vector<std::vector<IndexRow>> &leaves) {
+    sample::CacheHeader header;
+    header.type = sample::BLOCK_SEGMENT_HEADER;
+    header.rdba = rdba(block);
+    const sample::Extent extent{rdba(block + 1), static_cast<uint32_t>(leaves.size())};
+    put_block(block, sample::encode_extent_map(LOB_BLOCK_SIZE, header, INDEX_OBJECT, {&extent, 1}, 0));
+    for (size_t i = 0; i < leaves.size(); ++i)
+        put_block(block + 1 + static_cast<uint32_t>(i),
+                  leaf_block(block + 1 + static_cast<uint32_t>(i), leaves[i]));
+}
+
+vexlo::LobOutcome LobFile::read(const vexlo::LobLocator &lob, vexlo::LobSink &sink, uint32_t index_block,
+                                uint32_t chunk_blocks) {
+    file_->close(0);
+    std::vector<std::unique_ptr<vexlo::Datafile>> inputs;
+    inputs.push_back(vexlo::Datafile::open(dir_.file("lobs.dbf")));
+    const vexlo::FileSet files(std::move(inputs), std::nullopt);
+    const vexlo::ScanIndexes scans(files);
+    vexlo::LobPlaces places;
+    places.data = {LOB_TABLESPACE, 0, 0, LOB_OBJECT, LOB_OBJECT};
+    if (index_block != 0)
+        places.index = {LOB_TABLESPACE, LOB_FILE, index_block, INDEX_OBJECT, INDEX_OBJECT};
+    places.chunk_blocks = chunk_blocks;
+    places.known = true;
+    const vexlo::LobSegment segment(files, scans, places, {});
+    vexlo::BlockReader blocks(files, false);
+    return vexlo::LobReader(blocks).read(lob, segment, sink);
+}
+
+} // namespace vexlo_test

@@ -53,29 +53,29 @@ void put_index_row(uint8_t *row, const IndexRow &content) {
 
 LobBytes leaf_block(uint32_t block, const std::vector<IndexRow> &rows) {
     constexpr size_t KDXCO = 92, DIRECTORY = KDXCO + 36, ROW_SIZE = 50;
-    LobBytes bytes = new_block(block, 0x06);
-    bytes[20] = 2;
-    sample::store_le32(&bytes[24], INDEX_OBJECT);
-    bytes[36] = 2;
-    bytes[KDXCO + 2] = 0x80;
-    bytes[KDXCO + 3] = 2;
-    sample::store_le16(&bytes[KDXCO + 8], static_cast<uint16_t>(rows.size()));
-    bytes[KDXCO + 28] = 32;
+    LobBytes image = new_block(block, 0x06);
+    image[20] = 2;
+    sample::store_le32(&image[24], INDEX_OBJECT);
+    image[36] = 2;
+    image[KDXCO + 2] = 0x80;
+    image[KDXCO + 3] = 2;
+    sample::store_le16(&image[KDXCO + 8], static_cast<uint16_t>(rows.size()));
+    image[KDXCO + 28] = 32;
     for (size_t i = 0; i < rows.size(); ++i) {
         const size_t at = LOB_BLOCK_SIZE - 4 - ROW_SIZE * (i + 1);
-        sample::store_le16(&bytes[DIRECTORY + 2 * i], static_cast<uint16_t>(at - KDXCO));
-        put_index_row(&bytes[at], rows[i]);
+        sample::store_le16(&image[DIRECTORY + 2 * i], static_cast<uint16_t>(at - KDXCO));
+        put_index_row(&image[at], rows[i]);
     }
-    return bytes;
+    return image;
 }
 
 } // namespace
 
 LobBytes lob_bytes(uint8_t lob, size_t size) {
-    LobBytes bytes(size);
+    LobBytes image(size);
     for (size_t i = 0; i < size; ++i)
-        bytes[i] = static_cast<uint8_t>(lob * 31 + i * 7 + i / 251);
-    return bytes;
+        image[i] = static_cast<uint8_t>(lob * 31 + i * 7 + i / 251);
+    return image;
 }
 
 LobFile::LobFile() : file_(file_info(dir_.file("lobs.dbf"))) {
@@ -86,22 +86,22 @@ vexlo::LobId LobFile::id(uint8_t lob) {
     return {0, 0, 0, 1, 0, 0, 0, 0, 0x77, lob};
 }
 
-void LobFile::put_block(uint32_t block, const LobBytes &bytes) {
-    LobBytes sealed = bytes;
+void LobFile::put_block(uint32_t block, const LobBytes &image) {
+    LobBytes sealed = image;
     sample::seal_block(sealed);
     file_->write_block(block, sealed);
 }
 
 void LobFile::put_page(uint32_t block, uint8_t lob, uint32_t page, std::span<const uint8_t> data,
                        uint32_t version, uint8_t type, uint32_t object) {
-    LobBytes bytes = new_block(block, type);
-    sample::store_le32(&bytes[20], object);
+    LobBytes image = new_block(block, type);
+    sample::store_le32(&image[20], object);
     const vexlo::LobId lob_id = id(lob);
-    std::copy(lob_id.begin(), lob_id.end(), &bytes[24]);
-    sample::store_le32(&bytes[36], version);
-    sample::store_le32(&bytes[44], page);
-    std::copy(data.begin(), data.end(), &bytes[56]);
-    put_block(block, bytes);
+    std::copy(lob_id.begin(), lob_id.end(), &image[24]);
+    sample::store_le32(&image[36], version);
+    sample::store_le32(&image[44], page);
+    std::copy(data.begin(), data.end(), &image[56]);
+    put_block(block, image);
 }
 
 void LobFile::put_pages(uint32_t block, uint8_t lob, const LobBytes &data, uint32_t first_page) {
@@ -112,17 +112,17 @@ void LobFile::put_pages(uint32_t block, uint8_t lob, const LobBytes &data, uint3
 
 void LobFile::put_secure_page(uint32_t block, uint8_t lob, std::span<const uint8_t> data) {
     constexpr size_t KDLICH = 76;
-    LobBytes bytes = new_block(block, 0x06);
-    bytes[20] = 5;
-    sample::store_le32(&bytes[24], LOB_OBJECT);
-    bytes[36] = 1;
-    bytes[38] = 0x20;
-    bytes[KDLICH + 6] = 0x20;
+    LobBytes image = new_block(block, 0x06);
+    image[20] = 5;
+    sample::store_le32(&image[24], LOB_OBJECT);
+    image[36] = 1;
+    image[38] = 0x20;
+    image[KDLICH + 6] = 0x20;
     const vexlo::LobId lob_id = id(lob);
-    std::copy(lob_id.begin(), lob_id.end(), &bytes[KDLICH + 8]);
-    sample::store_le16(&bytes[KDLICH + 48], static_cast<uint16_t>(data.size()));
-    std::copy(data.begin(), data.end(), &bytes[KDLICH + 52]);
-    put_block(block, bytes);
+    std::copy(lob_id.begin(), lob_id.end(), &image[KDLICH + 8]);
+    sample::store_le16(&image[KDLICH + 48], static_cast<uint16_t>(data.size()));
+    std::copy(data.begin(), data.end(), &image[KDLICH + 52]);
+    put_block(block, image);
 }
 
 void LobFile::put_index(uint32_t block, const std::vector<std::vector<IndexRow>> &leaves) {

@@ -41,7 +41,62 @@ Cell binary_cell(const Field &field) {
     return {CellKind::binary, reinterpret_cast<const char *>(field.data), field.size};
 }
 
+// Text in a character set of the database, decoded piece by piece.
+class DecodedStream final : public ValueStream {
+public:
+    // What is given must outlive the stream. Replaced characters are added to `replaced`.
+    DecodedStream(ValueStream &stored, TextDecoder &decoder, uint64_t &replaced)
+        : stored_(stored), decoder_(decoder), replaced_(replaced) {}
+
+    StreamForm form() const override { return StreamForm::text; }
+
+    void for_each_piece(const Take &take) override {
+        stored_.for_each_piece([&](std::span<const uint8_t> piece) {
+            pending_.insert(pending_.end(), piece.begin(), piece.end());
+            decode(character_end(), take);
+        });
+        decode(pending_.size(), take);
+    }
+
+private:
+    // The end of the last character that is certainly whole. Below 0x30 no byte is part of a longer
+    // character, in no character set of a database that is ASCII below 0x80; a text without such bytes is cut
+    // where it stands.
+    size_t character_end() const {
+        constexpr size_t LOOK_BACK = 1 << 16;
+        const size_t lowest = pending_.size() > LOOK_BACK ? pending_.size() - LOOK_BACK : 0;
+        for (size_t end = pending_.size(); end > lowest; --end)
+            if (pending_[end - 1] < 0x30)
+                return end;
+        return pending_.size() > LOOK_BACK ? pending_.size() : 0;
+    }
+
+    void decode(size_t size, const Take &take) {
+        if (size == 0)
+            return;
+        std::vector<uint8_t> rest(pending_.begin() + static_cast<ptrdiff_t>(size), pending_.end());
+        pending_.resize(size + READ_SLACK);
+        const std::string_view text = decoder_.decode(pending_.data(), size, replaced_);
+        take({reinterpret_cast<const uint8_t *>(text.data()), text.size()});
+        pending_.swap(rest);
+    }
+
+    ValueStream &stored_;
+    TextDecoder &decoder_;
+    uint64_t &replaced_;
+    std::vector<uint8_t> pending_;
+};
+
 } // namespace
+
+std::string hold_stream(ValueStream &stream) {
+    std::string held;
+    stream.for_each_piece([&](std::span<const uint8_t> piece) {
+        held.append(reinterpret_cast<const char *>(piece.data()), piece.size());
+    });
+    held.append(READ_SLACK, '\0');
+    return held;
+}
 
 CellDecoder::CellDecoder(const Table &table, const TextCharsets &charsets)
     : table_(table), database_(charsets.database), national_(charsets.national),
@@ -49,10 +104,8 @@ CellDecoder::CellDecoder(const Table &table, const TextCharsets &charsets)
 
 Cell CellDecoder::decode(const Row &row, size_t index, char *scratch, RowLosses &losses) {
     const Field &field = row.fields[index];
-    if (field.kind != FieldKind::value) {
-        counts_[index].lobs += field.kind == FieldKind::lob;
-        return NULL_CELL;
-    }
+    if (field.kind != FieldKind::value)
+        return ready_cell(field, index);
     const Column &column = table_.columns[index];
     switch (column.kind) {
     case ColumnKind::text:
@@ -77,6 +130,38 @@ Cell CellDecoder::decode(const Row &row, size_t index, char *scratch, RowLosses 
         return NULL_CELL;
     }
     return {scalar_kind(column.kind, end), scratch, static_cast<size_t>(end - scratch)};
+}
+
+// Cells of fields that are no values of the column's type.
+Cell CellDecoder::ready_cell(const Field &field, size_t index) {
+    switch (field.kind) {
+    case FieldKind::text:
+        return {CellKind::text, reinterpret_cast<const char *>(field.data), field.size};
+    case FieldKind::binary:
+        return binary_cell(field);
+    case FieldKind::stream:
+        return stream_cell(*field.stream, index);
+    case FieldKind::lob:
+        ++counts_[index].lobs;
+        break;
+    case FieldKind::null:
+    case FieldKind::value:
+        break;
+    }
+    return NULL_CELL;
+}
+
+// Text as stored is decoded on its way.
+Cell CellDecoder::stream_cell(ValueStream &stream, size_t index) {
+    const Column &column = table_.columns[index];
+    const bool is_text = stream.form() == StreamForm::text ||
+                         (stream.form() == StreamForm::stored && column.kind == ColumnKind::long_text);
+    if (!is_text)
+        return {CellKind::binary_stream, nullptr, 0, &stream};
+    if (stream.form() == StreamForm::text)
+        return {CellKind::text_stream, nullptr, 0, &stream};
+    decoded_ = std::make_unique<DecodedStream>(stream, database_, counts_[index].replaced);
+    return {CellKind::text_stream, nullptr, 0, decoded_.get()};
 }
 
 Cell CellDecoder::text_cell(TextDecoder &decoder, const Field &field, size_t index) {

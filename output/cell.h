@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,18 +20,21 @@ namespace vexlo {
 
 enum class CellKind : uint8_t {
     null,
-    number,  // digits, "-", "." and an exponent: a number in any language
-    special, // "Infinity", "-Infinity" or "NaN"
-    moment,  // a date, timestamp or interval, ASCII
-    text,    // UTF-8, or whatever the column holds when bytes are passed through
-    hex,     // a value of unknown type as hexadecimal digits
-    binary,  // RAW: bytes as they are
+    number,      // digits, "-", "." and an exponent: a number in any language
+    special,     // "Infinity", "-Infinity" or "NaN"
+    moment,      // a date, timestamp or interval, ASCII
+    text,        // UTF-8, or whatever the column holds when bytes are passed through
+    hex,         // a value of unknown type as hexadecimal digits
+    binary,      // RAW: bytes as they are
+    text_stream, // the same in pieces: `stream`
+    binary_stream,
 };
 
 struct Cell {
     CellKind kind;
     const char *data;
     size_t size;
+    ValueStream *stream = nullptr;
 
     std::string_view view() const { return {data, size}; }
 };
@@ -91,6 +95,8 @@ private:
         uint64_t regions = 0;
     };
 
+    Cell ready_cell(const Field &field, size_t index);
+    Cell stream_cell(ValueStream &stream, size_t index);
     Cell text_cell(TextDecoder &decoder, const Field &field, size_t index);
     Cell hex_cell(const Field &field);
     char *write_value(const Column &column, const Field &field, Counts &counts, char *out);
@@ -107,12 +113,30 @@ private:
     CellStyle style_;
     std::vector<Counts> counts_;
     std::vector<char> hex_;
+    std::unique_ptr<ValueStream> decoded_; // of the cell decoded last
 };
 
+// The whole value of a stream, with READ_SLACK behind it.
+std::string hold_stream(ValueStream &stream);
+
+// Hands the pieces of a stream to take(std::string_view), which appends them to the batch in some form; what
+// the batch holds may be given away in between.
+template <class TAKE>
+void for_each_part(ValueStream &stream, RowBatch &batch, TAKE &&take) {
+    stream.for_each_piece([&](std::span<const uint8_t> piece) {
+        take(std::string_view(reinterpret_cast<const char *>(piece.data()), piece.size()));
+        batch.relieve();
+    });
+}
+
 // Calls the function of `target` that takes cells of this kind: null(), or number(), special(), moment(),
-// text(), hex() or binary() with the bytes of the cell.
+// text(), hex() or binary() with the bytes of the cell, or text_stream() or binary_stream() with its stream.
+// A target without the last two gets the values of streams whole, as text() and binary().
 template <class Target>
 auto visit(const Cell &cell, Target &&target) {
+    constexpr bool TAKES_STREAMS = requires {
+        target.text_stream(*cell.stream);
+    };
     switch (cell.kind) {
     case CellKind::number:
         return target.number(cell.view());
@@ -126,6 +150,20 @@ auto visit(const Cell &cell, Target &&target) {
         return target.hex(cell.view());
     case CellKind::binary:
         return target.binary(cell.view());
+    case CellKind::text_stream:
+        if constexpr (TAKES_STREAMS) {
+            return target.text_stream(*cell.stream);
+        } else {
+            const std::string held = hold_stream(*cell.stream);
+            return target.text(std::string_view(held).substr(0, held.size() - READ_SLACK));
+        }
+    case CellKind::binary_stream:
+        if constexpr (TAKES_STREAMS) {
+            return target.binary_stream(*cell.stream);
+        } else {
+            const std::string held = hold_stream(*cell.stream);
+            return target.binary(std::string_view(held).substr(0, held.size() - READ_SLACK));
+        }
     case CellKind::null:
         break;
     }

@@ -12,14 +12,20 @@ bool needs_quotes(std::string_view text) {
     return text.empty() || text[0] == '\\' || holds_any<',', '"', '\n', '\r'>(text.data(), text.size());
 }
 
-// `text` has READ_SLACK, `out` room for WRITE_SLACK bytes more than twice the text and two quotes.
-char *put_quoted(std::string_view text, char *out) {
-    *out++ = '"';
+// The text with its quotes doubled. It has READ_SLACK, `out` room for WRITE_SLACK bytes more than twice of
+// it.
+char *put_doubled(std::string_view text, char *out) {
     for (size_t quote; (quote = text.find('"')) != std::string_view::npos; text.remove_prefix(quote + 1)) {
         out = copy_text(out, text.data(), quote + 1);
         *out++ = '"';
     }
-    out = copy_text(out, text.data(), text.size());
+    return copy_text(out, text.data(), text.size());
+}
+
+// `text` has READ_SLACK, `out` room for WRITE_SLACK bytes more than twice the text and two quotes.
+char *put_quoted(std::string_view text, char *out) {
+    *out++ = '"';
+    out = put_doubled(text, out);
     *out++ = '"';
     return out;
 }
@@ -34,7 +40,8 @@ void put_text_field(std::string_view text, ByteBuffer &bytes) {
 
 // Takes the cells of a row. Numbers and moments stand at the end of `bytes` when they come here.
 struct CsvFields {
-    ByteBuffer &bytes;
+    RowBatch &batch;
+    ByteBuffer &bytes = batch.bytes;
 
     void null() {}
     void number(std::string_view text) { commit(text); }
@@ -43,6 +50,17 @@ struct CsvFields {
     void text(std::string_view text) { put_text_field(text, bytes); }
     void hex(std::string_view digits) { bytes.append(digits); }
     void binary(std::string_view data) { bytes.append_hex(data); }
+    // What a value in pieces holds is not known before it is written: it is quoted.
+    void text_stream(ValueStream &stream) {
+        bytes.put('"');
+        for_each_part(stream, batch, [&](std::string_view part) {
+            bytes.commit_to(put_doubled(part, bytes.reserve(2 * part.size() + WRITE_SLACK)));
+        });
+        bytes.put('"');
+    }
+    void binary_stream(ValueStream &stream) {
+        for_each_part(stream, batch, [&](std::string_view part) { bytes.append_hex(part); });
+    }
 
 private:
     void commit(std::string_view text) { bytes.commit_to(bytes.reserve(0) + text.size()); }
@@ -59,7 +77,7 @@ public:
             if (i > 0)
                 *out++ = ',';
             batch.bytes.commit_to(out);
-            visit(decoder_.decode(row, i, out, batch.losses), CsvFields{batch.bytes});
+            visit(decoder_.decode(row, i, out, batch.losses), CsvFields{batch});
         }
         batch.bytes.append(line_end_);
         ++batch.rows;

@@ -1,6 +1,7 @@
 // JSON Lines: one object a row with the column names as keys. NULL is null, numbers are JSON numbers with all
 // their digits, everything else is a string.
 #include "output/format.h"
+#include "values/base64.h"
 
 namespace vexlo {
 
@@ -27,9 +28,8 @@ char *put_control(unsigned char c, char *out) {
 }
 
 // Texts are UTF-8 when they come here and stay as they are but for what JSON must escape.
-void put_json_string(std::string_view text, ByteBuffer &bytes) {
-    char *out = bytes.reserve(ESCAPE_MAX * text.size() + 2);
-    *out++ = '"';
+void put_escaped(std::string_view text, ByteBuffer &bytes) {
+    char *out = bytes.reserve(ESCAPE_MAX * text.size());
     for (const char c : text) {
         if (static_cast<unsigned char>(c) < 0x20) {
             out = put_control(static_cast<unsigned char>(c), out);
@@ -39,12 +39,23 @@ void put_json_string(std::string_view text, ByteBuffer &bytes) {
             *out++ = '\\';
         *out++ = c;
     }
-    *out++ = '"';
     bytes.commit_to(out);
 }
 
+void put_json_string(std::string_view text, ByteBuffer &bytes) {
+    bytes.put('"');
+    put_escaped(text, bytes);
+    bytes.put('"');
+}
+
+void put_base64(std::string_view data, ByteBuffer &bytes) {
+    bytes.commit_to(write_base64(data, bytes.reserve(base64_size(data.size()))));
+}
+
 struct JsonValues {
-    ByteBuffer &bytes;
+    const Column &column;
+    RowBatch &batch;
+    ByteBuffer &bytes = batch.bytes;
 
     void null() { bytes.append("null"); }
     void number(std::string_view digits) { bytes.append(digits); }
@@ -52,10 +63,40 @@ struct JsonValues {
     void moment(std::string_view form) { put_json_string(form, bytes); }
     void text(std::string_view utf8) { put_json_string(utf8, bytes); }
     void hex(std::string_view digits) { put_json_string(digits, bytes); }
+    // LOBs as base64, RAW as hexadecimal digits.
     void binary(std::string_view data) {
         bytes.put('"');
-        bytes.append_hex(data);
+        if (column.kind == ColumnKind::lob)
+            put_base64(data, bytes);
+        else
+            bytes.append_hex(data);
         bytes.put('"');
+    }
+    void text_stream(ValueStream &stream) {
+        bytes.put('"');
+        for_each_part(stream, batch, [&](std::string_view part) { put_escaped(part, bytes); });
+        bytes.put('"');
+    }
+    void binary_stream(ValueStream &stream) {
+        bytes.put('"');
+        if (column.kind == ColumnKind::lob)
+            put_base64_stream(stream);
+        else
+            for_each_part(stream, batch, [&](std::string_view part) { bytes.append_hex(part); });
+        bytes.put('"');
+    }
+
+private:
+    // Three bytes become four characters: what is left of a piece goes before the next one.
+    void put_base64_stream(ValueStream &stream) {
+        std::string rest;
+        for_each_part(stream, batch, [&](std::string_view part) {
+            rest.append(part);
+            const size_t whole = rest.size() / 3 * 3;
+            put_base64(std::string_view(rest).substr(0, whole), bytes);
+            rest.erase(0, whole);
+        });
+        put_base64(rest, bytes);
     }
 };
 
@@ -80,7 +121,8 @@ public:
     void format(const Row &row, RowBatch &batch) override {
         for (size_t i = 0; i < keys_.size(); ++i) {
             batch.bytes.append(keys_[i]);
-            visit(decoder_.decode(row, i, scratch_, batch.losses), JsonValues{batch.bytes});
+            visit(decoder_.decode(row, i, scratch_, batch.losses),
+                  JsonValues{decoder_.table().columns[i], batch});
         }
         batch.bytes.append("}\n");
         ++batch.rows;

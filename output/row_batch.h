@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,15 @@ struct RowBatch {
     size_t longest_record = 0;   // of the main output, where the format has to tell it
     std::vector<size_t> longest; // bytes of the longest value of each column, the same
 
+    // Takes what the batch holds in the middle of a row whose values come in pieces; may be empty: then the
+    // batch grows.
+    std::function<void(RowBatch &)> spill;
+
+    // Gives the bytes so far to spill() when they are many.
+    void relieve() {
+        if (full() && spill)
+            spill(*this);
+    }
     // Whether the batch is large enough to be written; a format takes batches of any size.
     bool full() const { return bytes.size() + rejected.size() >= FULL_SIZE; }
     // Makes the batch as good as new without giving up its memory.

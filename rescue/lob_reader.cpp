@@ -6,6 +6,7 @@
 #include "format/lob_block.h"
 #include "rescue/block_health.h"
 #include "values/lob_inflater.h"
+#include "values/text_scan.h"
 
 namespace vexlo {
 
@@ -124,7 +125,7 @@ void LobReader::for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t coun
     if (place.file != nullptr && place.block != 0 && place.block < place.file->blocks())
         held = static_cast<uint32_t>(std::min<uint64_t>(count, place.file->blocks() - place.block));
     const uint32_t bsz = place.file != nullptr ? place.file->block_size() : 0;
-    buffer_.resize(RUN_BYTES);
+    buffer_.resize(RUN_BYTES + READ_SLACK);
     uint32_t done = 0;
     while (done < held) {
         const uint32_t wanted = std::min(RUN_BYTES / bsz, held - done);
@@ -326,14 +327,15 @@ void LobReader::write_gap(const LobLocator &lob, const Plan &plan, uint64_t chun
     const uint64_t size = std::min(out.left(), chunks * page_size_ * plan.chunk_blocks);
     if (!plan.gaps_are_holes || size > segment_bytes_)
         return out.missing(size, LobFault::missing_pages);
-    std::array<uint8_t, 8192> fill{};
+    constexpr size_t FILL_SIZE = 8192;
+    std::array<uint8_t, FILL_SIZE + READ_SLACK> fill{};
     if (lob.type != LobType::blob && !lob.utf16)
         fill.fill(' ');
     for (size_t i = lob.little_endian ? 0 : 1; lob.type != LobType::blob && lob.utf16 && i < fill.size();
          i += 2)
         fill[i] = ' ';
     for (uint64_t left = size; left != 0;) {
-        const size_t piece = static_cast<size_t>(std::min<uint64_t>(left, fill.size()));
+        const size_t piece = static_cast<size_t>(std::min<uint64_t>(left, FILL_SIZE));
         out.data({fill.data(), piece});
         left -= piece;
     }

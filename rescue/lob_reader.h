@@ -15,7 +15,7 @@
 
 namespace vexlo {
 
-// Takes the bytes of a LOB in their order.
+// Takes the bytes of a LOB in their order. Pieces have READ_SLACK where the locator has.
 class LobSink {
 public:
     virtual ~LobSink() = default;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "format/byte_order.h"
+#include "values/text_scan.h"
 
 #ifdef VEXLO_HAVE_ZLIB
 #include <zlib.h>
@@ -77,7 +78,7 @@ bool LobInflater::is_available() {
 #endif
 
 LobInflater::LobInflater(uint64_t length, Take take)
-    : length_(length), take_(std::move(take)), zlib_(std::make_unique<Stream>()), out_(OUT_SIZE) {}
+    : length_(length), take_(std::move(take)), zlib_(std::make_unique<Stream>()), out_(OUT_SIZE + READ_SLACK) {}
 
 LobInflater::~LobInflater() = default;
 
@@ -190,7 +191,7 @@ bool LobInflater::inflate_stream(std::span<const uint8_t> &stored) {
     const size_t before = in.size();
     while (!in.empty() && !zlib_->ended) {
         const uint64_t room = length_ - produced_;
-        const std::span<uint8_t> out(out_.data(), static_cast<size_t>(std::min<uint64_t>(room, out_.size())));
+        const std::span<uint8_t> out(out_.data(), static_cast<size_t>(std::min<uint64_t>(room, OUT_SIZE)));
         const size_t in_before = in.size();
         const int64_t made = zlib_->run(in, out);
         if (made < 0)

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <span>
 
 namespace vexlo {
 
@@ -10,18 +12,29 @@ enum class FieldKind : uint8_t {
     null,
     value,
     lob,    // a value that is a LOB locator
-    stream, // a value that is read in pieces
+    text,   // a value that is UTF-8 already, whatever the column
+    binary, // a value that is taken as bytes, whatever the column
+    stream, // a value that comes in pieces
+};
+
+// What the bytes of a stream are.
+enum class StreamForm : uint8_t {
+    stored, // as the column's type stores them
+    text,   // UTF-8, no character cut between two pieces
+    binary,
 };
 
 // A value too long to be held in memory.
 class ValueStream {
 public:
+    // Takes a piece, which has READ_SLACK and holds until take returns.
+    using Take = std::function<void(std::span<const uint8_t>)>;
+
     virtual ~ValueStream() = default;
 
-    virtual uint64_t size() const = 0; // bytes
-    // Reads up to `size` bytes from `offset` on into `to`; returns how many, fewer at the end of the value
-    // only.
-    virtual size_t read(uint64_t offset, uint8_t *to, size_t size) = 0;
+    virtual StreamForm form() const = 0;
+    // Hands out the whole value, piece by piece; again with each call.
+    virtual void for_each_piece(const Take &take) = 0;
 };
 
 // The entry of one column; what it refers to holds until the next row is read.

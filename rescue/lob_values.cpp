@@ -1,0 +1,231 @@
+#include "rescue/lob_values.h"
+
+#include <algorithm>
+
+#include "values/text_scan.h"
+#include "values/utf16_decoder.h"
+
+namespace vexlo {
+
+namespace {
+
+constexpr uint8_t BFILE_FLAG = 0x08; // of the type byte of a locator
+constexpr size_t TYPE_AT = 4;
+
+std::span<const uint8_t> bytes_of(const Field &field) {
+    return {field.data, field.size};
+}
+
+std::string hex_text(std::span<const uint8_t> bytes) {
+    constexpr size_t SHOWN = 40;
+    constexpr char DIGITS[] = "0123456789ABCDEF";
+    std::string text;
+    for (const uint8_t byte : bytes.first(std::min(SHOWN, bytes.size()))) {
+        text += DIGITS[byte >> 4];
+        text += DIGITS[byte & 0x0F];
+    }
+    return bytes.size() > SHOWN ? text + "..." : text;
+}
+
+bool is_continuation(uint8_t byte) {
+    return (byte & 0xC0) == 0x80;
+}
+
+} // namespace
+
+LobColumns::LobColumns(const FileSet &files, const ScanIndexes &scans, const Dictionary &dictionary,
+                       const TableLayout &layout, uint32_t fragment, ReadOptions options)
+    : output_columns_(layout.table.columns.size()) {
+    for (const StoredColumn &stored : layout.stored) {
+        if (!stored.is_lob || stored.output < 0)
+            continue;
+        const size_t column = static_cast<size_t>(stored.output);
+        const LobPlaces places =
+            find_lob_places(dictionary, layout.object, layout.internal_columns[column], fragment);
+        entries_.push_back({column, std::make_unique<LobSegment>(files, scans, places, options)});
+    }
+    std::sort(entries_.begin(), entries_.end(),
+              [](const Entry &a, const Entry &b) { return a.column < b.column; });
+}
+
+LobCounts &LobCounts::operator+=(const LobCounts &other) {
+    not_whole += other.not_whole;
+    missing += other.missing;
+    cut += other.cut;
+    replaced += other.replaced;
+    not_understood += other.not_understood;
+    return *this;
+}
+
+// One LOB on its way out: turned into UTF-8 where it is text, cut at the limit.
+class LobValues::Value final : public ValueStream, private LobSink {
+public:
+    // `locator` points into the row that is being resolved.
+    Value(LobValues &owner, const LobLocator &locator, const LobSegment &segment)
+        : owner_(owner), locator_(locator), segment_(segment) {}
+
+    // Reads the LOB once. What is short is held then.
+    LobOutcome read() {
+        bool held = true;
+        const LobOutcome outcome = run([&](std::span<const uint8_t> piece) {
+            held = held && held_.size() + piece.size() <= HELD_SIZE;
+            if (held)
+                held_.insert(held_.end(), piece.begin(), piece.end());
+        });
+        is_held_ = held;
+        if (!held)
+            std::vector<uint8_t>().swap(held_);
+        held_.reserve(held_.size() + READ_SLACK);
+        return outcome;
+    }
+
+    bool is_text() const { return locator_.type != LobType::blob; }
+    bool was_cut() const { return cut_; }
+    uint64_t replaced() const { return replaced_; }
+
+    Field field() {
+        if (is_held_)
+            return {is_text() ? FieldKind::text : FieldKind::binary,
+                    static_cast<uint32_t>(held_.size()),
+                    {held_.data()}};
+        Field field{FieldKind::stream, 0, {nullptr}};
+        field.stream = this;
+        return field;
+    }
+
+    StreamForm form() const override { return is_text() ? StreamForm::text : StreamForm::binary; }
+    void for_each_piece(const Take &take) override { run(take); }
+
+private:
+    LobOutcome run(const Take &take) {
+        take_ = &take;
+        left_ = owner_.options_.limit.value_or(UINT64_MAX);
+        cut_ = false;
+        replaced_ = 0;
+        utf16_ = Utf16Decoder(locator_.little_endian);
+        const LobOutcome outcome = owner_.reader_.read(locator_, segment_, *this);
+        if (is_text() && locator_.utf16) {
+            text_.clear();
+            utf16_.finish(text_);
+            give_text();
+        }
+        replaced_ += utf16_.replaced();
+        if (cut_ && is_text()) {
+            text_ = LOB_CUT_MARK;
+            left_ = text_.size();
+            give_text();
+        }
+        return outcome;
+    }
+
+    void data(std::span<const uint8_t> bytes) override {
+        if (cut_)
+            return;
+        if (!is_text())
+            return give(bytes);
+        if (locator_.utf16) {
+            text_.clear();
+            utf16_.append(bytes, text_);
+            return give_text();
+        }
+        TextDecoder &decoder = locator_.type == LobType::nclob ? owner_.national_ : owner_.database_;
+        const std::string_view text = decoder.decode(bytes.data(), bytes.size(), replaced_);
+        give({reinterpret_cast<const uint8_t *>(text.data()), text.size()});
+    }
+
+    // What is lost leaves no trace in the value: the row says that it is not whole.
+    void missing(uint64_t) override {}
+
+    void give_text() {
+        const size_t size = text_.size();
+        text_.append(READ_SLACK, '\0');
+        give({reinterpret_cast<const uint8_t *>(text_.data()), size});
+    }
+
+    void give(std::span<const uint8_t> bytes) {
+        if (bytes.size() > left_) {
+            cut_ = true;
+            size_t size = static_cast<size_t>(left_);
+            while (is_text() && size > 0 && is_continuation(bytes[size]))
+                --size;
+            bytes = bytes.first(size);
+        }
+        left_ -= bytes.size();
+        if (!bytes.empty())
+            (*take_)(bytes);
+    }
+
+    LobValues &owner_;
+    LobLocator locator_;
+    const LobSegment &segment_;
+    const Take *take_ = nullptr;
+    uint64_t left_ = 0; // bytes up to the limit
+    bool cut_ = false;
+    uint64_t replaced_ = 0;
+    Utf16Decoder utf16_{false};
+    std::string text_;
+    std::vector<uint8_t> held_;
+    bool is_held_ = false;
+};
+
+LobValues::LobValues(const LobColumns &columns, BlockReader &blocks, const TextCharsets &charsets,
+                     LobOptions options)
+    : columns_(columns), reader_(blocks), database_(charsets.database), national_(charsets.national),
+      options_(options), fields_(columns.output_columns()) {}
+
+LobValues::~LobValues() = default;
+
+Row LobValues::resolve(const Row &row, std::string &fault) {
+    values_.clear();
+    names_.clear();
+    std::copy_n(row.fields, fields_.size(), fields_.begin());
+    for (const LobColumns::Entry &entry : columns_.entries()) {
+        Field &field = fields_[entry.column];
+        if (field.kind != FieldKind::lob)
+            continue;
+        std::string why;
+        field = resolve_column(field, *entry.segment, why);
+        if (fault.empty())
+            fault = why;
+    }
+    return {row.number, row.offset, fields_.data()};
+}
+
+Field LobValues::resolve_column(const Field &field, const LobSegment &segment, std::string &fault) {
+    constexpr Field NOTHING{FieldKind::null, 0, {nullptr}};
+    if (options_.leave_out)
+        return NOTHING;
+    if (field.size > TYPE_AT && (field.data[TYPE_AT] & BFILE_FLAG) != 0)
+        return resolve_bfile(field);
+    const std::optional<LobLocator> locator = decode_lob_locator(bytes_of(field), fault);
+    if (!locator) {
+        fault += ": " + hex_text(bytes_of(field));
+        ++counts_.not_understood;
+        return NOTHING;
+    }
+    values_.push_back(std::make_unique<Value>(*this, *locator, segment));
+    Value &value = *values_.back();
+    const LobOutcome outcome = value.read();
+    counts_.missing += outcome.missing;
+    counts_.cut += value.was_cut();
+    counts_.replaced += value.replaced();
+    if (!outcome.is_whole()) {
+        ++counts_.not_whole;
+        fault = lob_fault_text(outcome.fault);
+    }
+    return outcome.fault == LobFault::lost ? NOTHING : value.field();
+}
+
+// "DIRECTORY/file". A BFILE whose two names do not end with it is shown as its bytes.
+Field LobValues::resolve_bfile(const Field &field) {
+    const std::optional<BfileName> name = decode_bfile(bytes_of(field));
+    if (!name)
+        return {FieldKind::binary, field.size, {field.data}};
+    names_.push_back(std::string(name->directory) + "/" + std::string(name->file));
+    std::string &text = names_.back();
+    const size_t size = text.size();
+    text.append(READ_SLACK, '\0');
+    return {FieldKind::text, static_cast<uint32_t>(size), {reinterpret_cast<const uint8_t *>(text.data())}};
+}
+
+} // namespace vexlo

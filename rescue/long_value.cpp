@@ -74,6 +74,17 @@ Field LongValue::field() {
     return {FieldKind::value, static_cast<uint32_t>(memory_.size()), {memory_.data()}};
 }
 
+void LongValue::for_each_piece(const Take &take) {
+    constexpr size_t PIECE = 1 << 20;
+    std::vector<uint8_t> piece(PIECE + READ_SLACK);
+    for (uint64_t offset = 0; offset < size();) {
+        const size_t got = read(offset, piece.data(), PIECE);
+        take({piece.data(), got});
+        offset += got;
+    }
+}
+
+// Reads up to `size` bytes from `offset`, which lies inside the value; fewer at its end only.
 size_t LongValue::read(uint64_t offset, uint8_t *to, size_t size) {
     size_t done = 0;
     if (offset < written_) {

@@ -25,10 +25,12 @@ public:
     // The value as a field: bytes in memory or, when there are too many, a stream; null when it is empty.
     Field field();
 
-    uint64_t size() const override { return written_ + memory_.size(); }
-    size_t read(uint64_t offset, uint8_t *to, size_t size) override;
+    StreamForm form() const override { return StreamForm::stored; }
+    void for_each_piece(const Take &take) override;
 
 private:
+    uint64_t size() const { return written_ + memory_.size(); }
+    size_t read(uint64_t offset, uint8_t *to, size_t size);
     void flush();
 
     std::string directory_;

@@ -61,8 +61,10 @@ LobCounts &LobCounts::operator+=(const LobCounts &other) {
 class LobValues::Value final : public ValueStream, private LobSink {
 public:
     // `locator` points into the row that is being resolved.
-    Value(LobValues &owner, const LobLocator &locator, const LobSegment &segment)
-        : owner_(owner), locator_(locator), segment_(segment) {}
+    Value(LobValues &owner, const LobLocator &locator, const LobColumns::Entry &entry)
+        : owner_(owner), locator_(locator), segment_(*entry.segment), column_(entry.column) {}
+
+    size_t column() const { return column_; }
 
     // Reads the LOB once. What is short is held then.
     LobOutcome read() {
@@ -91,6 +93,13 @@ public:
         Field field{FieldKind::stream, 0, {nullptr}};
         field.stream = this;
         return field;
+    }
+
+    // Writes the value to a file, with holes where bytes are lost.
+    void write(LobFiles::File &file) {
+        file_ = &file;
+        run([&](std::span<const uint8_t> piece) { file.append(piece.data(), piece.size()); });
+        file_ = nullptr;
     }
 
     StreamForm form() const override { return is_text() ? StreamForm::text : StreamForm::binary; }
@@ -133,8 +142,12 @@ private:
         give({reinterpret_cast<const uint8_t *>(text.data()), text.size()});
     }
 
-    // What is lost leaves no trace in the value: the row says that it is not whole.
-    void missing(uint64_t) override {}
+    // What is lost leaves a hole in a file, where it is known how long, and no trace elsewhere: the row says
+    // that the value is not whole.
+    void missing(uint64_t bytes) override {
+        if (file_ != nullptr && !is_text())
+            file_->skip(bytes);
+    }
 
     void give_text() {
         const size_t size = text_.size();
@@ -158,6 +171,8 @@ private:
     LobValues &owner_;
     LobLocator locator_;
     const LobSegment &segment_;
+    size_t column_;
+    LobFiles::File *file_ = nullptr;
     const Take *take_ = nullptr;
     uint64_t left_ = 0; // bytes up to the limit
     bool cut_ = false;
@@ -177,21 +192,30 @@ LobValues::~LobValues() = default;
 
 Row LobValues::resolve(const Row &row, std::string &fault) {
     values_.clear();
-    names_.clear();
+    texts_.clear();
     std::copy_n(row.fields, fields_.size(), fields_.begin());
     for (const LobColumns::Entry &entry : columns_.entries()) {
         Field &field = fields_[entry.column];
         if (field.kind != FieldKind::lob)
             continue;
         std::string why;
-        field = resolve_column(field, *entry.segment, why);
+        field = resolve_column(field, entry, why);
         if (fault.empty())
             fault = why;
     }
     return {row.number, row.offset, fields_.data()};
 }
 
-Field LobValues::resolve_column(const Field &field, const LobSegment &segment, std::string &fault) {
+void LobValues::move_to_files(LobFiles &files, uint64_t number) {
+    for (const std::unique_ptr<Value> &value : values_) {
+        LobFiles::File file = files.open(number, value->column(), value->is_text());
+        value->write(file);
+        file.finish();
+        fields_[value->column()] = keep_text(file.name());
+    }
+}
+
+Field LobValues::resolve_column(const Field &field, const LobColumns::Entry &entry, std::string &fault) {
     constexpr Field NOTHING{FieldKind::null, 0, {nullptr}};
     if (options_.leave_out)
         return NOTHING;
@@ -203,8 +227,8 @@ Field LobValues::resolve_column(const Field &field, const LobSegment &segment, s
         ++counts_.not_understood;
         return NOTHING;
     }
-    values_.push_back(std::make_unique<Value>(*this, *locator, segment));
-    Value &value = *values_.back();
+    auto made = std::make_unique<Value>(*this, *locator, entry);
+    Value &value = *made;
     const LobOutcome outcome = value.read();
     counts_.missing += outcome.missing;
     counts_.cut += value.was_cut();
@@ -213,7 +237,10 @@ Field LobValues::resolve_column(const Field &field, const LobSegment &segment, s
         ++counts_.not_whole;
         fault = lob_fault_text(outcome.fault);
     }
-    return outcome.fault == LobFault::lost ? NOTHING : value.field();
+    if (outcome.fault == LobFault::lost)
+        return NOTHING;
+    values_.push_back(std::move(made));
+    return value.field();
 }
 
 // "DIRECTORY/file". A BFILE whose two names do not end with it is shown as its bytes.
@@ -221,11 +248,16 @@ Field LobValues::resolve_bfile(const Field &field) {
     const std::optional<BfileName> name = decode_bfile(bytes_of(field));
     if (!name)
         return {FieldKind::binary, field.size, {field.data}};
-    names_.push_back(std::string(name->directory) + "/" + std::string(name->file));
-    std::string &text = names_.back();
+    return keep_text(std::string(name->directory) + "/" + std::string(name->file));
+}
+
+Field LobValues::keep_text(std::string text) {
     const size_t size = text.size();
     text.append(READ_SLACK, '\0');
-    return {FieldKind::text, static_cast<uint32_t>(size), {reinterpret_cast<const uint8_t *>(text.data())}};
+    texts_.push_back(std::move(text));
+    return {FieldKind::text,
+            static_cast<uint32_t>(size),
+            {reinterpret_cast<const uint8_t *>(texts_.back().data())}};
 }
 
 } // namespace vexlo

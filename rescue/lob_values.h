@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "output/cell.h"
+#include "rescue/lob_files.h"
 #include "rescue/lob_reader.h"
 #include "rescue/table_layout.h"
 #include "values/row.h"
@@ -72,13 +73,17 @@ public:
     // The row with its LOBs as text, bytes or streams; it holds until the next call. `fault` is set to why
     // one of its LOBs is not whole, and left alone otherwise.
     Row resolve(const Row &row, std::string &fault);
+    // Puts the LOBs of the row resolved last into files; the row has their names then. `number` is that of
+    // the row in its output.
+    void move_to_files(LobFiles &files, uint64_t number);
 
     const LobCounts &counts() const { return counts_; }
 
 private:
     class Value;
 
-    Field resolve_column(const Field &field, const LobSegment &segment, std::string &fault);
+    Field resolve_column(const Field &field, const LobColumns::Entry &entry, std::string &fault);
+    Field keep_text(std::string text);
     Field resolve_bfile(const Field &field);
 
     const LobColumns &columns_;
@@ -88,7 +93,7 @@ private:
     LobOptions options_;
     std::vector<Field> fields_;
     std::vector<std::unique_ptr<Value>> values_; // of the row resolved last
-    std::deque<std::string> names_;              // of BFILEs, the same
+    std::deque<std::string> texts_;              // of BFILEs and files, the same
     LobCounts counts_;
 };
 

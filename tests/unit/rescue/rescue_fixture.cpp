@@ -12,12 +12,18 @@ using namespace vexlo;
 
 namespace {
 
+size_t stream_size(ValueStream &stream) {
+    size_t size = 0;
+    stream.for_each_piece([&](std::span<const uint8_t> piece) { size += piece.size(); });
+    return size;
+}
+
 std::string text_of(const Column &column, const Field &field) {
     constexpr uint64_t SHOWN = 8000;
     if (field.kind == FieldKind::null)
         return "NULL";
     if (field.kind == FieldKind::stream)
-        return "stream of " + std::to_string(field.stream->size()) + " bytes";
+        return "stream of " + std::to_string(stream_size(*field.stream)) + " bytes";
     if (field.kind == FieldKind::value && column.kind == ColumnKind::number) {
         char text[NUMBER_TEXT_MAX];
         const char *end = format_number(field.data, field.size, text);

@@ -536,6 +536,20 @@ TEST_F(UnloadDamage, PieceOutsideTheBlockLeavesTheRowOut) {
     }
 }
 
+// A row of no values needs no more than its header, with the short way and the long one.
+TEST_F(UnloadDamage, RowWithoutValuesMayEndWithTheBlock) {
+    for (const uint32_t ctyp : {VARCHAR2, TYPE_LONG}) {
+        columns({column(ctyp)});
+        sample::TableBlock blk = block(2);
+        blk.add_raw_offset(static_cast<int16_t>(2048 - PIECE_HEADER - KDBH));
+        Bytes raw = blk.finish();
+        std::fill(raw.end() - PIECE_HEADER, raw.end(), uint8_t{0});
+        raw[raw.size() - PIECE_HEADER] = H | F | L;
+        store(at(2).rdba, raw);
+        expect_rows(dump_bytes().row_end().raw, "", 1);
+    }
+}
+
 TEST_F(UnloadDamage, DirectoryThatLeavesTheBlockEndsWithItsFirstLostEntry) {
     sample::TableBlock blk = block(2);
     blk.add(piece(H | F | L, ROW));

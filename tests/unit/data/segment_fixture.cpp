@@ -10,7 +10,12 @@
 
 namespace unload_unit {
 
-SegmentTest::SegmentTest() : wrk_(new uint8_t[WORK_SIZE]) {
+// Bytes behind the work buffer that nothing may touch.
+static constexpr size_t GUARD_SIZE = 1 << 20;
+static constexpr uint8_t GUARD_BYTE = 0xA5;
+
+SegmentTest::SegmentTest() : wrk_(new uint8_t[WORK_SIZE + GUARD_SIZE]) {
+    std::fill_n(wrk_.get() + WORK_SIZE, GUARD_SIZE, GUARD_BYTE);
     g_ctx = {};
     g_ctx.wrk = wrk_.get();
     snprintf(g_ctx.par.data_dir, sizeof g_ctx.par.data_dir, "%s", dir_.path().c_str());
@@ -148,6 +153,8 @@ Outcome SegmentTest::unload(uint32_t last) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     outcome.result = unload_one_table(&ul);
+    EXPECT_TRUE(std::all_of(wrk_.get() + WORK_SIZE, wrk_.get() + WORK_SIZE + GUARD_SIZE,
+                            [](uint8_t byte) { return byte == GUARD_BYTE; }));
     fflush(stdout);
     outcome.err = testing::internal::GetCapturedStderr();
     outcome.out = testing::internal::GetCapturedStdout();

@@ -1,0 +1,230 @@
+#!/usr/bin/env python3
+"""Measures vexlo-rescue beside its limits, and tries it on a million rows with lost blocks.
+
+The limits are measured in the same minute, taking turns, and medians are compared: vexlo and vexlo-convert together for
+unloading, cat for checking, and PostgreSQL's COPY TO of the same rows where its server is installed.
+"""
+
+import argparse
+import glob
+import json
+import os
+import random
+import shutil
+import statistics
+import subprocess
+import sys
+import time
+
+BLOCK_SIZE = 8192
+
+
+def timed(command, log, **options):
+    """Runs a command; returns its wall seconds and its peak memory in MiB."""
+    start = time.monotonic()
+    subprocess.run(["/usr/bin/time", "-f", "%M", "-o", log] + command, stdout=subprocess.DEVNULL,
+                   stderr=subprocess.DEVNULL, check=False, **options)
+    seconds = time.monotonic() - start
+    with open(log) as file:
+        return seconds, int(file.read().split()[-1]) / 1024
+
+
+class Bench:
+    def __init__(self, build, work, mib, runs):
+        self.vexlo, self.convert, self.rescue, self.data = (
+            os.path.join(build, "bin", name)
+            for name in ("vexlo", "vexlo-convert", "vexlo-rescue", "vexlo-bench-data"))
+        self.work, self.mib, self.runs = work, mib, runs
+        self.out = os.path.join(work, "out")
+        self.log = os.path.join(work, "time.log")
+
+    def database(self, kind, n):
+        """Directory of the database of that kind, written when it is not there yet."""
+        path = os.path.join(self.work, f"{kind}-{n}")
+        if not os.path.exists(os.path.join(path, "config.ini")):
+            shutil.rmtree(path, ignore_errors=True)
+            subprocess.run([self.data, path, kind, str(n)], check=True)
+        return path
+
+    def medians(self, commands):
+        """Runs the commands in turns; returns the median seconds and the peak memory of each."""
+        seconds, memory = {name: [] for name in commands}, dict.fromkeys(commands, 0)
+        for turn in range(self.runs + 1):  # the first turn warms up
+            for name, command in commands.items():
+                shutil.rmtree(self.out, ignore_errors=True)
+                os.makedirs(self.out)
+                took, peak = timed(command, self.log)
+                if turn > 0:
+                    seconds[name].append(took)
+                    memory[name] = max(memory[name], peak)
+        return {name: (statistics.median(seconds[name]), memory[name]) for name in commands}
+
+
+def print_table(title, head, rows):
+    print(f"\n{title}\n")
+    print("| " + " | ".join(head) + " |")
+    print("|" + "---|" * len(head))
+    for row in rows:
+        print("| " + " | ".join(str(cell) for cell in row) + " |")
+    sys.stdout.flush()
+
+
+def unload_rows(bench):
+    path = bench.database("ordinary", bench.mib)
+    files = os.path.join(path, "*.dbf")
+    script = os.path.join(bench.work, "commands.txt")
+    with open(script, "w") as file:
+        file.write("export dict\nload dict\nunload table bench.ordinary\nexit\n")
+    dump = os.path.join(path, "data", "BENCH_ORDINARY.dat")
+    two = (f"'{bench.vexlo}' config='{path}/config.ini' < '{script}' && "
+           f"exec '{bench.convert}' --quiet --to csv --output '{bench.out}' '{dump}'")
+    rescue = [bench.rescue, "unload", "--files", files, "--quiet", "--to", "csv", "--output", bench.out]
+    results = bench.medians({"vexlo + vexlo-convert": ["sh", "-c", two], "one job": rescue + ["--jobs", "1"],
+                             "two jobs": rescue + ["--jobs", "2"]})
+    limit = results["vexlo + vexlo-convert"][0]
+    most = {"vexlo + vexlo-convert": "", "one job": "0.80", "two jobs": "0.45"}
+    return [[name, f"{seconds:.2f}", f"{seconds / limit:.2f}", most[name], f"{memory:.0f}"]
+            for name, (seconds, memory) in results.items()]
+
+
+def check_rows(bench):
+    path = os.path.join(bench.database("ordinary", bench.mib), "bench_data01.dbf")
+    check = [bench.rescue, "check", "--quiet", "--files", path, "--jobs"]
+    results = bench.medians({"cat": ["sh", "-c", f"cat '{path}' > /dev/null"], "check, one job": check + ["1"],
+                             "check, two jobs": check + ["2"]})
+    rate = {name: os.path.getsize(path) / 2**20 / seconds for name, (seconds, _) in results.items()}
+    return [[name, f"{results[name][0]:.2f}", f"{rate[name]:.0f}", f"{rate[name] / rate['cat']:.2f}"]
+            for name in results]
+
+
+def dictionary_rows(bench, columns=1_000_000):
+    """The time to read the dictionary: the run ends behind that, since no table is selected."""
+    path = bench.database("dictionary", columns)
+    results = bench.medians({"read": [bench.rescue, "list", "--files", os.path.join(path, "*.dbf"), "nobody.nothing"]})
+    seconds, memory = results["read"]
+    return [[f"{columns} columns", f"{seconds:.2f}", "2.00", f"{memory:.0f}"]]
+
+
+def copy_rows(bench):
+    """COPY TO of the ordinary table's rows by a PostgreSQL server of our own; none where it is not installed."""
+    programs = sorted(glob.glob("/usr/lib/postgresql/*/bin"))
+    if not programs:
+        return []
+    folder = os.path.join(bench.work, "postgresql")
+    shutil.rmtree(folder, ignore_errors=True)
+    os.makedirs(folder)
+    as_user = []
+    if os.getuid() == 0:  # the server does not run as root
+        shutil.chown(folder, "postgres")
+        as_user = ["runuser", "-u", "postgres", "--"]
+
+    def server(program, *arguments, **options):
+        subprocess.run(as_user + [os.path.join(programs[-1], program), *arguments], check=True,
+                       stdout=subprocess.DEVNULL, cwd=folder, **options)
+
+    def psql(command, **options):
+        server("psql", "-h", folder, "-d", "postgres", "-q", "-v", "ON_ERROR_STOP=1", "-c", command, **options)
+
+    data = os.path.join(folder, "data")
+    server("initdb", "-D", data, "-A", "trust", "--locale=C.UTF-8")
+    server("pg_ctl", "-D", data, "-w", "-o", f"-k {folder} -c listen_addresses= -c shared_buffers=1GB", "start")
+    try:
+        path = bench.database("ordinary", bench.mib)
+        shutil.rmtree(bench.out, ignore_errors=True)
+        subprocess.run([bench.rescue, "unload", "--files", os.path.join(path, "*.dbf"), "--quiet", "--to", "csv",
+                        "--output", bench.out], check=True)
+        psql("CREATE TABLE ordinary (id numeric, name varchar(40), city varchar(30), amount numeric, "
+             "created timestamp, status varchar(10), remark varchar(60), parent_id numeric)")
+        with open(os.path.join(bench.out, "BENCH.ORDINARY.csv")) as rows:
+            psql("COPY ordinary FROM STDIN (FORMAT csv, HEADER)", stdin=rows)
+        psql("VACUUM ANALYZE ordinary")
+        times = []
+        for turn in range(bench.runs + 1):
+            start = time.monotonic()
+            psql(f"COPY ordinary TO '{folder}/out.csv' (FORMAT csv, HEADER)")
+            if turn > 0:
+                times.append(time.monotonic() - start)
+    finally:
+        server("pg_ctl", "-D", data, "-m", "immediate", "stop")
+        shutil.rmtree(folder)
+    return [["COPY TO", f"{statistics.median(times):.2f}", "", "", ""]]
+
+
+def overwrite_blocks(path, share, seed):
+    """Overwrites a share of the blocks of a file; returns their numbers."""
+    rng = random.Random(seed)
+    lost = set()
+    with open(path, "r+b") as file:
+        for block in range(1, os.path.getsize(path) // BLOCK_SIZE):
+            if rng.random() < share:
+                file.seek(block * BLOCK_SIZE)
+                file.write(rng.randbytes(BLOCK_SIZE))
+                lost.add(block)
+    return lost
+
+
+def lost_block_rows(bench, seeds):
+    """A million rows, five of a hundred blocks overwritten: rows of the other blocks that did not come out, and lost
+    blocks that the record does not name."""
+    sound = bench.database("ordinary", 115)
+    files = lambda path: os.path.join(path, "*.dbf")
+    unload = lambda path, out: subprocess.run(
+        [bench.rescue, "unload", "--files", files(path), "--quiet", "--to", "jsonl", "--output", out],
+        stderr=subprocess.DEVNULL, check=False)
+    shutil.rmtree(bench.out, ignore_errors=True)
+    unload(sound, os.path.join(bench.out, "sound"))
+    with open(os.path.join(bench.out, "sound", "BENCH.ORDINARY.jsonl"), "rb") as file:
+        rows = file.read().splitlines()
+    damaged = os.path.join(bench.work, "damaged")
+    results = []
+    for seed in range(1, seeds + 1):
+        shutil.rmtree(damaged, ignore_errors=True)
+        shutil.copytree(sound, damaged)
+        lost = overwrite_blocks(os.path.join(damaged, "bench_data01.dbf"), 0.05, seed)
+        out = os.path.join(bench.out, str(seed))
+        unload(damaged, out)
+        with open(os.path.join(out, "BENCH.ORDINARY.jsonl"), "rb") as file:
+            came = set(file.read().splitlines())
+        with open(os.path.join(out, "rescue.json")) as file:
+            entry = json.load(file)["tables"][0]
+        told = {loss["block"] + i for loss in entry["losses"] for i in range(loss["blocks"])}
+        lost_with_rows = lost & rows_by_block(bench, sound)
+        missing = sum(1 for row in rows if row not in came)
+        results.append([seed, len(rows), len(lost), missing, len(came - set(rows)), len(lost_with_rows - told)])
+        shutil.rmtree(out)
+    shutil.rmtree(damaged)
+    return results
+
+
+def rows_by_block(bench, path):
+    """The blocks of the datafile that hold rows of the table: those of its type with an object number."""
+    blocks = set()
+    with open(os.path.join(path, "bench_data01.dbf"), "rb") as file:
+        for number in range(os.path.getsize(file.name) // BLOCK_SIZE):
+            if file.read(BLOCK_SIZE)[0] == 6:
+                blocks.add(number)
+    return blocks
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--build", default="build/bench", help="build directory")
+    parser.add_argument("--work", default="build/bench/data", help="where the databases are written")
+    parser.add_argument("--mib", type=int, default=1024, help="size of the table")
+    parser.add_argument("--runs", type=int, default=5, help="counted runs of each")
+    parser.add_argument("--seeds", type=int, default=3, help="databases with lost blocks")
+    arguments = parser.parse_args()
+    os.makedirs(arguments.work, exist_ok=True)
+    bench = Bench(arguments.build, arguments.work, arguments.mib, arguments.runs)
+    print_table("unload --to csv (median seconds)", ["what", "seconds", "ratio", "at most", "peak MiB"],
+                unload_rows(bench) + copy_rows(bench))
+    print_table("check (median seconds)", ["what", "seconds", "MiB/s", "ratio"], check_rows(bench))
+    print_table("Reading a dictionary (median seconds)", ["size", "seconds", "at most", "peak MiB"],
+                dictionary_rows(bench))
+    print_table("Overwritten blocks", ["seed", "rows", "blocks overwritten", "rows that did not come",
+                                       "rows that are none", "lost blocks not told"],
+                lost_block_rows(bench, arguments.seeds))
+    shutil.rmtree(bench.out, ignore_errors=True)
+
+
+main()

@@ -1,0 +1,104 @@
+#include "rescue/output_directory.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <set>
+#include <system_error>
+#include <utility>
+
+#include "output/output_file.h"
+#include "rescue/table_output.h"
+#include "values/errors.h"
+
+namespace vexlo {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool holds_output(const std::string &path, const OutputEntry &output) {
+    const FileHandle file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat st;
+    if (file.get() < 0 || fstat(file.get(), &st) != 0 || static_cast<uint64_t>(st.st_size) != output.bytes)
+        return false;
+    return file_crc32(file.get(), path) == output.crc32;
+}
+
+} // namespace
+
+OutputDirectory::OutputDirectory(const std::string &path) : path_(path) {
+    std::error_code error;
+    fs::create_directories(path_, error);
+    if (!fs::is_directory(path_))
+        throw OutputError(path_ +
+                          ": cannot be created: " + (error ? error.message() : std::strerror(ENOTDIR)));
+}
+
+void OutputDirectory::lock() {
+    lock_ = FileHandle(open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (lock_.get() < 0)
+        throw OutputError(path_ + ": cannot be opened: " + std::strerror(errno));
+    if (flock(lock_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        throw UsageError(path_ + ": another run writes there");
+}
+
+void OutputDirectory::refuse_inputs(const std::vector<std::string> &paths, const FileSet &files) const {
+    std::set<std::pair<dev_t, ino_t>> inputs;
+    for (const auto &file : files.inputs())
+        inputs.emplace(file->device(), file->inode());
+    for (const std::string &path : paths) {
+        struct stat st;
+        if (stat(full(path).c_str(), &st) == 0 && inputs.contains({st.st_dev, st.st_ino}))
+            throw UsageError(full(path) + " is one of the input files");
+    }
+}
+
+void OutputDirectory::refuse_existing(const std::vector<std::string> &paths) const {
+    for (const std::string &path : paths) {
+        struct stat st;
+        if (lstat(full(path).c_str(), &st) == 0)
+            throw UsageError(full(path) + " exists already (--overwrite replaces it, --resume goes on)");
+    }
+}
+
+void OutputDirectory::remove_unfinished(const std::vector<std::string> &paths) const {
+    std::set<std::string> finals, folders;
+    for (const std::string &path : paths) {
+        finals.insert(full(path));
+        folders.insert(fs::path(full(path)).parent_path());
+    }
+    for (const std::string &folder : folders) {
+        std::error_code error;
+        for (const fs::directory_entry &entry : fs::directory_iterator(folder, error))
+            if (const auto name = unfinished_output(entry.path().filename().string());
+                name && finals.contains(folder + "/" + *name))
+                unlink(entry.path().c_str());
+    }
+}
+
+void OutputDirectory::remove_others(const std::vector<std::string> &paths,
+                                    const std::vector<OutputEntry> &outputs) const {
+    const auto is_output = [&](const std::string &path) {
+        return std::any_of(outputs.begin(), outputs.end(),
+                           [&](const OutputEntry &output) { return output.path == path; });
+    };
+    for (const std::string &path : paths)
+        if (!is_output(path) && unlink(full(path).c_str()) != 0 && errno != ENOENT && errno != ENOTDIR)
+            throw OutputError(full(path) + ": cannot be removed: " + std::strerror(errno));
+}
+
+bool OutputDirectory::holds(const std::vector<OutputEntry> &outputs) const {
+    for (const OutputEntry &output : outputs)
+        if (!holds_output(full(output.path), output))
+            return false;
+    return true;
+}
+
+} // namespace vexlo

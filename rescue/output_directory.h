@@ -1,0 +1,43 @@
+// The directory that a run writes to.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "output/file_handle.h"
+#include "rescue/file_set.h"
+#include "rescue/record.h"
+
+namespace vexlo {
+
+// Paths are relative to the directory.
+class OutputDirectory {
+public:
+    // Creates the directory where it is missing. Throws OutputError.
+    explicit OutputDirectory(const std::string &path);
+
+    // Keeps other runs out of the directory as long as this lives; throws UsageError when one is at work
+    // there.
+    void lock();
+
+    // Throws UsageError when one of the paths is an input.
+    void refuse_inputs(const std::vector<std::string> &paths, const FileSet &files) const;
+    // Throws UsageError when one of the paths exists.
+    void refuse_existing(const std::vector<std::string> &paths) const;
+
+    // Removes what runs that were killed have left of these outputs.
+    void remove_unfinished(const std::vector<std::string> &paths) const;
+    // Removes what an earlier run has left at those of the paths that are none of `outputs`.
+    void remove_others(const std::vector<std::string> &paths, const std::vector<OutputEntry> &outputs) const;
+
+    // Whether all these outputs are there as they were written, by size and content.
+    bool holds(const std::vector<OutputEntry> &outputs) const;
+
+private:
+    std::string full(const std::string &path) const { return path_ + "/" + path; }
+
+    std::string path_;
+    FileHandle lock_;
+};
+
+} // namespace vexlo

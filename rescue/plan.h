@@ -1,0 +1,45 @@
+// Which tables a run takes, from which segments, and what their outputs are called.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "rescue/dictionary.h"
+#include "rescue/options.h"
+
+namespace vexlo {
+
+// A table, or one partition of it where each gets outputs of its own. Names are UTF-8.
+struct PlannedTable {
+    const TableRecord *table = nullptr;
+    std::string owner, name;
+    std::optional<std::string> partition;
+    std::vector<TableSegment> segments;
+    Obstacle obstacle = Obstacle::none;
+    std::string stem;         // path in the output directory that outputs get, without extension
+    std::string suspect_stem; // the same of rows that cannot be trusted
+
+    // OWNER.TABLE or OWNER.TABLE/PARTITION
+    std::string title() const { return owner + "." + name + (partition ? "/" + *partition : ""); }
+};
+
+// Whether a user came with the database. Before version 12 the dictionary does not tell, and names decide.
+class OracleOwners {
+public:
+    explicit OracleOwners(const Dictionary &dictionary);
+    bool contains(uint32_t user) const;
+
+private:
+    const Dictionary &dictionary_;
+    bool marked_; // the dictionary tells
+};
+
+// The tables that the options select, in the order of the dictionary.
+std::vector<PlannedTable> plan_tables(const Dictionary &dictionary, const RescueOptions &options);
+
+// Gives every planned table its stems: names fit for files, long ones cut, equal ones numbered in their
+// order.
+void name_outputs(std::vector<PlannedTable> &tables);
+
+} // namespace vexlo

@@ -1,0 +1,90 @@
+#include "rescue/sample_table.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "format/cache_header.h"
+#include "rescue/row_reader.h"
+#include "rescue/stop.h"
+
+namespace vexlo {
+
+namespace {
+
+uint64_t count_blocks(SegmentRuns &runs) {
+    uint64_t blocks = 0;
+    for (BlockRun run; runs.next(run);)
+        blocks += run.count;
+    return blocks;
+}
+
+class SegmentSampler {
+public:
+    SegmentSampler(const OpenDatabase &database, const SegmentRef &segment, const TableLayout &layout,
+                   const ReadOptions &reading)
+        : database_(database), segment_(segment), layout_(layout), reading_(reading) {}
+
+    // Adds what the segment holds to `sample`.
+    void run(TableSample &sample) {
+        SegmentRuns runs(database_.files, database_.scans, segment_, reading_);
+        const uint64_t blocks = count_blocks(runs);
+        sample.tally.add(runs.tally());
+        sample.blocks += blocks;
+        if (blocks == 0)
+            return;
+        RowReader reader({database_.files, layout_, segment_.tablespace, segment_.object, runs.data_object(),
+                          &database_.dictionary, reading_, "."});
+        step_ = std::max<uint64_t>(1, blocks / SAMPLED_BLOCKS);
+        read_steps(reader, sample.tally);
+        const auto whole = [&](uint64_t part) { return part * blocks / sampled_; };
+        sample.sampled += sampled_;
+        sample.rows += whole(rows_);
+        sample.bytes += whole(bytes_);
+        sample.suspect += reader.counts().suspect;
+    }
+
+private:
+    // Reads every step_th block.
+    void read_steps(RowReader &reader, SegmentTally &tally) {
+        SegmentRuns runs(database_.files, database_.scans, segment_, reading_);
+        uint64_t next = 0, at = 0; // counted over the blocks of the segment
+        for (BlockRun run; runs.next(run); at += run.count)
+            for (; next < at + run.count; next += step_) {
+                BlockRun one = run;
+                one.first += next - at;
+                one.count = 1;
+                read_block(reader, one, tally);
+            }
+    }
+
+    void read_block(RowReader &reader, const BlockRun &block, SegmentTally &tally) {
+        ++sampled_;
+        reader.read(load_run(block, buffer_.get()), tally, [&](const RescuedRow &row) {
+            ++rows_;
+            for (size_t i = 0; i < layout_.table.columns.size(); ++i)
+                if (row.row.fields[i].kind == FieldKind::value)
+                    bytes_ += row.row.fields[i].size;
+        });
+    }
+
+    const OpenDatabase &database_;
+    const SegmentRef &segment_;
+    const TableLayout &layout_;
+    const ReadOptions &reading_;
+    std::unique_ptr<uint8_t[]> buffer_{new uint8_t[LARGEST_BLOCK_SIZE + RUN_SLACK]};
+    uint64_t step_ = 1, sampled_ = 0, rows_ = 0, bytes_ = 0;
+};
+
+} // namespace
+
+TableSample sample_table(const OpenDatabase &database, const PlannedTable &table, const ReadOptions &reading,
+                         bool hidden) {
+    TableSample sample;
+    const TableLayout layout = make_layout(database.dictionary, *table.table, hidden);
+    for (const TableSegment &segment : table.segments)
+        SegmentSampler(database, segment.segment, layout, reading).run(sample);
+    sample.tally.coalesce();
+    return sample;
+}
+
+} // namespace vexlo

@@ -1,0 +1,130 @@
+#include "rescue/table_output.h"
+
+#include <fcntl.h>
+
+#include <filesystem>
+
+#include "values/errors.h"
+
+namespace vexlo {
+
+namespace {
+
+constexpr char DATABASE_NAME[] = "rescue";
+constexpr char DATABASE_FILE[] = "rescue.sqlite";
+
+bool is_shared(const FormatOptions &options) {
+    return options.format == "sqlite";
+}
+
+// The extensions of the files of one table.
+std::vector<std::string> extensions(const FormatOptions &options) {
+    if (options.format == "sqlldr")
+        return {".ctl", ".ldr"};
+    return {"." + options.format};
+}
+
+class FileOutput : public TableOutput {
+public:
+    FileOutput(const RescueOptions &options, const std::string &charset, const Table &table,
+               const std::string &stem)
+        : directory_(options.output), destination_(Destination::at(directory_ + "/" + stem)),
+          format_(make_format(options.format, destination_, "", charset)),
+          writer_(format_->open_table(table)) {}
+
+    TableWriter &writer() override { return *writer_; }
+
+    void finish(std::vector<OutputEntry> &outputs) override {
+        writer_->finish();
+        format_->finish();
+        for (const WrittenFile &file : *destination_.log())
+            outputs.push_back({file.path.substr(directory_.size() + 1), file.bytes, file.crc32});
+    }
+
+private:
+    std::string directory_;
+    Destination destination_;
+    std::unique_ptr<Format> format_;
+    std::unique_ptr<TableWriter> writer_;
+};
+
+class SharedOutput : public TableOutput {
+public:
+    SharedOutput(Format &format, const Table &table)
+        : table_(table), writer_(format.open_table(with_owner(table_))) {}
+
+    TableWriter &writer() override { return *writer_; }
+    void finish(std::vector<OutputEntry> &) override { writer_->finish(); }
+
+private:
+    // Tables of several owners are in one database.
+    static const Table &with_owner(Table &table) {
+        table.name = output_name(table);
+        return table;
+    }
+
+    Table table_;
+    std::unique_ptr<TableWriter> writer_;
+};
+
+} // namespace
+
+OutputFactory::OutputFactory(const RescueOptions &options, const TextCharsets &charsets)
+    : options_(options), charset_(charsets.database.oracle) {
+    if (!is_shared(options.format))
+        return;
+    shared_destination_ = std::make_unique<Destination>(options.output);
+    shared_ = make_format(options.format, *shared_destination_, DATABASE_NAME, charset_);
+}
+
+OutputFactory::~OutputFactory() = default;
+
+std::unique_ptr<TableOutput> OutputFactory::open(const Table &table, const std::string &stem) {
+    if (shared_ != nullptr)
+        return std::make_unique<SharedOutput>(*shared_, table);
+    const std::string folder = std::filesystem::path(options_.output + "/" + stem).parent_path();
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error)
+        throw OutputError(folder + ": cannot be created: " + error.message());
+    return std::make_unique<FileOutput>(options_, charset_, table, stem);
+}
+
+void OutputFactory::finish(std::vector<TableEntry> &tables) {
+    if (shared_ == nullptr)
+        return;
+    shared_->finish();
+    const std::string path = options_.output + "/" + DATABASE_FILE;
+    const FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const OutputEntry output{DATABASE_FILE, std::filesystem::file_size(path), file_crc32(file.get(), path)};
+    for (TableEntry &table : tables)
+        if (table.status == TableStatus::complete || table.status == TableStatus::partial)
+            table.outputs = {output};
+}
+
+std::vector<std::string> output_files(const FormatOptions &options, const std::string &stem,
+                                      const std::string &suspect_stem) {
+    std::vector<std::string> files;
+    if (is_shared(options))
+        return files;
+    for (const std::string &extension : extensions(options))
+        files.insert(files.end(), {stem + extension, suspect_stem + extension});
+    return files;
+}
+
+std::vector<std::string> shared_files(const FormatOptions &options) {
+    return is_shared(options) ? std::vector<std::string>{DATABASE_FILE} : std::vector<std::string>{};
+}
+
+uint32_t file_crc32(int fd, const std::string &path) {
+    std::vector<char> buffer(OutputFile::BUFFER_SIZE);
+    Digest digest;
+    for (uint64_t at = 0;; at = digest.bytes()) {
+        const size_t size = read_at(fd, buffer.data(), buffer.size(), at, path);
+        digest.add(buffer.data(), size);
+        if (size < buffer.size())
+            return digest.crc32();
+    }
+}
+
+} // namespace vexlo

@@ -1,0 +1,214 @@
+#include "rescue/unload_run.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <map>
+
+#include "rescue/open_database.h"
+#include "rescue/output_directory.h"
+#include "rescue/plan.h"
+#include "rescue/record.h"
+#include "rescue/rescue_progress.h"
+#include "rescue/stop.h"
+#include "rescue/summary.h"
+#include "rescue/unload.h"
+#include "values/errors.h"
+
+namespace vexlo {
+
+namespace {
+
+constexpr char NOT_REACHED[] = "not reached";
+constexpr char INTERRUPTED[] = "interrupted";
+
+// Blocks that the segment headers of all tables name, as far as the first map of each goes.
+uint64_t count_blocks(const OpenDatabase &database, const std::vector<PlannedTable> &tables,
+                      const ReadOptions &reading) {
+    uint64_t blocks = 0;
+    for (const PlannedTable &table : tables)
+        for (const TableSegment &segment : table.segments) {
+            SegmentRuns runs(database.files, database.scans, segment.segment, reading);
+            BlockRun run;
+            if (!reading.ignore_maps && runs.next(run))
+                blocks += runs.blocks_known();
+        }
+    return blocks;
+}
+
+// The datafiles among the inputs.
+std::vector<FileEntry> datafiles(const std::vector<FileEntry> &files) {
+    std::vector<FileEntry> rest;
+    std::copy_if(files.begin(), files.end(), std::back_inserter(rest), [](const FileEntry &file) {
+        return file.status != "missing" && file.status != status_text(FileStatus::not_a_datafile);
+    });
+    return rest;
+}
+
+class UnloadRun {
+public:
+    UnloadRun(const RescueOptions &options, Console &console)
+        : options_(options), console_(console), report_(console), database_(options, report_),
+          charsets_(text_charsets(database_.dictionary, options, report_)),
+          tables_(plan_tables(database_.dictionary, options)), directory_(options.output),
+          record_file_(options.output) {
+        if (tables_.empty())
+            throw UsageError("no table is selected");
+    }
+
+    int run() {
+        prepare();
+        record_file_.write(record_);
+        catch_stop_signals();
+        try {
+            unload_tables();
+        } catch (const Stopped &) {
+            stopped_ = true;
+        }
+        console_.clear_status();
+        record_.files = file_entries(database_.files, database_.dictionary);
+        record_.exit_status = exit_status();
+        if (!stopped_)
+            record_.finished = moment_text(std::chrono::system_clock::now());
+        record_file_.write(record_);
+        tell();
+        return *record_.exit_status;
+    }
+
+private:
+    void prepare() {
+        record_.version = VEXLO_VERSION;
+        record_.command = options_.command;
+        record_.started = moment_text(std::chrono::system_clock::now());
+        record_.files = file_entries(database_.files, database_.dictionary);
+        for (const PlannedTable &table : tables_) {
+            record_.tables.push_back(empty_entry(table));
+            record_.tables.back().reason = NOT_REACHED;
+        }
+        directory_.lock();
+        const std::vector<std::string> paths = output_paths();
+        directory_.refuse_inputs(paths, database_.files);
+        if (options_.resume)
+            resume();
+        else if (!options_.overwrite)
+            directory_.refuse_existing(paths);
+        directory_.remove_unfinished(paths);
+    }
+
+    // Every path in the output directory that this run may write.
+    std::vector<std::string> output_paths() const {
+        std::vector<std::string> paths = shared_files(options_.format);
+        paths.emplace_back(RECORD_NAME);
+        for (const PlannedTable &table : tables_)
+            for (const std::string &path : output_files(options_.format, table.stem, table.suspect_stem))
+                paths.push_back(path);
+        return paths;
+    }
+
+    // Takes over what an earlier run has finished, when it was one of the same inputs and options.
+    void resume() {
+        const std::optional<RunRecord> earlier = load_record(options_.output);
+        if (!earlier)
+            return;
+        require_same(*earlier);
+        for (size_t i = 0; i < tables_.size(); ++i) {
+            const TableEntry &entry = earlier->tables[i];
+            const bool finished =
+                entry.status == TableStatus::complete || entry.status == TableStatus::partial;
+            if (finished && !entry.outputs.empty() && directory_.holds(entry.outputs))
+                record_.tables[i] = entry;
+        }
+        record_.started = earlier->started;
+    }
+
+    void require_same(const RunRecord &earlier) const {
+        RescueOptions options;
+        if (parse_rescue_options(earlier.command, options) >= 0 || !same_outputs(options, options_))
+            throw UsageError("the options differ from those of the run in " + options_.output);
+        if (datafiles(earlier.files) != datafiles(record_.files))
+            throw UsageError("the datafiles have changed since the run in " + options_.output);
+        const auto names = [](const TableEntry &entry) {
+            return std::tie(entry.owner, entry.table, entry.partition);
+        };
+        const auto same_name = [&](const TableEntry &one, const TableEntry &other) {
+            return names(one) == names(other);
+        };
+        if (!std::equal(earlier.tables.begin(), earlier.tables.end(), record_.tables.begin(),
+                        record_.tables.end(), same_name))
+            throw UsageError("the tables have changed since the run in " + options_.output);
+    }
+
+    bool is_done(size_t i) const { return record_.tables[i].status != TableStatus::failed; }
+
+    void unload_tables() {
+        OutputFactory outputs(options_, charsets_);
+        const bool shows = !options_.quiet && isatty(STDERR_FILENO) != 0;
+        RescueProgress progress(console_, shows, tables_.size(),
+                                shows ? count_blocks(database_, tables_, options_.reading) : 0);
+        const UnloadContext context{options_,  database_.files, database_.scans, database_.dictionary,
+                                    charsets_, outputs,         console_,        progress};
+        for (size_t i = 0; i < tables_.size(); ++i) {
+            check_stop();
+            progress.start_table(tables_[i].title());
+            if (!is_done(i))
+                unload_one(context, i);
+        }
+        outputs.finish(record_.tables);
+    }
+
+    void unload_one(const UnloadContext &context, size_t i) {
+        TableEntry &entry = record_.tables[i];
+        try {
+            entry = unload_table(context, tables_[i]);
+            directory_.remove_others(output_files(options_.format, tables_[i].stem, tables_[i].suspect_stem),
+                                     entry.outputs);
+        } catch (const OutputError &error) {
+            entry.reason = error.what();
+            report_.failure(error.what());
+        } catch (const Stopped &) {
+            entry.reason = INTERRUPTED;
+            throw;
+        }
+        record_file_.write_if_due(record_);
+    }
+
+    int exit_status() const {
+        if (report_.exit_status() != EXIT_CONVERTED)
+            return report_.exit_status();
+        const bool complete =
+            std::all_of(record_.tables.begin(), record_.tables.end(),
+                        [](const TableEntry &table) { return table.status == TableStatus::complete; });
+        return complete ? EXIT_CONVERTED : EXIT_LOSSES;
+    }
+
+    void tell() const {
+        if (options_.json)
+            std::fputs(record_text(record_).c_str(), stdout);
+        else if (!options_.quiet)
+            std::fputs(summary_text(record_.tables).c_str(), stderr);
+        if (stopped_)
+            console_.line("interrupted; --resume goes on");
+    }
+
+    const RescueOptions &options_;
+    Console &console_;
+    Report report_;
+    OpenDatabase database_;
+    TextCharsets charsets_;
+    std::vector<PlannedTable> tables_;
+    OutputDirectory directory_;
+    RecordFile record_file_;
+    RunRecord record_;
+    bool stopped_ = false;
+};
+
+} // namespace
+
+int run_unload(const RescueOptions &options, Console &console) {
+    return UnloadRun(options, console).run();
+}
+
+} // namespace vexlo

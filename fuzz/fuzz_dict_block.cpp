@@ -3,7 +3,7 @@
 // lead to.
 #include "harness.h"
 
-#include "dict/dict_table.h"
+#include "dict/row_decoders.h"
 
 namespace {
 

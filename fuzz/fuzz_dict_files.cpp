@@ -39,10 +39,10 @@ void name_table(const TAB &tab) {
 void ask_for_everything() {
     for (const char *command : {"list users", "list tables", "list objects", "list files"})
         fuzz::run_command(command);
-    const std::span<TAB> tables = loaded(TAB_SLOT);
+    const std::span<TAB> tables = loaded(TAB_TABLE);
     for (const TAB &tab : tables.first(std::min(tables.size(), NAMED_TABLES)))
         name_table(tab);
-    const std::span<USER> users = loaded(USER_SLOT);
+    const std::span<USER> users = loaded(USER_TABLE);
     for (const USER &user : users.first(std::min(users.size(), NAMED_TABLES))) {
         fuzz::run_command(std::string("list tables \"") + user.name + "\"");
         fuzz::run_command(std::string("unload user \"") + user.name + "\"");

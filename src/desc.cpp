@@ -6,11 +6,11 @@
 #include <cstdio>
 
 int desc_handle(char *args) {
-    if (!is_loaded(COL_SLOT)) {
+    if (!is_loaded(COL_TABLE)) {
         printf("Table column information not loaded.\n");
         return -1;
     }
-    if (!is_loaded(USER_SLOT) || !is_loaded(TAB_SLOT)) {
+    if (!is_loaded(USER_TABLE) || !is_loaded(TAB_TABLE)) {
         report("dictionary data not loaded.\n");
         return -1;
     }

@@ -6,7 +6,7 @@
 #include <cstring>
 
 const OBJ *object_at(uint32_t oi) {
-    const std::span<OBJ> objects = held(OBJ_SLOT);
+    const std::span<OBJ> objects = held(OBJ_TABLE);
     return oi < objects.size() ? &objects[oi] : nullptr;
 }
 
@@ -18,19 +18,19 @@ const char *object_name(uint32_t oi) {
 const char *owner_name(uint32_t ui) {
     if (ui == NO_INDEX)
         return "PUBLIC";
-    const std::span<USER> users = held(USER_SLOT);
+    const std::span<USER> users = held(USER_TABLE);
     return ui < users.size() ? users[ui].name : "";
 }
 
 std::span<COL> table_columns(const TAB &tab) {
-    const std::span<COL> columns = held(COL_SLOT);
+    const std::span<COL> columns = held(COL_TABLE);
     if (tab.coff > columns.size() || tab.tcol > columns.size() - tab.coff)
         return {};
     return columns.subspan(tab.coff, tab.tcol);
 }
 
 int find_user(const char *name) {
-    const std::span<USER> users = loaded(USER_SLOT);
+    const std::span<USER> users = loaded(USER_TABLE);
     for (size_t i = 0; i < users.size(); i++)
         if (strcmp(users[i].name, name) == 0)
             return static_cast<int>(i);
@@ -38,7 +38,7 @@ int find_user(const char *name) {
 }
 
 const TAB *find_user_table(uint32_t ui, const char *name) {
-    for (const TAB &tab : loaded(TAB_SLOT))
+    for (const TAB &tab : loaded(TAB_TABLE))
         if (tab.ui == ui && strcmp(object_name(tab.oi), name) == 0)
             return &tab;
     return nullptr;

@@ -2,34 +2,15 @@
 // loaded, and look-ups by index and by name that cannot leave an array.
 #pragma once
 
-#include "vexlo.h"
+#include "dict_table.h"
 
 #include <algorithm>
 #include <span>
 
-/// One dictionary array: its file's base name, its slot, its count and the records its block really holds.
+/// True when the table's slot holds an array, be it empty.
 template <class REC>
-struct DICT_SLOT {
-    const char *name;
-    REC *ZUKCTX::*array;
-    uint32_t ZUKSYS::*count;
-};
-
-inline constexpr DICT_SLOT<USER> USER_SLOT{"user", &ZUKCTX::usr, &ZUKSYS::nu};
-inline constexpr DICT_SLOT<TS> TS_SLOT{"ts", &ZUKCTX::ts, &ZUKSYS::nts};
-inline constexpr DICT_SLOT<OBJ> OBJ_SLOT{"obj", &ZUKCTX::obj, &ZUKSYS::nobj};
-inline constexpr DICT_SLOT<TAB> TAB_SLOT{"tab", &ZUKCTX::tab, &ZUKSYS::ntab};
-inline constexpr DICT_SLOT<COL> COL_SLOT{"col", &ZUKCTX::col, &ZUKSYS::ncol};
-inline constexpr DICT_SLOT<TABPART> TABPART_SLOT{"tabpart", &ZUKCTX::tp, &ZUKSYS::ntp};
-inline constexpr DICT_SLOT<TABPART> TABCOMPART_SLOT{"tabcompart", &ZUKCTX::tcp, &ZUKSYS::ntcp};
-inline constexpr DICT_SLOT<TABSUBPART> TABSUBPART_SLOT{"tabsubpart", &ZUKCTX::tsp, &ZUKSYS::ntsp};
-inline constexpr DICT_SLOT<LOB> LOB_SLOT{"lob", &ZUKCTX::lob, &ZUKSYS::nlob};
-inline constexpr DICT_SLOT<LOBIDX> LOBIDX_SLOT{"ind", &ZUKCTX::lidx, &ZUKSYS::nidx};
-
-/// True when the slot holds an array, be it empty.
-template <class REC>
-bool is_loaded(const DICT_SLOT<REC> &slot) {
-    return g_ctx.*slot.array != nullptr;
+bool is_loaded(const DICT_TABLE<REC> &table) {
+    return g_ctx.*table.array != nullptr;
 }
 
 /// True for an array that stands in the work buffer, where the next command overwrites it.
@@ -37,39 +18,39 @@ inline bool in_work_buffer(const void *array) {
     return array == g_ctx.wrk;
 }
 
-/// All records of the slot's block: none from a null slot or one that a failed sort left pointing at the work
-/// buffer. An index in a record is looked up here: an export that fails leaves arrays of an earlier load
-/// whole beside a count of its own.
+/// All records of the block behind the table's slot: none from a null slot or one that a failed sort left
+/// pointing at the work buffer. An index in a record is looked up here: an export that fails leaves arrays of
+/// an earlier load whole beside a count of its own.
 template <class REC>
-std::span<REC> held(const DICT_SLOT<REC> &slot) {
-    if (!is_loaded(slot) || in_work_buffer(g_ctx.*slot.array))
+std::span<REC> held(const DICT_TABLE<REC> &table) {
+    if (!is_loaded(table) || in_work_buffer(g_ctx.*table.array))
         return {};
-    return {g_ctx.*slot.array, g_ctx.cap.*slot.count};
+    return {g_ctx.*table.array, g_ctx.cap.*table.count};
 }
 
 /// The records that the count in g_ctx.sys makes visible to listings and searches, as far as they are held.
 template <class REC>
-std::span<REC> loaded(const DICT_SLOT<REC> &slot) {
-    const std::span<REC> records = held(slot);
-    return records.first(std::min<size_t>(g_ctx.sys.*slot.count, records.size()));
+std::span<REC> loaded(const DICT_TABLE<REC> &table) {
+    const std::span<REC> records = held(table);
+    return records.first(std::min<size_t>(g_ctx.sys.*table.count, records.size()));
 }
 
-/// Puts `array`, which holds `count` records, into the slot. The context owns it from now on unless it is the
-/// work buffer. The slot must be empty.
+/// Puts `array`, which holds `count` records, into the table's slot. The context owns it from now on unless
+/// it is the work buffer. The slot must be empty.
 template <class REC>
-void fill_slot(const DICT_SLOT<REC> &slot, REC *array, uint32_t count) {
-    g_ctx.*slot.array = array;
-    g_ctx.cap.*slot.count = count;
+void fill_slot(const DICT_TABLE<REC> &table, REC *array, uint32_t count) {
+    g_ctx.*table.array = array;
+    g_ctx.cap.*table.count = count;
 }
 
 /// Frees a dictionary block unless it is the work buffer, which main owns.
 void free_records(void *array);
 
-/// Empties the slot and frees its block if the context owns it. The count in g_ctx.sys stays.
+/// Empties the table's slot and frees its block if the context owns it. The count in g_ctx.sys stays.
 template <class REC>
-void clear_slot(const DICT_SLOT<REC> &slot) {
-    free_records(g_ctx.*slot.array);
-    fill_slot<REC>(slot, nullptr, 0);
+void clear_slot(const DICT_TABLE<REC> &table) {
+    free_records(g_ctx.*table.array);
+    fill_slot<REC>(table, nullptr, 0);
 }
 
 /// Frees every dictionary array and the datafile table, which must be closed. Returns 0.

@@ -28,7 +28,7 @@ std::optional<OWNER_FILTER> take_owner(char *args) {
         copy_name(name, g_ctx.cur_usr);
     if (name[0] == '\0')
         return OWNER_FILTER{true, 0};
-    const int ui = loaded(USER_SLOT).empty() ? 0 : find_user(name);
+    const int ui = loaded(USER_TABLE).empty() ? 0 : find_user(name);
     if (ui < 0) {
         report("user \"%s\" not found.\n", name);
         return std::nullopt;
@@ -48,12 +48,12 @@ void print_file_info() {
 }
 
 void print_user_info() {
-    if (!is_loaded(USER_SLOT)) {
+    if (!is_loaded(USER_TABLE)) {
         printf("User information not loaded.\n");
         return;
     }
     printf("USER_ID     DEFAULT TS#     USER_NAME\n");
-    for (const USER &user : loaded(USER_SLOT))
+    for (const USER &user : loaded(USER_TABLE))
         printf("%-12d%-16d%-s\n", static_cast<int>(user.uid), static_cast<int>(user.dts), user.name);
 }
 
@@ -65,7 +65,7 @@ std::optional<OWNER_FILTER> begin_owner_listing(bool records_loaded, const char 
         printf("%s information not loaded.\n", what);
         return std::nullopt;
     }
-    if (!is_loaded(USER_SLOT)) {
+    if (!is_loaded(USER_TABLE)) {
         printf("dictionary data not loaded.\n");
         return std::nullopt;
     }
@@ -77,11 +77,11 @@ std::optional<OWNER_FILTER> begin_owner_listing(bool records_loaded, const char 
 
 void print_table_info(char *args) {
     const std::optional<OWNER_FILTER> filter = begin_owner_listing(
-        is_loaded(TAB_SLOT), "Table", args,
+        is_loaded(TAB_TABLE), "Table", args,
         "OWNER                           TABLE_NAME                      COLS  FILE#  BLOCK#");
     if (!filter)
         return;
-    for (const TAB &tab : loaded(TAB_SLOT))
+    for (const TAB &tab : loaded(TAB_TABLE))
         if (shows(*filter, tab.ui))
             printf("%-30s  %-30s  %-4d  %5d  %6d\n", owner_name(tab.ui), object_name(tab.oi),
                    static_cast<int>(tab.ncol), static_cast<int>(tab.fno), static_cast<int>(tab.blk));
@@ -89,22 +89,22 @@ void print_table_info(char *args) {
 
 void print_object_info(char *args) {
     const std::optional<OWNER_FILTER> filter =
-        begin_owner_listing(is_loaded(OBJ_SLOT), "Object", args,
+        begin_owner_listing(is_loaded(OBJ_TABLE), "Object", args,
                             "OWNER                           OBJECT_NAME                     TYPE");
     if (!filter)
         return;
-    for (const OBJ &obj : loaded(OBJ_SLOT))
+    for (const OBJ &obj : loaded(OBJ_TABLE))
         if (shows(*filter, obj.owner))
             printf("%-30s  %-30s  %-4d\n", owner_name(obj.owner), obj.name, static_cast<int>(obj.type));
 }
 
 // Only simple partitions are listed; a composite-partitioned table shows its title and header alone.
 void print_tabpart_info(char *args) {
-    if (!is_loaded(TABPART_SLOT)) {
+    if (!is_loaded(TABPART_TABLE)) {
         printf("Table Partition information not loaded.\n");
         return;
     }
-    if (!is_loaded(USER_SLOT) || !is_loaded(TAB_SLOT)) {
+    if (!is_loaded(USER_TABLE) || !is_loaded(TAB_TABLE)) {
         report("dictionary data not loaded.\n");
         return;
     }
@@ -118,7 +118,7 @@ void print_tabpart_info(char *args) {
     }
     printf("\"%s\".\"%s\" table partitions:\n", user, table);
     printf("OBJ#      NAME\n");
-    for (const TABPART &part : loaded(TABPART_SLOT))
+    for (const TABPART &part : loaded(TABPART_TABLE))
         if (part.objp == tab->objn)
             printf("%-8d  %s\n", static_cast<int>(part.objn), object_name(part.oi));
 }

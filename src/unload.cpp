@@ -55,7 +55,7 @@ uint32_t count_lob_columns(const TAB &tab) {
 }
 
 void fill_tab_info(TAB_INFO *info, uint32_t index) {
-    const TAB &tab = loaded(TAB_SLOT)[index];
+    const TAB &tab = loaded(TAB_TABLE)[index];
     *info = {};
     if ((tab.flag & TAB_HAS_LOB) != 0)
         info->flag |= TAB_INFO_LOB;
@@ -89,7 +89,7 @@ int create_dump(const char *name, int64_t directory) {
 // Unloads the table of one directory entry, which ends up with its offset and row count. A table that fails
 // keeps the rows counted before.
 void unload_listed_table(ULDR *ul, TAB_INFO *info, const char *user) {
-    ul->tabp = &loaded(TAB_SLOT)[info->nrows];
+    ul->tabp = &loaded(TAB_TABLE)[info->nrows];
     ul->nrow = 0;
     ul->nlob = static_cast<int32_t>(info->nlob);
     info->offset = ul->data_ofs;
@@ -130,7 +130,7 @@ int unload_to_file(const char *name, const char (&user)[NAME_SIZE], std::span<TA
 // Counts the tables of a user that can be unloaded and says why the others are left out.
 int64_t count_tables(uint32_t ui) {
     int64_t count = 0;
-    for (const TAB &tab : loaded(TAB_SLOT)) {
+    for (const TAB &tab : loaded(TAB_TABLE)) {
         if (tab.ui != ui)
             continue;
         const ELIGIBLE eligible = eligibility(tab);
@@ -141,7 +141,7 @@ int64_t count_tables(uint32_t ui) {
 }
 
 void list_tables(uint32_t ui, std::span<TAB_INFO> tinf) {
-    const std::span<TAB> tables = loaded(TAB_SLOT);
+    const std::span<TAB> tables = loaded(TAB_TABLE);
     size_t k = 0;
     for (uint32_t i = 0; i < tables.size(); i++)
         if (tables[i].ui == ui && eligibility(tables[i]) == ELIGIBLE::yes)

@@ -1,6 +1,7 @@
 #include "console.h"
 #include "data/dump_file.h"
 #include "dict_path.h"
+#include "dict_table.h"
 #include "file_io.h"
 
 #include <algorithm>
@@ -66,7 +67,7 @@ int read_properties(int fd, const char *path, NLS_TEXTS *nls, HEAD_INFO *head) {
 
 int make_head() {
     char path[PATH_SIZE];
-    dict_path(path, "props");
+    dict_path(path, PROPS_TABLE.file);
     const int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         report("open %s: %s\n", path, strerror(errno));

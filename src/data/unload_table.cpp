@@ -52,7 +52,7 @@ int unload_segment_of(ULDR *ul, const OWNER &owner) {
 
 // Unloads the partitions or subpartitions whose parent is the object `objp`.
 template <class PART>
-int unload_parts(ULDR *ul, const DICT_SLOT<PART> &parts, uint32_t objp) {
+int unload_parts(ULDR *ul, const DICT_TABLE<PART> &parts, uint32_t objp) {
     for (const PART &part : loaded(parts))
         if (part.objp == objp && unload_segment_of(ul, part) < 0)
             return -1;
@@ -60,8 +60,8 @@ int unload_parts(ULDR *ul, const DICT_SLOT<PART> &parts, uint32_t objp) {
 }
 
 int unload_composite(ULDR *ul) {
-    for (const TABPART &part : loaded(TABCOMPART_SLOT))
-        if (part.objp == ul->tabp->objn && unload_parts(ul, TABSUBPART_SLOT, part.objn) < 0)
+    for (const TABPART &part : loaded(TABCOMPART_TABLE))
+        if (part.objp == ul->tabp->objn && unload_parts(ul, TABSUBPART_TABLE, part.objn) < 0)
             return -1;
     return 0;
 }
@@ -71,7 +71,7 @@ int unload_segments(ULDR *ul) {
     if ((tab.flag & TAB_PARTITIONED) == 0)
         return unload_segment_of(ul, tab);
     if ((tab.flag & TAB_COMPOSITE) == 0)
-        return unload_parts(ul, TABPART_SLOT, tab.objn);
+        return unload_parts(ul, TABPART_TABLE, tab.objn);
     return unload_composite(ul);
 }
 

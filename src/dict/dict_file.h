@@ -1,12 +1,16 @@
 // Moving whole arrays of records between memory and the dictionary files.
 #pragma once
 
-#include "vexlo.h"
+#include "dict_table.h"
 
 /// Writes `size` bytes at `data` to the dictionary file `name`: created or truncated when g_ctx.fd is -1,
 /// behind what the file holds otherwise. Leaves the descriptor in g_ctx.fd. Returns 0, or -1 after "open %s:
 /// %s\n" or "write %s: %s\n", with g_ctx.fd -1.
 int write_dict_data(const char *name, const void *data, int size);
+
+/// Writes the `n` records to the table's file as write_dict_data does, its message followed by "write %s
+/// dictionary data error.\n". Returns 0 or -1.
+int write_records(const DICT_FACTS &table, const void *records, int n, size_t size);
 
 /// Closes the dictionary file being written, if there is one.
 void close_dict_file();

@@ -3,6 +3,7 @@
 #include "dict/dict_file.h"
 #include "dict/export.h"
 #include "dict/sort.h"
+#include "dict_table.h"
 #include "walk_segment.h"
 
 #include <cstring>
@@ -46,40 +47,39 @@ int read_bootstrap() {
     return walk_segment(segment, g_ctx.sys.rootdba, buffers) < 0 ? -1 : segment.nbr;
 }
 
-// Runs one step behind its progress line.
+// Runs one step of a table behind its progress line.
 template <class STEP>
-int run_step(const char *verb, const char *table, uint32_t ZUKSYS::*count, STEP &&step) {
-    show_dict_step(verb, table);
+int run_step(const char *verb, const DICT_FACTS &table, STEP &&step) {
+    show_dict_step(verb, table.label);
     if (step() < 0)
         return -1;
-    show_rows_done(g_ctx.sys.*count);
+    show_rows_done(g_ctx.sys.*table.count);
     return 0;
 }
 
 template <class STEP>
-int export_step(const char *table, uint32_t ZUKSYS::*count, STEP &&step) {
-    if (run_step("export", table, count, step) == 0)
+int export_step(const DICT_FACTS &table, STEP &&step) {
+    if (run_step("export", table, step) == 0)
         return 0;
-    report("export %s$ error.\n", table);
+    report("export %s$ error.\n", table.label);
     return -1;
 }
 
 // Exports the tables that bootstrap$ describes.
 int export_bootstrap_tables(const BOOTSTRAP *bs, int nbr) {
     uint8_t *rbuf = g_ctx.wrk + BOOTSTRAP_SIZE;
-    const auto step = [&](const char *table, uint32_t ZUKSYS::*count, auto export_table) {
-        return export_step(table, count,
-                           [&] { return export_table(bs, nbr, rbuf, WORK_SIZE - BOOTSTRAP_SIZE); });
+    const auto step = [&](const DICT_FACTS &table, auto export_table) {
+        return export_step(table, [&] { return export_table(bs, nbr, rbuf, WORK_SIZE - BOOTSTRAP_SIZE); });
     };
-    if (step("user", &ZUKSYS::nu, export_user) < 0 || step("ts", &ZUKSYS::nts, export_ts) < 0 ||
-        step("obj", &ZUKSYS::nobj, export_obj) < 0 || step("tab", &ZUKSYS::ntab, export_tab) < 0 ||
-        step("clu", &ZUKSYS::ntab, export_clu) < 0 || step("col", &ZUKSYS::ncol, export_col) < 0 ||
-        step("ind", &ZUKSYS::nidx, export_lob_ind) < 0)
+    if (step(USER_TABLE, export_user) < 0 || step(TS_TABLE, export_ts) < 0 ||
+        step(OBJ_TABLE, export_obj) < 0 || step(TAB_TABLE, export_tab) < 0 ||
+        step(CLU_TABLE, export_clu) < 0 || step(COL_TABLE, export_col) < 0 ||
+        step(IND_TABLE, export_lob_ind) < 0)
         return -1;
     return 0;
 }
 
-// Address and cluster table number of the tables that bootstrap$ does not describe, as their sorts find them.
+// Address and cluster table number of the special tables, as the sorts find them.
 struct SPECIAL_SEGMENTS {
     uint32_t obj[SPECIAL_TABLES];
     uint32_t it[SPECIAL_TABLES];
@@ -87,38 +87,34 @@ struct SPECIAL_SEGMENTS {
 };
 
 int sort_bootstrap_tables(SPECIAL_SEGMENTS *special) {
-    if (run_step("sort", "user", &ZUKSYS::nu, sort_user_by_uid) < 0 ||
-        run_step("sort", "ts", &ZUKSYS::nts, sort_ts_by_tsn) < 0 ||
-        run_step("sort", "obj", &ZUKSYS::nobj, [&] { return sort_obj_by_objn(special->obj); }) < 0 ||
-        run_step("sort", "tab", &ZUKSYS::ntab,
-                 [&] { return sort_tab_by_objn(special->obj, special->it, special->dba); }) < 0 ||
-        run_step("sort", "col", &ZUKSYS::ncol, sort_col_by_scid) < 0 ||
-        run_step("sort", "ind", &ZUKSYS::nidx, sort_lob_index_by_objn) < 0)
+    const auto sort_obj = [&] { return sort_obj_by_objn(special->obj); };
+    const auto sort_tab = [&] { return sort_tab_by_objn(special->obj, special->it, special->dba); };
+    if (run_step("sort", USER_TABLE, sort_user_by_uid) < 0 ||
+        run_step("sort", TS_TABLE, sort_ts_by_tsn) < 0 || run_step("sort", OBJ_TABLE, sort_obj) < 0 ||
+        run_step("sort", TAB_TABLE, sort_tab) < 0 || run_step("sort", COL_TABLE, sort_col_by_scid) < 0 ||
+        run_step("sort", IND_TABLE, sort_lob_index_by_objn) < 0)
         return -1;
     return 0;
 }
 
 int export_special_tables(const SPECIAL_SEGMENTS &special) {
-    int k = 0;
-    const auto step = [&](const char *table, uint32_t ZUKSYS::*count, auto export_table) {
-        const int at = k++;
-        return export_step(table, count, [&] {
-            return export_table(special.it[at], special.dba[at], g_ctx.wrk, WORK_SIZE);
-        });
+    const auto step = [&](const DICT_FACTS &table, auto export_table) {
+        const int at = table.segment;
+        return export_step(
+            table, [&] { return export_table(special.it[at], special.dba[at], g_ctx.wrk, WORK_SIZE); });
     };
-    if (step("lob", &ZUKSYS::nlob, export_lob) < 0 || step("tabpart", &ZUKSYS::ntp, export_tabpart) < 0 ||
-        step("tabsubpart", &ZUKSYS::ntsp, export_tabsubpart) < 0 ||
-        step("tabcompart", &ZUKSYS::ntcp, export_tabcompart) < 0 ||
-        step("props", &ZUKSYS::nobj, export_props) < 0)
+    if (step(LOB_TABLE, export_lob) < 0 || step(TABPART_TABLE, export_tabpart) < 0 ||
+        step(TABSUBPART_TABLE, export_tabsubpart) < 0 || step(TABCOMPART_TABLE, export_tabcompart) < 0 ||
+        step(PROPS_TABLE, export_props) < 0)
         return -1;
     return 0;
 }
 
 int sort_special_tables() {
-    if (run_step("sort", "lob", &ZUKSYS::nlob, sort_lob_by_objn) < 0 ||
-        run_step("sort", "tabpart", &ZUKSYS::ntp, sort_tabpart_by_objp) < 0 ||
-        run_step("sort", "tabsubpart", &ZUKSYS::ntsp, sort_tabsubpart_by_objp) < 0 ||
-        run_step("sort", "tabcompart", &ZUKSYS::ntcp, sort_tabcompart_by_objp) < 0)
+    if (run_step("sort", LOB_TABLE, sort_lob_by_objn) < 0 ||
+        run_step("sort", TABPART_TABLE, sort_tabpart_by_objp) < 0 ||
+        run_step("sort", TABSUBPART_TABLE, sort_tabsubpart_by_objp) < 0 ||
+        run_step("sort", TABCOMPART_TABLE, sort_tabcompart_by_objp) < 0)
         return -1;
     return 0;
 }

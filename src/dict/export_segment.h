@@ -2,8 +2,8 @@
 #pragma once
 
 #include "dict/dict_file.h"
-#include "dict/dict_table.h"
 #include "dict/export.h"
+#include "dict/row_decoders.h"
 #include "walk_segment.h"
 
 /// The segment of a dictionary table. All its blocks are looked for in the SYSTEM datafile.
@@ -31,7 +31,7 @@ struct DICT_SEGMENT {
 /// Exports the table whose segment header is at `rdba`; `DECODE` is its row decoder. Half of the buffer holds
 /// records, then come the header block, the decoder's block, and blocks read ahead.
 template <class REC, auto DECODE>
-int export_segment(const DICT_TABLE &table, uint32_t tabn, uint32_t rdba, uint8_t *rbuf, int buf_sz) {
+int export_segment(const DICT_FACTS &table, uint32_t tabn, uint32_t rdba, uint8_t *rbuf, int buf_sz) {
     const int max_rows = buf_sz / 2 / static_cast<int>(sizeof(REC));
     const int64_t header = (static_cast<int64_t>(max_rows) * static_cast<int64_t>(sizeof(REC)) + 7) / 8 * 8;
     uint8_t *hblk = rbuf + header;
@@ -50,7 +50,7 @@ int export_segment(const DICT_TABLE &table, uint32_t tabn, uint32_t rdba, uint8_
 
 /// Exports a table that bootstrap$ describes.
 template <class REC, auto DECODE>
-int export_bootstrap_table(const DICT_TABLE &table, const BOOTSTRAP *bs, int nbr, uint8_t *rbuf, int buf_sz) {
+int export_bootstrap_table(const DICT_FACTS &table, const BOOTSTRAP *bs, int nbr, uint8_t *rbuf, int buf_sz) {
     int tabn;
     uint32_t rdba;
     if (get_boot_table_rdba(bs, nbr, table.table, &tabn, &rdba) < 0) {

@@ -12,7 +12,7 @@ namespace {
 // The indexes of all tables, ordered by the cluster they belong to, then by their columns. A heap block; null
 // after its message.
 uint32_t *index_tables_by_cluster() {
-    const std::span<TAB> tables = loaded(TAB_SLOT);
+    const std::span<TAB> tables = loaded(TAB_TABLE);
     uint32_t *index = allocate<uint32_t>(tables.size());
     if (index == nullptr)
         return nullptr;
@@ -25,7 +25,7 @@ uint32_t *index_tables_by_cluster() {
 }
 
 std::span<const uint32_t> tables_of_cluster(std::span<const uint32_t> index, uint32_t objn) {
-    const std::span<TAB> tables = loaded(TAB_SLOT);
+    const std::span<TAB> tables = loaded(TAB_TABLE);
     const auto first =
         std::partition_point(index.begin(), index.end(), [&](uint32_t t) { return tables[t].objb < objn; });
     const auto last =
@@ -55,7 +55,7 @@ struct CLUSTER_COLUMNS {
 // match it goes on, and when the table's columns have run out the other key columns find nothing. Of key
 // columns with one number in a row all match the same column, so that each number is looked for once.
 void mark_key_columns(const CLUSTER_COLUMNS &key, std::span<COL> columns) {
-    const std::span<COL> all = loaded(COL_SLOT);
+    const std::span<COL> all = loaded(COL_TABLE);
     size_t m = 0;
     for (size_t k = key.first; k < key.end; k = key.next[k]) {
         while (m < columns.size() && columns[m].scid != all[k].scid)
@@ -70,7 +70,7 @@ void mark_key_columns(const CLUSTER_COLUMNS &key, std::span<COL> columns) {
 void mark_tables(const CLU &clu, const CLUSTER_COLUMNS &key, std::span<const uint32_t> members) {
     const COL *marked = nullptr;
     for (const uint32_t t : members) {
-        TAB &tab = loaded(TAB_SLOT)[t];
+        TAB &tab = loaded(TAB_TABLE)[t];
         if ((clu.flag & CLU_ROW_EXTRA) != 0)
             tab.flag |= TAB_ROW_EXTRA;
         const std::span<COL> columns = table_columns(tab);
@@ -106,7 +106,7 @@ int mark_all(std::span<CLU> clusters, const COL_RUNS &runs) {
         // The key may run on into the columns of the next object, but not past the array.
         const size_t first = find_run(runs, clu.objn, 0)->start;
         const CLUSTER_COLUMNS key{first, std::min<size_t>(runs.columns.size(), first + clu.ncol), next};
-        mark_tables(clu, key, tables_of_cluster({index, loaded(TAB_SLOT).size()}, clu.objn));
+        mark_tables(clu, key, tables_of_cluster({index, loaded(TAB_TABLE).size()}, clu.objn));
         at = end;
     }
     free(next);
@@ -133,7 +133,7 @@ int mark_clusters(std::span<CLU> clusters, const COL_RUNS &runs) {
 int load_clusters(const COL_RUNS &runs) {
     void *data = nullptr;
     int size = 0;
-    int result = read_dict_data("cluster", &data, &size);
+    int result = read_dict_data(CLU_TABLE.file, &data, &size);
     if (result == 0)
         result = mark_clusters({static_cast<CLU *>(data), records_in<CLU>(size)}, runs);
     free_records(data);

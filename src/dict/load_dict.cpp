@@ -33,15 +33,15 @@ void *own_array(void *data, int size) {
     return own;
 }
 
-// Loads one dictionary file into its slot. Returns 0, or -1 after its message: the slot is null then and its
-// count what it was before.
+// Loads the file of one table into its slot. Returns 0, or -1 after its message: the slot is null then and
+// its count what it was before.
 template <class REC>
-int load_file(const DICT_SLOT<REC> &slot) {
-    show_dict_step("load", slot.name);
-    clear_slot(slot);
+int load_file(const DICT_TABLE<REC> &table) {
+    show_dict_step("load", table.label);
+    clear_slot(table);
     void *data = nullptr;
     int size = 0;
-    if (read_dict_data(slot.name, &data, &size) < 0) {
+    if (read_dict_data(table.file, &data, &size) < 0) {
         free_records(data);
         return -1;
     }
@@ -49,26 +49,23 @@ int load_file(const DICT_SLOT<REC> &slot) {
     if (own == nullptr)
         return -1;
     const uint32_t count = records_in<REC>(size);
-    fill_slot(slot, static_cast<REC *>(own), count);
-    g_ctx.sys.*slot.count = count;
-    end_names(loaded(slot));
+    fill_slot(table, static_cast<REC *>(own), count);
+    g_ctx.sys.*table.count = count;
+    end_names(loaded(table));
     show_rows_done(count);
     return 0;
 }
 
 int load_files() {
-    if (load_file(USER_SLOT) < 0 || load_file(TS_SLOT) < 0 || load_file(OBJ_SLOT) < 0 ||
-        load_file(TAB_SLOT) < 0 || load_file(COL_SLOT) < 0 || load_file(TABPART_SLOT) < 0 ||
-        load_file(TABCOMPART_SLOT) < 0 || load_file(TABSUBPART_SLOT) < 0 || load_file(LOB_SLOT) < 0 ||
-        load_file(LOBIDX_SLOT) < 0)
-        return -1;
-    return 0;
+    const bool complete =
+        std::apply([](const auto &...table) { return (... && (load_file(table) == 0)); }, loaded_tables);
+    return complete ? 0 : -1;
 }
 
 // Each resolving step assigns before it tests: the record at which a load stops holds NO_INDEX.
 
 int resolve_owners() {
-    for (OBJ &obj : loaded(OBJ_SLOT)) {
+    for (OBJ &obj : loaded(OBJ_TABLE)) {
         if (obj.owner == PUBLIC_UID) {
             obj.owner = NO_INDEX;
             continue;
@@ -92,7 +89,7 @@ int resolve_object(uint32_t objn, uint32_t *oi) {
 }
 
 int resolve_tables() {
-    for (TAB &tab : loaded(TAB_SLOT)) {
+    for (TAB &tab : loaded(TAB_TABLE)) {
         if (resolve_object(tab.objn, &tab.oi) < 0)
             return -1;
         const OBJ &obj = *object_at(tab.oi);
@@ -104,15 +101,15 @@ int resolve_tables() {
 }
 
 template <class REC>
-int resolve_parts(const DICT_SLOT<REC> &slot) {
-    for (REC &part : loaded(slot))
+int resolve_parts(const DICT_TABLE<REC> &table) {
+    for (REC &part : loaded(table))
         if (resolve_object(part.objn, &part.oi) < 0)
             return -1;
     return 0;
 }
 
 int resolve_composite_parts() {
-    for (TABPART &part : loaded(TABCOMPART_SLOT)) {
+    for (TABPART &part : loaded(TABCOMPART_TABLE)) {
         if (resolve_object(part.objn, &part.oi) < 0)
             return -1;
         const int t = lookup_tab(part.objp);
@@ -131,7 +128,7 @@ int resolve_composite_parts() {
 void attach_columns(const COL_RUNS &runs) {
     uint32_t from = 0;
     bool retried = false;
-    for (TAB &tab : loaded(TAB_SLOT)) {
+    for (TAB &tab : loaded(TAB_TABLE)) {
         const COL_RUN *run = find_run(runs, tab.objn, from);
         if (run == nullptr && !retried) {
             retried = true;
@@ -151,7 +148,7 @@ void attach_columns(const COL_RUNS &runs) {
 }
 
 int attach_columns_and_clusters() {
-    COL_RUNS runs = index_column_runs(loaded(COL_SLOT));
+    COL_RUNS runs = index_column_runs(loaded(COL_TABLE));
     if (runs.runs == nullptr)
         return -1;
     attach_columns(runs);
@@ -167,8 +164,9 @@ int load_dict_handle(char *args) {
         report("load command format error.\n");
         return -1;
     }
-    if (load_files() < 0 || resolve_owners() < 0 || resolve_tables() < 0 || resolve_parts(TABPART_SLOT) < 0 ||
-        resolve_composite_parts() < 0 || resolve_parts(TABSUBPART_SLOT) < 0)
+    if (load_files() < 0 || resolve_owners() < 0 || resolve_tables() < 0 ||
+        resolve_parts(TABPART_TABLE) < 0 || resolve_composite_parts() < 0 ||
+        resolve_parts(TABSUBPART_TABLE) < 0)
         return -1;
     return attach_columns_and_clusters();
 }

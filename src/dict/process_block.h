@@ -6,8 +6,9 @@
 
 #include "console.h"
 #include "datafile.h"
-#include "dict/dict_table.h"
+#include "dict/dict_file.h"
 #include "dict/row_cursor.h"
+#include "dict/row_decoders.h"
 #include "find_table_rows.h"
 
 /// Where a dictionary row is read from: the block of its column data and the piece in it.
@@ -101,7 +102,7 @@ ROW_RESULT process_dict_row(const ROW_AREA &area, const uint8_t *piece, uint8_t 
 
 /// Writes the records gathered so far and starts the array again. Returns 0, or -1 after its message.
 template <class REC>
-int write_batch(const DICT_TABLE &table, const REC *records, int *nrow) {
+int write_batch(const DICT_FACTS &table, const REC *records, int *nrow) {
     if (write_records(table, records, *nrow, sizeof(REC)) < 0)
         return -1;
     g_ctx.sys.*table.count += static_cast<uint32_t>(*nrow);
@@ -111,7 +112,7 @@ int write_batch(const DICT_TABLE &table, const REC *records, int *nrow) {
 
 /// The body of every row decoder: walks the rows of one block.
 template <class ROWS, class REC>
-int process_dict_block(const DICT_TABLE &table, uint8_t *cblk, const BLOCK &blk, REC *records, uint32_t tabn,
+int process_dict_block(const DICT_FACTS &table, uint8_t *cblk, const BLOCK &blk, REC *records, uint32_t tabn,
                        int max_rows, int *nrow) {
     ROW_AREA area;
     TABLE_ROWS rows;

@@ -4,9 +4,9 @@
 // columns are NULL.
 #pragma once
 
+#include "format/block.h"
 #include "format/number_to_int.h"
 #include "format/stored_value.h"
-#include "format/block.h"
 #include "value.h"
 #include "vexlo.h"
 

@@ -5,10 +5,7 @@
 
 #include <cstdint>
 
-/// Dictionary tables that bootstrap$ does not describe, in the order in which vectors of them are indexed.
-constexpr int SPECIAL_TABLES = 5;
-constexpr const char *special_tables[SPECIAL_TABLES] = {"LOB$", "TABPART$", "TABSUBPART$", "TABCOMPART$",
-                                                        "PROPS$"};
+// Vectors of special tables hold SPECIAL_TABLES entries in the order of special_tables (dict_table.h).
 
 int sort_user_by_uid();
 int sort_ts_by_tsn();

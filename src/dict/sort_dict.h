@@ -25,13 +25,13 @@ int order_records(REC *rec, uint32_t n, KEY key) {
     return 0;
 }
 
-/// Reads the dictionary file `name` and puts its records in order. `*rec` receives them (free_records frees
+/// Reads the file of `table` and puts its records in order. `*rec` receives them (free_records frees
 /// them) and `*n` their number. Returns 0, or -1 after its message with nothing to free.
 template <class REC, class KEY>
-int read_in_order(const char *name, KEY key, REC **rec, uint32_t *n) {
+int read_in_order(const DICT_TABLE<REC> &table, KEY key, REC **rec, uint32_t *n) {
     void *data = nullptr;
     int size = 0;
-    int result = read_dict_data(name, &data, &size);
+    int result = read_dict_data(table.file, &data, &size);
     *rec = static_cast<REC *>(data);
     *n = records_in<REC>(size);
     if (result == 0)
@@ -41,47 +41,47 @@ int read_in_order(const char *name, KEY key, REC **rec, uint32_t *n) {
     return result;
 }
 
-/// Writes `n` records as the whole of the dictionary file `name`. Returns 0, or -1 after its message.
+/// Writes `n` records as the whole of the file of `table`. Returns 0, or -1 after its message.
 template <class REC>
-int write_dict_file(const char *name, const REC *rec, uint32_t n) {
+int write_dict_file(const DICT_TABLE<REC> &table, const REC *rec, uint32_t n) {
     g_ctx.fd = -1;
-    const int result = write_dict_data(name, rec, static_cast<int>(n * sizeof(REC)));
+    const int result = write_dict_data(table.file, rec, static_cast<int>(n * sizeof(REC)));
     close_dict_file();
     return result;
 }
 
-/// Reads the file of `slot` into the slot, in order; an array that was there is freed. The count of the slot
-/// stays. Returns 0, or -1 after its message with the slot null.
+/// Reads the file of `table` into its slot, in order; an array that was there is freed. The count stays.
+/// Returns 0, or -1 after its message with the slot null.
 template <class REC, class KEY>
-int fill_in_order(const DICT_SLOT<REC> &slot, KEY key) {
-    clear_slot(slot);
+int fill_in_order(const DICT_TABLE<REC> &table, KEY key) {
+    clear_slot(table);
     REC *rec;
     uint32_t n;
-    if (read_in_order(slot.name, key, &rec, &n) < 0)
+    if (read_in_order(table, key, &rec, &n) < 0)
         return -1;
-    fill_slot(slot, rec, n);
+    fill_slot(table, rec, n);
     return 0;
 }
 
-/// Writes the ordered array of `slot` back to its file, empties the slot and stores the count. When the write
-/// fails returns -1 after its message: the count stays, a heap array is freed, and the slot keeps pointing at
-/// the work buffer if the array is there.
+/// Writes the ordered array of `table` back to its file, empties the slot and stores the count. When the
+/// write fails returns -1 after its message: the count stays, a heap array is freed, and the slot keeps
+/// pointing at the work buffer if the array is there.
 template <class REC>
-int write_back(const DICT_SLOT<REC> &slot) {
-    REC *rec = g_ctx.*slot.array;
-    const uint32_t n = g_ctx.cap.*slot.count;
-    if (write_dict_file(slot.name, rec, n) < 0) {
+int write_back(const DICT_TABLE<REC> &table) {
+    REC *rec = g_ctx.*table.array;
+    const uint32_t n = g_ctx.cap.*table.count;
+    if (write_dict_file(table, rec, n) < 0) {
         if (!in_work_buffer(rec))
-            clear_slot(slot);
+            clear_slot(table);
         return -1;
     }
-    clear_slot(slot);
-    g_ctx.sys.*slot.count = n;
+    clear_slot(table);
+    g_ctx.sys.*table.count = n;
     return 0;
 }
 
-/// Sorts the file of `slot` in place. Returns 0, or -1 after its message.
+/// Sorts the file of `table` in place. Returns 0, or -1 after its message.
 template <class REC, class KEY>
-int sort_dict_file(const DICT_SLOT<REC> &slot, KEY key) {
-    return fill_in_order(slot, key) < 0 ? -1 : write_back(slot);
+int sort_dict_file(const DICT_TABLE<REC> &table, KEY key) {
+    return fill_in_order(table, key) < 0 ? -1 : write_back(table);
 }

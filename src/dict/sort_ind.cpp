@@ -3,5 +3,5 @@
 #include "dict/sort_dict.h"
 
 int sort_lob_index_by_objn() {
-    return sort_dict_file(LOBIDX_SLOT, [](const LOBIDX &r) { return uint64_t{r.objn}; });
+    return sort_dict_file(IND_TABLE, [](const LOBIDX &r) { return uint64_t{r.objn}; });
 }

@@ -11,7 +11,7 @@ int special_table(const OBJ &obj) {
     if (obj.owner != SYS_UID)
         return -1;
     for (int k = 0; k < SPECIAL_TABLES; k++)
-        if (strncmp(obj.name, special_tables[k], NAME_SIZE) == 0)
+        if (strncmp(obj.name, special_tables[k]->table, NAME_SIZE) == 0)
             return k;
     return -1;
 }
@@ -19,7 +19,7 @@ int special_table(const OBJ &obj) {
 } // namespace
 
 int sort_obj_by_objn(uint32_t *sobj) {
-    if (fill_in_order(OBJ_SLOT, [](const OBJ &r) { return uint64_t{r.objn}; }) < 0)
+    if (fill_in_order(OBJ_TABLE, [](const OBJ &r) { return uint64_t{r.objn}; }) < 0)
         return -1;
     std::fill_n(sobj, SPECIAL_TABLES, 0U);
     for (const OBJ &obj : std::span(g_ctx.obj, g_ctx.cap.nobj))
@@ -27,9 +27,9 @@ int sort_obj_by_objn(uint32_t *sobj) {
             sobj[k] = obj.objn; // of several the last one, with the highest number, stays
     for (int k = 0; k < SPECIAL_TABLES; k++) {
         if (sobj[k] == 0) {
-            report("table \"%s\" obj# not found.\n", special_tables[k]);
+            report("table \"%s\" obj# not found.\n", special_tables[k]->table);
             return -1;
         }
     }
-    return write_back(OBJ_SLOT);
+    return write_back(OBJ_TABLE);
 }

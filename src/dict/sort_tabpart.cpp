@@ -3,5 +3,5 @@
 #include "dict/sort_dict.h"
 
 int sort_tabpart_by_objp() {
-    return sort_dict_file(TABPART_SLOT, [](const TABPART &r) { return pair_key(r.objp, r.objn); });
+    return sort_dict_file(TABPART_TABLE, [](const TABPART &r) { return pair_key(r.objp, r.objn); });
 }

@@ -3,5 +3,5 @@
 #include "dict/sort_dict.h"
 
 int sort_tabsubpart_by_objp() {
-    return sort_dict_file(TABSUBPART_SLOT, [](const TABSUBPART &r) { return pair_key(r.objp, r.objn); });
+    return sort_dict_file(TABSUBPART_TABLE, [](const TABSUBPART &r) { return pair_key(r.objp, r.objn); });
 }

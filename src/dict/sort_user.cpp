@@ -3,5 +3,5 @@
 #include "dict/sort_dict.h"
 
 int sort_user_by_uid() {
-    return sort_dict_file(USER_SLOT, [](const USER &r) { return uint64_t{r.uid}; });
+    return sort_dict_file(USER_TABLE, [](const USER &r) { return uint64_t{r.uid}; });
 }

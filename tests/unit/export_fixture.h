@@ -2,7 +2,7 @@
 // a dictionary directory for what is written.
 #pragma once
 
-#include "dict/dict_table.h"
+#include "dict/row_decoders.h"
 #include "sample/block.h"
 #include "scratch_dir.h"
 
@@ -20,7 +20,7 @@ constexpr uint32_t HOME_RDBA = 0x00400020;
 // from a wrong position shows.
 struct decoder_case {
     std::string name; // of the dictionary table, without the dollar sign
-    const DICT_TABLE *table;
+    const DICT_FACTS *table;
     bool clustered;
     uint32_t tabn; // number in its cluster, 0 outside one
     size_t record_size;

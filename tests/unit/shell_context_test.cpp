@@ -66,17 +66,17 @@ TEST_F(ShellContext, ReleaseOfAnEmptyContextDoesNothing) {
 }
 
 TEST_F(ShellContext, ReleaseFreesEveryArrayAndClearsItsPointer) {
-    fill_slot(USER_SLOT, new_records<USER>(), 1);
-    fill_slot(TS_SLOT, new_records<TS>(), 1);
+    fill_slot(USER_TABLE, new_records<USER>(), 1);
+    fill_slot(TS_TABLE, new_records<TS>(), 1);
     g_ctx.df = new_records<DATAFILE>();
-    fill_slot(OBJ_SLOT, new_records<OBJ>(), 1);
-    fill_slot(TAB_SLOT, new_records<TAB>(), 1);
-    fill_slot(COL_SLOT, new_records<COL>(), 1);
-    fill_slot(TABPART_SLOT, new_records<TABPART>(), 1);
-    fill_slot(TABCOMPART_SLOT, new_records<TABPART>(), 1);
-    fill_slot(TABSUBPART_SLOT, new_records<TABSUBPART>(), 1);
-    fill_slot(LOB_SLOT, new_records<LOB>(), 1);
-    fill_slot(LOBIDX_SLOT, new_records<LOBIDX>(), 1);
+    fill_slot(OBJ_TABLE, new_records<OBJ>(), 1);
+    fill_slot(TAB_TABLE, new_records<TAB>(), 1);
+    fill_slot(COL_TABLE, new_records<COL>(), 1);
+    fill_slot(TABPART_TABLE, new_records<TABPART>(), 1);
+    fill_slot(TABCOMPART_TABLE, new_records<TABPART>(), 1);
+    fill_slot(TABSUBPART_TABLE, new_records<TABSUBPART>(), 1);
+    fill_slot(LOB_TABLE, new_records<LOB>(), 1);
+    fill_slot(IND_TABLE, new_records<LOBIDX>(), 1);
     EXPECT_EQ(free_dict_memory(), 0);
     const std::vector<const void *> slots{g_ctx.usr, g_ctx.ts,  g_ctx.df,  g_ctx.obj, g_ctx.tab, g_ctx.col,
                                           g_ctx.tp,  g_ctx.tcp, g_ctx.tsp, g_ctx.lob, g_ctx.lidx};

@@ -123,19 +123,19 @@ protected:
         EXPECT_EQ(result, missing < 0 ? 0 : -1);
         EXPECT_EQ(said,
                   missing < 0 ? "" : "cluster obj#=" + std::to_string(missing) + " columns not found.\n");
-        expect_loaded(TAB_SLOT, tab);
-        expect_loaded(COL_SLOT, col);
+        expect_loaded(TAB_TABLE, tab);
+        expect_loaded(COL_TABLE, col);
     }
 
-    const TAB &loaded_table(std::size_t i) const { return loaded(TAB_SLOT)[i]; }
-    const COL &loaded_column(std::size_t i) const { return loaded(COL_SLOT)[i]; }
+    const TAB &loaded_table(std::size_t i) const { return loaded(TAB_TABLE)[i]; }
+    const COL &loaded_column(std::size_t i) const { return loaded(COL_TABLE)[i]; }
 
 private:
     template <class REC>
-    static void expect_loaded(const DICT_SLOT<REC> &slot, const std::vector<REC> &expected) {
+    static void expect_loaded(const DICT_TABLE<REC> &slot, const std::vector<REC> &expected) {
         const std::span<REC> have = loaded(slot);
         EXPECT_TRUE(raw_records(std::vector<REC>(have.begin(), have.end())) == raw_records(expected))
-            << slot.name;
+            << slot.file;
     }
 };
 
@@ -304,7 +304,7 @@ TEST_F(Attach, FullSizeFileOfClustersWithOneObjectNumberAndEndlessKeys) {
     messages_of([&] { result = load_dict_handle(args); });
     EXPECT_EQ(result, 0);
     std::uint32_t marked = 0;
-    for (const COL &c : loaded(COL_SLOT)) {
+    for (const COL &c : loaded(COL_TABLE)) {
         EXPECT_EQ(c.flag, c.objn > 1 && c.scid == 7 ? 0x10000U : 0U);
         marked += c.flag != 0;
     }

@@ -26,7 +26,7 @@ int halving_search(const std::vector<std::uint64_t> &keys, std::uint64_t wanted)
 }
 
 template <class REC>
-void load(const DICT_SLOT<REC> &slot, const std::vector<REC> &records) {
+void load(const DICT_TABLE<REC> &slot, const std::vector<REC> &records) {
     clear_slot(slot);
     auto *own = static_cast<REC *>(std::malloc(records.size() * sizeof(REC) + 1));
     if (!records.empty())
@@ -36,9 +36,9 @@ void load(const DICT_SLOT<REC> &slot, const std::vector<REC> &records) {
 }
 
 // One lookup by a single key.
-template <class REC, const DICT_SLOT<REC> &SLOT, std::uint32_t REC::*KEY, int (*LOOKUP)(std::uint32_t)>
+template <class REC, const DICT_TABLE<REC> &SLOT, std::uint32_t REC::*KEY, int (*LOOKUP)(std::uint32_t)>
 struct single_lookup {
-    static constexpr const char *name = SLOT.name;
+    static constexpr const char *name = SLOT.file;
     static int find(std::uint32_t key) { return LOOKUP(key); }
     static void set_count(std::uint32_t count) { g_ctx.sys.*SLOT.count = count; }
 
@@ -52,10 +52,10 @@ struct single_lookup {
     }
 };
 
-using single_lookups = testing::Types<single_lookup<USER, USER_SLOT, &USER::uid, lookup_user>,
-                                      single_lookup<OBJ, OBJ_SLOT, &OBJ::objn, lookup_obj>,
-                                      single_lookup<TAB, TAB_SLOT, &TAB::objn, lookup_tab>,
-                                      single_lookup<LOBIDX, LOBIDX_SLOT, &LOBIDX::objn, lookup_lob_index>>;
+using single_lookups = testing::Types<single_lookup<USER, USER_TABLE, &USER::uid, lookup_user>,
+                                      single_lookup<OBJ, OBJ_TABLE, &OBJ::objn, lookup_obj>,
+                                      single_lookup<TAB, TAB_TABLE, &TAB::objn, lookup_tab>,
+                                      single_lookup<LOBIDX, IND_TABLE, &LOBIDX::objn, lookup_lob_index>>;
 
 struct lookup_names {
     template <class LOOKUP>
@@ -130,7 +130,7 @@ protected:
             lobs.back().objp = key.objp;
             lobs.back().cid = key.cid;
         }
-        load(LOB_SLOT, lobs);
+        load(LOB_TABLE, lobs);
     }
 };
 

@@ -38,7 +38,7 @@ struct file_sort {
 /// The files with an array slot and a count of their own.
 template <const auto &SLOT, class BASE>
 struct counted_file : BASE {
-    static constexpr const char *name = SLOT.name;
+    static constexpr const char *name = SLOT.file;
     static const auto &slot() { return SLOT; }
 };
 
@@ -59,7 +59,7 @@ inline std::vector<OBJ> special_objects() {
     std::vector<OBJ> objects;
     for (std::uint32_t k = 0; k < SPECIAL_TABLES; k++) {
         OBJ obj{.flag = 0, .objn = SPECIAL_OBJN + k, .owner = 0, .type = 2, .name = {}};
-        std::snprintf(obj.name, NAME_SIZE, "%s", special_tables[k]);
+        std::snprintf(obj.name, NAME_SIZE, "%s", special_tables[k]->table);
         objects.push_back(obj);
     }
     return objects;
@@ -79,15 +79,15 @@ inline std::vector<TAB> special_tabs() {
     return tables;
 }
 
-struct user_file : counted_file<USER_SLOT, file_sort<USER, sort_user_by_uid, &USER::uid>> {};
-struct ts_file : counted_file<TS_SLOT, file_sort<TS, sort_ts_by_tsn, &TS::tsn>> {};
-struct obj_file : counted_file<OBJ_SLOT, file_sort<OBJ, sort_objects, &OBJ::objn>> {
+struct user_file : counted_file<USER_TABLE, file_sort<USER, sort_user_by_uid, &USER::uid>> {};
+struct ts_file : counted_file<TS_TABLE, file_sort<TS, sort_ts_by_tsn, &TS::tsn>> {};
+struct obj_file : counted_file<OBJ_TABLE, file_sort<OBJ, sort_objects, &OBJ::objn>> {
     static void complete(std::vector<OBJ> &records) {
         const std::vector<OBJ> special = special_objects();
         records.insert(records.end(), special.begin(), special.end());
     }
 };
-struct tab_file : counted_file<TAB_SLOT, file_sort<TAB, sort_tables, &TAB::objn>> {
+struct tab_file : counted_file<TAB_TABLE, file_sort<TAB, sort_tables, &TAB::objn>> {
     static void complete(std::vector<TAB> &records) {
         const std::vector<TAB> special = special_tabs();
         records.insert(records.end(), special.begin(), special.end());
@@ -96,16 +96,16 @@ struct tab_file : counted_file<TAB_SLOT, file_sort<TAB, sort_tables, &TAB::objn>
 struct cluster_file : file_sort<CLU, sort_clu_by_objn, &CLU::objn> {
     static constexpr const char *name = "cluster";
 };
-struct col_file : counted_file<COL_SLOT, file_sort<COL, sort_col_by_scid, &COL::objn, &COL::scid>> {};
-struct ind_file : counted_file<LOBIDX_SLOT, file_sort<LOBIDX, sort_lob_index_by_objn, &LOBIDX::objn>> {};
-struct lob_file : counted_file<LOB_SLOT, file_sort<LOB, sort_lob_by_objn, &LOB::objn, &LOB::cid>> {};
+struct col_file : counted_file<COL_TABLE, file_sort<COL, sort_col_by_scid, &COL::objn, &COL::scid>> {};
+struct ind_file : counted_file<IND_TABLE, file_sort<LOBIDX, sort_lob_index_by_objn, &LOBIDX::objn>> {};
+struct lob_file : counted_file<LOB_TABLE, file_sort<LOB, sort_lob_by_objn, &LOB::objn, &LOB::cid>> {};
 struct tabpart_file
-    : counted_file<TABPART_SLOT, file_sort<TABPART, sort_tabpart_by_objp, &TABPART::objp, &TABPART::objn>> {};
+    : counted_file<TABPART_TABLE, file_sort<TABPART, sort_tabpart_by_objp, &TABPART::objp, &TABPART::objn>> {};
 struct tabsubpart_file
-    : counted_file<TABSUBPART_SLOT,
+    : counted_file<TABSUBPART_TABLE,
                    file_sort<TABSUBPART, sort_tabsubpart_by_objp, &TABSUBPART::objp, &TABSUBPART::objn>> {};
 struct tabcompart_file
-    : counted_file<TABCOMPART_SLOT,
+    : counted_file<TABCOMPART_TABLE,
                    file_sort<TABPART, sort_tabcompart_by_objp, &TABPART::objp, &TABPART::objn>> {};
 
 using counted_files = testing::Types<user_file, ts_file, obj_file, tab_file, col_file, ind_file, lob_file,

@@ -126,7 +126,7 @@ protected:
     // Puts a loaded array of one record into the partition slot.
     static TABPART *load_partition() {
         auto *part = static_cast<TABPART *>(std::calloc(1, sizeof(TABPART)));
-        fill_slot(TABPART_SLOT, part, 1);
+        fill_slot(TABPART_TABLE, part, 1);
         return part;
     }
 
@@ -166,7 +166,7 @@ class SortClusters : public store_context {};
 
 TEST_F(SortClusters, TableSlotIsBorrowedAndNoCountIsSet) {
     g_ctx.sys.ntab = OLD_COUNT;
-    fill_slot(TAB_SLOT, static_cast<TAB *>(std::calloc(1, sizeof(TAB))), 1);
+    fill_slot(TAB_TABLE, static_cast<TAB *>(std::calloc(1, sizeof(TAB))), 1);
     store("cluster", descending<cluster_file>(9));
     ASSERT_EQ(sort_clu_by_objn(), 0);
     EXPECT_EQ(g_ctx.tab, nullptr);

@@ -96,7 +96,7 @@ TEST_F(SortObjects, BytesBehindTheNulOfANameDoNotMatter) {
 TEST_F(SortObjects, EachMissingTableHasItsMessage) {
     for (std::size_t k = 0; k < SPECIAL_TABLES; k++)
         EXPECT_EQ(said_with(k, object(10, 0, "OTHER")),
-                  std::string("table \"") + special_tables[k] + "\" obj# not found.\n");
+                  std::string("table \"") + special_tables[k]->table + "\" obj# not found.\n");
 }
 
 TEST_F(SortObjects, OnlyTheFirstMissingTableIsReported) {
@@ -170,7 +170,7 @@ TEST_F(SortTables, EachMissingTableHasItsMessage) {
         std::vector<TAB> tables = special_tabs();
         tables.erase(tables.begin() + static_cast<std::ptrdiff_t>(k));
         EXPECT_EQ(sort_tab(tables), -1);
-        EXPECT_EQ(said_, std::string("\"") + special_tables[k] + "\" not found in tab$.\n");
+        EXPECT_EQ(said_, std::string("\"") + special_tables[k]->table + "\" not found in tab$.\n");
     }
 }
 

@@ -1,35 +1,8 @@
-// The twelve dictionary tables: what tells one from the other, and the two steps that all of them go through.
+// The decoders of the twelve dictionary tables.
 #pragma once
 
 #include "format/block.h"
 #include "vexlo.h"
-
-/// One dictionary table as the program exports it.
-struct DICT_TABLE {
-    const char *table;       // its name in the bootstrap statements
-    const char *file;        // base name of its dictionary file
-    const char *what;        // what the message of a failed write calls it
-    uint32_t ZUKSYS::*count; // counter of the records written
-};
-
-inline constexpr DICT_TABLE USER_TABLE{"USER$", "user", "user", &ZUKSYS::nu};
-inline constexpr DICT_TABLE TS_TABLE{"TS$", "ts", "tablespace", &ZUKSYS::nts};
-inline constexpr DICT_TABLE OBJ_TABLE{"OBJ$", "obj", "object", &ZUKSYS::nobj};
-inline constexpr DICT_TABLE TAB_TABLE{"TAB$", "tab", "table", &ZUKSYS::ntab};
-// Clusters have no counter of their own: the table counter holds their number until the tables are sorted.
-inline constexpr DICT_TABLE CLU_TABLE{"CLU$", "cluster", "cluster", &ZUKSYS::ntab};
-inline constexpr DICT_TABLE COL_TABLE{"COL$", "col", "column", &ZUKSYS::ncol};
-inline constexpr DICT_TABLE IND_TABLE{"IND$", "ind", "lob index", &ZUKSYS::nidx};
-inline constexpr DICT_TABLE LOB_TABLE{"LOB$", "lob", "lob", &ZUKSYS::nlob};
-inline constexpr DICT_TABLE TABPART_TABLE{"TABPART$", "tabpart", "tabpart", &ZUKSYS::ntp};
-inline constexpr DICT_TABLE TABSUBPART_TABLE{"TABSUBPART$", "tabsubpart", "tabsubpart", &ZUKSYS::ntsp};
-inline constexpr DICT_TABLE TABCOMPART_TABLE{"TABCOMPART$", "tabcompart", "tabcompart", &ZUKSYS::ntcp};
-// Properties have no counter either: the object counter holds their number.
-inline constexpr DICT_TABLE PROPS_TABLE{"PROPS$", "props", "property", &ZUKSYS::nobj};
-
-/// Writes the `n` records to the table's file as write_dict_data does, its message followed by "write %s
-/// dictionary data error.\n". Returns 0 or -1.
-int write_records(const DICT_TABLE &table, const void *records, int n, size_t size);
 
 // The row decoders. Each finds the rows of its table in the block `blk` of the SYSTEM datafile (`tabn` is the
 // table's number in its cluster), follows migrated rows into `cblk` (room for one block), and appends one

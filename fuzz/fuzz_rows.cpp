@@ -32,12 +32,12 @@ constexpr uint8_t ROW_EXTRA = 0x40;
 constexpr uint32_t COLUMN_TYPES[] = {1, TYPE_LONG, TYPE_CLOB, TYPE_LONG_RAW, TYPE_BLOB, 2, 12, 23};
 constexpr uint32_t COLUMN_FLAGS[] = {0,
                                      COL_HIDDEN,
-                                     COL_PROPERTY_14,
-                                     COL_PROPERTY_15,
+                                     COL_DROPPED,
+                                     COL_UNUSED,
                                      COL_CLUSTER_KEY,
                                      COL_CLUSTER_KEY | COL_HIDDEN,
                                      COL_NATIONAL,
-                                     COL_FEATURE};
+                                     COL_ENCRYPTED};
 
 // A column for each byte: its type, and in the upper half its flags.
 std::vector<COL> make_columns(fuzz::Bytes kinds) {
@@ -147,7 +147,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const uint32_t bsz = BLOCK_SIZES[options % std::size(BLOCK_SIZES)];
     TAB tab{};
     tab.tabn = in.u8() % 4;
-    tab.flag = (options & ROW_EXTRA) != 0 ? TAB_ROW_EXTRA : 0;
+    tab.flag = (options & ROW_EXTRA) != 0 ? TAB_ROW_DEPENDENCIES : 0;
     const uint16_t fill = in.u16();
     const std::vector<COL> columns = make_columns(in.bytes(in.u8() % (MOST_COLUMNS + 1)));
     const Blocks blocks{in.bytes(MOST_BLOCKS * bsz), bsz, bigfile ? 1 : make_rdba(RFN, 1)};

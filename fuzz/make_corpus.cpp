@@ -195,7 +195,7 @@ void add_dictionary_files(Corpus &corpus) {
     const Bytes files = joined(
         {records<USER>({{0, 0, 0, 3, "SYS"}, {5, 0, 4, 3, "SCOTT"}}),
          records<TS>({{0, 0, "SYSTEM"}, {4, 0, "USERS"}}), records(objects), records(tables),
-         records(columns), records<CLU>({{CLU_ROW_EXTRA, 30, 30, 1}}),
+         records(columns), records<CLU>({{CLU_ROW_DEPENDENCIES, 30, 30, 1}}),
          records<LOBIDX>({{0, 50, 50, 21, 4, 4, 9, 0}}), records<TABPART>({{0, 26, 26, 21, 0, 4, 9, 4}}),
          records<TABPART>({{0, 27, 0, 22, 0, 0, 0, 0}}), records<TABSUBPART>({{0, 28, 28, 27, 0, 4, 9, 4}}),
          records<LOB>({{0, 21, 2, 51, 50, 8192, 4, 9, 4, 0}}), records(properties)});

@@ -5,7 +5,7 @@
 
 /// True for a stored column that is not unloaded: its values are stepped over.
 inline bool is_skipped(const COL &col) {
-    return (col.flag & (COL_HIDDEN | COL_PROPERTY_15)) != 0;
+    return (col.flag & (COL_HIDDEN | COL_UNUSED)) != 0;
 }
 
 /// True for a column whose values stand in the cluster key row, not in the table's own row.

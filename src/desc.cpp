@@ -21,7 +21,7 @@ int desc_handle(char *args) {
     printf("COL#  SEGCOL# NAME                            TYPE\n");
     for (const COL &col : table_columns(*tab))
         // Left out only with all three bits, of which an exported column has one at most.
-        if ((col.flag & COL_UNSTORED) != COL_UNSTORED)
+        if ((col.flag & COL_UNLISTED) != COL_UNLISTED)
             printf("%-4d  %-6d  %-30s  %s\n", static_cast<int>(col.cid), static_cast<int>(col.scid), col.name,
                    type_string(static_cast<int>(col.flag), static_cast<int>(col.ctyp),
                                static_cast<int>(col.clen)));

@@ -50,7 +50,7 @@ void report_refused(ELIGIBLE why, const char *table) {
 uint32_t count_lob_columns(const TAB &tab) {
     uint32_t count = 0;
     for (const COL &col : table_columns(tab))
-        count += is_lob(col) && (col.flag & COL_UNSTORED) == 0;
+        count += is_lob(col) && (col.flag & COL_UNLISTED) == 0;
     return count;
 }
 

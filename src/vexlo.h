@@ -94,17 +94,17 @@ static_assert(sizeof(OBJ) == 48);
 
 // TAB.flag
 constexpr uint32_t TAB_HAS_LOB = 0x1;
-constexpr uint32_t TAB_HAS_LONG = 0x2;     // set by the load from the columns
-constexpr uint32_t TAB_PROPERTY_2 = 0x4;   // with TAB_UNSUPPORTED
-constexpr uint32_t TAB_COL_FEATURE = 0x8;  // set by the load: a column has COL_FEATURE
-constexpr uint32_t TAB_PROPERTY_22 = 0x10; // with TAB_UNSUPPORTED
+constexpr uint32_t TAB_HAS_LONG = 0x2;          // set by the load from the columns
+constexpr uint32_t TAB_OBJECT_COLUMNS = 0x4;    // with TAB_UNSUPPORTED
+constexpr uint32_t TAB_HAS_ENCRYPTED = 0x8;     // set by the load from the columns
+constexpr uint32_t TAB_GLOBAL_TEMPORARY = 0x10; // with TAB_UNSUPPORTED
 constexpr uint32_t TAB_PARTITIONED = 0x20;
-constexpr uint32_t TAB_PROPERTY_10 = 0x40;
-constexpr uint32_t TAB_PROPERTY_6 = 0x80;   // with TAB_UNSUPPORTED
-constexpr uint32_t TAB_COMPOSITE = 0x100;   // set by the load: owns a composite partition
-constexpr uint32_t TAB_DROPPED = 0x2000;    // set by the load from the object
-constexpr uint32_t TAB_ROW_EXTRA = 0x10000; // each head piece has 6 further bytes before its columns
-constexpr uint32_t TAB_UNSUPPORTED = 0x1000000;
+constexpr uint32_t TAB_CLUSTERED = 0x40;
+constexpr uint32_t TAB_INDEX_ORGANIZED = 0x80;     // with TAB_UNSUPPORTED
+constexpr uint32_t TAB_COMPOSITE = 0x100;          // set by the load: owns a composite partition
+constexpr uint32_t TAB_DROPPED = 0x2000;           // set by the load from the object
+constexpr uint32_t TAB_ROW_DEPENDENCIES = 0x10000; // each head piece has an SCN of 6 bytes before its columns
+constexpr uint32_t TAB_UNSUPPORTED = 0x1000000;    // one of many features that the unload refuses
 
 struct TAB {
     uint32_t flag;
@@ -124,7 +124,7 @@ struct TAB {
 };
 static_assert(sizeof(TAB) == 56);
 
-constexpr uint32_t CLU_ROW_EXTRA = 0x10000; // CLU.flag: carried to TAB_ROW_EXTRA of the cluster's tables
+constexpr uint32_t CLU_ROW_DEPENDENCIES = 0x10000; // CLU.flag: the load carries it to the cluster's tables
 
 struct CLU {
     uint32_t flag;
@@ -136,14 +136,15 @@ static_assert(sizeof(CLU) == 16);
 
 // COL.flag; the first four exclude each other as exported
 constexpr uint32_t COL_HIDDEN = 0x1;
-constexpr uint32_t COL_PROPERTY_14 = 0x2;
-constexpr uint32_t COL_PROPERTY_15 = 0x4;
-constexpr uint32_t COL_FEATURE = 0x100;
+constexpr uint32_t COL_DROPPED = 0x2;
+constexpr uint32_t COL_UNUSED = 0x4; // its values are still in the rows
+constexpr uint32_t COL_ENCRYPTED = 0x100;
 constexpr uint32_t COL_NATIONAL = 0x1000;     // national character set
 constexpr uint32_t COL_CLUSTER_KEY = 0x10000; // set by the load
 
-// With any of these a column is none of the dump file.
-constexpr uint32_t COL_UNSTORED = COL_HIDDEN | COL_PROPERTY_14 | COL_PROPERTY_15;
+// A column with any of these has no record in the column list of a dump file. Of hidden and unused ones the
+// values are stored all the same and are stepped over.
+constexpr uint32_t COL_UNLISTED = COL_HIDDEN | COL_DROPPED | COL_UNUSED;
 constexpr uint32_t COL_NO_SEGMENT_PLACE = 65535; // COL.scid of a column that is not stored in the row
 
 // Column types the program treats specially
@@ -187,6 +188,10 @@ struct TABSUBPART {
     uint32_t tsn;
 };
 static_assert(sizeof(TABSUBPART) == 32);
+
+// LOB.flag; nothing reads it
+constexpr uint32_t LOB_ENCRYPTED = 0x1;
+constexpr uint32_t LOB_COMPRESSED = 0x2;
 
 struct LOB {
     uint32_t flag;

@@ -11,7 +11,7 @@
 /// True when the table's rows in one piece may go the short way. Key columns need a cluster to take their
 /// values from.
 inline bool has_ordinary_rows(const TAB &tab, std::span<const COL> cols) {
-    return (tab.flag & TAB_ROW_EXTRA) == 0 && std::all_of(cols.begin(), cols.end(), is_ordinary) &&
+    return (tab.flag & TAB_ROW_DEPENDENCIES) == 0 && std::all_of(cols.begin(), cols.end(), is_ordinary) &&
            (tab.tabn > 0 || std::none_of(cols.begin(), cols.end(), is_cluster_key));
 }
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int ROW_EXTRA_SIZE = 6;
+constexpr int ROW_SCN_SIZE = 6;
 constexpr uint8_t ROW_WHOLE = ROW_FIRST | ROW_LAST;
 
 void begin_row(ULDR *ul) {
@@ -63,8 +63,8 @@ PIECE_RESULT step_over_head(const ULDR *ul, const ROW_AREA &area, const uint8_t 
             return result;
         p += CLUSTER_INDEX_SIZE;
     }
-    if ((ul->tabp->flag & TAB_ROW_EXTRA) != 0)
-        p += ROW_EXTRA_SIZE;
+    if ((ul->tabp->flag & TAB_ROW_DEPENDENCIES) != 0)
+        p += ROW_SCN_SIZE;
     return p <= end ? PIECE_RESULT::taken : PIECE_RESULT::damaged;
 }
 

@@ -22,7 +22,7 @@ int put_column_list(ULDR *ul) {
     constexpr uint32_t MOST = CACHE_SIZE / sizeof(COL_INFO);
     uint32_t actual = 0;
     for (const COL &col : ul->cols) {
-        if ((col.flag & COL_UNSTORED) != 0)
+        if ((col.flag & COL_UNLISTED) != 0)
             continue;
         if (actual < MOST) {
             const COL_INFO info = column_info(col);

@@ -9,8 +9,8 @@ namespace {
 
 uint32_t column_flag(const COL &col) {
     uint32_t flag = 0;
-    if ((col.flag & COL_FEATURE) != 0)
-        flag |= TAB_COL_FEATURE;
+    if ((col.flag & COL_ENCRYPTED) != 0)
+        flag |= TAB_HAS_ENCRYPTED;
     if (is_long(col))
         flag |= TAB_HAS_LONG;
     return flag;

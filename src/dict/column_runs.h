@@ -10,7 +10,7 @@
 struct COL_RUN {
     uint32_t start; // index of the first one
     uint32_t count;
-    uint32_t flag; // TAB_HAS_LONG and TAB_COL_FEATURE where a column of the run asks for them
+    uint32_t flag; // TAB_HAS_LONG and TAB_HAS_ENCRYPTED where a column of the run asks for them
 };
 
 /// The runs of `columns`, ordered by object number, then by start.

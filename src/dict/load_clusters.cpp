@@ -71,8 +71,8 @@ void mark_tables(const CLU &clu, const CLUSTER_COLUMNS &key, std::span<const uin
     const COL *marked = nullptr;
     for (const uint32_t t : members) {
         TAB &tab = loaded(TAB_TABLE)[t];
-        if ((clu.flag & CLU_ROW_EXTRA) != 0)
-            tab.flag |= TAB_ROW_EXTRA;
+        if ((clu.flag & CLU_ROW_DEPENDENCIES) != 0)
+            tab.flag |= TAB_ROW_DEPENDENCIES;
         const std::span<COL> columns = table_columns(tab);
         if (columns.empty() || columns.data() == marked)
             continue;

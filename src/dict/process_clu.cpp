@@ -1,3 +1,4 @@
+#include "dict/dict_bits.h"
 #include "dict/process_block.h"
 
 namespace {
@@ -13,8 +14,8 @@ struct CLU_ROWS {
         skip(row, 3);
         r.ncol = read_number(row);
         skip(row, 9);
-        if ((read_number(row) & FLAGS_ROW_EXTRA) != 0)
-            r.flag = CLU_ROW_EXTRA;
+        if ((read_number(row) & FLAGS_ROW_DEPENDENCIES) != 0)
+            r.flag = CLU_ROW_DEPENDENCIES;
         return true;
     }
 };

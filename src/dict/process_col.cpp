@@ -1,19 +1,18 @@
+#include "dict/dict_bits.h"
 #include "dict/process_block.h"
 
 namespace {
 
-constexpr uint32_t FORM_NATIONAL = 2; // character set form of NCHAR columns
-
 // What the property column of COL$ says about a column: the first match alone.
 uint32_t property_flags(uint32_t property) {
-    if ((property & 0x20) != 0)
+    if ((property & COL_PROPERTY_HIDDEN) != 0)
         return COL_HIDDEN;
-    if ((property & 0x4000) != 0)
-        return COL_PROPERTY_14;
-    if ((property & 0x8000) != 0)
-        return COL_PROPERTY_15;
-    if ((property & (1U << 26 | 1U << 29)) != 0)
-        return COL_FEATURE;
+    if ((property & COL_PROPERTY_DROPPED) != 0)
+        return COL_DROPPED;
+    if ((property & COL_PROPERTY_UNUSED) != 0)
+        return COL_UNUSED;
+    if ((property & (COL_PROPERTY_ENCRYPTED | COL_PROPERTY_ENCRYPTED_NO_SALT)) != 0)
+        return COL_ENCRYPTED;
     return 0;
 }
 

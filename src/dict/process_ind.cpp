@@ -1,8 +1,7 @@
+#include "dict/dict_bits.h"
 #include "dict/process_block.h"
 
 namespace {
-
-constexpr uint32_t INDEX_LOB = 8; // index type
 
 // Rows of IND$, keyed by bo#. Only LOB indexes are kept.
 struct IND_ROWS {
@@ -17,7 +16,7 @@ struct IND_ROWS {
         r.fno = read_number(row);
         r.blk = read_number(row);
         skip(row, 6);
-        return read_number(row) == INDEX_LOB;
+        return read_number(row) == INDEX_TYPE_LOB;
     }
 };
 

@@ -1,3 +1,4 @@
+#include "dict/dict_bits.h"
 #include "dict/process_block.h"
 
 namespace {
@@ -20,10 +21,10 @@ struct LOB_ROWS {
         r.chunk = read_number(row);
         skip(row, 1);
         const uint32_t flags = read_number(row);
-        if ((flags & 0x1000) != 0)
-            r.flag = 0x1;
-        else if ((flags & (0x2000 | 0x4000 | 0x8000)) != 0)
-            r.flag = 0x2;
+        if ((flags & LOB_FLAGS_ENCRYPTED) != 0)
+            r.flag = LOB_ENCRYPTED;
+        else if ((flags & LOB_FLAGS_COMPRESSED) != 0)
+            r.flag = LOB_COMPRESSED;
         return true;
     }
 };

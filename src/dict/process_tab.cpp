@@ -1,3 +1,4 @@
+#include "dict/dict_bits.h"
 #include "dict/process_block.h"
 
 namespace {
@@ -9,16 +10,17 @@ struct PROPERTY_RULE {
 };
 
 constexpr PROPERTY_RULE property_rules[] = {
-    {0x1, TAB_UNSUPPORTED},
-    {0x2, TAB_PROPERTY_2 | TAB_UNSUPPORTED},
-    {0x4 | 0x10, TAB_UNSUPPORTED},
-    {0x20, TAB_PARTITIONED},
-    {0x40, TAB_PROPERTY_6 | TAB_UNSUPPORTED},
-    {0x400, TAB_PROPERTY_10},
-    {0x800, TAB_HAS_LOB},
-    {0x2000 | 0x20000 | 0x40000 | 0x100000, TAB_UNSUPPORTED},
-    {0x400000, TAB_PROPERTY_22 | TAB_UNSUPPORTED},
-    {0x80000000, TAB_UNSUPPORTED},
+    {TAB_PROPERTY_TYPED, TAB_UNSUPPORTED},
+    {TAB_PROPERTY_OBJECT_COLUMNS, TAB_OBJECT_COLUMNS | TAB_UNSUPPORTED},
+    {TAB_PROPERTY_NESTED_COLUMNS | TAB_PROPERTY_ARRAY_COLUMNS, TAB_UNSUPPORTED},
+    {TAB_PROPERTY_PARTITIONED, TAB_PARTITIONED},
+    {TAB_PROPERTY_INDEX_ORGANIZED, TAB_INDEX_ORGANIZED | TAB_UNSUPPORTED},
+    {TAB_PROPERTY_CLUSTERED, TAB_CLUSTERED},
+    {TAB_PROPERTY_LOBS, TAB_HAS_LOB},
+    {TAB_PROPERTY_NESTED | TAB_PROPERTY_QUEUE | TAB_PROPERTY_USER_LOBS | TAB_PROPERTY_MATERIALIZED_VIEW,
+     TAB_UNSUPPORTED},
+    {TAB_PROPERTY_GLOBAL_TEMPORARY, TAB_GLOBAL_TEMPORARY | TAB_UNSUPPORTED},
+    {TAB_PROPERTY_EXTERNAL, TAB_UNSUPPORTED},
 };
 
 uint32_t property_flags(uint32_t property) {
@@ -43,8 +45,8 @@ struct TAB_ROWS {
         r.tabn = read_number(row);
         r.ncol = read_number(row);
         skip(row, 5);
-        if ((read_number(row) & FLAGS_ROW_EXTRA) != 0)
-            r.flag |= TAB_ROW_EXTRA;
+        if ((read_number(row) & FLAGS_ROW_DEPENDENCIES) != 0)
+            r.flag |= TAB_ROW_DEPENDENCIES;
         skip(row, 15);
         r.flag |= property_flags(read_number(row));
         return true;

@@ -1,8 +1,9 @@
+#include "dict/dict_bits.h"
 #include "dict/process_block.h"
 
 namespace {
 
-// Rows of USER$, keyed by user#. Rows of another type than 1 are roles.
+// Rows of USER$, keyed by user#. Roles are not kept.
 struct USER_ROWS {
     static constexpr bool clustered = true;
     static constexpr bool takes_continued = false;
@@ -10,7 +11,7 @@ struct USER_ROWS {
     static bool read(ROW_CURSOR &row, uint32_t key, USER &r) {
         r.uid = key;
         read_name(row, r.name);
-        if (read_number(row) != 1)
+        if (read_number(row) != USER_TYPE_USER)
             return false;
         skip(row, 1);
         r.dts = read_number(row);

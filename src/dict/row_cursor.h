@@ -10,8 +10,6 @@
 #include "value.h"
 #include "vexlo.h"
 
-constexpr uint32_t FLAGS_ROW_EXTRA = 0x800000; // flags column of TAB$ and CLU$: rows have 6 further bytes
-
 struct ROW_CURSOR {
     const uint8_t *p;
     const uint8_t *end; // of the block

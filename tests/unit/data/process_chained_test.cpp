@@ -158,7 +158,7 @@ TEST_F(UnloadChainedRow, SlotMayNameAnEntryOfALaterTable) {
 }
 
 TEST_F(UnloadChainedRow, ExtraSixBytesStandInHeadPiecesAlone) {
-    tab_.flag = TAB_ROW_EXTRA;
+    tab_.flag = TAB_ROW_DEPENDENCIES;
     columns(plain_columns(2));
     PieceHead head;
     head.flags = H | F;
@@ -283,7 +283,7 @@ TEST_F(UnloadChainedRow, LengthFEOfAContinuedValueIsATwoByteLength) {
 }
 
 TEST_F(UnloadChainedRow, CutValueOfASkippedColumnIsSteppedOver) {
-    for (uint32_t flag : {COL_HIDDEN, COL_PROPERTY_15}) {
+    for (uint32_t flag : {COL_HIDDEN, COL_UNUSED}) {
         columns({column(), column(VARCHAR2, flag), column(), column()});
         EXPECT_EQ(rows_of_chain({{H | F | N, {text("0"), text("1a")}},
                                  {P | N, {text("1b")}},
@@ -302,7 +302,7 @@ TEST_F(UnloadChainedRow, CutSkippedValueFollowedByACutValue) {
 
 // Such a column has no record in the column list and is no skipped one all the same: its value is gathered.
 TEST_F(UnloadChainedRow, CutColumnWithProperty2IsWritten) {
-    columns({column(), column(VARCHAR2, COL_PROPERTY_14)});
+    columns({column(), column(VARCHAR2, COL_DROPPED)});
     EXPECT_EQ(rows_of_chain({{H | F | N, {text("0"), text("1a")}}, {P | L, {text("1b")}}}),
               dump_bytes().row({text("0"), text("1a1b")}).raw);
 }

@@ -237,7 +237,7 @@ TEST_F(UnloadWholeRow, HiddenLongAndLobColumnsAreSteppedOver) {
 }
 
 TEST_F(UnloadWholeRow, TableFlag10000SkipsSixBytesOfTheHead) {
-    tab_.flag = TAB_ROW_EXTRA;
+    tab_.flag = TAB_ROW_DEPENDENCIES;
     PieceHead head;
     head.extra = {1, 2, 3, 4, 5, 6};
     EXPECT_EQ(rows_of({sample::encode_piece(head, ABC)}), dump_bytes().row(ABC).raw);
@@ -361,7 +361,7 @@ TEST_F(UnloadCluster, HiddenKeyColumnTakesAValueOfThePiece) {
 
 TEST_F(UnloadCluster, ExtraSixBytesStandBehindTheKeyIndex) {
     columns({column(VARCHAR2, KEY), column()});
-    tab_.flag = TAB_ROW_EXTRA;
+    tab_.flag = TAB_ROW_DEPENDENCIES;
     PieceHead head;
     head.key_index = 0;
     head.extra = {1, 2, 3, 4, 5, 6};

@@ -94,7 +94,7 @@ TEST_F(UnloadLob, CutHiddenLobEndsTheTable) {
 }
 
 TEST_F(UnloadLob, WholeHiddenLobIsSteppedOver) {
-    columns({column(), column(TYPE_CLOB, COL_PROPERTY_15), column()});
+    columns({column(), column(TYPE_CLOB, COL_UNUSED), column()});
     EXPECT_EQ(rows_of({piece(H | F | L, {text("a"), pattern(30), text("c")})}),
               dump_bytes().row({text("a"), text("c")}).raw);
 }

@@ -122,7 +122,7 @@ void SegmentTest::columns(const std::vector<COL> &cols) {
     cols_ = cols;
     tab_.tcol = static_cast<uint32_t>(cols_.size());
     tab_.ncol = static_cast<uint32_t>(
-        std::count_if(cols_.begin(), cols_.end(), [](const COL &c) { return (c.flag & COL_UNSTORED) == 0; }));
+        std::count_if(cols_.begin(), cols_.end(), [](const COL &c) { return (c.flag & COL_UNLISTED) == 0; }));
 }
 
 ULDR SegmentTest::begin_unload() {

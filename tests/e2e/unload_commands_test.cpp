@@ -24,40 +24,72 @@ protected:
     }
 };
 
-TEST_F(UnloadCommand, KeywordsAndFailures) {
+TEST_F(UnloadCommand, ArgumentThatBeginsWithNeitherKeywordIsInvalid) {
+    finish();
+    for (const char *command : {"unload", "unload x", "unload tabl SCOTT.T", "unload use SCOTT",
+                                "unload USER SCOTT", "unload Table SCOTT.T"})
+        expect_refused(command, "Invalid unload command arguments.\n");
+}
+
+TEST_F(UnloadCommand, UserFormWithoutANameLooksForTheEmptyCurrentUser) {
+    finish();
+    expect_refused("unload user", "user \"\" not found.\n");
+}
+
+TEST_F(UnloadCommand, UserThatTheDictionaryLacksIsNotFound) {
     add_numbers("T", 1);
-    add_numbers("GONE", 1, DROPPED);
-    add_numbers("TEMP", 1, TEMPORARY);
+    finish();
+    for (const char *command : {"unload user NOBODY", "unload table NOBODY.T"})
+        expect_refused(command, "user \"NOBODY\" not found.\n");
+}
+
+TEST_F(UnloadCommand, QuotedNamesAreTakenAsTyped) {
+    add_numbers("T", 1);
+    finish();
+    expect_refused("unload user \"scott\"", "user \"scott\" not found.\n");
+    expect_refused("unload table SCOTT.\"t\"", "table \"t\" not found.\n");
+}
+
+TEST_F(UnloadCommand, TableFormWithoutAUserAndACurrentUserAsksForOne) {
+    add_numbers("T", 1);
+    finish();
+    for (const char *command : {"unload table", "unload table T", "unload table .T", "unload table SCOTT..T"})
+        expect_refused(command, "user not specified.\n");
+}
+
+TEST_F(UnloadCommand, TableFormWithoutATableNameAsksForOne) {
+    finish();
+    expect_refused("unload table SCOTT.", "table not specified.\n");
+}
+
+TEST_F(UnloadCommand, TableThatTheUserLacksIsNotFound) {
+    finish();
+    expect_refused("unload table SCOTT.NOTHING", "table \"NOTHING\" not found.\n");
+}
+
+TEST_F(UnloadCommand, BlanksBesideTheDotBelongToTheNames) {
+    add_numbers("T", 1);
+    finish();
+    expect_refused("unload table SCOTT .T", "user \"SCOTT \" not found.\n");
+    expect_refused("unload table SCOTT. T", "table \" T\" not found.\n");
+}
+
+TEST_F(UnloadCommand, TableWithASpecialFeatureIsNotSupported) {
     add_numbers("IOT", 1, 0, sample::TABLE_INDEX_ORGANIZED);
     finish();
-    const struct {
-        const char *command;
-        const char *message;
-    } cases[] = {
-        {"unload", "Invalid unload command arguments.\n"},
-        {"unload x", "Invalid unload command arguments.\n"},
-        {"unload tabl SCOTT.T", "Invalid unload command arguments.\n"},
-        {"unload use SCOTT", "Invalid unload command arguments.\n"},
-        {"unload USER SCOTT", "Invalid unload command arguments.\n"},
-        {"unload user NOBODY", "user \"NOBODY\" not found.\n"},
-        {"unload user \"scott\"", "user \"scott\" not found.\n"},
-        {"unload user", "user \"\" not found.\n"},
-        {"unload table", "user not specified.\n"},
-        {"unload table T", "user not specified.\n"},
-        {"unload table SCOTT.", "table not specified.\n"},
-        {"unload table .T", "user not specified.\n"},
-        {"unload table NOBODY.T", "user \"NOBODY\" not found.\n"},
-        {"unload table SCOTT.NOTHING", "table \"NOTHING\" not found.\n"},
-        {"unload table SCOTT.\"t\"", "table \"t\" not found.\n"},
-        {"unload table SCOTT .T", "user \"SCOTT \" not found.\n"},
-        {"unload table SCOTT. T", "table \" T\" not found.\n"},
-        {"unload table SCOTT..T", "user not specified.\n"},
-        {"unload table SCOTT.IOT", "table \"IOT\" not supported.\n"},
-        {"unload table SCOTT.GONE", "table \"GONE\" is dropped.\n"},
-        {"unload table SCOTT.TEMP", "\"TEMP\" is temporary table.\n"},
-    };
-    for (const auto &c : cases)
-        expect_refused(c.command, c.message);
+    expect_refused("unload table SCOTT.IOT", "table \"IOT\" not supported.\n");
+}
+
+TEST_F(UnloadCommand, DroppedTableIsRefused) {
+    add_numbers("GONE", 1, DROPPED);
+    finish();
+    expect_refused("unload table SCOTT.GONE", "table \"GONE\" is dropped.\n");
+}
+
+TEST_F(UnloadCommand, TemporaryTableIsRefused) {
+    add_numbers("TEMP", 1, TEMPORARY);
+    finish();
+    expect_refused("unload table SCOTT.TEMP", "\"TEMP\" is temporary table.\n");
 }
 
 TEST_F(UnloadCommand, NamesThatReachTheTable) {

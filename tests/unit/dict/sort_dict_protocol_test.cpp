@@ -1,5 +1,5 @@
 // What a sort reads, writes, counts and leaves behind, and what is left when it fails.
-#include "store_sort_family.h"
+#include "sort_family.h"
 
 #include <algorithm>
 #include <filesystem>

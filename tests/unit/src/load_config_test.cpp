@@ -1,7 +1,7 @@
 // Every form of line that a configuration file can hold, and the settings that it leaves.
 #include "load_config.h"
 
-#include "files_context.h"
+#include "../clean_context.h"
 
 #include <ostream>
 
@@ -26,7 +26,7 @@ struct config_case {
     settings expected;
 };
 
-class FilesConfigParser : public files_context {
+class FilesConfigParser : public clean_context {
 protected:
     int load(const std::string &text) const {
         write_text(path("config.ini"), text);

@@ -1,6 +1,6 @@
 // Batches: what a decoder does when its record array is full.
+#include "decoder_fixture.h"
 #include "dict/dict_file.h"
-#include "export_fixture.h"
 
 #include <fcntl.h>
 #include <filesystem>

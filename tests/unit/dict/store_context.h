@@ -1,22 +1,13 @@
-// The global context over a dictionary directory of its own, for tests that call the dictionary store
-// directly.
+// The global context over a dictionary directory of its own.
 #pragma once
 
-#include "dict_array.h"
-#include "scratch_dir.h"
-#include "vexlo.h"
+#include "../clean_context.h"
 
-#include <cerrno>
 #include <csignal>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <string>
 #include <sys/resource.h>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 namespace vexlo_test {
 
@@ -69,30 +60,10 @@ private:
     rlimit before_{};
 };
 
-/// Runs `operation` and returns what it wrote to standard error.
-template <class OPERATION>
-std::string messages_of(OPERATION &&operation) {
-    testing::internal::CaptureStderr();
-    operation();
-    return testing::internal::GetCapturedStderr();
-}
-
-/// Starts each test with an empty context as main leaves it before the first command: a work buffer, an empty
-/// dictionary directory, nothing loaded. Frees everything as main does at the end.
-class store_context : public testing::Test {
+/// A clean context with an empty dictionary directory.
+class store_context : public clean_context {
 protected:
-    store_context() {
-        g_ctx = ZUKCTX{};
-        g_ctx.fd = -1;
-        std::snprintf(g_ctx.par.dict_dir, DIR_SIZE, "%s", dir_.path().c_str());
-        g_ctx.wrk = static_cast<std::uint8_t *>(std::malloc(WORK_SIZE));
-    }
-
-    ~store_context() override {
-        free_dict_memory();
-        std::free(g_ctx.wrk);
-        g_ctx = ZUKCTX{};
-    }
+    store_context() { std::snprintf(g_ctx.par.dict_dir, DIR_SIZE, "%s", dir_.path().c_str()); }
 
     std::string path(const std::string &name) const { return dir_.file(name + ".dat"); }
 
@@ -112,9 +83,6 @@ protected:
     }
 
     std::string missing_path(const std::string &name) const { return dir_.file("missing/" + name + ".dat"); }
-
-private:
-    scratch_dir dir_;
 };
 
 } // namespace vexlo_test

@@ -1,6 +1,6 @@
 // The order in which the sorts leave their files: that of a selection sort with exchanges, also among records
 // with equal keys.
-#include "store_sort_family.h"
+#include "sort_family.h"
 
 #include "dict/selection_order.h"
 #include "selection_sort.h"

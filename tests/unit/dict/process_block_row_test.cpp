@@ -1,5 +1,5 @@
 // Odd and damaged column values of dictionary rows.
-#include "export_fixture.h"
+#include "decoder_fixture.h"
 
 using namespace vexlo_test;
 

@@ -4,9 +4,8 @@
 
 #include "dict/row_decoders.h"
 #include "sample/block.h"
-#include "scratch_dir.h"
+#include "store_context.h"
 
-#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
@@ -49,8 +48,8 @@ sample::Bytes make_piece(const decoder_case &c, const sample::Row &row,
 // Records as readable text, for assertions.
 std::vector<std::string> hex_records(const bytes &records, size_t size);
 
-// Sets up the global context with one SYSTEM datafile and an empty dictionary directory.
-class DecoderTest : public ::testing::Test {
+// A clean context with one SYSTEM datafile and an empty dictionary directory.
+class DecoderTest : public store_context {
 protected:
     DecoderTest();
     ~DecoderTest() override;
@@ -70,7 +69,6 @@ protected:
 
     std::string dict_file(const decoder_case &c) const;
 
-    scratch_dir scratch_;
     DATAFILE system_{};
 };
 

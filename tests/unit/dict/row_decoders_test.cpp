@@ -1,5 +1,5 @@
 // Which column of a dictionary row goes where, for each of the twelve tables.
-#include "export_fixture.h"
+#include "decoder_fixture.h"
 
 using namespace vexlo_test;
 

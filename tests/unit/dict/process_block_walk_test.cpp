@@ -1,5 +1,5 @@
 // Which row pieces of a dictionary block become records.
-#include "export_fixture.h"
+#include "decoder_fixture.h"
 
 #include <algorithm>
 #include <utility>

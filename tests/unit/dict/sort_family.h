@@ -100,7 +100,8 @@ struct col_file : counted_file<COL_TABLE, file_sort<COL, sort_col_by_scid, &COL:
 struct ind_file : counted_file<IND_TABLE, file_sort<LOBIDX, sort_lob_index_by_objn, &LOBIDX::objn>> {};
 struct lob_file : counted_file<LOB_TABLE, file_sort<LOB, sort_lob_by_objn, &LOB::objn, &LOB::cid>> {};
 struct tabpart_file
-    : counted_file<TABPART_TABLE, file_sort<TABPART, sort_tabpart_by_objp, &TABPART::objp, &TABPART::objn>> {};
+    : counted_file<TABPART_TABLE, file_sort<TABPART, sort_tabpart_by_objp, &TABPART::objp, &TABPART::objn>> {
+};
 struct tabsubpart_file
     : counted_file<TABSUBPART_TABLE,
                    file_sort<TABSUBPART, sort_tabsubpart_by_objp, &TABSUBPART::objp, &TABSUBPART::objn>> {};

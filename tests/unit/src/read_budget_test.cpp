@@ -1,5 +1,5 @@
 // What a walk may take from the datafiles.
-#include "files_context.h"
+#include "../clean_context.h"
 #include "read_budget.h"
 
 #include <fcntl.h>
@@ -7,7 +7,7 @@
 namespace vexlo_test {
 namespace {
 
-class ReadBudget : public files_context {
+class ReadBudget : public clean_context {
 protected:
     // Opens files of these sizes as the datafiles.
     void open_files(const std::vector<std::size_t> &sizes) {

@@ -1,8 +1,8 @@
 // One export as a whole, with a buffer so small that every boundary is met.
 #include "command_map.h"
+#include "decoder_fixture.h"
 #include "dict/dict_file.h"
 #include "dict/export.h"
-#include "export_fixture.h"
 #include "sample/segment.h"
 
 #include <unistd.h>

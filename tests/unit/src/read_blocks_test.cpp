@@ -1,5 +1,5 @@
 // Reading runs of blocks: where they are, how much is delivered, and their check values.
-#include "files_context.h"
+#include "../clean_context.h"
 #include "sample/block.h"
 
 #include <algorithm>
@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t SIZE = 512; // bytes of a block, block 0 included
 
-class FilesReadBlocks : public files_context {
+class FilesReadBlocks : public clean_context {
 protected:
     FilesReadBlocks() {
         df_.bsz = SIZE;

@@ -1,6 +1,5 @@
-#include "export_fixture.h"
+#include "decoder_fixture.h"
 
-#include "console.h"
 #include "datafile.h"
 
 #include <cstring>
@@ -211,25 +210,17 @@ std::vector<std::string> hex_records(const bytes &records, size_t size) {
 }
 
 DecoderTest::DecoderTest() {
-    const std::string path = scratch_.file("system.dbf");
+    const std::string path = dir_.file("system.dbf");
     write_file(path, {});
     system_.fd = open(path.c_str(), O_RDWR | O_CLOEXEC);
     system_.fno = system_.rfn = 1;
     system_.bsz = system_.blk0_sz = BLOCK_SIZE;
     strcpy(system_.name, "system.dbf");
-    g_ctx = {};
-    g_ctx.fd = -1;
     g_ctx.sysf = &system_;
-    begin_damage(); // the number of lines about damage is limited
-    snprintf(g_ctx.par.dict_dir, sizeof g_ctx.par.dict_dir, "%s", scratch_.path().c_str());
 }
 
 DecoderTest::~DecoderTest() {
-    if (g_ctx.fd != -1)
-        close(g_ctx.fd);
     close(system_.fd);
-    g_ctx = {};
-    g_ctx.fd = -1;
 }
 
 DecoderTest::decoded DecoderTest::decode(const decoder_case &c, const sample::Bytes &block, int max_rows,
@@ -254,7 +245,7 @@ void DecoderTest::store(uint32_t block, const sample::Bytes &data) {
 }
 
 std::string DecoderTest::dict_file(const decoder_case &c) const {
-    return scratch_.file(std::string(c.table->file) + ".dat");
+    return dir_.file(std::string(c.table->file) + ".dat");
 }
 
 } // namespace vexlo_test

@@ -1,6 +1,6 @@
 // The special-table vectors that the sorts of objects and tables fill: which record gives an entry, what a
 // missing one says, and what a failed check leaves behind.
-#include "store_sort_family.h"
+#include "sort_family.h"
 
 #include "command_map.h"
 

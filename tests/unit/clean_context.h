@@ -1,4 +1,4 @@
-// The global context as main leaves it before the datafiles are read, for tests that call the file operations
+// The global context as main leaves it before the datafiles are read, for tests that call operations
 // directly.
 #pragma once
 
@@ -11,20 +11,33 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <string_view>
+#include <unistd.h>
 
 namespace vexlo_test {
 
-/// Starts each test with an empty context, a work buffer and a scratch directory.
-class files_context : public testing::Test {
+/// Runs `operation` and returns what it wrote to standard error.
+template <class OPERATION>
+std::string messages_of(OPERATION &&operation) {
+    testing::internal::CaptureStderr();
+    operation();
+    return testing::internal::GetCapturedStderr();
+}
+
+/// Starts each test with an empty context, a work buffer and a scratch directory. Releases everything as main
+/// does at the end.
+class clean_context : public testing::Test {
 protected:
-    files_context() {
+    clean_context() {
         g_ctx = ZUKCTX{};
+        g_ctx.fd = -1;
         g_cfgname[0] = '\0';
         g_dbfile_list[0] = '\0';
         g_ctx.wrk = static_cast<std::uint8_t *>(std::malloc(WORK_SIZE));
     }
 
-    ~files_context() override {
+    ~clean_context() override {
+        if (g_ctx.fd != -1)
+            close(g_ctx.fd);
         close_datafile();
         free_dict_memory();
         std::free(g_ctx.wrk);
@@ -33,21 +46,12 @@ protected:
 
     std::string path(std::string_view name) const { return dir_.file(name); }
 
-    /// What `operation` writes to standard error.
-    template <class OPERATION>
-    static std::string messages_of(OPERATION &&operation) {
-        testing::internal::CaptureStderr();
-        operation();
-        return testing::internal::GetCapturedStderr();
-    }
-
     /// Writes `text` to a list file and names it as the configuration would.
     void set_list(std::string_view text) const {
         write_text(path("files.txt"), text);
         std::snprintf(g_dbfile_list, DIR_SIZE, "%s", path("files.txt").c_str());
     }
 
-private:
     scratch_dir dir_;
 };
 

@@ -188,7 +188,7 @@ int unload_table(char *args) {
         return -1;
     }
     TAB_INFO info;
-    fill_tab_info(&info, static_cast<uint32_t>(tab - g_ctx.tab));
+    fill_tab_info(&info, static_cast<uint32_t>(tab - loaded(TAB_TABLE).data()));
     char name[2 * NAME_SIZE];
     snprintf(name, sizeof name, "%s_%s", user, table);
     return unload_to_file(name, user, {&info, 1}, DIRECTORY_UNIT);

@@ -117,7 +117,7 @@ int resolve_composite_parts() {
             report("table %d not found.\n", static_cast<int>(part.objp));
             return -1;
         }
-        g_ctx.tab[t].flag |= TAB_PARTITIONED | TAB_COMPOSITE;
+        loaded(TAB_TABLE)[static_cast<size_t>(t)].flag |= TAB_PARTITIONED | TAB_COMPOSITE;
     }
     return 0;
 }

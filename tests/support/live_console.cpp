@@ -17,7 +17,10 @@
 namespace vexlo_test {
 namespace {
 
+using steady = std::chrono::steady_clock;
+
 constexpr std::string_view PROMPT = "VEXLO> ";
+constexpr std::chrono::seconds TIME_LIMIT{60};
 
 [[noreturn]] void fail(const char *what) {
     throw std::system_error(errno, std::generic_category(), what);
@@ -47,7 +50,7 @@ channel open_pipe(bool into_program) {
 
 } // namespace
 
-live_console::live_console(const std::string &config, input kind) {
+live_console::live_console(const std::string &config, input kind) : end_(steady::now() + TIME_LIMIT) {
     const channel in = kind == input::terminal ? open_terminal() : open_pipe(true);
     const channel out = open_pipe(false);
     const std::string program = vexlo_binary(), argument = "config=" + config;
@@ -85,9 +88,9 @@ void live_console::type(const std::string &text) const {
 // Adds what the program says next; false at its end and at the time limit.
 bool live_console::receive() {
     pollfd ready{output_, POLLIN, 0};
-    const auto limit = std::chrono::duration_cast<std::chrono::milliseconds>(TIME_LIMIT);
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end_ - steady::now()).count();
     char text[4096];
-    if (::poll(&ready, 1, static_cast<int>(limit.count())) <= 0) {
+    if (left <= 0 || ::poll(&ready, 1, static_cast<int>(left)) <= 0) {
         ::kill(child_, SIGKILL);
         return false;
     }

@@ -31,8 +31,7 @@ public:
 private:
     bool receive();
 
-    static constexpr std::chrono::seconds TIME_LIMIT{60};
-
+    const std::chrono::steady_clock::time_point end_; // when it is killed at the latest
     pid_t child_ = -1;
     int input_ = -1;  // what is typed goes in here
     int output_ = -1; // both streams come out here

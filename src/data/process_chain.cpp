@@ -1,10 +1,10 @@
 // Following a row from piece to piece.
-#include "chain_loop.h"
 #include "console.h"
 #include "data/rows.h"
 #include "data/segment.h"
 #include "datafile.h"
 #include "file_io.h"
+#include "format/chain_loop.h"
 
 #include <algorithm>
 

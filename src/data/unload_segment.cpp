@@ -3,8 +3,7 @@
 #include "data/long_value.h"
 #include "data/rows.h"
 #include "data/segment.h"
-#include "datafile.h"
-#include "walk_segment.h"
+#include "datafile_segment.h"
 
 #include <cstdint>
 
@@ -13,7 +12,7 @@ namespace {
 constexpr int ALIGNMENT = 8;
 
 // A table's, partition's or subpartition's segment.
-struct TABLE_SEGMENT {
+struct TABLE_SEGMENT : DATAFILE_SEGMENT {
     ULDR *ul;
 
     DATAFILE *find(uint32_t rdba) const { return segment_file(ul, rdba); }
@@ -91,8 +90,8 @@ int unload_segment(ULDR *ul) {
         return segment_file_error(ul, ul->hdba);
     begin_segment(ul, df);
     carve_buffers(ul);
-    TABLE_SEGMENT segment{ul};
-    if (walk_segment(segment, ul->hdba, WALK_BUFFERS{ul->hblk, ul->rbuf, ul->rsz}) < 0)
+    TABLE_SEGMENT segment{{}, ul};
+    if (walk_datafile_segment(segment, ul->hdba, WALK_BUFFERS{ul->hblk, ul->rbuf, ul->rsz}) < 0)
         return -1;
     return write_cache(ul);
 }

@@ -1,10 +1,10 @@
 #include "command_map.h"
+#include "datafile_segment.h"
 #include "dict/bootstrap.h"
 #include "dict/dict_file.h"
 #include "dict/export.h"
 #include "dict/sort.h"
 #include "dict_table.h"
-#include "walk_segment.h"
 
 #include <cstring>
 
@@ -15,7 +15,7 @@ constexpr int BOOTSTRAP_SIZE = BOOTSTRAP_ROWS * static_cast<int>(sizeof(BOOTSTRA
 static_assert(BOOTSTRAP_SIZE == 0x40000);
 
 // The bootstrap$ segment.
-struct BOOTSTRAP_SEGMENT {
+struct BOOTSTRAP_SEGMENT : DATAFILE_SEGMENT {
     BOOTSTRAP *bs;
     int nbr;
 
@@ -40,11 +40,11 @@ struct BOOTSTRAP_SEGMENT {
 
 // Reads all bootstrap$ rows to the start of the work buffer. Returns their number, or -1 after its message.
 int read_bootstrap() {
-    BOOTSTRAP_SEGMENT segment{reinterpret_cast<BOOTSTRAP *>(g_ctx.wrk), 0};
+    BOOTSTRAP_SEGMENT segment{{}, reinterpret_cast<BOOTSTRAP *>(g_ctx.wrk), 0};
     uint8_t *hblk = g_ctx.wrk + BOOTSTRAP_SIZE;
     const int64_t bsz = g_ctx.sysf->bsz;
     const WALK_BUFFERS buffers{hblk, hblk + bsz, WORK_SIZE - BOOTSTRAP_SIZE - bsz};
-    return walk_segment(segment, g_ctx.sys.rootdba, buffers) < 0 ? -1 : segment.nbr;
+    return walk_datafile_segment(segment, g_ctx.sys.rootdba, buffers) < 0 ? -1 : segment.nbr;
 }
 
 // Runs one step of a table behind its progress line.

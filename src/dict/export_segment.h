@@ -1,14 +1,14 @@
 // The steps that all exports share.
 #pragma once
 
+#include "datafile_segment.h"
 #include "dict/dict_file.h"
 #include "dict/export.h"
 #include "dict/row_decoders.h"
-#include "walk_segment.h"
 
 /// The segment of a dictionary table. All its blocks are looked for in the SYSTEM datafile.
 template <class REC, auto DECODE>
-struct DICT_SEGMENT {
+struct DICT_SEGMENT : DATAFILE_SEGMENT {
     uint8_t *cblk; // one block, for the decoder
     REC *records;
     uint32_t tabn;
@@ -39,8 +39,8 @@ int export_segment(const DICT_FACTS &table, uint32_t tabn, uint32_t rdba, uint8_
     uint8_t *buf = cblk + g_ctx.sysf->bsz;
 
     g_ctx.sys.*table.count = 0;
-    DICT_SEGMENT<REC, DECODE> segment{cblk, reinterpret_cast<REC *>(rbuf), tabn, max_rows, 0};
-    if (walk_segment(segment, rdba, WALK_BUFFERS{hblk, buf, buf_sz - (buf - rbuf)}) < 0 ||
+    DICT_SEGMENT<REC, DECODE> segment{{}, cblk, reinterpret_cast<REC *>(rbuf), tabn, max_rows, 0};
+    if (walk_datafile_segment(segment, rdba, WALK_BUFFERS{hblk, buf, buf_sz - (buf - rbuf)}) < 0 ||
         write_records(table, segment.records, segment.nrow, sizeof(REC)) < 0)
         return -1;
     close_dict_file();

@@ -3,8 +3,8 @@
 #include "format/check_sum.h"
 #include "harness.h"
 
-#include "format/byte_order.h"
 #include "datafile.h"
+#include "format/byte_order.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,11 +1,11 @@
 #include "harness.h"
 
-#include "format/byte_order.h"
 #include "command_map.h"
 #include "console.h"
 #include "datafile.h"
 #include "dict/dict_file.h"
 #include "dict_array.h"
+#include "format/byte_order.h"
 #include "text.h"
 
 #include <algorithm>

@@ -74,6 +74,8 @@ void add_datafiles(Corpus &corpus) {
         info.blocks = 100;
         info.rfn = block_size == 16384 ? BIGFILE_RFN : 1;
         Bytes block0 = sample::encode_block0(info);
+        corpus.add("rescue_header", std::to_string(block_size),
+                   joined({block0, sample::encode_file_header(info), Bytes(block_size)}));
         block0.resize(64);
         Bytes header = sample::encode_file_header(info);
         header.resize(400);
@@ -395,8 +397,9 @@ void add_rows(Corpus &corpus) {
                 Bytes head{static_cast<uint8_t>(options | seed.block_size), seed.table};
                 sample::append_le16(head, fill);
                 head.push_back(static_cast<uint8_t>(seed.columns.size()));
-                corpus.add("rows", seed.name + std::to_string(options) + "-" + std::to_string(fill),
-                           joined({head, seed.columns, blocks}));
+                for (const char *target : {"rows", "rescue_rows"})
+                    corpus.add(target, seed.name + std::to_string(options) + "-" + std::to_string(fill),
+                               joined({head, seed.columns, blocks}));
             }
     }
 }

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "output/names.h"
+#include "values/lob_locator.h"
 #include "values/text_scan.h"
 
 namespace vexlo {
@@ -50,6 +51,23 @@ const ColumnRecord *storage_of(const ColumnRecord &column, std::span<const Colum
                (other.property & COLUMN_HIDDEN) != 0;
     });
     return it == columns.end() || column.column == 0 ? nullptr : &*it;
+}
+
+// Takes the value out of the locator that stands for it. One whose data is not in the row is lost.
+void take_default(std::string_view locator, AddedDefault &added) {
+    added.known = added.is_null = locator.empty();
+    if (added.known)
+        return;
+    std::string fault;
+    const auto *bytes = reinterpret_cast<const uint8_t *>(locator.data());
+    const std::optional<LobLocator> lob = decode_lob_locator({bytes, locator.size()}, fault);
+    if (!lob || lob->compressed || (lob->place != LobPlace::in_row && lob->place != LobPlace::empty))
+        return;
+    added.known = true;
+    added.is_null = lob->data.empty();
+    added.size = static_cast<uint32_t>(lob->data.size());
+    added.value.assign(lob->data.begin(), lob->data.end());
+    added.value.resize(added.value.size() + READ_SLACK);
 }
 
 class LayoutMaker {
@@ -157,7 +175,7 @@ private:
         if (record == nullptr)
             return;
         added.guard = record->guard;
-        added.known = added.is_null = record->value.empty();
+        take_default(dictionary_.bytes(record->value), added);
     }
 
     const Dictionary &dictionary_;

@@ -271,6 +271,87 @@ TEST_F(RowReaderTest, HiddenUnusedAndVirtualColumnsAreLeftOutUnlessAskedFor) {
     EXPECT_EQ(all.rows, (std::vector<TextRow>{{"1", "n", "2", "3", "NULL"}}));
 }
 
+namespace {
+
+// A database whose dictionary has ECOL$.
+class AddedDefaultTest : public RescueTest {
+protected:
+    static sample::DatabaseOptions full_options() {
+        sample::DatabaseOptions options;
+        options.layout.full = true;
+        return options;
+    }
+    AddedDefaultTest() : RescueTest(full_options()) {}
+
+    static sample::ColumnDef added(const char *name, const char *value) {
+        sample::ColumnDef column = sample::varchar2_column(name, 100);
+        const std::string_view text(value);
+        column.added_default = sample::Bytes(text.begin(), text.end());
+        return column;
+    }
+};
+
+} // namespace
+
+TEST_F(AddedDefaultTest, RowsOlderThanANotNullColumnHaveItsDefault) {
+    sample::TableDef def = table_def(scott(), "T", users());
+    def.columns.push_back(added("A", "first"));
+    def.columns.push_back(added("B", "second"));
+    def.columns[2].nullable = def.columns[3].nullable = false;
+    const size_t table = db().add_table(def);
+    const auto insert = [&](int id, sample::Value a, sample::Value b) {
+        db().insert(table, {sample::number(id), sample::text("n"), std::move(a), std::move(b)});
+    };
+    insert(1, sample::null_value(), sample::null_value());
+    insert(2, sample::text("own"), sample::null_value());
+    insert(3, sample::null_value(), sample::text("own"));
+    const TableRows read = open().read("T");
+    EXPECT_EQ(read.rows,
+              (std::vector<TextRow>{
+                  {"1", "n", "first", "second"}, {"2", "n", "own", "second"}, {"3", "n", "first", "own"}}));
+    EXPECT_EQ(read.row_counts.lost_defaults, 0u);
+}
+
+TEST_F(AddedDefaultTest, TheGuardColumnTellsANullFromADefault) {
+    sample::TableDef def = table_def(scott(), "T", users());
+    sample::ColumnDef guard = sample::typed_column("SYS_NC00003$", sample::TYPE_RAW, 126);
+    guard.property = sample::COLUMN_HIDDEN | sample::COLUMN_GUARD;
+    def.columns.push_back(guard);
+    def.columns.push_back(added("A", "first"));
+    def.columns.push_back(added("B", "second"));
+    def.columns[3].guard_id = 0;
+    def.columns[4].guard_id = 9;
+    const size_t table = db().add_table(def);
+    const auto insert = [&](int id, sample::Value bits, sample::Value a, sample::Value b) {
+        db().insert(table,
+                    {sample::number(id), sample::text("n"), std::move(bits), std::move(a), std::move(b)});
+    };
+    insert(1, sample::null_value(), sample::null_value(), sample::null_value());
+    insert(2, sample::guard_value(std::vector<uint32_t>{0}), sample::null_value(), sample::null_value());
+    insert(3, sample::guard_value(std::vector<uint32_t>{0, 9}), sample::null_value(), sample::null_value());
+    insert(4, sample::guard_value(std::vector<uint32_t>{9}), sample::null_value(), sample::text("own"));
+    const TableRows read = open().read("T");
+    EXPECT_EQ(read.columns, (std::vector<std::string>{"ID", "NAME", "A", "B"}));
+    EXPECT_EQ(read.rows, (std::vector<TextRow>{{"1", "n", "first", "second"},
+                                               {"2", "n", "NULL", "second"},
+                                               {"3", "n", "NULL", "NULL"},
+                                               {"4", "n", "first", "own"}}));
+}
+
+TEST_F(AddedDefaultTest, WhereTheDefaultIsLostItsValuesAreCounted) {
+    sample::TableDef def = table_def(scott(), "T", users());
+    def.columns.push_back(added("A", "first"));
+    const size_t table = db().add_table(def);
+    db().insert(table, {sample::number(1), sample::text("n"), sample::null_value()});
+    db().insert(table, {sample::number(2), sample::text("n"), sample::text("own")});
+    db().finish();
+    for (const uint32_t number : blocks_of_type(SYSTEM_FILE, TABLE_TYPE, 126)) // ECOL$
+        destroy(SYSTEM_FILE, number);
+    const TableRows read = OpenDatabase(paths()).read("T");
+    EXPECT_EQ(read.rows, (std::vector<TextRow>{{"1", "n", "NULL"}, {"2", "n", "own"}}));
+    EXPECT_EQ(read.row_counts.lost_defaults, 1u);
+}
+
 TEST_F(RowReaderTest, ColumnsComeInTheOrderOfTheirNumbers) {
     sample::TableDef def = table_def(scott(), "T", users());
     def.columns[0].col = 2;

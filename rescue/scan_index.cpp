@@ -5,15 +5,13 @@
 
 #include "format/block.h"
 #include "format/cache_header.h"
+#include "format/lob_block.h"
 #include "rescue/segment.h"
 
 namespace vexlo {
 
 namespace {
 
-constexpr uint8_t BLOCK_LOB = 0x28;        // BasicFile LOB, bitmap-managed
-constexpr uint8_t BLOCK_LOB_MANUAL = 0x1B; // the same, freelist-managed
-constexpr uint32_t LOB_OBJECT = 20;        // where such a block has its data object number
 constexpr uint32_t NO_OBJECT = 0;
 constexpr uint64_t FIRST_SCANNED_BLOCK = 2; // behind the file header
 
@@ -67,8 +65,8 @@ public:
                 take_ownerless(block);
         } else if (block_type(blk) == BLOCK_TABLE_DATA) {
             take_owned(index_.rows_, block_object(blk), block);
-        } else if (block_type(blk) == BLOCK_LOB || block_type(blk) == BLOCK_LOB_MANUAL) {
-            take_owned(index_.lobs_, load_le32(blk + LOB_OBJECT), block);
+        } else if (LOB_PAGE page; locate_lob_page({blk, bsz, file_->rdba(block)}, &page)) {
+            take_owned(index_.lobs_, page.object, block);
         }
     }
 

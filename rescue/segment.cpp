@@ -136,7 +136,7 @@ private:
     }
 
     void open_extent(const uint8_t *entry) {
-        const uint32_t rdba = load_le32(entry), claimed = load_le32(entry + 4);
+        const uint32_t rdba = load_le32(entry + EXT_DBA), claimed = load_le32(entry + EXT_LEN);
         const BlockPlace place = files_.find(segment_.tablespace, rdba);
         const bool bigfile = place.file != nullptr && place.file->identity().bigfile;
         const uint64_t reach = (bigfile ? uint64_t{1} << 32 : RDBA_BLOCK_MASK + 1) - place.block;

@@ -1,6 +1,7 @@
 // Writes the databases that the benchmarks measure: `vexlo-bench-data DIR KIND N`, with N the MiB of the one table
 // or, for the kind "dictionary", the number of columns.
 #include "sample/database.h"
+#include "sample/lob_data.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -13,6 +14,7 @@ namespace {
 using namespace sample;
 
 constexpr uint32_t EXTENT_BLOCKS = 1024; // large tables have large extents
+constexpr uint32_t TYPE_CLOB = 112, TYPE_BLOB = 113;
 
 // What the kinds build on: one user and one tablespace besides SYSTEM.
 struct Bench {
@@ -136,6 +138,46 @@ void add_partitioned(Bench &bench, int64_t mib) {
         bench.db.insert(table, ordinary_row(i), {}, static_cast<size_t>(i) % PARTS);
 }
 
+size_t add_lob_table(Bench &bench, const char *name, uint32_t type, LobStorage storage) {
+    std::vector<ColumnDef> columns{number_column("ID"), typed_column("DOC", type, 4000)};
+    columns[1].lobs = storage;
+    return bench.db.add_table(bench_table(bench, name, columns));
+}
+
+// BLOBs of 1 MB each, half of them in SecureFiles.
+void add_large_lobs(Bench &bench, int64_t mib) {
+    constexpr size_t LENGTH = 1000000;
+    LobStorage secure;
+    secure.secure = true;
+    const size_t tables[] = {add_lob_table(bench, "LARGE_BASIC", TYPE_BLOB, {}),
+                             add_lob_table(bench, "LARGE_SECURE", TYPE_BLOB, secure)};
+    for (int64_t i = 0, n = rows_for(mib, LENGTH); i < n; i++) {
+        const size_t table = tables[i % 2];
+        const Bytes data = lob_bytes({static_cast<uint32_t>(table), static_cast<uint64_t>(i), 1}, LENGTH);
+        bench.db.insert(table, {number(i), bench.db.store_lob(table, 1, data)});
+    }
+}
+
+// CLOBs of about 100 characters in the row, and the same texts as VARCHAR2.
+void add_small_lobs(Bench &bench, int64_t mib) {
+    const size_t lobs = add_lob_table(bench, "SMALL_LOBS", TYPE_CLOB, {});
+    const size_t texts =
+        bench.db.add_table(bench_table(bench, "SMALL_TEXTS", {number_column("ID"), varchar2_column("DOC", 400)}));
+    for (int64_t i = 0, n = rows_for(mib, 400); i < n; i++) {
+        const auto key = static_cast<uint64_t>(i);
+        const std::u16string characters = lob_characters({1, key, 1}, 90 + key % 20);
+        bench.db.insert(lobs, {number(i), bench.db.store_lob(lobs, 1, utf16_bytes(characters))});
+        bench.db.insert(texts, {number(i), text(utf8_text(characters))});
+    }
+}
+
+// One BLOB of N MiB.
+void add_one_lob(Bench &bench, int64_t mib) {
+    const size_t table = add_lob_table(bench, "ONE_LOB", TYPE_BLOB, {});
+    const Bytes data = lob_bytes({1, 1, 1}, static_cast<size_t>(mib) * 1024 * 1024);
+    bench.db.insert(table, {number(1), bench.db.store_lob(table, 1, data)});
+}
+
 // Tables of ten columns without rows, a hundred to a cluster.
 void add_dictionary(Bench &bench, int64_t columns) {
     const int64_t tables = columns / 10;
@@ -164,7 +206,8 @@ int write_database(const char *dir, const std::string &kind, int64_t n) {
     const std::map<std::string, std::function<void(Bench &, int64_t)>> kinds = {
         {"ordinary", add_ordinary}, {"narrow", add_narrow},           {"wide", add_wide},
         {"clustered", add_clustered}, {"pieces", add_pieces},         {"partitioned", add_partitioned},
-        {"dictionary", add_dictionary},
+        {"dictionary", add_dictionary}, {"large-lobs", add_large_lobs}, {"small-lobs", add_small_lobs},
+        {"one-lob", add_one_lob},
     };
     const auto found = kinds.find(kind);
     if (found == kinds.end()) {

@@ -1,5 +1,6 @@
 #include "random_database.h"
 
+#include "lob_data.h"
 #include "vexlo.h"
 
 #include <algorithm>
@@ -9,6 +10,8 @@ namespace sample {
 namespace {
 
 constexpr size_t CONSOLE_LONG_MAX = 32768;
+constexpr uint32_t EARLIER_OBJECT = 40000; // data object number that nothing has any more
+constexpr size_t LONG_NAME = 128;
 constexpr size_t PIECE_OVERHEAD = 400; // what a block holds beside one large value, the cluster key included
 
 // ---- Columns
@@ -40,7 +43,25 @@ bool is_lob(const ColumnDef &column) {
 }
 
 bool is_shown(const ColumnDef &column) {
-    return (column.property & (COLUMN_HIDDEN | COLUMN_UNUSED)) == 0;
+    return (column.property & (COLUMN_HIDDEN | COLUMN_UNUSED | COLUMN_VIRTUAL)) == 0;
+}
+
+ColumnDef virtual_column(std::string name) {
+    constexpr uint32_t computed = 0x10000; // goes with COLUMN_VIRTUAL
+    ColumnDef column = number_column(std::move(name));
+    column.property = COLUMN_VIRTUAL | computed;
+    column.stored = false;
+    return column;
+}
+
+std::string hex_text(ByteView bytes) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    std::string text;
+    for (uint8_t byte : bytes) {
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
+    }
+    return text;
 }
 
 std::vector<ColumnDef> random_columns(RandomSource &random, size_t count, TextStorage storage) {
@@ -54,10 +75,23 @@ std::vector<ColumnDef> random_columns(RandomSource &random, size_t count, TextSt
     return columns;
 }
 
-// A LOB column holds NULL in every row: its data is not in the rows.
+LobStorage random_lob_storage(RandomSource &random) {
+    constexpr uint32_t chunks[] = {1, 2, 4};
+    LobStorage storage;
+    storage.secure = random.chance(40);
+    storage.in_row = random.chance(70);
+    storage.chunk_blocks = storage.secure ? 1 : random.pick(chunks);
+    storage.count_blocks = random.chance(50);
+    storage.compress = storage.secure && random.chance(30);
+    return storage;
+}
+
 void add_lob_column(RandomSource &random, std::vector<ColumnDef> &columns) {
     uint32_t type = random.chance(50) ? TYPE_CLOB : TYPE_BLOB;
     columns.push_back(typed_column("LOB_" + std::to_string(columns.size() + 1), type, 4000));
+    if (type == TYPE_CLOB)
+        columns.back().charset_form = random.chance(30) ? 2 : 1;
+    columns.back().lobs = random_lob_storage(random);
 }
 
 void add_long_column(RandomSource &random, std::vector<ColumnDef> &columns, bool anywhere) {
@@ -99,7 +133,9 @@ private:
         o.block_size = random_.pick(block_sizes);
         o.dictionary_kind = random_.chance(70) ? SegmentKind::freelist : SegmentKind::bitmap;
         o.dictionary_extent_blocks = static_cast<uint32_t>(random_.between(4, 16));
-        o.layout.full = random_.chance(50);
+        o.layout.full = random_.chance(50) || options_.beyond_console;
+        if (options_.beyond_console)
+            choose_beyond_console(o);
         o.dictionary_map_entries = random_.chance(30) ? static_cast<size_t>(random_.between(2, 5)) : 0;
         uint32_t migrated_percent = random_.chance(50) ? random_.below(30) : 0;
         o.dictionary_hook = [this, migrated_percent](std::string_view table, Row &, RowPlacement &placement) {
@@ -108,6 +144,18 @@ private:
         };
         return o;
     }
+
+    void choose_beyond_console(DatabaseOptions &o) {
+        constexpr uint32_t version_12_2 = 0x0C200000, version_11_2 = 0x0B200400;
+        bool new_version = random_.chance(60);
+        o.layout.version = new_version ? DictionaryVersion::v12 : DictionaryVersion::v11;
+        o.compatibility = new_version ? version_12_2 : version_11_2;
+        o.dependency_bytes = new_version ? 8 : 6;
+        o.dictionary_files = static_cast<unsigned>(random_.between(1, 3));
+        o.checkpoint_scn = 0x200000000 + random_.below(1000);
+    }
+
+    bool has_long_names() const { return db_.model().layout.version == DictionaryVersion::v12; }
 
     void add_space() {
         constexpr size_t block_sizes[] = {2048, 4096, 8192, 16384, 32768};
@@ -139,6 +187,8 @@ private:
         o.map_entries = random_.chance(30) ? static_cast<size_t>(random_.between(1, 4)) : 0;
         o.itl_entries = random_.between(1, 6);
         o.free_percent = static_cast<unsigned>(random_.between(0, 40));
+        if (options_.beyond_console && random_.chance(30))
+            o.old_objd = EARLIER_OBJECT;
         return o;
     }
 
@@ -148,6 +198,8 @@ private:
         TableDef def;
         def.owner = owner.number;
         def.name = std::string(random_.pick(words)) + '_' + std::to_string(expected_.size() + 1);
+        if (has_long_names() && random_.chance(20))
+            def.name += std::string(LONG_NAME - def.name.size(), 'L');
         def.tablespace = tablespace;
         def.segment = random_segment();
         def.flags = random_.chance(15) ? TABLE_ROW_DEPENDENCIES : 0;
@@ -187,17 +239,66 @@ private:
         ExpectedRow shown;
     };
 
-    RandomRow random_row(const TableDef &def) {
+    // A partition of a table, as insert takes it.
+    struct Place {
+        size_t table;
+        size_t part = 0;
+        size_t sub = 0;
+    };
+
+    size_t lob_length(const ColumnDef &column, const TableDef &def) {
+        if (random_.chance(15))
+            return 0;
+        if (random_.chance(50))
+            return static_cast<size_t>(random_.between(1, 300));
+        size_t chunk = block_size(def.tablespace) * column.lobs.chunk_blocks;
+        return random_.chance(80) ? static_cast<size_t>(random_.between(1800, 4200)) : 14 * chunk;
+    }
+
+    RandomCell lob_cell(const TableDef &def, size_t column, const Place &place) {
+        if (!options_.lobs)
+            return {};
+        const ColumnDef &c = def.columns[column];
+        LobKey key{static_cast<uint32_t>(place.table), next_lob_key_++, static_cast<uint32_t>(column)};
+        size_t length = lob_length(c, def);
+        LobPlacement placement;
+        placement.old_versions = random_.chance(10) ? 1 : 0;
+        auto store = [&](ByteView data) {
+            return db_.store_lob(place.table, column, data, placement, place.part, place.sub);
+        };
+        if (c.type == TYPE_BLOB) {
+            Bytes data = lob_bytes(key, length);
+            return {store(data), hex_text(data)};
+        }
+        bool wide = db_.lob_is_wide(place.table, column);
+        std::u16string text = lob_characters(key, wide ? length / 2 : length, wide);
+        return {store(wide ? utf16_bytes(text) : latin1_bytes(text)), utf8_text(text)};
+    }
+
+    // A row that ends before a column added with a default has that default.
+    void show_defaults(const TableDef &def, RandomRow &row) const {
+        size_t shown = 0;
+        for (size_t c = 0; c < def.columns.size(); c++) {
+            if (def.columns[c].added_default && !row.stored[c])
+                row.shown[shown] = added_default_text_;
+            shown += is_shown(def.columns[c]) ? 1 : 0;
+        }
+    }
+
+    RandomRow random_row(const TableDef &def, const Place &place) {
         RandomRow row;
         uint32_t null_percent = random_.chance(20) ? 70 : 10;
-        for (const ColumnDef &c : def.columns) {
+        for (size_t i = 0; i < def.columns.size(); i++) {
+            const ColumnDef &c = def.columns[i];
             RandomCell cell;
-            if (!is_lob(c) && !random_.chance(null_percent))
-                cell = random_cell(random_, c, storage_, longest_value(def, c));
+            if (c.stored && !random_.chance(null_percent))
+                cell = is_lob(c) ? lob_cell(def, i, place)
+                                 : random_cell(random_, c, storage_, longest_value(def, c));
             row.stored.push_back(cell.stored);
             if (is_shown(c))
                 row.shown.push_back(cell.shown);
         }
+        show_defaults(def, row);
         return row;
     }
 
@@ -227,13 +328,16 @@ private:
         p.migrated = random_.chance(10);
         p.deleted = random_.chance(8);
         p.piece_per_block = random_.chance(30);
-        p.keep_trailing_nulls = random_.chance(10);
+        p.keep_trailing_nulls = random_.chance(10) && !def.columns.back().added_default;
+        if (options_.beyond_console && random_.chance(50))
+            p.cut_order = CutOrder::from_start;
         if (random_.chance(5))
             p.form = LengthForm::three_bytes;
         if (!def.cluster && random_.chance(12) && is_small(row, def.tablespace)) {
             Row stored;
-            for (const Value &v : row.stored)
-                stored.push_back(v);
+            for (size_t c = 0; c < row.stored.size(); c++)
+                if (def.columns[c].stored)
+                    stored.push_back(row.stored[c]);
             p.cuts = random_cuts(p.keep_trailing_nulls ? std::span<const Value>(stored)
                                                        : trim_trailing_nulls(stored));
         }
@@ -252,7 +356,7 @@ private:
         for (unsigned i = 0; i < rows; i++) {
             if (random_.chance(4))
                 db_.rows(member.table, part, sub).add_free_slot();
-            RandomRow row = random_row(def);
+            RandomRow row = random_row(def, {member.table, part, sub});
             RowPlacement placement = random_placement(def, row);
             db_.insert(member.table, row.stored, placement, part, sub);
             expect(member.expected, placement, std::move(row.shown));
@@ -273,12 +377,30 @@ private:
         }
     }
 
+    void add_columns_beyond_console(TableDef &def) {
+        std::string serial = std::to_string(def.columns.size() + 1);
+        if (random_.chance(15))
+            def.columns.insert(def.columns.begin() + 1, virtual_column("COMPUTED_" + serial));
+        if (has_long_names() && random_.chance(15))
+            def.columns.back().name.append(LONG_NAME - def.columns.back().name.size(), 'l');
+        if (options_.lobs && random_.chance(20)) { // the default is a LOB of the dictionary
+            ColumnDef added = varchar2_column("ADDED_" + serial, 100);
+            RandomCell value = random_cell(random_, added, storage_, added.length);
+            added.nullable = false;
+            added.added_default = value.stored;
+            added_default_text_ = value.shown;
+            def.columns.push_back(added);
+        }
+    }
+
     unsigned write_heap_table() {
         TableDef def = new_table(random_tablespace());
         def.columns = random_columns(random_, column_count(random_), storage_);
-        if (random_.chance(8))
+        if (random_.chance(options_.lobs ? 40 : 8))
             add_lob_column(random_, def.columns);
-        if (random_.chance(20))
+        if (options_.beyond_console)
+            add_columns_beyond_console(def);
+        if (random_.chance(20) && !def.columns.back().added_default)
             add_long_column(random_, def.columns, options_.beyond_console);
         else if (random_.chance(25))
             add_partitions(def);
@@ -357,7 +479,7 @@ private:
     }
 
     void insert_member(const Member &member, const TableDef &def, const std::vector<RandomCell> &key) {
-        RandomRow row = random_row(def);
+        RandomRow row = random_row(def, {member.table});
         size_t shown = 0;
         for (size_t c = 0; c < def.columns.size(); c++) {
             const auto &keys = def.key_columns;
@@ -388,6 +510,8 @@ private:
     std::vector<uint32_t> tablespaces_;
     std::vector<Owner> owners_;
     std::vector<ExpectedTable> expected_;
+    std::optional<std::string> added_default_text_; // of the table being written
+    uint64_t next_lob_key_ = 1;
 };
 
 } // namespace

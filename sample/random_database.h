@@ -9,9 +9,14 @@ namespace sample {
 struct RandomDatabaseOptions {
     uint32_t seed = 1;
     unsigned tables = 8;
-    unsigned rows = 60;          // most rows of one table
-    bool beyond_console = false; // also what the console program cannot unload: values cut over row pieces
-                                 // with columns behind them, LONG columns anywhere and of more than 32 KiB
+    unsigned rows = 60; // most rows of one table
+    // Also what the console program cannot unload: the full dictionary of 11g or 12c over several files, long
+    // names, virtual columns, values cut over row pieces with columns behind them, LONG columns anywhere and
+    // of more than 32 KiB, and blocks of an earlier owner of the space.
+    bool beyond_console = false;
+    // LOB columns have data, where otherwise they are NULL in every row; beyond the console also columns that
+    // were added with a default, which is a LOB of the dictionary.
+    bool lobs = false;
 };
 
 using ExpectedRow = std::vector<std::optional<std::string>>; // the shown text of each column

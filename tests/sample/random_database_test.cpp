@@ -20,7 +20,7 @@ std::vector<std::filesystem::path> datafiles(const std::filesystem::path &dir) {
 std::vector<ExpectedTable> write(const TempDir &dir, uint32_t seed, bool beyond_console = false) {
     RandomDatabaseOptions options;
     options.seed = seed;
-    options.beyond_console = beyond_console;
+    options.beyond_console = options.lobs = beyond_console;
     return write_random_database(dir.path(), options);
 }
 

@@ -1,0 +1,55 @@
+// Columns that rows do not carry, or carry without showing them.
+#include "recovered_fixture.h"
+
+namespace {
+
+using namespace sample;
+using namespace vexlo_test;
+
+class AddedColumns : public Recovered {
+protected:
+    void open_full(DictionaryVersion version) {
+        DatabaseOptions options;
+        options.layout = {version, true};
+        open(options);
+    }
+};
+
+ColumnDef added(ColumnDef column, Value value, bool nullable = false) {
+    column.added_default = *value;
+    column.nullable = nullable;
+    return column;
+}
+
+TEST_F(AddedColumns, DefaultThatIsLostIsNullAndCounted) {
+    DatabaseOptions options;
+    options.layout = {DictionaryVersion::v11, true};
+    options.dictionary_hook = [](std::string_view name, Row &, RowPlacement &) { return name != "ECOL$"; };
+    open(options);
+    const size_t t = add("T", {number_column("ID"), added(number_column("N"), number(5))});
+    db_->insert(t, {number(1), null_value()});
+    unload();
+    EXPECT_EQ(rows("T"), (std::vector<csv_row>{{"1", std::nullopt}}));
+    EXPECT_EQ(record("T").at("null_values"), 1);
+}
+
+TEST_F(AddedColumns, UnusedVirtualAndHiddenColumnsAreShownOnlyWhenAskedFor) {
+    open();
+    ColumnDef unused = varchar2_column("SYS_C00002_24010112:00:00$", 20), computed = number_column("TWICE"),
+              hidden = number_column("SYS_NC00004$");
+    unused.property = COLUMN_UNUSED;
+    computed.property = COLUMN_VIRTUAL | 0x10000;
+    computed.stored = false;
+    hidden.property = COLUMN_HIDDEN;
+    const size_t t = add("T", {number_column("ID"), unused, computed, hidden, number_column("LAST")});
+    db_->insert(t, {number(1), text("gone"), null_value(), number(44), number(2)});
+    unload();
+    EXPECT_EQ(header("T"), (csv_row{"ID", "LAST"}));
+    EXPECT_EQ(rows("T"), (std::vector<csv_row>{{"1", "2"}}));
+    unload({"--hidden", "--overwrite"});
+    EXPECT_EQ(column("T", "SYS_C00002_24010112:00:00$"), csv_row{"gone"});
+    EXPECT_EQ(column("T", "SYS_NC00004$"), csv_row{"44"});
+    EXPECT_EQ(column("T", "LAST"), csv_row{"2"});
+}
+
+} // namespace

@@ -1,0 +1,256 @@
+// Blocks, segments and files that are not as they should be: what is left comes out, what is lost is told.
+#include "recovered_fixture.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "sample/damage.h"
+
+namespace {
+
+using namespace sample;
+using namespace vexlo_test;
+
+class DamagedFiles : public Recovered {
+protected:
+    // A table T of the IDs 1 to `rows`, about four to a block; remembers where they are.
+    size_t fill(int rows, SegmentOptions segment = {}) {
+        TableDef def = table("T", {number_column("ID"), varchar2_column("NAME", 2000)});
+        def.segment = segment;
+        const size_t t = db_->add_table(def);
+        for (int i = 1; i <= rows; i++)
+            places_.push_back(db_->insert(t, {number(i), text(std::string(1700, 'n'))}));
+        return t;
+    }
+
+    void finish() {
+        db_->finish();
+        finished_ = true;
+    }
+
+    DamagePlace place(uint32_t rdba) const { return {users_file(), block_size(), block_number(rdba)}; }
+
+    // The IDs outside of a block.
+    csv_row ids_outside(uint32_t rdba) const {
+        csv_row ids;
+        for (size_t i = 0; i < places_.size(); i++)
+            if (places_[i].rdba != rdba)
+                ids.push_back(std::to_string(i + 1));
+        return ids;
+    }
+
+    csv_row ids_in(uint32_t rdba) const {
+        csv_row ids;
+        for (size_t i = 0; i < places_.size(); i++)
+            if (places_[i].rdba == rdba)
+                ids.push_back(std::to_string(i + 1));
+        return ids;
+    }
+
+    void expect_loss(const std::string &kind, uint32_t rdba) const {
+        const Json losses = record("T").at("losses");
+        ASSERT_EQ(losses.size(), 1U) << losses;
+        EXPECT_EQ(losses[0].at("kind"), kind);
+        EXPECT_EQ(losses[0].at("block"), block_number(rdba));
+        EXPECT_EQ(losses[0].at("blocks"), 1);
+        EXPECT_EQ(result_.status, 1);
+    }
+
+    std::vector<RowAddress> places_;
+};
+
+TEST_F(DamagedFiles, RowsOfABlockWithAWrongCheckValueAreSuspect) {
+    open();
+    fill(40);
+    finish();
+    damage_check_value(place(places_[20].rdba));
+    unload();
+    EXPECT_EQ(column("T", "ID"), ids_outside(places_[20].rdba));
+    EXPECT_EQ(column("T", "ID", true), ids_in(places_[20].rdba));
+    expect_loss("check value", places_[20].rdba);
+}
+
+TEST_F(DamagedFiles, RowsOfATornBlockAreSuspect) {
+    open();
+    fill(40);
+    finish();
+    tear_block(place(places_[20].rdba));
+    unload();
+    EXPECT_EQ(column("T", "ID"), ids_outside(places_[20].rdba));
+    EXPECT_EQ(column("T", "ID", true), ids_in(places_[20].rdba));
+    expect_loss("tail", places_[20].rdba);
+}
+
+TEST_F(DamagedFiles, ChecksAreLeftOutWhenBlocksAreTrusted) {
+    open();
+    fill(40);
+    finish();
+    tear_block(place(places_[20].rdba));
+    unload({"--trust-blocks"});
+    EXPECT_EQ(column("T", "ID"), numbers(40));
+    EXPECT_EQ(result_.status, 0) << result_.describe();
+}
+
+TEST_F(DamagedFiles, BlockThatSaysItIsAnotherIsALoss) {
+    open();
+    fill(40);
+    finish();
+    misplace_block(place(places_[20].rdba), places_[0].rdba);
+    unload();
+    EXPECT_EQ(column("T", "ID"), ids_outside(places_[20].rdba));
+    expect_loss("address", places_[20].rdba);
+}
+
+TEST_F(DamagedFiles, OverwrittenBlockIsALoss) {
+    open();
+    fill(40);
+    finish();
+    overwrite_block(place(places_[20].rdba), 1);
+    unload();
+    EXPECT_EQ(column("T", "ID"), ids_outside(places_[20].rdba));
+    EXPECT_EQ(record("T").at("losses").size(), 1U);
+    EXPECT_EQ(result_.status, 1);
+}
+
+TEST_F(DamagedFiles, BlocksOfAnEarlierOwnerAndNeverFormattedOnesAreCountedAndNoRows) {
+    SegmentOptions segment;
+    segment.old_objd = 777;
+    open();
+    fill(5, segment);
+    unload();
+    EXPECT_EQ(column("T", "ID"), numbers(5));
+    EXPECT_EQ(result_.status, 0) << result_.describe();
+    const Json blocks = record("T").at("blocks");
+    EXPECT_GE(blocks.at("foreign").get<int>() + blocks.at("older").get<int>(), 1) << blocks;
+    EXPECT_GE(blocks.at("unformatted").get<int>(), 1) << blocks;
+    EXPECT_EQ(record("T").at("losses").size(), 0U);
+}
+
+TEST_F(DamagedFiles, SegmentWhoseHeaderIsLostIsFoundBlockByBlock) {
+    for (const bool zero : {true, false}) {
+        open();
+        places_.clear();
+        const size_t t = fill(60);
+        finish();
+        const DamagePlace header{users_file(), block_size(), segment_header(t)};
+        if (zero)
+            zero_block(header);
+        else
+            overwrite_block(header, 2);
+        unload({"--overwrite"});
+        EXPECT_EQ(column("T", "ID"), numbers(60));
+    }
+}
+
+TEST_F(DamagedFiles, ExtentMapThatLoopsOrLeadsNowhereIsLeftForTheBlocks) {
+    for (const bool loop : {true, false}) {
+        open();
+        places_.clear();
+        SegmentOptions segment;
+        segment.extent_blocks = 4;
+        segment.map_entries = 2;
+        const size_t t = fill(60, segment);
+        finish();
+        const DamagePlace header{users_file(), block_size(), segment_header(t)};
+        const SegmentPlace &place = db_->model().tables[t].place;
+        redirect_extent_map(header,
+                            loop ? make_rdba(place.file, place.block) : make_rdba(place.file, 4000000));
+        unload({"--overwrite"});
+        EXPECT_EQ(column("T", "ID"), numbers(60));
+    }
+}
+
+TEST_F(DamagedFiles, MapsMayBeIgnoredAtOnce) {
+    open({}, 2);
+    SegmentOptions segment;
+    segment.old_objd = 777;
+    fill(60, segment);
+    unload({"--ignore-maps"});
+    csv_row ids = column("T", "ID");
+    std::sort(ids.begin(), ids.end(),
+              [](const auto &a, const auto &b) { return std::stoi(*a) < std::stoi(*b); });
+    EXPECT_EQ(ids, numbers(60));
+}
+
+TEST_F(DamagedFiles, MissingFileIsALossOfItsRowsAlone) {
+    open({}, 2);
+    fill(60);
+    finish();
+    const uint32_t lost_file = db_->model().tablespaces[users_].storage->files()[1]->info().rfn;
+    std::filesystem::remove(users_file(1));
+    unload();
+    csv_row left;
+    for (size_t i = 0; i < places_.size(); i++)
+        if (places_[i].rdba >> 22 != lost_file)
+            left.push_back(std::to_string(i + 1));
+    ASSERT_LT(left.size(), 60U);
+    EXPECT_EQ(column("T", "ID"), left);
+    EXPECT_EQ(result_.status, 1);
+    const Json losses = record("T").at("losses");
+    ASSERT_GE(losses.size(), 1U);
+    EXPECT_EQ(losses[0].at("kind"), "missing file");
+}
+
+TEST_F(DamagedFiles, OfTwoCopiesOfAFileTheOneWithTheNewerCheckpointIsRead) {
+    DatabaseOptions options;
+    options.checkpoint_scn = 0x100000005;
+    open(options);
+    fill(10);
+    finish();
+    const std::string older = dir_.file("db/aaa.dbf"), newer = dir_.file("db/zzz.dbf");
+    copy_with_checkpoint(users_file(), older, block_size(), 0xFFFFFFFF);
+    zero_block({older, block_size(), block_number(places_[0].rdba)});
+    unload();
+    EXPECT_EQ(column("T", "ID"), numbers(10));
+    std::map<std::string, std::string> status;
+    const Json files = read_record(dir_.file("out")).at("files");
+    for (const Json &file : files)
+        status[file.at("path")] = file.at("status");
+    EXPECT_EQ(status[older], "duplicate");
+    EXPECT_EQ(status[users_file()], "used");
+
+    copy_with_checkpoint(users_file(), newer, block_size(), 0x100000006);
+    zero_block({newer, block_size(), block_number(places_[0].rdba)});
+    unload({"--overwrite"});
+    EXPECT_EQ(column("T", "ID"), ids_outside(places_[0].rdba));
+}
+
+TEST_F(DamagedFiles, FileWithADamagedHeaderIsKnownByItsBlocks) {
+    for (const uint32_t block : {0U, 1U}) {
+        open();
+        places_.clear();
+        fill(40);
+        finish();
+        zero_block({users_file(), block_size(), block});
+        unload({"--overwrite"});
+        EXPECT_EQ(column("T", "ID"), numbers(40)) << "block " << block;
+    }
+}
+
+TEST_F(DamagedFiles, DictionaryWithoutTheHeaderOfBootstrapIsRead) {
+    open();
+    fill(10);
+    finish();
+    for (const TableEntry &t : db_->model().tables)
+        if (t.def.name == "BOOTSTRAP$")
+            zero_block({db_->datafiles().front(), block_size(), t.place.block});
+    unload();
+    EXPECT_EQ(column("T", "ID"), numbers(10));
+}
+
+TEST_F(DamagedFiles, FilesOfAnotherDatabaseAreRefusedUnlessOneIsChosen) {
+    open();
+    fill(10);
+    finish();
+    DatabaseOptions other;
+    other.database_id = 12345;
+    Database strange(dir_.file("other"), other);
+    strange.finish();
+    std::filesystem::copy_file(strange.datafiles().front(), dir_.file("db/strange.dbf"));
+    const run_result refused = run_rescue(unload_arguments(dir_.file("db"), dir_.file("out"), {"--quiet"}));
+    EXPECT_EQ(refused.status, 2) << refused.describe();
+    unload({"--dbid", std::to_string(SAMPLE_DATABASE_ID)});
+    EXPECT_EQ(column("T", "ID"), numbers(10));
+}
+
+} // namespace

@@ -3,24 +3,32 @@
 #include <algorithm>
 #include <cstring>
 
+#include "format/byte_order.h"
 #include "output/file_handle.h"
 #include "values/text_scan.h"
 
 namespace vexlo {
 
+namespace {
+
+constexpr size_t PEEK_SIZE = 4096; // read at once outside the window
+
+} // namespace
+
 ByteWindow::ByteWindow(int fd, const std::string &path, uint64_t begin, uint64_t end, size_t capacity)
-    : fd_(fd), path_(path), position_(begin), end_(end),
+    : fd_(fd), path_(path), begin_(begin), position_(begin), end_(end),
       capacity_(static_cast<size_t>(std::min<uint64_t>(capacity, end - begin))),
       buffer_(capacity_ + READ_SLACK) {}
 
 bool ByteWindow::fill(size_t count) {
-    if (count > end_ - position_)
+    if (count > end_ - position_ || count > SIZE_MAX_BYTES)
         return false;
     std::memmove(buffer_.data(), data(), available());
     filled_ = available();
     start_ = 0;
     if (count > capacity_) {
-        capacity_ = static_cast<size_t>(std::min<uint64_t>(std::max(count, 2 * capacity_), end_ - position_));
+        const uint64_t wanted = std::min(std::max(count, 2 * capacity_), SIZE_MAX_BYTES);
+        capacity_ = static_cast<size_t>(std::min<uint64_t>(wanted, end_ - position_));
         buffer_.resize(capacity_ + READ_SLACK);
     }
     const uint64_t left = end_ - position_ - filled_;
@@ -30,6 +38,36 @@ bool ByteWindow::fill(size_t count) {
     if (got < want)
         end_ = position_ + filled_;
     return count <= filled_;
+}
+
+void ByteWindow::move_to(uint64_t position) {
+    const uint64_t in_memory = position_ - start_;
+    position = std::clamp(position, begin_, end_);
+    if (position >= in_memory && position <= in_memory + filled_) {
+        start_ = static_cast<size_t>(position - in_memory);
+    } else {
+        start_ = filled_ = 0;
+    }
+    position_ = position;
+}
+
+bool ByteWindow::peek(uint64_t at, uint16_t &mark) {
+    if (at + sizeof mark <= available()) {
+        mark = load_be16(data() + at);
+        return true;
+    }
+    const uint64_t place = position_ + at;
+    if (place > end_ || end_ - place < sizeof mark)
+        return false;
+    if (place < peeked_at_ || place + sizeof mark > peeked_at_ + peeked_.size()) {
+        peeked_.resize(static_cast<size_t>(std::min<uint64_t>(PEEK_SIZE, end_ - place)));
+        peeked_.resize(read_at(fd_, peeked_.data(), peeked_.size(), place, path_));
+        peeked_at_ = place;
+    }
+    if (peeked_.size() < sizeof mark)
+        return false;
+    mark = load_be16(peeked_.data() + (place - peeked_at_));
+    return true;
 }
 
 } // namespace vexlo

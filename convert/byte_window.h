@@ -1,5 +1,5 @@
-// A window that slides forward over a range of a file. It holds what the reader is working on contiguously
-// and grows only when one row is larger than it.
+// A window that slides over a range of a file. It holds what the reader is working on contiguously and grows,
+// up to a bound, when one row is larger than it.
 #pragma once
 
 #include <cstddef>
@@ -11,6 +11,8 @@ namespace vexlo {
 
 class ByteWindow {
 public:
+    static constexpr size_t SIZE_MAX_BYTES = 12 << 20; // more is never held at once
+
     // The bytes of `fd` from `begin` up to `end`; `path` is for messages.
     ByteWindow(int fd, const std::string &path, uint64_t begin, uint64_t end, size_t capacity);
 
@@ -23,8 +25,8 @@ public:
     // Bytes at data() that are in memory.
     size_t available() const { return filled_ - start_; }
 
-    // Brings at least `count` bytes to data(), which may move; false when the range ends before. Throws
-    // InputError when the file cannot be read.
+    // Brings at least `count` bytes to data(), which may move; false when the range ends before or `count` is
+    // more than a window can hold. Throws InputError when the file cannot be read.
     bool require(size_t count) { return count <= available() || fill(count); }
 
     // Gives up the first `count` bytes, which must be available.
@@ -33,16 +35,26 @@ public:
         position_ += count;
     }
 
+    // Goes to a file offset inside the range, ahead or back.
+    void move_to(uint64_t position);
+
+    // The 16-bit number at `at` bytes from data() in `mark`, wherever that lies in the range; the window
+    // stays where it is. False when the range ends before.
+    bool peek(uint64_t at, uint16_t &mark);
+
 private:
     bool fill(size_t count);
 
     int fd_;
     const std::string &path_;
+    uint64_t begin_;
     uint64_t position_;
     uint64_t end_;
     size_t capacity_;
     size_t start_ = 0, filled_ = 0;
     std::vector<uint8_t> buffer_;
+    std::vector<uint8_t> peeked_; // bytes outside the window
+    uint64_t peeked_at_ = 0;
 };
 
 } // namespace vexlo

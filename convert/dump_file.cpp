@@ -9,18 +9,13 @@
 #include <cstring>
 #include <utility>
 
-#include "format/byte_order.h"
 #include "convert/dump_format.h"
+#include "format/byte_order.h"
 #include "values/errors.h"
 
 namespace vexlo {
 
 namespace {
-
-std::string text_field(const uint8_t *p, size_t width) {
-    const char *text = reinterpret_cast<const char *>(p);
-    return {text, strnlen(text, width)};
-}
 
 FileHandle open_input(const std::string &path) {
     FileHandle file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -117,7 +112,7 @@ void DumpFile::read_columns(TableInfo &table) {
         table.fault = "has no data at offset " + std::to_string(table.offset);
         return;
     }
-    if (table.ncol > room) {
+    if (table.ncol > room || table.ncol > COLUMNS_MAX) {
         table.fault = "column list of " + std::to_string(table.ncol) + " columns at offset " +
                       std::to_string(table.offset) + " does not fit its data";
         return;
@@ -131,11 +126,8 @@ void DumpFile::read_columns(TableInfo &table) {
         table.fault = "column list at offset " + std::to_string(table.offset) + " is cut off";
         return;
     }
-    for (size_t at = 0; at < records.size(); at += COL_SIZE) {
-        const uint8_t *p = records.data() + at;
-        table.columns.push_back({(load_be32(p + COL_FLAG) & COL_FLAG_NATIONAL) != 0, load_be32(p + COL_CTYP),
-                                 load_be32(p + COL_CLEN), text_field(p + COL_NAME, NAME_SIZE)});
-    }
+    for (size_t at = 0; at < records.size(); at += COL_SIZE)
+        table.columns.push_back(column_entry(records.data() + at));
     table.rows_at = table.offset + records.size();
 }
 

@@ -5,16 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "convert/column_list.h"
 #include "output/file_handle.h"
 
 namespace vexlo {
-
-struct ColumnInfo {
-    bool national;    // uses the national character set
-    uint32_t ctyp;    // Oracle's type code
-    uint32_t clen;    // declared length in bytes
-    std::string name; // bytes as stored
-};
 
 struct TableInfo {
     std::string name; // bytes as stored
@@ -28,6 +22,8 @@ struct TableInfo {
     std::vector<ColumnInfo> columns;
     std::string fault; // why the section cannot be read; empty when it can
 };
+
+constexpr uint32_t COLUMNS_MAX = 4096; // no table has more
 
 class DumpFile {
 public:

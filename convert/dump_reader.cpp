@@ -1,36 +1,36 @@
 #include "convert/dump_reader.h"
 
-#include <cstring>
+#include <algorithm>
 #include <utility>
 
-#include "format/byte_order.h"
 #include "convert/dump_format.h"
+#include "format/byte_order.h"
 #include "values/text_scan.h"
 
 namespace vexlo {
 
 namespace {
 
-constexpr size_t MARK_SIZE = 2;
-constexpr int ROWS_TO_BELIEVE = 3;          // rows in succession that are no coincidence
-constexpr size_t ROW_SIZE_MAX = 0x80000000; // a LONG holds less than 2 GiB
+constexpr uint64_t LOOK_BACK_MAX = 0x20000;   // bytes of the row before that are searched again
+constexpr uint64_t LONG_JOINED_MAX = 4 << 20; // a LONG value up to this size is handed out in one piece
 
-// The window has moved: what lay at `from` lies at `to` now.
-void rebase(Field *fields, size_t count, const uint8_t *from, const uint8_t *to) {
-    if (from == to)
-        return;
-    for (size_t i = 0; i < count; ++i)
-        fields[i].data = to + (fields[i].data - from);
+std::vector<ColumnRule> rules_of(const TableInfo &table) {
+    std::vector<ColumnRule> rules;
+    for (const ColumnInfo &column : table.columns)
+        rules.push_back(column_rule(column));
+    return rules;
+}
+
+std::string bytes_text(uint64_t count) {
+    return std::to_string(count) + " bytes";
 }
 
 } // namespace
 
 DumpReader::DumpReader(const DumpFile &file, const TableInfo &table, size_t window_size)
-    : window_(file.fd(), file.path(), table.rows_at, table.end, window_size), fields_(table.columns.size()),
-      look_ahead_left_(4 * (table.end - table.rows_at) + 1000000) {
-    for (const ColumnInfo &column : table.columns)
-        lengths_.push_back(value_lengths(column_kind(column.ctyp, column.national), column.clen));
-}
+    : file_(file), table_(table), window_(file.fd(), file.path(), table.rows_at, table.end, window_size),
+      scanner_(window_, rules_of(table)), finder_(window_, scanner_), fields_(table.columns.size()),
+      previous_at_(table.rows_at), previous_entries_(table.columns.size()) {}
 
 std::vector<Damage> DumpReader::take_damage() {
     return std::exchange(damage_, {});
@@ -42,221 +42,235 @@ void DumpReader::note(std::string text, uint64_t offset) {
 
 bool DumpReader::next(Row &row) {
     while (!done_) {
-        Scan scan = scan_row(0, fields_.data());
-        if (scan.result == ScanResult::table_end) {
-            window_.advance(MARK_SIZE);
-            finish();
-        } else if (window_.position() == window_.end()) {
-            done_ = true;
-        } else if (accepts(scan)) {
-            if (!scan.plausible) // looking at what follows has moved the window
-                scan = scan_row(0, fields_.data());
+        RowScan scan = scanner_.scan(0, fields_.data());
+        if (scan.result != ScanResult::row) {
+            pass_damage(scan);
+        } else if (pass_hole(scan)) {
+            continue;
+        } else if (is_trusted(scan)) {
             hand_out(scan, row);
             return true;
-        } else if (!resynchronise(scan)) {
+        } else if (!resynchronise(window_.position(), "a value whose length takes in other rows")) {
             done_ = true;
         }
     }
     return false;
 }
 
-// Bytes behind the end mark belong to nobody.
+// A length that has become larger makes one value of several rows.
+bool DumpReader::is_trusted(RowScan &scan) {
+    if (empty_rows_ > 0 && scanner_.hides_zeros(scan, fields_.data()))
+        return false;
+    if (!scanner_.is_odd(0, scan, fields_.data()))
+        return true;
+    const uint64_t position = window_.position();
+    const bool trusted = !finder_.holds_rows(scan, fields_.data());
+    window_.move_to(position);
+    if (trusted) // looking around has moved what the fields point to
+        scan = scanner_.scan(0, fields_.data());
+    return trusted;
+}
+
+void DumpReader::pass_damage(const RowScan &scan) {
+    if (scan.result == ScanResult::table_end)
+        pass_end_mark();
+    else if (window_.position() == window_.end() || !resynchronise(previous_at_, scan.reason))
+        done_ = true;
+}
+
+// A mark before the end of the section is not the table's end when rows follow. Bytes that are none belong to
+// nobody, and a column list is that of a table which the directory does not name.
+void DumpReader::pass_end_mark() {
+    const uint64_t mark = window_.position();
+    const bool at_end = mark + MARK_SIZE == window_.end();
+    if (!at_end && !is_column_list(MARK_SIZE)) {
+        const uint64_t behind = mark + MARK_SIZE;
+        const std::optional<uint64_t> row = finder_.find(behind, mark);
+        if (row && *row + MARK_SIZE < window_.end()) {
+            window_.move_to(*row);
+            note("a table end mark inside the table; " + bytes_text(*row - mark) + " skipped", mark);
+            previous_entries_ = scanner_.columns();
+            return;
+        }
+    }
+    window_.move_to(mark + MARK_SIZE);
+    finish();
+}
+
+bool DumpReader::is_column_list(size_t at) {
+    return window_.require(at + COL_SIZE) && is_column_entry(window_.data() + at);
+}
+
 void DumpReader::finish() {
     done_ = true;
     ended_properly_ = window_.position() == window_.end();
     if (!ended_properly_)
-        note(std::to_string(window_.end() - window_.position()) + " bytes after the end mark were not read",
+        note(bytes_text(window_.end() - window_.position()) + " after the end mark were not read",
              window_.position());
 }
 
-DumpReader::Scan &DumpReader::fail(Scan &scan, ScanResult result, const char *reason) {
-    scan.result = result;
-    scan.reason = reason;
-    return scan;
-}
-
-// Takes the bytes from `from` on, counted from the window's start, for a row; `fields`, when not null,
-// receives its columns.
-DumpReader::Scan DumpReader::scan_row(size_t from, Field *fields) {
-    Scan scan;
-    const size_t columns = lengths_.size();
-    size_t at = from;
-    const uint8_t *data = window_.data();
-    size_t available = window_.available();
-    for (;;) {
-        if (at + MARK_SIZE > available) {
-            if (!window_.require(at + MARK_SIZE))
-                return fail(scan, ScanResult::cut_off, "");
-            if (fields != nullptr)
-                rebase(fields, scan.entries, data, window_.data());
-            data = window_.data();
-            available = window_.available();
-        }
-        const uint16_t mark = load_be16(data + at);
-        if (mark == ROW_END)
-            break;
-        if (mark == TABLE_END && at == from) {
-            scan.result = ScanResult::table_end;
-            return scan;
-        }
-        if (mark == TABLE_END || mark == LONG_BLOCK)
-            return fail(scan, ScanResult::damaged, "a mark that cannot stand inside a row");
-        if (scan.entries == columns)
-            return fail(scan, ScanResult::damaged, "more entries than columns");
-        at += MARK_SIZE;
-        Field field{FieldKind::null, 0, data + at};
-        if (mark <= VALUE_MAX) {
-            const LengthRange &range = lengths_[scan.entries];
-            scan.plausible &= mark - range.low <= range.high - range.low;
-            field.kind = FieldKind::value;
-            field.size = mark;
-            at += mark;
-        } else if (mark == ENTRY_LOB) {
-            field.kind = FieldKind::lob;
-        } else if (mark == ENTRY_LONG) {
-            if (scan.long_column != NO_COLUMN)
-                return fail(scan, ScanResult::damaged, "two LONG values in one row");
-            scan.long_column = scan.entries;
-        }
-        if (fields != nullptr)
-            fields[scan.entries] = field;
-        ++scan.entries;
+// Goes to the next row behind the place that cannot be read as one. A value that took bytes of what follows
+// it, or one whose length was lost, shows at the row after it: that is why the search begins in the row
+// before. False when the rest of the table cannot be read.
+bool DumpReader::resynchronise(uint64_t begin, const std::string &reason) {
+    const uint64_t bad = window_.position();
+    begin = std::max(begin, bad - std::min(bad, LOOK_BACK_MAX));
+    const std::optional<uint64_t> row = finder_.find(begin, bad);
+    if (!row) {
+        window_.move_to(bad);
+        note(reason + "; the remaining " + bytes_text(window_.end() - bad) + " of the table cannot be read",
+             bad);
+        return false;
     }
-    at += MARK_SIZE;
-    scan.result = ScanResult::row;
-    scan.size = at - from;
-    if (window_.require(at + MARK_SIZE) && load_be16(window_.data() + at) == LONG_BLOCK)
-        scan_long_block(from, at + MARK_SIZE, scan);
-    if (fields != nullptr)
-        rebase(fields, scan.entries, data, window_.data());
-    return scan;
-}
-
-void DumpReader::scan_long_block(size_t from, size_t at, Scan &scan) {
-    if (scan.long_column == NO_COLUMN) {
-        fail(scan, ScanResult::damaged, "a LONG block after a row without a LONG value");
-        return;
+    const ZeroRun zeros = finder_.zeros_at(*row);
+    if (is_hole(zeros)) {
+        note(reason + "; " + leave_hole(zeros), bad);
+        return true;
     }
-    scan.long_at = at - from;
-    for (;;) {
-        if (!window_.require(at + MARK_SIZE)) {
-            fail(scan, ScanResult::cut_off, "");
-            return;
-        }
-        const uint16_t size = load_be16(window_.data() + at);
-        at += MARK_SIZE;
-        if (size == LONG_END)
-            break;
-        if (size > VALUE_MAX || at + size - from > ROW_SIZE_MAX) {
-            fail(scan, ScanResult::damaged, "a LONG block that does not end");
-            return;
-        }
-        scan.long_size += size;
-        ++scan.long_chunks;
-        at += size;
-    }
-    scan.size = at - from;
-}
-
-// A value of a length its column cannot have is either odd data in a sound row or the first sign of lost
-// bytes. It is taken for the former when rows follow where the row says that it ends.
-bool DumpReader::accepts(const Scan &scan) {
-    return scan.result == ScanResult::row && (scan.plausible || followed_by_rows(scan.size, false));
-}
-
-// Whether rows, or the proper end of the table, follow at `from`. An empty row convinces nobody: two zero
-// bytes are found everywhere.
-bool DumpReader::followed_by_rows(size_t from, bool plausible_only) {
-    for (int seen = 0; seen < ROWS_TO_BELIEVE; ++seen) {
-        if (!window_.require(from + MARK_SIZE))
-            return window_.position() + from == window_.end();
-        const Scan scan = scan_row(from, nullptr);
-        const size_t steps = scan.entries + scan.long_chunks + 1;
-        if (look_ahead_left_ < steps)
-            look_ahead_left_ = 0;
-        if (look_ahead_left_ == 0)
-            return false;
-        look_ahead_left_ -= steps;
-        if (scan.result == ScanResult::table_end)
-            return window_.position() + from + MARK_SIZE == window_.end();
-        if (scan.result != ScanResult::row || scan.entries == 0 || (plausible_only && !scan.plausible))
-            return false;
-        from += scan.size;
-    }
+    std::string text = reason + "; ";
+    if (*row <= bad)
+        text += "the row before it took " + bytes_text(bad - *row) + " too many";
+    else
+        text += bytes_text(*row - bad) + " skipped";
+    if (*row > bad && rows_ > 0 && previous_entries_ < scanner_.columns())
+        text += lost_length(bad, *row);
+    note(text, bad);
+    window_.move_to(*row);
+    previous_at_ = *row;
+    previous_entries_ = scanner_.columns();
     return true;
 }
 
-// Looks for the next row end behind which rows follow, and goes there. A value whose length was lost reads as
-// the end of its row, so the damage shows at the row after it: that is why the row before is named. False
-// when the rest of the table cannot be read.
-bool DumpReader::resynchronise(const Scan &bad) {
-    const uint64_t start = window_.position();
-    std::string text = bad.result == ScanResult::damaged ? bad.reason : "a value too long for its column";
-    if (rows_ > 0 && previous_entries_ < lengths_.size())
-        text += "; the row before it may have lost its last columns";
-    // Two zero bytes directly before the row were its predecessor's end: the search begins behind them.
-    while (window_.require(MARK_SIZE + 1)) {
-        // A row is at least two bytes: the first cannot be the end searched for.
-        const uint8_t *p = window_.data() + 1;
-        const size_t have = window_.available() - 1;
-        const auto *zero = static_cast<const uint8_t *>(std::memchr(p, 0, have - 1));
-        if (zero == nullptr) {
-            window_.advance(have - 1);
-            continue;
-        }
-        window_.advance(static_cast<size_t>(zero - window_.data()));
-        if (window_.data()[1] == 0 && followed_by_rows(MARK_SIZE, true)) {
-            window_.advance(MARK_SIZE);
-            note(text + "; " + std::to_string(window_.position() - start) + " bytes skipped", start);
-            previous_entries_ = lengths_.size();
-            return true;
-        }
-        if (look_ahead_left_ == 0)
-            break;
-    }
-    if (bad.result == ScanResult::cut_off)
-        text = "row is cut off by the end of the table's data";
-    note(text + "; the remaining " + std::to_string(window_.end() - start) +
-             " bytes of the table cannot be read",
-         start);
-    return false;
+// Two zero bytes where the length of a value should stand read as the end of its row.
+std::string DumpReader::lost_length(uint64_t, uint64_t) {
+    return "; the row before it may have lost its last columns";
 }
 
-void DumpReader::hand_out(const Scan &scan, Row &row) {
+// Zeros that are not rows: a part of the file that was never written, or lost. The row that they begin in is
+// lost with them, unless all its values are sound. True when the window has gone behind them.
+bool DumpReader::pass_hole(RowScan &scan) {
+    const uint64_t position = window_.position();
+    const size_t behind = scan.entries == 0 ? 0 : static_cast<size_t>(scan.size);
+    const uint8_t *const data = window_.data();
+    if (position + behind < zeros_known_to_ || behind + MARK_SIZE > window_.available() ||
+        load_be16(data + behind) != ROW_END)
+        return false;
+    const bool cut = scan.entries > 0 && scanner_.unsound_values(scan, fields_.data()) > 0;
+    if (scan.entries > 0 && !cut)
+        return false;
+    ZeroRun run = finder_.zeros_at(position + behind);
+    zeros_known_to_ = run.end;
+    const bool hole = is_hole(run);
+    window_.move_to(position);
+    if (!hole) {
+        scan = scanner_.scan(0, fields_.data());
+        return false;
+    }
+    if (cut)
+        run.begin -= zeros_before(behind);
+    const std::string text = leave_hole(run);
+    note(text, run.begin);
+    return true;
+}
+
+// Goes to the next row behind the hole; returns what is to be said about it.
+std::string DumpReader::leave_hole(const ZeroRun &run) {
+    hole_bytes_ += run.size();
+    const std::optional<uint64_t> row = finder_.find(run.end - MARK_SIZE - 1, 0);
+    std::string text =
+        "a hole of " + bytes_text(run.size()) + " of zeros at offset " + std::to_string(run.begin);
+    if (row && *row > run.end)
+        text += "; " + bytes_text(*row - run.end) + " behind it skipped";
+    else if (!row)
+        text += "; the remaining " + bytes_text(window_.end() - run.end) + " of the table cannot be read";
+    window_.move_to(row ? *row : window_.end());
+    previous_at_ = window_.position();
+    previous_entries_ = scanner_.columns();
+    return text;
+}
+
+// How many of the `size` bytes at the window's begin are zeros at their end.
+uint64_t DumpReader::zeros_before(uint64_t size) {
+    if (!window_.require(size))
+        return 0;
+    uint64_t count = 0;
+    while (count < size && window_.data()[size - 1 - count] == 0)
+        ++count;
+    return count;
+}
+
+// Whether the directory's count leaves no room for as many empty rows as the long runs of zeros would be. The
+// rows behind the first such run are counted for that, once.
+bool DumpReader::is_hole(const ZeroRun &run) {
+    if (run.size() <= RowFinder::LONG_RUN)
+        return false;
+    if (!long_runs_are_rows_) {
+        TableInfo rest = table_;
+        rest.rows_at = run.end;
+        rest.nrows = 0;
+        DumpReader counter(file_, rest);
+        counter.long_runs_are_rows_ = false;
+        Row row;
+        while (counter.next(row))
+            counter.damage_.clear();
+        const uint64_t empty = (run.size() + counter.hole_bytes_) / MARK_SIZE;
+        long_runs_are_rows_ = rows_ + empty + counter.rows() <= table_.nrows;
+    }
+    return !*long_runs_are_rows_;
+}
+
+void DumpReader::hand_out(const RowScan &scan, Row &row) {
     for (size_t i = scan.entries; i < fields_.size(); ++i)
         fields_[i] = {FieldKind::null, 0, nullptr};
     row.offset = window_.position();
-    if (scan.long_column != NO_COLUMN)
+    if (scan.long_entry != NO_ENTRY)
         join_long(scan);
     row.number = ++rows_;
     row.fields = fields_.data();
+    previous_at_ = window_.position();
     previous_entries_ = scan.entries;
-    window_.advance(scan.size);
+    if (scan.entries == 0 && empty_rows_++ == 0)
+        finder_.expect_empty_rows();
+    if (scan.size <= window_.available())
+        window_.advance(static_cast<size_t>(scan.size));
+    else
+        window_.move_to(window_.position() + scan.size);
 }
 
-void DumpReader::join_long(const Scan &scan) {
-    Field &field = fields_[scan.long_column];
-    if (scan.long_size == 0) {
-        if (scan.long_at == 0)
-            note("LONG value is missing, taken as NULL", window_.position());
+void DumpReader::join_long(const RowScan &scan) {
+    Field &field = fields_[scan.long_entry];
+    if (scan.long_at == 0) {
+        note("LONG value is missing, taken as NULL", window_.position());
         return;
     }
-    const uint8_t *chunk = window_.data() + scan.long_at;
-    field.kind = FieldKind::value;
-    field.size = static_cast<uint32_t>(scan.long_size);
-    field.data = chunk + MARK_SIZE;
-    if (scan.long_chunks == 1)
+    if (scan.long_size == 0)
         return;
-    long_value_.clear();
-    long_value_.reserve(scan.long_size + READ_SLACK);
+    if (scan.long_size > LONG_JOINED_MAX) {
+        note("LONG value of " + bytes_text(scan.long_size) + " is too long, taken as NULL",
+             window_.position());
+        return;
+    }
+    const uint8_t *value = nullptr;
+    if (scan.long_chunks == 1 && scan.size <= window_.available())
+        value = window_.data() + scan.long_at + MARK_SIZE;
+    else
+        value = gather_long(scan);
+    field = {FieldKind::value, static_cast<uint32_t>(scan.long_size), value};
+}
+
+// The chunks of a LONG value that is not in the window in one piece.
+const uint8_t *DumpReader::gather_long(const RowScan &scan) {
+    long_value_.resize(static_cast<size_t>(scan.long_size) + READ_SLACK);
+    uint8_t *out = long_value_.data();
+    uint64_t at = scan.long_at;
     for (size_t i = 0; i < scan.long_chunks; ++i) {
-        const uint16_t size = load_be16(chunk);
-        chunk += MARK_SIZE;
-        long_value_.insert(long_value_.end(), chunk, chunk + size);
-        chunk += size;
+        uint16_t size = 0;
+        window_.peek(at, size);
+        at += MARK_SIZE;
+        out += read_at(file_.fd(), out, size, window_.position() + at, file_.path());
+        at += size;
     }
-    long_value_.resize(scan.long_size + READ_SLACK);
-    field.data = long_value_.data();
+    return long_value_.data();
 }
 
 } // namespace vexlo

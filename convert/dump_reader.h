@@ -8,9 +8,10 @@
 #include <vector>
 
 #include "convert/byte_window.h"
-#include "values/column_type.h"
-#include "values/row.h"
 #include "convert/dump_file.h"
+#include "convert/row_finder.h"
+#include "convert/row_scanner.h"
+#include "values/row.h"
 
 namespace vexlo {
 
@@ -43,42 +44,39 @@ public:
     bool ended_properly() const { return ended_properly_; }
 
 private:
-    // What lies at some place of the data, when it is taken for a row.
-    enum class ScanResult : uint8_t { row, table_end, damaged, cut_off };
-
-    struct Scan {
-        ScanResult result = ScanResult::damaged;
-        size_t size = 0;                // bytes of the row with its LONG block
-        size_t entries = 0;             // columns that have an entry
-        bool plausible = true;          // every value has a length its column can have
-        const char *reason = "";        // when damaged
-        size_t long_column = NO_COLUMN; // the column whose entry says that a LONG block follows
-        size_t long_at = 0;             // first chunk of the LONG block, 0 when there is none
-        size_t long_size = 0;           // its bytes without the chunk lengths
-        size_t long_chunks = 0;
-    };
-
-    static constexpr size_t NO_COLUMN = SIZE_MAX;
-
-    Scan scan_row(size_t from, Field *fields);
-    void scan_long_block(size_t from, size_t at, Scan &scan);
-    Scan &fail(Scan &scan, ScanResult result, const char *reason);
-    bool accepts(const Scan &scan);
-    bool followed_by_rows(size_t from, bool plausible_only);
-    bool resynchronise(const Scan &bad);
-    void hand_out(const Scan &scan, Row &row);
-    void join_long(const Scan &scan);
-    void note(std::string text, uint64_t offset);
+    bool is_trusted(RowScan &scan);
+    void pass_damage(const RowScan &scan);
+    void pass_end_mark();
+    bool resynchronise(uint64_t begin, const std::string &reason);
     void finish();
 
+    bool pass_hole(RowScan &scan);
+    bool is_hole(const ZeroRun &run);
+    std::string leave_hole(const ZeroRun &run);
+    uint64_t zeros_before(uint64_t size);
+
+    bool is_column_list(size_t at);
+    std::string lost_length(uint64_t bad, uint64_t next);
+    void hand_out(const RowScan &scan, Row &row);
+    void join_long(const RowScan &scan);
+    const uint8_t *gather_long(const RowScan &scan);
+    void note(std::string text, uint64_t offset);
+
+    const DumpFile &file_;
+    const TableInfo &table_;
     ByteWindow window_;
-    std::vector<LengthRange> lengths_;
+    RowScanner scanner_;
+    RowFinder finder_;
     std::vector<Field> fields_;
     std::vector<uint8_t> long_value_;
     std::vector<Damage> damage_;
     uint64_t rows_ = 0;
-    uint64_t look_ahead_left_; // entries that may still be looked at twice
-    size_t previous_entries_ = 0;
+    uint64_t empty_rows_ = 0;
+    uint64_t previous_at_; // the row before: its place and its entries
+    size_t previous_entries_;
+    uint64_t zeros_known_to_ = 0; // zeros before this offset have been looked at
+    std::optional<bool> long_runs_are_rows_;
+    uint64_t hole_bytes_ = 0;
     bool done_ = false;
     bool ended_properly_ = false;
 };

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "dump_writer.h"
-#include "values/errors.h"
 #include "temporary_dir.h"
+#include "values/errors.h"
 
 namespace {
 

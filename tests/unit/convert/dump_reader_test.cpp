@@ -221,7 +221,7 @@ TEST_F(DumpReaderTest, GarbageUpToTheEndStopsTheTable) {
 TEST_F(DumpReaderTest, ValuesLongerThanDeclaredAreKeptInSoundRows) {
     DumpTable table =
         people({person(1, "A NAME LONGER THAN DECLARED"), person(2), person(3, "ANOTHER LONGER NAME")});
-    table.columns[1].clen = 6;
+    table.columns[1].clen = 7;
     const Result result = read(table);
     EXPECT_EQ(result.column(1),
               (std::vector<std::string>{"A NAME LONGER THAN DECLARED", "SMITH", "ANOTHER LONGER NAME"}));
@@ -242,6 +242,112 @@ TEST_F(DumpReaderTest, MoreEntriesThanColumnsAreDamage) {
     const Result result = read(people({person(1), four, person(3), person(4), person(5)}));
     EXPECT_EQ(result.rows.size(), 4U);
     EXPECT_EQ(result.damage.size(), 1U);
+}
+
+Bytes hole(size_t size) {
+    return Bytes(size, '\0');
+}
+
+// More zeros than the directory's count leaves room for as empty rows are a part of the file that was never
+// written.
+TEST_F(DumpReaderTest, HoleIsOneLineWithItsStartAndSize) {
+    std::vector<Bytes> rows;
+    for (int i = 1; i <= 20; ++i)
+        rows.push_back(person(i));
+    rows[9] = hole(20000);
+    DumpTable table = people(rows);
+    const Result result = read(table, 4096);
+    ASSERT_EQ(result.rows.size(), 19U);
+    EXPECT_EQ(result.rows[9][0], ora_number("11"));
+    ASSERT_EQ(result.damage.size(), 1U);
+    const uint64_t begin = 1536 + 3 * 48 + 9 * person(1).size();
+    EXPECT_EQ(result.damage[0].offset, begin);
+    EXPECT_EQ(result.damage[0].row, 10U);
+    // The zero that the row behind begins with cannot be told from those of the hole.
+    EXPECT_EQ(result.damage[0].text, "a hole of 20001 bytes of zeros at offset " + std::to_string(begin));
+}
+
+TEST_F(DumpReaderTest, HoleThatBeginsAndEndsInsideRowsCostsThoseRows) {
+    Bytes data;
+    for (int i = 1; i <= 1000; ++i)
+        data += person(i);
+    const size_t begin = person(1).size() + 13; // inside the date of row 2
+    data.replace(begin, 8192, hole(8192));
+    DumpTable table = people({data});
+    table.nrows = 1000;
+    const Result result = read(table);
+    ASSERT_FALSE(result.rows.empty());
+    EXPECT_EQ(result.rows[0][0], ora_number("1"));
+    EXPECT_NE(result.rows[1][0], ora_number("2"));
+    EXPECT_EQ(result.rows.back()[0], ora_number("1000"));
+    const auto first_behind = static_cast<size_t>(std::stoul(result.damage[0].text.substr(10))) > 8000;
+    EXPECT_TRUE(first_behind);
+    ASSERT_EQ(result.damage.size(), 1U);
+    EXPECT_EQ(result.damage[0].offset, 1536 + 3 * 48 + begin);
+}
+
+// As many zeros as the directory counts rows: every two bytes are a row of NULLs.
+TEST_F(DumpReaderTest, ZerosThatTheDirectoryCountsAreEmptyRows) {
+    std::vector<Bytes> rows(10000, row({}));
+    rows.push_back(person(1));
+    const Result result = read(people(rows), 4096);
+    EXPECT_EQ(result.rows.size(), 10001U);
+    EXPECT_TRUE(result.damage.empty());
+}
+
+TEST_F(DumpReaderTest, ImpossibleLengthsAreDamage) {
+    const Bytes id = value(ora_number("2")), name = value("X"), born = value(ora_date(1980, 1, 2));
+    for (const Bytes &bad :
+         {row({value(Bytes(23, '\x41')), name, born}), row({id, name, value(Bytes(8, '\x41'))}),
+          row({id, name, value(Bytes(6, '\x41'))}), row({id, value(Bytes(121, 'x')), born})}) {
+        const Result result = read(people({person(1), bad, person(3), person(4), person(5)}));
+        EXPECT_EQ(result.column(0), (std::vector<std::string>{ora_number("1"), ora_number("3"),
+                                                              ora_number("4"), ora_number("5")}));
+        ASSERT_EQ(result.damage.size(), 1U);
+        EXPECT_NE(result.damage[0].text.find("a length that its column cannot have"), std::string::npos);
+    }
+}
+
+TEST_F(DumpReaderTest, TextUpToFourTimesItsLengthIsKept) {
+    const Bytes longest = row({value(ora_number("2")), value(Bytes(120, 'x')), value(ora_date(1980, 1, 2))});
+    const Result result = read(people({person(1), longest, person(3)}));
+    EXPECT_EQ(result.rows.size(), 3U);
+    EXPECT_TRUE(result.damage.empty());
+}
+
+// A byte that was lost from a value is taken from what follows, and shows at the row behind.
+TEST_F(DumpReaderTest, RowBehindALostByteIsFoundInsideTheRowBefore) {
+    Bytes short_row = person(2);
+    short_row.erase(short_row.size() - 3, 1);
+    const Result result = read(people({person(1), short_row, person(3), person(4), person(5)}));
+    EXPECT_EQ(result.column(0).size(), 5U);
+    EXPECT_EQ(result.rows[2][0], ora_number("3"));
+    ASSERT_EQ(result.damage.size(), 1U);
+    EXPECT_NE(result.damage[0].text.find("the row before it took 1 bytes too many"), std::string::npos);
+}
+
+TEST_F(DumpReaderTest, ValueThatTakesInOtherRowsIsDamage) {
+    std::vector<Bytes> rows;
+    for (int i = 1; i <= 10; ++i)
+        rows.push_back(person(i));
+    DumpTable table = people(rows);
+    table.columns[1].clen = 200;
+    // The name of row 2 reaches up to the date of row 6.
+    rows[1][5] = static_cast<char>(5 + 4 * person(1).size());
+    table.rows = rows;
+    const Result result = read(table);
+    EXPECT_EQ(result.rows.size(), 9U);
+    EXPECT_EQ(result.rows[1][0], ora_number("3"));
+    EXPECT_EQ(result.damage.size(), 1U);
+}
+
+TEST_F(DumpReaderTest, EndMarkInsideTheTableIsDamage) {
+    const Result result =
+        read(people({person(1), Bytes("\xFF\xFF") + Bytes(2, '\0'), person(2), person(3), person(4)}));
+    EXPECT_EQ(result.rows.size(), 4U);
+    ASSERT_EQ(result.damage.size(), 1U);
+    EXPECT_NE(result.damage[0].text.find("end mark inside the table"), std::string::npos);
+    EXPECT_TRUE(result.ended_properly);
 }
 
 // Zeros everywhere look like row ends everywhere; the search must come to an end.

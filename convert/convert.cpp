@@ -3,14 +3,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "values/errors.h"
 
 namespace vexlo {
 
 namespace {
+
+constexpr uint64_t ROWS_PER_LOOK = 64; // at the progress
 
 uint64_t total_size(const std::vector<std::string> &files) {
     uint64_t total = 0;
@@ -20,15 +25,6 @@ uint64_t total_size(const std::vector<std::string> &files) {
             total += static_cast<uint64_t>(st.st_size);
     }
     return total;
-}
-
-// The file name of a dump without its directory and ".dat".
-std::string database_name(const std::string &dump_path) {
-    constexpr std::string_view EXTENSION = ".dat";
-    std::string name = dump_path.substr(dump_path.rfind('/') + 1);
-    if (name.size() > EXTENSION.size() && name.ends_with(EXTENSION))
-        name.resize(name.size() - EXTENSION.size());
-    return name;
 }
 
 void write_batch(RowBatch &batch, TableWriter &writer, TableReport &report) {
@@ -54,85 +50,66 @@ void report_end(const DumpReader &reader, const TableInfo &info, TableReport &re
 }
 
 Conversion::Conversion(const Options &options, Report &report)
-    : options_(options), report_(report), destination_(options.output),
+    : options_(options), report_(report), selection_(options.tables, options.excluded),
+      destination_(options.output), queue_(options, selection_, destination_, report),
       progress_(report.console(), !options.quiet && isatty(STDERR_FILENO) != 0, total_size(options.files)) {}
 
 void Conversion::run() {
-    for (const std::string &path : options_.files)
-        convert_file(path);
+    const auto start = std::chrono::steady_clock::now();
+    std::vector<std::jthread> helpers;
+    const unsigned jobs =
+        options_.format.format == "sqlite" ? 1 : options_.jobs; // all tables share one database
+    for (unsigned i = 1; i < jobs; ++i)
+        helpers.emplace_back([this] { work(); });
+    work();
+    helpers.clear();
     report_.console().clear_status();
-    for (const std::string &name : options_.tables)
-        if (!tables_found_.contains(name))
-            report_.failure("table \"" + printable(name) + "\" is in none of the files");
+    if (failure_)
+        std::rethrow_exception(failure_);
+    selection_.report(report_);
+    if (!options_.quiet)
+        summarise(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
 }
 
-void Conversion::convert_file(const std::string &path) {
+// What every thread does.
+void Conversion::work() {
     try {
-        const DumpFile dump(path);
-        convert_dump(dump);
-        bytes_done_ += dump.size();
-    } catch (const InputError &error) {
-        report_.failure(error.what());
-    } catch (const OutputError &error) {
-        report_.failure(error.what());
+        for (TableTask task; queue_.take(task);) {
+            const bool converted = convert_table(task);
+            queue_.done(task, !converted);
+        }
+    } catch (...) {
+        const std::lock_guard lock(failure_mutex_);
+        failure_ = std::current_exception();
     }
 }
 
-void Conversion::convert_dump(const DumpFile &dump) {
-    for (const std::string &fault : dump.faults())
-        report_.loss(dump.path() + ": " + fault);
-    if (dump.tables().empty()) {
-        report_.loss(dump.path() + ": holds no tables");
-        return;
-    }
-    check_standard_output(dump);
-    DumpTexts texts(dump, options_, report_);
-    const std::unique_ptr<Format> format =
-        make_format(options_.format, destination_, database_name(dump.path()), dump.charset());
-    for (const TableInfo &info : dump.tables())
-        if (is_selected(texts.name(info.name)))
-            convert_table(dump, info, texts, *format);
-    format->finish();
+void Conversion::summarise(double seconds) {
+    char text[120];
+    std::snprintf(text, sizeof text, "%llu tables, %llu rows, %llu losses, %.1f seconds",
+                  static_cast<unsigned long long>(tables_done_), static_cast<unsigned long long>(rows_done_),
+                  static_cast<unsigned long long>(report_.losses()), seconds);
+    report_.note(text);
 }
 
-bool Conversion::is_selected(const std::string &name) {
-    const std::vector<std::string> &wanted = options_.tables;
-    if (wanted.empty())
-        return true;
-    if (std::find(wanted.begin(), wanted.end(), name) == wanted.end())
-        return false;
-    tables_found_.insert(name);
-    return true;
-}
-
-void Conversion::check_standard_output(const DumpFile &dump) {
-    if (!destination_.is_standard_output())
-        return;
-    const bool one_table =
-        options_.files.size() == 1 && (dump.tables().size() == 1 || options_.tables.size() == 1);
-    if (!one_table)
-        throw UsageError("standard output takes one table: name it with --table, of one file");
-}
-
-void Conversion::convert_table(const DumpFile &dump, const TableInfo &info, DumpTexts &texts,
-                               Format &format) {
-    const Table table = texts.describe(dump, info);
-    TableReport report(report_, dump.path(), table.name);
-    if (!info.fault.empty()) {
-        report.loss(info.fault);
-        return;
-    }
+// False when the output could not be written.
+bool Conversion::convert_table(TableTask &task) {
+    const DumpRun &run = *task.run;
+    TableReport report(report_, run.dump.path(), task.table.name);
     try {
-        CellDecoder decoder(table, texts.charsets());
-        const std::unique_ptr<TableWriter> writer = format.open_table(table);
-        DumpReader reader(dump, info);
-        write_rows(reader, decoder, *writer, report);
-        report_end(reader, info, report);
+        CellDecoder decoder(task.table, run.texts.charsets());
+        DumpReader reader(run.dump, *task.info);
+        write_rows(reader, decoder, *task.writer, report);
+        report_end(reader, *task.info, report);
         decoder.finish(report);
         report.finish();
-        writer->finish();
+        task.writer->finish();
+        ++tables_done_;
+        rows_done_ += reader.rows();
+        return true;
     } catch (const OutputError &error) {
         report_.failure(error.what());
+        return false;
     }
 }
 
@@ -148,7 +125,10 @@ void Conversion::write_rows(DumpReader &reader, CellDecoder &decoder, TableWrite
             formatter->format(row, batch);
             if (batch.full())
                 write_batch(batch, writer, report);
-            progress_.update(decoder.table().name, row.number, bytes_done_ + reader.position());
+            if (row.number % ROWS_PER_LOOK == 0) {
+                const std::lock_guard lock(progress_mutex_);
+                progress_.update(decoder.table().name, row.number, queue_.bytes_done() + reader.position());
+            }
         }
     } catch (const InputError &error) { // the rows before the bad place are kept
         report_.failure(error.what());

@@ -1,14 +1,17 @@
 // The conversion of whole dumps.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
-#include <set>
-#include <string>
+#include <exception>
+#include <mutex>
 
+#include "convert/conversion_queue.h"
 #include "convert/dump_file.h"
 #include "convert/dump_reader.h"
 #include "convert/dump_texts.h"
 #include "convert/options.h"
+#include "convert/selection.h"
 #include "output/format.h"
 #include "output/progress.h"
 #include "output/report.h"
@@ -17,26 +20,29 @@ namespace vexlo {
 
 class Conversion {
 public:
+    // Throws UsageError.
     Conversion(const Options &options, Report &report);
 
-    // Converts every file of the options; what fails is reported and the next one is done. Throws UsageError
-    // and, when the output directory cannot be used, OutputError.
+    // Converts the tables of every file of the options that are selected; what fails is reported and the next
+    // one is done. Ends with a line that sums up, unless the options say otherwise. Throws UsageError.
     void run();
 
 private:
-    void convert_file(const std::string &path);
-    void convert_dump(const DumpFile &dump);
-    void convert_table(const DumpFile &dump, const TableInfo &info, DumpTexts &texts, Format &format);
+    void work();
+    bool convert_table(TableTask &task);
     void write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &writer, TableReport &report);
-    bool is_selected(const std::string &name);
-    void check_standard_output(const DumpFile &dump);
+    void summarise(double seconds);
 
     const Options &options_;
     Report &report_;
+    TableSelection selection_;
     Destination destination_;
+    ConversionQueue queue_;
     Progress progress_;
-    std::set<std::string> tables_found_; // of those the options name
-    uint64_t bytes_done_ = 0;            // of the dumps before this one
+    std::mutex progress_mutex_;
+    std::mutex failure_mutex_;
+    std::exception_ptr failure_; // what a thread ended with
+    std::atomic<uint64_t> tables_done_ = 0, rows_done_ = 0;
 };
 
 // Adds what the reader found damaged since the last call.

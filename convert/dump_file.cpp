@@ -52,6 +52,8 @@ DumpFile::DumpFile(const std::string &path) : DumpFile(open_input(path), path) {
 DumpFile::DumpFile(FileHandle file, const std::string &path) : file_(std::move(file)), path_(path) {
     size_ = regular_file_size(fd(), path_);
     read_head();
+    if (tables_.empty())
+        faults_.push_back("holds no tables: its unload did not finish");
     find_sections();
     for (TableInfo &table : tables_)
         if (table.fault.empty())
@@ -67,9 +69,9 @@ void DumpFile::read_head() {
     uint8_t head[HEAD_SIZE];
     const size_t got = read_at(fd(), head, sizeof head, 0, path_);
     if (got < sizeof DUMP_MAGIC || std::memcmp(head, DUMP_MAGIC, sizeof DUMP_MAGIC) != 0)
-        throw InputError(path_ + ": not a dump file");
+        throw NoDumpError(path_ + ": not a dump file");
     if (got < sizeof head)
-        throw InputError(path_ + ": ends inside its header");
+        throw NoDumpError(path_ + ": ends inside its header");
     owner_ = text_field(head + HEAD_OWNER, HEAD_OWNER_SIZE);
     nls_lang_ = text_field(head + HEAD_NLS_LANG, HEAD_NLS_LANG_SIZE);
     ncharset_ = text_field(head + HEAD_NCHARSET, HEAD_NCHARSET_SIZE);

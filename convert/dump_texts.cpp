@@ -6,6 +6,7 @@ namespace vexlo {
 
 namespace {
 
+constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD"; // what stands for a character that is not valid
 constexpr Charset RAW{"raw", "", Codec::raw, false, 1};
 constexpr Charset FALLBACK{"UTF-8", "UTF-8", Codec::utf8, true, 1};
 
@@ -55,18 +56,28 @@ std::string DumpTexts::name(const std::string &stored) {
         names_.decode(reinterpret_cast<const uint8_t *>(padded.data()), stored.size(), replaced));
 }
 
-Table DumpTexts::describe(const DumpFile &dump, const TableInfo &info) {
+Table DumpTexts::describe(const DumpFile &dump, const TableInfo &info, Report &report) {
     Table table{name(dump.owner()), name(info.name), {}, {}};
     int zone;
     if (parse_offset(dump.dbtimezone().c_str(), zone))
         table.local_zone = zone;
+    TableReport table_report(report, dump.path(), table.name);
+    if (table.owner.find(REPLACEMENT) != std::string::npos ||
+        table.name.find(REPLACEMENT) != std::string::npos)
+        table_report.loss("characters of its name or its owner's are not valid in their character set");
     UniqueNames names;
     for (const ColumnInfo &column : info.columns) {
-        std::string column_name = name(column.name);
-        if (column_name.empty())
-            column_name = "COLUMN_" + std::to_string(table.columns.size() + 1);
-        table.columns.push_back({names.take(column_name), column_kind(column.ctyp, column.national),
-                                 column.national, column.ctyp, column.clen});
+        const std::string stored = name(column.name);
+        const std::string wanted =
+            stored.empty() ? "COLUMN_" + std::to_string(table.columns.size() + 1) : stored;
+        const std::string given = names.take(wanted);
+        if (given != stored)
+            table_report.note("column \"" + printable(stored) + "\" is named \"" + printable(given) + "\"");
+        if (given.find(REPLACEMENT) != std::string::npos)
+            table_report.loss("column \"" + printable(given) +
+                              "\": characters of its name are not valid in their character set");
+        table.columns.push_back(
+            {given, column_kind(column.ctyp, column.national), column.national, column.ctyp, column.clen});
     }
     return table;
 }

@@ -20,8 +20,9 @@ public:
     const TextCharsets &charsets() const { return charsets_; }
     // A name of the dump in UTF-8.
     std::string name(const std::string &stored);
-    // The table as the output sees it: names in UTF-8, column names unique and not empty.
-    Table describe(const DumpFile &dump, const TableInfo &info);
+    // The table as the output sees it: names in UTF-8, column names unique and not empty. Columns that are
+    // renamed for that and names with characters that are not valid are reported.
+    Table describe(const DumpFile &dump, const TableInfo &info, Report &report);
 
 private:
     TextCharsets charsets_;

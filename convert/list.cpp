@@ -1,23 +1,35 @@
 #include "convert/list.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include "convert/convert.h"
 #include "convert/dump_file.h"
 #include "convert/dump_texts.h"
+#include "convert/input_file.h"
+#include "convert/selection.h"
 #include "values/errors.h"
 
 namespace vexlo {
 
 namespace {
 
-const char *yes_or_no(bool value) {
-    return value ? "yes" : "no";
-}
-
+// What reading a table gave.
 struct Count {
     uint64_t rows = 0;
     bool complete = false;
+};
+
+// A table as it is listed. Nothing was counted when the counts of the directory are trusted.
+struct Entry {
+    const TableInfo &info;
+    const Table &table;
+    std::optional<Count> count;
 };
 
 Count count_rows(const DumpFile &dump, const TableInfo &info, TableReport &report) {
@@ -26,8 +38,8 @@ Count count_rows(const DumpFile &dump, const TableInfo &info, TableReport &repor
         return {};
     }
     DumpReader reader(dump, info);
-    bool damaged = false;
     RowLosses losses;
+    bool damaged = false;
     Row row;
     bool more;
     do {
@@ -41,41 +53,152 @@ Count count_rows(const DumpFile &dump, const TableInfo &info, TableReport &repor
     return {reader.rows(), !damaged && reader.ended_properly() && reader.rows() == info.nrows};
 }
 
-void list_table(const DumpFile &dump, const TableInfo &info, DumpTexts &texts, Report &report) {
-    const Table table = texts.describe(dump, info);
-    TableReport table_report(report, dump.path(), table.name);
-    const Count count = count_rows(dump, info, table_report);
-    std::printf("  table %s: %lu rows recorded, %lu found, LONG %s, LOB %s, %s\n",
-                printable(table.name).c_str(), static_cast<unsigned long>(info.nrows),
-                static_cast<unsigned long>(count.rows), yes_or_no(info.has_long), yes_or_no(info.has_lob),
-                count.complete ? "complete" : "not complete");
-    for (const Column &column : table.columns)
-        std::printf("    %-30s %s\n", printable(column.name).c_str(),
-                    type_text(column.ctyp, column.national, column.clen).c_str());
+// `text` as a JSON string; texts of dumps are UTF-8.
+std::string json_string(std::string_view text) {
+    std::string json = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') {
+            json += '\\';
+            json += c;
+        } else if (static_cast<unsigned char>(c) < ' ') {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
+            json += escape;
+        } else {
+            json += c;
+        }
+    }
+    return json + '"';
 }
 
-void list_dump(const std::string &path, const Options &options, Report &report) {
-    const DumpFile dump(path);
+const char *yes_or_no(bool value) {
+    return value ? "yes" : "no";
+}
+
+const char *true_or_false(bool value) {
+    return value ? "true" : "false";
+}
+
+// The listing of one run.
+class Listing {
+public:
+    virtual ~Listing() = default;
+    virtual void begin_dump(const DumpFile &dump, DumpTexts &texts) = 0;
+    virtual void table(const Entry &entry) = 0;
+    virtual void end_dump() = 0;
+    virtual void finish() = 0;
+};
+
+class TextListing : public Listing {
+public:
+    void begin_dump(const DumpFile &dump, DumpTexts &texts) override {
+        std::printf("%s: owner %s, character set %s, national character set %s, NLS_LANG %s, %zu tables\n",
+                    dump.path().c_str(), printable(texts.name(dump.owner())).c_str(),
+                    printable(dump.charset()).c_str(), printable(dump.ncharset()).c_str(),
+                    printable(dump.nls_lang()).c_str(), dump.tables().size());
+    }
+
+    void table(const Entry &entry) override {
+        std::printf("  table %s: %lu rows recorded, ", printable(entry.table.name).c_str(),
+                    static_cast<unsigned long>(entry.info.nrows));
+        if (entry.count)
+            std::printf("%lu found, ", static_cast<unsigned long>(entry.count->rows));
+        std::printf("LONG %s, LOB %s", yes_or_no(entry.info.has_long), yes_or_no(entry.info.has_lob));
+        if (entry.count)
+            std::printf(", %s", entry.count->complete ? "complete" : "not complete");
+        std::putchar('\n');
+        for (const Column &column : entry.table.columns)
+            std::printf("    %-30s %s\n", printable(column.name).c_str(),
+                        type_text(column.ctyp, column.national, column.clen).c_str());
+    }
+
+    void end_dump() override {}
+    void finish() override {}
+};
+
+// {"files":[{"path":...,"tables":[{"name":...,"columns":[...]},...]},...]}
+class JsonListing : public Listing {
+public:
+    JsonListing() { std::fputs("{\"files\":[", stdout); }
+
+    void begin_dump(const DumpFile &dump, DumpTexts &texts) override {
+        std::printf("%s\n {\"path\":%s,\"owner\":%s,\"character_set\":%s,\"national_character_set\":%s,"
+                    "\"nls_lang\":%s,\"tables\":[",
+                    dumps_++ > 0 ? "," : "", json_string(dump.path()).c_str(),
+                    json_string(texts.name(dump.owner())).c_str(),
+                    json_string(texts.name(dump.charset())).c_str(),
+                    json_string(texts.name(dump.ncharset())).c_str(),
+                    json_string(texts.name(dump.nls_lang())).c_str());
+        tables_ = 0;
+    }
+
+    void table(const Entry &entry) override {
+        std::printf("%s\n  {\"name\":%s,\"rows_recorded\":%lu,", tables_++ > 0 ? "," : "",
+                    json_string(entry.table.name).c_str(), static_cast<unsigned long>(entry.info.nrows));
+        if (entry.count)
+            std::printf("\"rows_found\":%lu,\"complete\":%s,", static_cast<unsigned long>(entry.count->rows),
+                        true_or_false(entry.count->complete));
+        std::printf("\"long\":%s,\"lob\":%s,\"columns\":[", true_or_false(entry.info.has_long),
+                    true_or_false(entry.info.has_lob));
+        const char *separator = "";
+        for (const Column &column : entry.table.columns) {
+            std::printf("%s\n   {\"name\":%s,\"type\":%s,\"length\":%lu}", separator,
+                        json_string(column.name).c_str(),
+                        json_string(type_text(column.ctyp, column.national, column.clen)).c_str(),
+                        static_cast<unsigned long>(column.clen));
+            separator = ",";
+        }
+        std::fputs("]}", stdout);
+    }
+
+    void end_dump() override { std::fputs("]}", stdout); }
+    void finish() override { std::fputs("]}\n", stdout); }
+
+private:
+    size_t dumps_ = 0, tables_ = 0;
+};
+
+void list_dump(const DumpFile &dump, const Options &options, TableSelection &selection, Listing &listing,
+               Report &report) {
     for (const std::string &fault : dump.faults())
-        report.loss(path + ": " + fault);
+        report.loss(dump.path() + ": " + fault);
     DumpTexts texts(dump, options, report);
-    std::printf("%s: owner %s, character set %s, national character set %s, NLS_LANG %s, %zu tables\n",
-                path.c_str(), printable(texts.name(dump.owner())).c_str(), printable(dump.charset()).c_str(),
-                printable(dump.ncharset()).c_str(), printable(dump.nls_lang()).c_str(), dump.tables().size());
-    for (const TableInfo &info : dump.tables())
-        list_table(dump, info, texts, report);
+    const std::string owner = texts.name(dump.owner());
+    listing.begin_dump(dump, texts);
+    for (const TableInfo &info : dump.tables()) {
+        if (!selection.selects(owner, texts.name(info.name)))
+            continue;
+        const Table table = texts.describe(dump, info, report);
+        TableReport table_report(report, dump.path(), table.name);
+        Entry entry{info, table, std::nullopt};
+        if (!options.quick)
+            entry.count = count_rows(dump, info, table_report);
+        listing.table(entry);
+    }
+    listing.end_dump();
 }
 
 } // namespace
 
 void list_files(const Options &options, Report &report) {
-    for (const std::string &path : options.files) {
+    TableSelection selection(options.tables, options.excluded);
+    std::unique_ptr<Listing> listing;
+    if (options.json)
+        listing = std::make_unique<JsonListing>();
+    else
+        listing = std::make_unique<TextListing>();
+    InputFiles files(options.files, report);
+    while (const std::optional<DumpFile> dump = files.next()) {
         try {
-            list_dump(path, options, report);
+            list_dump(*dump, options, selection, *listing, report);
         } catch (const InputError &error) {
             report.failure(error.what());
         }
     }
+    listing->finish();
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        throw OutputError(std::string("standard output: cannot be written: ") + std::strerror(errno));
+    selection.report(report);
 }
 
 } // namespace vexlo

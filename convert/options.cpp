@@ -2,11 +2,17 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <initializer_list>
+
+#include "convert/input_file.h"
 #include "output/report.h"
 
 namespace vexlo {
 
 namespace {
+
+constexpr unsigned JOBS_MAX = 64;
 
 void define_options(CLI::App &app, Options &options, std::string &encoding, std::string &eol) {
     app.add_flag("--list", options.list, "List owner, character sets and tables of each dump");
@@ -15,9 +21,18 @@ void define_options(CLI::App &app, Options &options, std::string &encoding, std:
     app.add_option("--dialect", options.format.dialect, "Dialect of --to sql")
         ->check(CLI::IsMember({"oracle", "postgresql", "sqlite"}))
         ->default_val("oracle");
-    app.add_option("--table", options.tables, "Convert this table only (may be given again)")
+    app.add_flag("--json", options.json, "The list as JSON");
+    app.add_flag("--quick", options.quick, "List what the directory says without reading the rows");
+    app.add_option("--table", options.tables,
+                   "Convert this table only: [OWNER.]TABLE, with * and ? (may be given again)")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    app.add_option("--exclude", options.excluded, "Leave this table out: as --table (may be given again)")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    app.add_option("--jobs", options.jobs, "Tables converted at the same time")
+        ->check(CLI::Range(1U, JOBS_MAX))
+        ->default_val(1U);
     app.add_option("--output", options.output, "Directory for the output, - for standard output")
         ->default_val(".");
     app.add_option("--charset", options.charset, "Character set of the text, in place of the dump's");
@@ -29,17 +44,40 @@ void define_options(CLI::App &app, Options &options, std::string &encoding, std:
         ->check(CLI::IsMember({"crlf", "lf"}))
         ->default_val("crlf");
     app.add_flag("--quiet", options.quiet, "Show no progress");
-    app.add_option("FILE", options.files, "Dump files")->required();
+    app.add_option("FILE", options.files, "Dump files, - for standard input")->required();
     app.set_version_flag("--version", "vexlo-convert " VEXLO_VERSION);
 }
 
+// The first of `names` that has been given; empty when none has.
+std::string given(const CLI::App &app, std::initializer_list<const char *> names) {
+    for (const char *name : names)
+        if (app.count(name) > 0)
+            return name;
+    return "";
+}
+
+// An option that has been given and means nothing with the others.
+std::string useless_option(const CLI::App &app, const Options &options) {
+    if (options.list)
+        return given(app, {"--output", "--dialect", "--eol", "--jobs"});
+    if (options.format.format != "sql" && app.count("--dialect") > 0)
+        return "--dialect";
+    if (options.format.format != "csv" && app.count("--eol") > 0)
+        return "--eol";
+    return given(app, {"--json", "--quick"});
+}
+
 // What the options mean together; empty when they fit.
-std::string conflict(const Options &options) {
+std::string conflict(const CLI::App &app, const Options &options) {
     const std::string &format = options.format.format;
     if (options.list == !format.empty())
         return "either --list or --to is needed";
+    if (const std::string name = useless_option(app, options); !name.empty())
+        return name + " does not apply to " + (options.list ? "--list" : "--to " + format);
     if (options.output == "-" && (format == "sqlite" || format == "sqlldr"))
         return "--to " + format + " cannot write to standard output";
+    if (std::count(options.files.begin(), options.files.end(), STANDARD_INPUT) > 1)
+        return "standard input can be read once";
     return "";
 }
 
@@ -53,11 +91,16 @@ int parse_options(int argc, char **argv, Options &options) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? EXIT_CONVERTED : EXIT_FAILED;
+        if (error.get_exit_code() == 0) {
+            app.exit(error);
+            return EXIT_CONVERTED;
+        }
+        Console(PROGRAM_NAME).line(error.what());
+        return EXIT_FAILED;
     }
     options.format.raw = encoding == "raw";
     options.format.lf = eol == "lf";
-    const std::string problem = conflict(options);
+    const std::string problem = conflict(app, options);
     if (!problem.empty()) {
         Console(PROGRAM_NAME).line(problem);
         return EXIT_FAILED;

@@ -12,11 +12,15 @@ constexpr char PROGRAM_NAME[] = "vexlo-convert";
 
 struct Options {
     bool list = false;
+    bool json = false;  // of the list
+    bool quick = false; // a list that trusts the counts of the directory
     FormatOptions format;
-    std::vector<std::string> tables; // empty for all
-    std::string output = ".";        // directory, or "-" for standard output
-    std::string charset;             // in place of the header's; empty for that
-    std::string ncharset;            // the same of the national character set
+    std::vector<std::string> tables;   // patterns; empty for all
+    std::vector<std::string> excluded; // patterns
+    unsigned jobs = 1;                 // tables converted at the same time
+    std::string output = ".";          // directory, or "-" for standard output
+    std::string charset;               // in place of the header's; empty for that
+    std::string ncharset;              // the same of the national character set
     bool quiet = false;
     std::vector<std::string> files;
 };

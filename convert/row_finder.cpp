@@ -10,9 +10,11 @@ namespace vexlo {
 
 namespace {
 
-constexpr size_t SOUND_ROWS = 3;  // rows in succession, of sound values, that are no coincidence
-constexpr size_t ANY_ROWS = 8;    // the same of rows whose lengths alone are right
-constexpr size_t ROWS_INSIDE = 2; // whole rows inside a value that are no coincidence
+constexpr size_t SOUND_ROWS = 3; // rows in succession, of sound values, that are no coincidence
+constexpr size_t ANY_ROWS = 8;   // the same of rows whose lengths alone are right
+// Whole rows inside a value that are no coincidence: of sound values, and of lengths that are right.
+constexpr size_t SOUND_ROWS_INSIDE = 2;
+constexpr size_t ANY_ROWS_INSIDE = 4;
 
 // The entry of a row begins two bytes before its data.
 bool is_entry(const Field *fields, size_t entries, const uint8_t *mark) {
@@ -169,11 +171,12 @@ bool RowFinder::holds_rows(const RowScan &scan, const Field *fields) {
 }
 
 bool RowFinder::rows_inside(size_t from, size_t end) {
-    for (size_t rows = 0; rows < ROWS_INSIDE;) {
+    bool sound = true;
+    for (size_t rows = 0; rows < (sound ? SOUND_ROWS_INSIDE : ANY_ROWS_INSIDE);) {
         const RowScan scan = scanner_.scan(from, fields_.data());
-        if (!spend(scan) || scan.result != ScanResult::row || from + scan.size > end ||
-            scanner_.unsound_values(scan, fields_.data()) > 0)
+        if (!spend(scan) || scan.result != ScanResult::row || from + scan.size > end)
             return false;
+        sound &= scanner_.unsound_values(scan, fields_.data()) == 0;
         from += static_cast<size_t>(scan.size);
         rows += scan.entries > 0;
     }

@@ -8,17 +8,24 @@
 namespace vexlo {
 
 void Console::line(std::string_view text) {
-    clear_status();
+    const std::lock_guard lock(mutex_);
+    remove_status();
     std::fprintf(stream_, "%s: %.*s\n", program_, static_cast<int>(text.size()), text.data());
 }
 
 void Console::status(std::string_view text) {
+    const std::lock_guard lock(mutex_);
     std::fprintf(stream_, "\r\033[K%.*s", static_cast<int>(text.size()), text.data());
     std::fflush(stream_);
     status_shown_ = true;
 }
 
 void Console::clear_status() {
+    const std::lock_guard lock(mutex_);
+    remove_status();
+}
+
+void Console::remove_status() {
     if (!status_shown_)
         return;
     std::fputs("\r\033[K", stream_);

@@ -1,8 +1,9 @@
 // Standard error, or another stream, as the program uses it: lines that stay, and on a terminal one progress
-// line that is rewritten.
+// line that is rewritten. Any thread may write.
 #pragma once
 
 #include <cstdio>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -23,8 +24,11 @@ public:
     void clear_status();
 
 private:
+    void remove_status();
+
     const char *program_;
     std::FILE *stream_;
+    std::mutex mutex_;
     bool status_shown_ = false;
 };
 

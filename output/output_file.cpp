@@ -1,12 +1,13 @@
 #include "output/output_file.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "values/errors.h"
 
@@ -130,10 +131,7 @@ void OutputFile::write_at_once(const ByteBuffer &bytes) {
 }
 
 Destination::Destination(const std::string &directory)
-    : directory_(directory.empty() ? "." : directory), standard_output_(directory == "-") {
-    if (!standard_output_ && mkdir(directory_.c_str(), 0777) != 0 && errno != EEXIST)
-        fail(directory_, "cannot be created");
-}
+    : directory_(directory.empty() ? "." : directory), standard_output_(directory == "-") {}
 
 Destination Destination::at(const std::string &stem) {
     Destination destination;
@@ -144,6 +142,10 @@ Destination Destination::at(const std::string &stem) {
 std::string Destination::path_for(std::string_view name, std::string_view extension) {
     if (!stem_.empty())
         return stem_ + std::string(extension);
+    std::error_code error;
+    std::filesystem::create_directories(directory_, error);
+    if (error)
+        throw OutputError(directory_ + ": cannot be created: " + error.message());
     return directory_ + "/" + used_.take(safe_file_name(name)) + std::string(extension);
 }
 

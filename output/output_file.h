@@ -81,7 +81,7 @@ private:
 // Where the outputs of a run go: a directory, or standard output for one table.
 class Destination {
 public:
-    // `directory` is created when it is missing; "-" is standard output.
+    // `directory` is created with the first output when it is missing; "-" is standard output.
     explicit Destination(const std::string &directory);
     // A destination for the outputs of one table: whatever their names, all are at `stem`, a path, with their
     // extensions. They are entered in a log.

@@ -26,7 +26,7 @@ private:
 
     void refresh(const std::string &table, uint64_t rows, uint64_t bytes);
 
-    static constexpr unsigned CALLS_PER_LOOK = 512; // at the clock
+    static constexpr unsigned CALLS_PER_LOOK = 8; // at the clock
 
     Console &console_;
     bool enabled_;

@@ -1,11 +1,11 @@
 #include "output/report.h"
 
-#include <algorithm>
-
 namespace vexlo {
 
-void Report::loss(std::string_view text) {
-    status_ = std::max(status_, EXIT_LOSSES);
+void Report::loss(std::string_view text, uint64_t count) {
+    int converted = EXIT_CONVERTED;
+    status_.compare_exchange_strong(converted, EXIT_LOSSES);
+    losses_ += count;
     console_.line(text);
 }
 
@@ -21,8 +21,8 @@ void TableReport::note(std::string_view text) {
     report_.note(prefix_ + ": " + std::string(text));
 }
 
-void TableReport::loss(std::string_view text) {
-    report_.loss(prefix_ + ": " + std::string(text));
+void TableReport::loss(std::string_view text, uint64_t count) {
+    report_.loss(prefix_ + ": " + std::string(text), count);
 }
 
 void TableReport::row_loss(uint64_t row, uint64_t offset, std::string_view text) {
@@ -34,7 +34,8 @@ void TableReport::row_loss(uint64_t row, uint64_t offset, std::string_view text)
 
 void TableReport::finish() {
     if (row_losses_ > ROW_LINES_MAX)
-        loss(std::to_string(row_losses_ - ROW_LINES_MAX) + " more losses in single rows are not listed");
+        loss(std::to_string(row_losses_ - ROW_LINES_MAX) + " more losses in single rows are not listed",
+             row_losses_ - ROW_LINES_MAX);
 }
 
 } // namespace vexlo

@@ -1,6 +1,7 @@
-// What the user is told about a conversion, and the exit status that follows from it.
+// What the user is told about a conversion, and the exit status that follows from it. Any thread may report.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -19,17 +20,19 @@ public:
 
     // Something to know that costs no data.
     void note(std::string_view text) { console_.line(text); }
-    // Data that could not be converted.
-    void loss(std::string_view text);
+    // Data that could not be converted: `count` losses told in one line.
+    void loss(std::string_view text, uint64_t count = 1);
     // An input or an output that failed as a whole.
     void failure(std::string_view text);
 
     int exit_status() const { return status_; }
+    uint64_t losses() const { return losses_; }
     Console &console() { return console_; }
 
 private:
     Console &console_;
-    int status_ = EXIT_CONVERTED;
+    std::atomic<int> status_ = EXIT_CONVERTED;
+    std::atomic<uint64_t> losses_ = 0;
 };
 
 // The report of one table. Lines start with the file and the table; of the losses of single rows and values
@@ -42,7 +45,7 @@ public:
     TableReport(Report &report, std::string_view path, std::string_view table);
 
     void note(std::string_view text);
-    void loss(std::string_view text);
+    void loss(std::string_view text, uint64_t count = 1);
     // A loss at one row of the table, found at a file offset.
     void row_loss(uint64_t row, uint64_t offset, std::string_view text);
     // As many losses more, whose text is not known: they count among those not told one by one.

@@ -10,9 +10,14 @@ struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// A file cannot be opened or read, or is no dump file at all.
+// A file cannot be opened or read.
 struct InputError : std::runtime_error {
     using std::runtime_error::runtime_error;
+};
+
+// A file is no dump file at all.
+struct NoDumpError : InputError {
+    using InputError::InputError;
 };
 
 // An output file or database cannot be written.

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <iterator>
+#include <set>
 
 #include "dump_writer.h"
 #include "program.h"
@@ -82,13 +84,53 @@ TEST_F(Program, List) {
     DumpTable table = employees();
     table.columns.push_back({"NOTE", 1, 40, true});
     table.flag = 0x3;
-    const ProgramResult result = run_convert({"--list", one_table(table)});
+    const std::string file = one_table(table);
+    const ProgramResult result = run_convert({"--list", file});
     EXPECT_EQ(result.status, 0);
-    EXPECT_NE(result.out.find("owner SCOTT, character set AL32UTF8, national character set AL16UTF16"),
-              std::string::npos);
-    EXPECT_NE(result.out.find("table EMP: 2 rows recorded, 2 found, LONG yes, LOB yes, complete\n"),
-              std::string::npos);
-    EXPECT_NE(result.out.find("NVARCHAR2(40)"), std::string::npos);
+    EXPECT_EQ(result.out,
+              file + ": owner SCOTT, character set AL32UTF8, national character set AL16UTF16, NLS_LANG "
+                     "AMERICAN_AMERICA.AL32UTF8, 1 tables\n"
+                     "  table EMP: 2 rows recorded, 2 found, LONG yes, LOB yes, complete\n"
+                     "    ID                             NUMBER\n"
+                     "    NAME                           VARCHAR2(30)\n"
+                     "    NOTE                           NVARCHAR2(40)\n");
+    EXPECT_EQ(result.err, "");
+}
+
+TEST_F(Program, ListAsJson) {
+    DumpTable table = employees("A\"\\B");
+    table.nrows = 3;
+    const std::string file = one_table(table);
+    const ProgramResult result = run_convert({"--list", "--json", file});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out,
+              "{\"files\":[\n {\"path\":\"" + file +
+                  "\",\"owner\":\"SCOTT\",\"character_set\":\"AL32UTF8\",\"national_character_set\":"
+                  "\"AL16UTF16\",\"nls_lang\":\"AMERICAN_AMERICA.AL32UTF8\",\"tables\":[\n"
+                  "  {\"name\":\"A\\\"\\\\B\",\"rows_recorded\":3,\"rows_found\":2,\"complete\":false,"
+                  "\"long\":false,\"lob\":false,\"columns\":[\n"
+                  "   {\"name\":\"ID\",\"type\":\"NUMBER\",\"length\":22},\n"
+                  "   {\"name\":\"NAME\",\"type\":\"VARCHAR2(30)\",\"length\":30}]}]}]}\n");
+}
+
+// The rows are not read: that the table is cut off is not seen.
+TEST_F(Program, QuickListTrustsTheCounts) {
+    DumpTable table = employees();
+    table.nrows = 7;
+    table.end_mark = false;
+    const std::string file = one_table(table);
+    const ProgramResult result = run_convert({"--list", "--quick", file});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_NE(result.out.find("  table EMP: 7 rows recorded, LONG no, LOB no\n"), std::string::npos);
+    EXPECT_EQ(run_convert({"--list", "--quick", "--json", file}).out.find("rows_found"), std::string::npos);
+}
+
+TEST_F(Program, ListThatCannotBeWrittenFails) {
+    const std::string command = std::string("exec '") + VEXLO_CONVERT_PROGRAM + "' --list '" +
+                                one_table(employees()) + "' >/dev/full";
+    const ProgramResult result = run_program({"/bin/sh", "-c", command});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.err, "vexlo-convert: standard output: cannot be written: No space left on device\n");
 }
 
 TEST_F(Program, ListTellsWhatIsNotComplete) {
@@ -100,16 +142,194 @@ TEST_F(Program, ListTellsWhatIsNotComplete) {
     EXPECT_NE(result.out.find("7 rows recorded, 2 found, LONG no, LOB no, not complete"), std::string::npos);
 }
 
+// One line says what is wrong, and nothing is written.
 TEST_F(Program, UsageErrors) {
     const std::string file = one_table(employees());
-    EXPECT_EQ(run_convert({}).status, 2);
-    EXPECT_EQ(run_convert({file}).status, 2);
+    const std::string out = dir_ / "out";
+    const auto expect_refused = [&](const std::vector<std::string> &arguments, const std::string &line) {
+        const ProgramResult result = run_convert(arguments);
+        EXPECT_EQ(result.status, 2) << line;
+        EXPECT_EQ(result.err, "vexlo-convert: " + line + "\n");
+        EXPECT_EQ(result.out, "") << line;
+        EXPECT_FALSE(std::filesystem::exists(out)) << line;
+    };
+    expect_refused({}, "FILE is required");
+    expect_refused({file}, "either --list or --to is needed");
+    expect_refused({"--list", "--to", "csv", file}, "either --list or --to is needed");
+    expect_refused({"--to", "csv", "--output", out, file, "--eel"},
+                   "The following argument was not expected: --eel");
+    expect_refused({"--to", "csv", "--output", out, file, "--charset", "NO-SUCH"},
+                   "character set \"NO-SUCH\" is not known");
+    expect_refused({"--to", "sqlite", "--output", "-", file}, "--to sqlite cannot write to standard output");
+    expect_refused({"--to", "csv", "--output", out, file, "--json"}, "--json does not apply to --to csv");
+    expect_refused({"--to", "csv", "--output", out, file, "--quick"}, "--quick does not apply to --to csv");
+    expect_refused({"--to", "jsonl", "--output", out, file, "--eol", "lf"},
+                   "--eol does not apply to --to jsonl");
+    expect_refused({"--list", "--output", out, file}, "--output does not apply to --list");
+    expect_refused({"--list", "--jobs", "2", file}, "--jobs does not apply to --list");
+    expect_refused({"--to", "csv", "--output", out, "-", "-"}, "standard input can be read once");
+    expect_refused({"--to", "csv", "--output", out, file, "--jobs", "0"},
+                   "--jobs: Value 0 not in range 1 to 64");
+    expect_refused({"--to", "csv", "--output", out, file, "--table", "A.B.C"},
+                   "\"A.B.C\" is no table: it has more than one dot outside quotes");
+    expect_refused({"--to", "csv", "--output", out, file, "--exclude", "\"A"},
+                   "\"\"A\" is no table: the quote is not closed");
+    expect_refused({"--to", "csv", "--output", out, file, "--table", "SCOTT."},
+                   "\"SCOTT.\" is no table: a name is empty");
     EXPECT_EQ(run_convert({"--to", "xml", file}).status, 2);
-    EXPECT_EQ(run_convert({"--list", "--to", "csv", file}).status, 2);
     EXPECT_EQ(run_convert({"--to", "sql", "--dialect", "db2", file}).status, 2);
-    EXPECT_EQ(convert("csv", file, {"--charset", "NO-SUCH"}).status, 2);
     EXPECT_EQ(run_convert({"--help"}).status, 0);
     EXPECT_EQ(run_convert({"--version"}).out.substr(0, 14), "vexlo-convert ");
+}
+
+// Several tables of one dump and of two owners.
+class Selection : public Program {
+protected:
+    Selection() {
+        Dump scott, blake;
+        scott.tables = {employees("EMP"), employees("EMP_OLD"), employees("Emp"), employees("DEPT")};
+        blake.owner = "BLAKE";
+        blake.tables = {employees("EMP")};
+        dump_file(scott, "SCOTT.dat");
+        dump_file(blake, "BLAKE.dat");
+    }
+
+    // The files that the options leave, sorted and without their extension.
+    std::string converted(std::vector<std::string> options) {
+        std::filesystem::remove_all(dir_ / "out");
+        options.insert(options.end(),
+                       {"--to", "csv", "--output", dir_ / "out", dir_ / "SCOTT.dat", dir_ / "BLAKE.dat"});
+        last_ = run_convert(options);
+        std::set<std::string> names;
+        if (std::filesystem::exists(dir_ / "out"))
+            for (const auto &entry : std::filesystem::directory_iterator(dir_ / "out"))
+                names.insert(entry.path().stem());
+        std::string text;
+        for (const std::string &name : names)
+            text += name + " ";
+        return text;
+    }
+
+    ProgramResult last_;
+};
+
+TEST_F(Selection, NamesMatchInAnyCaseUnlessQuoted) {
+    EXPECT_EQ(converted({"--table", "dept"}), "SCOTT.DEPT ");
+    EXPECT_EQ(converted({"--table", "emp"}), "BLAKE.EMP SCOTT.EMP SCOTT.Emp_2 ");
+    EXPECT_EQ(converted({"--table", "\"Emp\""}), "SCOTT.Emp ");
+    EXPECT_EQ(converted({"--table", "\"emp\""}), "");
+    EXPECT_EQ(last_.status, 2);
+}
+
+TEST_F(Selection, OwnerBeforeTheDot) {
+    EXPECT_EQ(converted({"--table", "blake.emp"}), "BLAKE.EMP ");
+    EXPECT_EQ(converted({"--table", "*.dept"}), "SCOTT.DEPT ");
+    EXPECT_EQ(converted({"--table", "\"BLAKE\".\"EMP\""}), "BLAKE.EMP ");
+    EXPECT_EQ(converted({"--table", "\"blake\".emp"}), "");
+}
+
+TEST_F(Selection, StarsAndQuestionMarks) {
+    EXPECT_EQ(converted({"--table", "EMP_*"}), "SCOTT.EMP_OLD ");
+    EXPECT_EQ(converted({"--table", "d??t"}), "SCOTT.DEPT ");
+    EXPECT_EQ(converted({"--table", "d?t"}), "");
+    EXPECT_EQ(converted({"--table", "*p*o*d"}), "SCOTT.EMP_OLD ");
+    EXPECT_EQ(converted({"--table", "\"EMP_*\""}), "");
+}
+
+TEST_F(Selection, ExcludedTablesAreLeftOut) {
+    EXPECT_EQ(converted({"--exclude", "emp*"}), "SCOTT.DEPT ");
+    EXPECT_EQ(last_.status, 0);
+    EXPECT_EQ(converted({"--table", "scott.*", "--exclude", "\"Emp\"", "--exclude", "dept"}),
+              "SCOTT.EMP SCOTT.EMP_OLD ");
+    EXPECT_EQ(converted({"--exclude", "nothing"}),
+              "BLAKE.EMP SCOTT.DEPT SCOTT.EMP SCOTT.EMP_OLD SCOTT.Emp_2 ");
+    EXPECT_EQ(last_.status, 0);
+    EXPECT_NE(last_.err.find("--exclude nothing: no such table in the files; there is "), std::string::npos);
+}
+
+TEST_F(Selection, NothingSelectedIsAFailureWithAHint) {
+    EXPECT_EQ(converted({"--table", "SCOTT.DEPTS"}), "");
+    EXPECT_EQ(last_.status, 2);
+    EXPECT_EQ(last_.err,
+              "vexlo-convert: --table SCOTT.DEPTS: no such table in the files; there is SCOTT.DEPT, "
+              "SCOTT.EMP, SCOTT.Emp, SCOTT.EMP_OLD, BLAKE.EMP\n");
+    EXPECT_EQ(converted({"--exclude", "*"}), "");
+    EXPECT_EQ(last_.status, 2);
+    EXPECT_EQ(last_.err, "vexlo-convert: no table is selected\n");
+}
+
+TEST_F(Selection, SummaryCountsTablesRowsAndLosses) {
+    converted({});
+    EXPECT_EQ(last_.summary, "5 tables, 10 rows, 0 losses");
+    converted({"--quiet"});
+    EXPECT_EQ(last_.summary, "");
+}
+
+TEST_F(Selection, JobsGiveTheSameFiles) {
+    const std::string one = converted({});
+    EXPECT_EQ(converted({"--jobs", "4"}), one);
+    EXPECT_EQ(last_.summary, "5 tables, 10 rows, 0 losses");
+    EXPECT_EQ(output("SCOTT.DEPT.csv"), "ID,NAME\r\n1,KING\r\n2,\r\n");
+}
+
+TEST_F(Program, StandardInputIsADumpFromAPipeOrAFile) {
+    const std::string file = one_table(employees());
+    vexlo_test::run_options pipe;
+    pipe.input = read_file(file);
+    const ProgramResult piped = run_convert({"--to", "csv", "--output", "-", "-"}, pipe);
+    EXPECT_EQ(piped.status, 0);
+    EXPECT_EQ(piped.out, "ID,NAME\r\n1,KING\r\n2,\r\n");
+    const ProgramResult redirected = run_program(
+        {"/bin/sh", "-c",
+         std::string("exec '") + VEXLO_CONVERT_PROGRAM + "' --to csv --output - - <'" + file + "'"});
+    EXPECT_EQ(redirected.out, piped.out);
+}
+
+// A database of an earlier run stays as it is until the new one is complete.
+TEST_F(Program, OutputIsNotTouchedBeforeItsFirstTableIsKnown) {
+    const std::string file = one_table(employees());
+    if (convert("sqlite", file).err.find("without the SQLite") != std::string::npos)
+        GTEST_SKIP() << "built without SQLite";
+    const Bytes before = output("SCOTT.sqlite");
+    EXPECT_EQ(convert("sqlite", file, {"--table", "NONE"}).status, 2);
+    EXPECT_EQ(output("SCOTT.sqlite"), before);
+    DumpTable broken = employees();
+    broken.ncol = 5000;
+    EXPECT_EQ(convert("sqlite", one_table(broken)).status, 1);
+    EXPECT_EQ(output("SCOTT.sqlite"), before);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_ / "out"), {}), 1);
+}
+
+TEST_F(Program, OutputDirectoryIsCreatedWithItsParents) {
+    const std::string file = one_table(employees());
+    EXPECT_EQ(run_convert({"--to", "csv", "--output", dir_ / "a/b/c", file}).status, 0);
+    EXPECT_TRUE(std::filesystem::exists(dir_ / "a/b/c/SCOTT.EMP.csv"));
+    EXPECT_EQ(run_convert({"--to", "csv", "--output", dir_ / "d/e", "--table", "NONE", file}).status, 2);
+    EXPECT_FALSE(std::filesystem::exists(dir_ / "d"));
+}
+
+TEST_F(Program, DumpWithoutTablesIsALoss) {
+    const std::string file = dump_file({});
+    const std::string line = "vexlo-convert: " + file + ": holds no tables: its unload did not finish\n";
+    for (const std::vector<std::string> &command :
+         {std::vector<std::string>{"--list", file}, {"--list", "--quick", file}, {"--to", "csv", file}}) {
+        const ProgramResult result = run_convert(command);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.err, line);
+    }
+}
+
+TEST_F(Program, FilesThatAreNoDumpsAreSkippedAmongSeveral) {
+    const std::string good = one_table(employees());
+    write_file(dir_ / "long_tmp.dat", "some text");
+    const std::string line = "vexlo-convert: " + (dir_ / "long_tmp.dat") + ": not a dump file";
+    const ProgramResult several = convert("csv", dir_ / "long_tmp.dat", {good});
+    EXPECT_EQ(several.status, 1);
+    EXPECT_EQ(several.err, line + ", skipped\n");
+    EXPECT_EQ(several.summary, "1 tables, 2 rows, 1 losses");
+    const ProgramResult alone = convert("csv", dir_ / "long_tmp.dat");
+    EXPECT_EQ(alone.status, 2);
+    EXPECT_EQ(alone.err, line + "\nvexlo-convert: no dump file was given\n");
 }
 
 TEST_F(Program, UnreadableInputDoesNotStopTheNext) {
@@ -157,8 +377,26 @@ TEST_F(Program, LobsAreNullAndTold) {
 TEST_F(Program, DuplicateAndEmptyColumnNames) {
     DumpTable table = employees();
     table.columns = {{"A", 2, 22}, {"a", 1, 30}, {"", 1, 30}};
-    EXPECT_EQ(convert("csv", one_table(table)).status, 0);
+    const std::string file = one_table(table);
+    const ProgramResult result = convert("csv", file);
+    EXPECT_EQ(result.status, 0);
     EXPECT_EQ(output("SCOTT.EMP.csv").substr(0, 14), "A,a_2,COLUMN_3");
+    const std::string prefix = "vexlo-convert: " + file + ": table \"EMP\": column ";
+    EXPECT_EQ(result.err, prefix + "\"a\" is named \"a_2\"\n" + prefix + "\"\" is named \"COLUMN_3\"\n");
+}
+
+TEST_F(Program, NamesThatAreNotValidAreTold) {
+    DumpTable table = employees("T\xFF");
+    table.columns[1].name = "N\xFE";
+    const std::string file = one_table(table);
+    const ProgramResult result = convert("csv", file);
+    EXPECT_EQ(result.status, 1);
+    const std::string prefix = "vexlo-convert: " + file + ": table \"T\xEF\xBF\xBD\": ";
+    EXPECT_EQ(result.err, prefix +
+                              "characters of its name or its owner's are not valid in their character set\n" +
+                              prefix +
+                              "column \"N\xEF\xBF\xBD\": characters of its name are not valid in their "
+                              "character set\n");
 }
 
 TEST_F(Program, JsonNumbersStayExact) {

@@ -1,0 +1,115 @@
+#include "convert/conversion_queue.h"
+
+#include <utility>
+
+#include "values/errors.h"
+
+namespace vexlo {
+
+namespace {
+
+// The file name of a dump without its directory and ".dat".
+std::string database_name(const std::string &dump_path) {
+    constexpr std::string_view EXTENSION = ".dat";
+    std::string name = dump_path.substr(dump_path.rfind('/') + 1);
+    if (name.size() > EXTENSION.size() && name.ends_with(EXTENSION))
+        name.resize(name.size() - EXTENSION.size());
+    return name;
+}
+
+} // namespace
+
+ConversionQueue::ConversionQueue(const Options &options, TableSelection &selection, Destination &destination,
+                                 Report &report)
+    : options_(options), selection_(selection), destination_(destination), report_(report),
+      files_(options.files, report) {}
+
+bool ConversionQueue::take(TableTask &task) {
+    const std::lock_guard lock(mutex_);
+    for (;;) {
+        if (!current_ && !open_next())
+            return false;
+        DumpRun &run = *current_;
+        if (run.next == run.tables.size()) {
+            if (run.open == 0)
+                finish(run);
+            current_.reset(); // its last tables may still be with other threads
+            continue;
+        }
+        task.run = current_;
+        task.info = run.tables[run.next++];
+        if (open_output(task)) {
+            ++run.open;
+            return true;
+        }
+    }
+}
+
+void ConversionQueue::done(TableTask &task, bool failed) {
+    const std::lock_guard lock(mutex_);
+    DumpRun &run = *task.run;
+    run.failed |= failed;
+    task.writer.reset();
+    --run.open;
+    if (run.open == 0 && run.next == run.tables.size() && task.run != current_)
+        finish(run);
+    task.run.reset();
+}
+
+bool ConversionQueue::open_next() {
+    std::optional<DumpFile> dump = files_.next();
+    if (!dump)
+        return false;
+    for (const std::string &fault : dump->faults())
+        report_.loss(dump->path() + ": " + fault);
+    current_ = std::make_shared<DumpRun>(std::move(*dump), options_, report_);
+    select_tables(*current_);
+    return true;
+}
+
+void ConversionQueue::select_tables(DumpRun &run) {
+    const std::string owner = run.texts.name(run.dump.owner());
+    for (const TableInfo &info : run.dump.tables())
+        if (selection_.selects(owner, run.texts.name(info.name)))
+            run.tables.push_back(&info);
+    check_standard_output(run);
+}
+
+void ConversionQueue::check_standard_output(const DumpRun &run) const {
+    if (destination_.is_standard_output() && (options_.files.size() > 1 || run.tables.size() > 1))
+        throw UsageError("standard output takes one table: name it with --table, of one file");
+}
+
+// An output is not touched before it is known that there is a table for it.
+bool ConversionQueue::open_output(TableTask &task) {
+    DumpRun &run = *task.run;
+    task.table = run.texts.describe(run.dump, *task.info, report_);
+    if (!task.info->fault.empty()) {
+        TableReport(report_, run.dump.path(), task.table.name).loss(task.info->fault);
+        return false;
+    }
+    try {
+        if (!run.format)
+            run.format = make_format(options_.format, destination_, database_name(run.dump.path()),
+                                     run.dump.charset());
+        task.writer = run.format->open_table(task.table);
+        return true;
+    } catch (const OutputError &error) {
+        report_.failure(error.what());
+        run.failed = true;
+        return false;
+    }
+}
+
+void ConversionQueue::finish(DumpRun &run) {
+    bytes_done_ += run.dump.size();
+    if (!run.format || run.failed)
+        return;
+    try {
+        run.format->finish();
+    } catch (const OutputError &error) {
+        report_.failure(error.what());
+    }
+}
+
+} // namespace vexlo

@@ -1,0 +1,76 @@
+// The tables of a run in the order they are converted, handed out to any number of threads.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "convert/dump_file.h"
+#include "convert/dump_texts.h"
+#include "convert/input_file.h"
+#include "convert/options.h"
+#include "convert/selection.h"
+#include "output/format.h"
+#include "output/report.h"
+
+namespace vexlo {
+
+// A dump that is being converted. Its output is complete, and takes the place of an older one, when the last
+// of its tables is done and none of them has failed.
+struct DumpRun {
+    DumpRun(DumpFile file, const Options &options, Report &report)
+        : dump(std::move(file)), texts(dump, options, report) {}
+
+    DumpFile dump;
+    DumpTexts texts;
+    std::unique_ptr<Format> format; // null until the first table is known
+    std::vector<const TableInfo *> tables;
+    size_t next = 0; // of `tables` to be handed out
+    size_t open = 0; // handed out and not done
+    bool failed = false;
+};
+
+// One table with its open output.
+struct TableTask {
+    std::shared_ptr<DumpRun> run;
+    const TableInfo *info = nullptr;
+    Table table;
+    std::unique_ptr<TableWriter> writer;
+};
+
+class ConversionQueue {
+public:
+    // All must outlive the queue.
+    ConversionQueue(const Options &options, TableSelection &selection, Destination &destination,
+                    Report &report);
+
+    // The next table that can be converted, its output opened; false when there is none left. Dumps and
+    // tables that cannot be are reported. Throws UsageError.
+    bool take(TableTask &task);
+    // The task is done; `failed` when its output could not be written.
+    void done(TableTask &task, bool failed);
+
+    // Bytes of the dumps that have been done.
+    uint64_t bytes_done() const { return bytes_done_; }
+
+private:
+    bool open_next();
+    void select_tables(DumpRun &run);
+    void check_standard_output(const DumpRun &run) const;
+    bool open_output(TableTask &task);
+    void finish(DumpRun &run);
+
+    const Options &options_;
+    TableSelection &selection_;
+    Destination &destination_;
+    Report &report_;
+    InputFiles files_;
+    std::mutex mutex_;
+    std::shared_ptr<DumpRun> current_;
+    uint64_t bytes_done_ = 0;
+};
+
+} // namespace vexlo

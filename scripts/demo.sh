@@ -20,11 +20,11 @@ run_vexlo() {
                if ($0 != "") print }' 3< <(printf '%s\n' "${commands[@]}")
 }
 
-scripts/packages.sh g++ cmake ninja-build gzip libsqlite3-dev libcli11-dev nlohmann-json3-dev
+scripts/packages.sh g++ cmake ninja-build gzip libsqlite3-dev libcli11-dev nlohmann-json3-dev sqlite3
 echo "Building the programs in build/demo ..."
 mkdir -p build
 (cmake --preset release -DVEXLO_TESTS=OFF -B build/demo &&
-    cmake --build build/demo --target vexlo vexlo-sample vexlo-convert) >build/demo.log 2>&1 ||
+    cmake --build build/demo --target vexlo vexlo-sample vexlo-convert vexlo-rescue) >build/demo.log 2>&1 ||
     { cat build/demo.log && exit 1; }
 PATH=$PWD/build/demo/bin:$PATH
 cd build/demo
@@ -56,3 +56,9 @@ echo "==== The unloaded rows ===="
 run vexlo-convert --list database/data/SCOTT_EMP.dat database/data/HR.dat
 run vexlo-convert --to csv --table EMP --output - database/data/SCOTT_EMP.dat
 run vexlo-convert --to csv --table SALES --output - database/data/HR.dat
+
+echo
+echo "==== vexlo-rescue takes the tables into a database, with one command ===="
+run vexlo-rescue unload --files 'database/*.dbf' --to sqlite --output out scott.emp scott.dept hr.sales
+run sqlite3 -header -column out/rescue.sqlite 'SELECT DNAME, count(*) AS EMPLOYEES, sum(SAL) AS SALARIES
+    FROM "SCOTT.EMP" JOIN "SCOTT.DEPT" USING (DEPTNO) GROUP BY DNAME ORDER BY DNAME'

@@ -89,6 +89,8 @@ bool ConversionQueue::open_output(TableTask &task) {
         return false;
     }
     try {
+        apply_output_names(options_.format, task.table);
+        check_raw_text(options_.format, task.table, run.dump.charset());
         if (!run.format)
             run.format = make_format(options_.format, destination_, database_name(run.dump.path()),
                                      run.dump.charset());

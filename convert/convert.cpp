@@ -97,6 +97,11 @@ bool Conversion::convert_table(TableTask &task) {
     const DumpRun &run = *task.run;
     TableReport report(report_, run.dump.path(), task.table.name);
     try {
+        if (!task.writer->takes_rows()) {
+            task.writer->finish();
+            ++tables_done_;
+            return true;
+        }
         CellDecoder decoder(task.table, run.texts.charsets());
         DumpReader reader(run.dump, *task.info);
         write_rows(reader, decoder, *task.writer, report);
@@ -104,6 +109,7 @@ bool Conversion::convert_table(TableTask &task) {
         decoder.finish(report);
         report.finish();
         task.writer->finish();
+        task.writer->tell(report);
         ++tables_done_;
         rows_done_ += reader.rows();
         return true;

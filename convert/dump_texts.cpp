@@ -76,8 +76,12 @@ Table DumpTexts::describe(const DumpFile &dump, const TableInfo &info, Report &r
         if (given.find(REPLACEMENT) != std::string::npos)
             table_report.loss("column \"" + printable(given) +
                               "\": characters of its name are not valid in their character set");
-        table.columns.push_back(
-            {given, column_kind(column.ctyp, column.national), column.national, column.ctyp, column.clen});
+        const Codec codec = charsets_.database.codec;
+        const uint32_t characters =
+            column.national ? national_characters(charsets_.national, column.clen) : column.clen;
+        table.columns.push_back({given, column_kind(column.ctyp, column.national), column.national,
+                                 column.ctyp, column.clen, characters,
+                                 codec == Codec::utf8 || codec == Codec::cesu8});
     }
     return table;
 }

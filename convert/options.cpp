@@ -6,6 +6,7 @@
 #include <initializer_list>
 
 #include "convert/input_file.h"
+#include "output/format_flags.h"
 #include "output/report.h"
 
 namespace vexlo {
@@ -14,13 +15,8 @@ namespace {
 
 constexpr unsigned JOBS_MAX = 64;
 
-void define_options(CLI::App &app, Options &options, std::string &encoding, std::string &eol) {
+void define_options(CLI::App &app, Options &options) {
     app.add_flag("--list", options.list, "List owner, character sets and tables of each dump");
-    app.add_option("--to", options.format.format, "Output format")
-        ->check(CLI::IsMember({"csv", "jsonl", "sql", "sqlldr", "sqlite"}));
-    app.add_option("--dialect", options.format.dialect, "Dialect of --to sql")
-        ->check(CLI::IsMember({"oracle", "postgresql", "sqlite"}))
-        ->default_val("oracle");
     app.add_flag("--json", options.json, "The list as JSON");
     app.add_flag("--quick", options.quick, "List what the directory says without reading the rows");
     app.add_option("--table", options.tables,
@@ -37,12 +33,6 @@ void define_options(CLI::App &app, Options &options, std::string &encoding, std:
         ->default_val(".");
     app.add_option("--charset", options.charset, "Character set of the text, in place of the dump's");
     app.add_option("--ncharset", options.ncharset, "National character set, in place of the dump's");
-    app.add_option("--encoding", encoding, "utf8 converts text to UTF-8, raw passes its bytes through")
-        ->check(CLI::IsMember({"utf8", "raw"}))
-        ->default_val("utf8");
-    app.add_option("--eol", eol, "Line ends of CSV")
-        ->check(CLI::IsMember({"crlf", "lf"}))
-        ->default_val("crlf");
     app.add_flag("--quiet", options.quiet, "Show no progress");
     app.add_option("FILE", options.files, "Dump files, - for standard input")->required();
     app.set_version_flag("--version", "vexlo-convert " VEXLO_VERSION);
@@ -59,11 +49,7 @@ std::string given(const CLI::App &app, std::initializer_list<const char *> names
 // An option that has been given and means nothing with the others.
 std::string useless_option(const CLI::App &app, const Options &options) {
     if (options.list)
-        return given(app, {"--output", "--dialect", "--eol", "--jobs"});
-    if (options.format.format != "sql" && app.count("--dialect") > 0)
-        return "--dialect";
-    if (options.format.format != "csv" && app.count("--eol") > 0)
-        return "--eol";
+        return given(app, {"--output", "--jobs"});
     return given(app, {"--json", "--quick"});
 }
 
@@ -86,8 +72,8 @@ std::string conflict(const CLI::App &app, const Options &options) {
 int parse_options(int argc, char **argv, Options &options) {
     CLI::App app("Turns dump files of vexlo into CSV, JSON Lines, SQL, SQL*Loader files or SQLite databases.",
                  "vexlo-convert");
-    std::string encoding, eol;
-    define_options(app, options, encoding, eol);
+    FormatFlags format(app, options.format);
+    define_options(app, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
@@ -98,9 +84,8 @@ int parse_options(int argc, char **argv, Options &options) {
         Console(PROGRAM_NAME).line(error.what());
         return EXIT_FAILED;
     }
-    options.format.raw = encoding == "raw";
-    options.format.lf = eol == "lf";
-    const std::string problem = conflict(app, options);
+    const std::string fault = format.finish();
+    const std::string problem = fault.empty() ? conflict(app, options) : fault;
     if (!problem.empty()) {
         Console(PROGRAM_NAME).line(problem);
         return EXIT_FAILED;

@@ -4,17 +4,22 @@
 #include <cstring>
 
 #include "values/binary_float.h"
+#include "values/date_format.h"
 #include "values/hex.h"
 #include "values/number.h"
+#include "values/rowid.h"
 
 namespace vexlo {
 
 namespace {
 
 constexpr Cell NULL_CELL{CellKind::null, nullptr, 0};
+constexpr uint32_t NANOS_PER_MICRO = 1000;
 constexpr size_t SHOWN_BYTES = 32; // of a value in a message
 
-static_assert(CellDecoder::SCRATCH_SIZE >= NUMBER_TEXT_MAX && CellDecoder::SCRATCH_SIZE >= MOMENT_TEXT_MAX &&
+static_assert(CellDecoder::SCRATCH_SIZE >= NUMBER_TEXT_MAX &&
+              CellDecoder::SCRATCH_SIZE >= DATE_FORMAT_TEXT_MAX &&
+              CellDecoder::SCRATCH_SIZE >= MOMENT_TEXT_MAX &&
               CellDecoder::SCRATCH_SIZE >= INTERVAL_TEXT_MAX && CellDecoder::SCRATCH_SIZE >= FLOAT_TEXT_MAX);
 
 bool is_numeric(ColumnKind kind) {
@@ -98,9 +103,23 @@ std::string hold_stream(ValueStream &stream) {
     return held;
 }
 
+Cell whole_cell(const Cell &cell, std::string &held) {
+    if (cell.stream == nullptr)
+        return cell;
+    held = hold_stream(*cell.stream);
+    const CellKind kind = cell.kind == CellKind::text_stream ? CellKind::text : CellKind::binary;
+    return {kind, held.data(), held.size() - READ_SLACK};
+}
+
 CellDecoder::CellDecoder(const Table &table, const TextCharsets &charsets)
-    : table_(table), database_(charsets.database), national_(charsets.national),
+    : table_(table), charsets_(charsets), database_(charsets.database), national_(charsets.national),
       counts_(table.columns.size()) {}
+
+std::unique_ptr<CellDecoder> CellDecoder::twin(CellStyle style) const {
+    auto other = std::make_unique<CellDecoder>(table_, charsets_);
+    other->set_style(style);
+    return other;
+}
 
 Cell CellDecoder::decode(const Row &row, size_t index, char *scratch, RowLosses &losses) {
     const Field &field = row.fields[index];
@@ -124,12 +143,17 @@ Cell CellDecoder::decode(const Row &row, size_t index, char *scratch, RowLosses 
     default:
         break;
     }
+    facts_ = 0;
     const char *end = write_value(column, field, counts_[index], scratch);
+    if (end == nullptr && column.ctyp == TYPE_UROWID)
+        return hex_cell(field);
     if (end == nullptr) {
         losses.add(row.number, row.offset, undecodable(column, field));
         return NULL_CELL;
     }
-    return {scalar_kind(column.kind, end), scratch, static_cast<size_t>(end - scratch)};
+    counts_[index].finer += (facts_ & FINER_THAN_MICROS) != 0;
+    return {scalar_kind(column.kind, end), scratch, static_cast<size_t>(end - scratch), nullptr,
+            facts_};
 }
 
 // Cells of fields that are no values of the column's type.
@@ -189,9 +213,11 @@ char *CellDecoder::write_value(const Column &column, const Field &field, Counts 
     case ColumnKind::timestamp_ltz:
         return write_local(field, out);
     case ColumnKind::interval_ym:
-        return format_interval_ym(field.data, field.size, style_.interval, out);
+        return write_year_month(field, out);
     case ColumnKind::interval_ds:
-        return format_interval_ds(field.data, field.size, style_.interval, out);
+        return write_day_second(field, out);
+    case ColumnKind::rowid:
+        return format_rowid(field.data, field.size, out);
     case ColumnKind::binary_float:
         return write_float(field, out);
     case ColumnKind::binary_double:
@@ -206,6 +232,9 @@ char *CellDecoder::write_moment(const Column &column, const Field &field, char *
     Moment moment;
     if (!decode_moment(field.data, field.size, moment))
         return nullptr;
+    note_facts(moment);
+    if (!style_.date_format.empty())
+        return format_date(moment, nullptr, style_.date_format, out);
     return format_moment(moment, plain_date ? MomentStyle::oracle_date : style_.moment, out);
 }
 
@@ -214,7 +243,10 @@ char *CellDecoder::write_zoned(const Field &field, Counts &counts, char *out) {
     Zone zone;
     if (!decode_zoned_moment(field.data, field.size, moment, zone))
         return nullptr;
+    note_facts(moment);
     counts.regions += zone.is_region;
+    if (!style_.date_format.empty())
+        return format_date(moment, &zone, style_.date_format, out);
     return format_zoned_moment(moment, zone, style_.moment, out);
 }
 
@@ -223,8 +255,42 @@ char *CellDecoder::write_local(const Field &field, char *out) {
     Moment moment;
     if (!decode_moment(field.data, field.size, moment))
         return nullptr;
-    return table_.local_zone ? format_zoned_moment(moment, {false, 0, *table_.local_zone}, style_.moment, out)
+    note_facts(moment);
+    const Zone zone{false, 0, table_.local_zone.value_or(0)};
+    if (!style_.date_format.empty())
+        return format_date(moment, table_.local_zone ? &zone : nullptr, style_.date_format, out);
+    return table_.local_zone ? format_zoned_moment(moment, zone, style_.moment, out)
                              : format_moment(moment, style_.moment, out);
+}
+
+void CellDecoder::note_facts(const Moment &moment) {
+    if (moment.nanos % NANOS_PER_MICRO != 0)
+        facts_ |= FINER_THAN_MICROS;
+    if (is_julian_only(moment))
+        facts_ |= JULIAN_ONLY;
+    if (moment.year == 0)
+        facts_ |= YEAR_ZERO;
+}
+
+char *CellDecoder::write_year_month(const Field &field, char *out) {
+    char *end = format_interval_ym(field.data, field.size, style_.interval, out);
+    if (end != nullptr && has_wide_months(field.data))
+        facts_ = WIDE_MONTHS;
+    return end;
+}
+
+// The form has as many decimals of a second as are stored, without zeros at their end.
+char *CellDecoder::write_day_second(const Field &field, char *out) {
+    constexpr ptrdiff_t MICRO_DECIMALS = 6;
+    char *end = format_interval_ds(field.data, field.size, style_.interval, out);
+    if (end == nullptr)
+        return nullptr;
+    const std::string_view text(out, static_cast<size_t>(end - out));
+    const size_t point = text.find('.');
+    const ptrdiff_t unit = text.back() == 'S' ? 1 : 0;
+    if (point != std::string_view::npos && end - unit - (out + point + 1) > MICRO_DECIMALS)
+        facts_ = FINER_THAN_MICROS;
+    return end;
 }
 
 char *CellDecoder::write_float(const Field &field, char *out) {
@@ -252,6 +318,7 @@ void CellDecoder::merge(CellDecoder &&other) {
         counts_[i].replaced += other.counts_[i].replaced;
         counts_[i].lobs += other.counts_[i].lobs;
         counts_[i].regions += other.counts_[i].regions;
+        counts_[i].finer += other.counts_[i].finer;
     }
     other.counts_.assign(counts_.size(), {});
 }
@@ -276,6 +343,9 @@ void CellDecoder::finish(TableReport &report) const {
         if (counts.regions != 0)
             report.note(where + std::to_string(counts.regions) +
                         " values have a time zone region known by number only, their time is UTC");
+        if (counts.finer != 0 && style_.moment == MomentStyle::postgresql)
+            report.note(where + std::to_string(counts.finer) +
+                        " values are finer than microseconds, the server rounds them, halves to even");
         if (column.kind == ColumnKind::timestamp_ltz && !table_.local_zone)
             report.note(where + "values are in the time zone of the database, which the dump does not tell");
     }

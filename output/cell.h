@@ -22,7 +22,7 @@ enum class CellKind : uint8_t {
     null,
     number,      // digits, "-", "." and an exponent: a number in any language
     special,     // "Infinity", "-Infinity" or "NaN"
-    moment,      // a date, timestamp or interval, ASCII
+    moment,      // a date, timestamp, interval or row address, ASCII
     text,        // UTF-8, or whatever the column holds when bytes are passed through
     hex,         // a value of unknown type as hexadecimal digits
     binary,      // RAW: bytes as they are
@@ -30,11 +30,20 @@ enum class CellKind : uint8_t {
     binary_stream,
 };
 
+// What a target may have to know of a moment or interval, as bits.
+enum CellFact : uint8_t {
+    FINER_THAN_MICROS = 1, // the second has more than six decimals
+    JULIAN_ONLY = 2,       // a day that the Gregorian calendar lacks
+    YEAR_ZERO = 4,
+    WIDE_MONTHS = 8, // more months than 31 bits count
+};
+
 struct Cell {
     CellKind kind;
     const char *data;
     size_t size;
     ValueStream *stream = nullptr;
+    uint8_t facts = 0;
 
     std::string_view view() const { return {data, size}; }
 };
@@ -45,7 +54,9 @@ struct Column {
     ColumnKind kind;
     bool national;
     uint32_t ctyp;
-    uint32_t clen;
+    uint32_t clen;           // declared length in bytes
+    uint32_t characters = 0; // the same of a text in characters at most, 0 when it is not known
+    bool utf8 = false;       // the text is stored in UTF-8, so that its length in bytes is the same elsewhere
 };
 
 struct Table {
@@ -59,6 +70,8 @@ struct Table {
 struct CellStyle {
     MomentStyle moment = MomentStyle::iso;
     IntervalStyle interval = IntervalStyle::iso;
+    std::string_view date_format =
+        {}; // of moments in place of `moment`, when not empty; must outlive its users
 };
 
 // The character sets of text and of national text.
@@ -76,6 +89,8 @@ public:
     CellDecoder(const Table &table, const TextCharsets &charsets);
 
     void set_style(CellStyle style) { style_ = style; }
+    // A new decoder of the same table with a style of its own, whose counts nobody asks for.
+    std::unique_ptr<CellDecoder> twin(CellStyle style) const;
     const Table &table() const { return table_; }
 
     // Decodes column `index` of `row`. Numbers and moments are written to `scratch`, which has room for
@@ -93,6 +108,7 @@ private:
         uint64_t replaced = 0; // characters
         uint64_t lobs = 0;
         uint64_t regions = 0;
+        uint64_t finer = 0; // moments and intervals finer than microseconds
     };
 
     Cell ready_cell(const Field &field, size_t index);
@@ -103,11 +119,16 @@ private:
     char *write_moment(const Column &column, const Field &field, char *out);
     char *write_zoned(const Field &field, Counts &counts, char *out);
     char *write_local(const Field &field, char *out);
+    char *write_year_month(const Field &field, char *out);
+    char *write_day_second(const Field &field, char *out);
+    void note_facts(const Moment &moment);
     char *write_float(const Field &field, char *out);
     char *write_double(const Field &field, char *out);
     std::string undecodable(const Column &column, const Field &field) const;
 
     const Table &table_;
+    TextCharsets charsets_;
+    uint8_t facts_ = 0; // of the value that was written last
     TextDecoder database_;
     TextDecoder national_;
     CellStyle style_;
@@ -128,6 +149,9 @@ void for_each_part(ValueStream &stream, RowBatch &batch, TAKE &&take) {
         batch.relieve();
     });
 }
+
+// `cell`, or when that is a stream its whole value, which is put into `held`.
+Cell whole_cell(const Cell &cell, std::string &held);
 
 // Calls the function of `target` that takes cells of this kind: null(), or number(), special(), moment(),
 // text(), hex() or binary() with the bytes of the cell, or text_stream() or binary_stream() with its stream.

@@ -1,16 +1,32 @@
-// CSV of RFC 4180 with a header line. NULL is an empty field; a field is quoted when it holds a separator, a
-// quote, a line end or starts with a backslash, which some readers take for their end-of-data mark.
+// CSV of RFC 4180 with a header line. NULL is an empty field; a field is quoted when it holds a delimiter, a
+// quote, a line end, looks like NULL or starts with a backslash, which some readers take for their
+// end-of-data mark. In a dialect the values have the forms that this target reads.
+#include <optional>
 
+#include "output/column_types.h"
 #include "output/format.h"
+#include "output/oracle_target.h"
+#include "output/postgresql_target.h"
+#include "output/rejected_rows.h"
 #include "values/text_scan.h"
 
 namespace vexlo {
 
 namespace {
 
-bool needs_quotes(std::string_view text) {
-    return text.empty() || text[0] == '\\' || holds_any<',', '"', '\n', '\r'>(text.data(), text.size());
-}
+// How fields and lines are written.
+struct CsvForm {
+    char delimiter;
+    std::string_view null_text;
+    std::string_view line_end;
+    Dialect dialect;
+    bool any_value_quoted; // the user chose forms in which numbers and dates can need quotes
+
+    bool needs_quotes(std::string_view text) const {
+        return text.empty() || text[0] == '\\' || text == null_text ||
+               holds_any<'"', '\n', '\r'>(delimiter, text.data(), text.size());
+    }
+};
 
 // The text with its quotes doubled. It has READ_SLACK, `out` room for WRITE_SLACK bytes more than twice of
 // it.
@@ -30,26 +46,59 @@ char *put_quoted(std::string_view text, char *out) {
     return out;
 }
 
+// psql ends its input at a line that is "\.", even inside quotes: there the point gets quotes of its own,
+// which make no difference to the value.
+void put_quoted_for_psql(std::string_view text, ByteBuffer &bytes) {
+    char *out = bytes.reserve(3 * text.size() + 2);
+    *out++ = '"';
+    for (size_t i = 0; i < text.size(); ++i) {
+        const bool ends_input =
+            text[i] == '.' && i >= 2 && text[i - 1] == '\\' && (text[i - 2] == '\n' || text[i - 2] == '\r');
+        if (ends_input)
+            *out++ = '"';
+        if (text[i] == '"')
+            *out++ = '"';
+        *out++ = text[i];
+        if (ends_input)
+            *out++ = '"';
+    }
+    *out++ = '"';
+    bytes.commit_to(out);
+}
+
 // `text` has READ_SLACK.
-void put_text_field(std::string_view text, ByteBuffer &bytes) {
-    if (needs_quotes(text))
-        bytes.commit_to(put_quoted(text, bytes.reserve(2 * text.size() + 2 + WRITE_SLACK)));
-    else
+void put_text_field(std::string_view text, const CsvForm &form, ByteBuffer &bytes) {
+    if (!form.needs_quotes(text))
         bytes.commit_to(copy_text(bytes.reserve(text.size() + WRITE_SLACK), text.data(), text.size()));
+    else if (form.dialect == Dialect::postgresql)
+        put_quoted_for_psql(text, bytes);
+    else
+        bytes.commit_to(put_quoted(text, bytes.reserve(2 * text.size() + 2 + WRITE_SLACK)));
+}
+
+// The same of a text without READ_SLACK.
+void put_short_field(std::string_view text, const CsvForm &form, ByteBuffer &bytes) {
+    const std::string padded = std::string(text) + std::string(READ_SLACK, ' ');
+    put_text_field(std::string_view(padded).substr(0, text.size()), form, bytes);
 }
 
 // Takes the cells of a row. Numbers and moments stand at the end of `bytes` when they come here.
 struct CsvFields {
+    const CsvForm &form;
     RowBatch &batch;
     ByteBuffer &bytes = batch.bytes;
 
-    void null() {}
-    void number(std::string_view text) { commit(text); }
-    void special(std::string_view text) { commit(text); }
-    void moment(std::string_view text) { commit(text); }
-    void text(std::string_view text) { put_text_field(text, bytes); }
-    void hex(std::string_view digits) { bytes.append(digits); }
-    void binary(std::string_view data) { bytes.append_hex(data); }
+    void null() { bytes.append(form.null_text); }
+    void number(std::string_view digits) { in_place(digits); }
+    void special(std::string_view name) { in_place(name); }
+    void moment(std::string_view text) { in_place(text); }
+    void text(std::string_view utf8) { put_text_field(utf8, form, bytes); }
+    void hex(std::string_view digits) { in_place(digits, false); }
+    void binary(std::string_view data) {
+        if (form.dialect == Dialect::postgresql)
+            bytes.append("\\x");
+        bytes.append_hex(data);
+    }
     // What a value in pieces holds is not known before it is written: it is quoted.
     void text_stream(ValueStream &stream) {
         bytes.put('"');
@@ -63,81 +112,141 @@ struct CsvFields {
     }
 
 private:
-    void commit(std::string_view text) { bytes.commit_to(bytes.reserve(0) + text.size()); }
+    void in_place(std::string_view text, bool stands_there = true) {
+        if (form.any_value_quoted)
+            put_short_field(text, form, bytes);
+        else if (stands_there)
+            bytes.commit_to(bytes.reserve(0) + text.size());
+        else
+            bytes.append(text);
+    }
 };
 
 class CsvFormatter : public RowFormatter {
 public:
-    CsvFormatter(CellDecoder &decoder, std::string_view line_end) : decoder_(decoder), line_end_(line_end) {}
+    CsvFormatter(CellDecoder &decoder, const CsvForm &form)
+        : decoder_(decoder), form_(form), rejecter_(decoder) {}
 
     void format(const Row &row, RowBatch &batch) override {
-        const size_t columns = decoder_.table().columns.size();
-        for (size_t i = 0; i < columns; ++i) {
+        const std::vector<Column> &columns = decoder_.table().columns;
+        const size_t start = batch.bytes.size();
+        for (size_t i = 0; i < columns.size(); ++i) {
             char *out = batch.bytes.reserve(CellDecoder::SCRATCH_SIZE + 1);
             if (i > 0)
-                *out++ = ',';
+                *out++ = form_.delimiter;
             batch.bytes.commit_to(out);
-            visit(decoder_.decode(row, i, out, batch.losses), CsvFields{batch});
+            Cell cell = decoder_.decode(row, i, out, batch.losses);
+            if (form_.dialect != Dialect::none && !suits_dialect(row, columns[i], cell, start, batch))
+                return;
+            visit(cell, CsvFields{form_, batch});
         }
-        batch.bytes.append(line_end_);
+        batch.bytes.append(form_.line_end);
         ++batch.rows;
     }
 
 private:
+    // False when the row has been rejected; `start` is where it begins in the batch.
+    bool suits_dialect(const Row &row, const Column &column, Cell &cell, size_t start, RowBatch &batch) {
+        if (form_.dialect == Dialect::oracle && is_unwritable_in_oracle(column, cell)) {
+            batch.losses.add(row.number, row.offset, unwritable_in_oracle(column));
+            cell = {CellKind::null, nullptr, 0};
+        }
+        if (form_.dialect != Dialect::postgresql)
+            return true;
+        cell = whole_cell(cell, held_); // a row that is rejected must not have been given away in part
+        const std::string refusal = postgresql_refusal(column, cell);
+        if (refusal.empty())
+            return true;
+        batch.bytes.truncate(start);
+        rejecter_.reject(row, refusal, batch);
+        return false;
+    }
+
     CellDecoder &decoder_;
-    std::string_view line_end_;
+    const CsvForm &form_;
+    RowRejecter rejecter_;
+    std::string held_;
 };
 
 class CsvWriter : public TableWriter {
 public:
-    CsvWriter(const Table &table, std::unique_ptr<OutputFile> file, std::string_view line_end)
-        : file_(std::move(file)), line_end_(line_end) {
-        ByteBuffer head;
-        for (const Column &column : table.columns) {
-            if (!head.empty())
-                head.put(',');
-            put_text_field(
-                std::string_view(column.name + std::string(READ_SLACK, ' ')).substr(0, column.name.size()),
-                head);
-        }
-        head.append(line_end_);
-        file_->take(head);
+    CsvWriter(const Table &table, const FormatOptions &options, const CsvForm &form,
+              std::unique_ptr<OutputFile> file, std::optional<RejectedFile> rejected)
+        : options_(options), form_(form), file_(std::move(file)), rejected_(std::move(rejected)) {
+        if (options.header)
+            write_header(table);
     }
 
     std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const override {
-        decoder.set_style({});
-        return std::make_unique<CsvFormatter>(decoder, line_end_);
+        decoder.set_style(form_.dialect == Dialect::postgresql ? POSTGRESQL_STYLE
+                          : form_.dialect == Dialect::oracle   ? ORACLE_STYLE
+                                                               : options_.cell_style());
+        return std::make_unique<CsvFormatter>(decoder, form_);
     }
 
     void write(RowBatch &batch) override {
         file_->take(batch.bytes);
+        if (rejected_)
+            rejected_->take(batch);
         batch.clear();
     }
 
-    void finish() override { file_->finish(); }
+    void finish() override {
+        if (rejected_)
+            rejected_->finish();
+        file_->finish();
+    }
+
+    void tell(TableReport &report) const override {
+        if (rejected_)
+            rejected_->tell(report);
+    }
 
 private:
+    void write_header(const Table &table) {
+        ByteBuffer head;
+        for (const Column &column : table.columns) {
+            if (!head.empty())
+                head.put(form_.delimiter);
+            put_short_field(column.name, form_, head);
+        }
+        head.append(form_.line_end);
+        file_->take(head);
+    }
+
+    const FormatOptions &options_;
+    const CsvForm &form_;
     std::unique_ptr<OutputFile> file_;
-    std::string_view line_end_;
+    std::optional<RejectedFile> rejected_;
 };
 
 class CsvFormat : public Format {
 public:
-    CsvFormat(Destination &destination, bool lf) : destination_(destination), line_end_(lf ? "\n" : "\r\n") {}
+    CsvFormat(Destination &destination, const FormatOptions &options)
+        : destination_(destination),
+          options_(options), form_{options_.delimiter, options_.null_text, options_.lf ? "\n" : "\r\n",
+                                   dialect_of(options_.dialect),
+                                   !options_.null_text.empty() || !options_.date_format.empty()} {}
 
     std::unique_ptr<TableWriter> open_table(const Table &table) override {
-        return std::make_unique<CsvWriter>(table, destination_.open(output_name(table), ".csv"), line_end_);
+        const std::string path = destination_.path_for(output_name(table), ".csv");
+        std::optional<RejectedFile> rejected;
+        if (form_.dialect == Dialect::postgresql)
+            rejected.emplace(destination_, path);
+        return std::make_unique<CsvWriter>(table, options_, form_, destination_.open_path(path),
+                                           std::move(rejected));
     }
 
 private:
     Destination &destination_;
-    std::string_view line_end_;
+    FormatOptions options_;
+    CsvForm form_;
 };
 
 } // namespace
 
-std::unique_ptr<Format> make_csv_format(Destination &destination, bool lf) {
-    return std::make_unique<CsvFormat>(destination, lf);
+std::unique_ptr<Format> make_csv_format(Destination &destination, const FormatOptions &options) {
+    return std::make_unique<CsvFormat>(destination, options);
 }
 
 } // namespace vexlo

@@ -28,6 +28,10 @@ public:
     virtual void write(RowBatch &batch) = 0;
     // The table is complete: its output gets its final name.
     virtual void finish() = 0;
+    // Whether rows go into the output at all; where not, none need to be read.
+    virtual bool takes_rows() const { return true; }
+    // Tells, when the table is complete, what became of rows that are not in the output.
+    virtual void tell(TableReport &) const {}
 };
 
 // Writes tables, one after the other.
@@ -40,12 +44,35 @@ public:
     virtual void finish() {}
 };
 
+enum class SqlPart : uint8_t { all, ddl, data };
+
 struct FormatOptions {
-    std::string format;  // csv, jsonl, sql, sqlldr or sqlite
-    std::string dialect; // of sql: oracle, postgresql or sqlite
-    bool lf = false;     // of csv: lines end with LF alone
-    bool raw = false;    // text is passed through in the character set of the dump
+    std::string format;           // csv, jsonl, sql, sqlldr or sqlite
+    std::string dialect;          // of sql and csv: oracle, postgresql or sqlite; empty for oracle and none
+    bool lf = false;              // of csv: lines end with LF alone
+    bool raw = false;             // text is passed through in the character set of the dump
+    std::string null_text = {};   // of csv: what stands for NULL
+    char delimiter = ',';         // of csv
+    bool header = true;           // of csv
+    std::string date_format = {}; // of csv and jsonl: how moments are written, in letters of strftime
+    bool json_number_strings = false;
+    SqlPart part = SqlPart::all; // of sql
+    bool real_numbers = false;   // of sqlite: every NUMBER is a number
+    bool lowercase = false;      // names of tables and columns
+
+    CellStyle cell_style() const { return {MomentStyle::iso, IntervalStyle::iso, date_format}; }
 };
+
+// What is wrong with the options of the format, as far as they do not fit each other or mean nothing; empty
+// when nothing is.
+std::string format_options_fault(const FormatOptions &options);
+
+// Throws UsageError when text is to be passed through and cannot: the format is in UTF-8, or the character
+// set `charset`, by Oracle's name, does not suit it or every column of the table.
+void check_raw_text(const FormatOptions &options, const Table &table, const std::string &charset);
+
+// Gives the table and its columns the names they have in the output.
+void apply_output_names(const FormatOptions &options, Table &table);
 
 // The format for the tables of one input. `database` names the output where all tables share one; `charset`
 // is Oracle's name of the character set of text that is passed through. Throws UsageError when the program
@@ -57,10 +84,12 @@ std::unique_ptr<Format> make_format(const FormatOptions &options, Destination &d
 std::string output_name(const Table &table);
 
 // The formats make_format() builds, one function each.
-std::unique_ptr<Format> make_csv_format(Destination &destination, bool lf);
-std::unique_ptr<Format> make_jsonl_format(Destination &destination);
-std::unique_ptr<Format> make_sql_format(Destination &destination, const std::string &dialect);
+std::unique_ptr<Format> make_csv_format(Destination &destination, const FormatOptions &options);
+std::unique_ptr<Format> make_jsonl_format(Destination &destination, const FormatOptions &options);
+std::unique_ptr<Format> make_sql_format(Destination &destination, const FormatOptions &options,
+                                        const std::string &charset);
 std::unique_ptr<Format> make_sqlldr_format(Destination &destination, const std::string &charset);
-std::unique_ptr<Format> make_sqlite_format(Destination &destination, const std::string &name);
+std::unique_ptr<Format> make_sqlite_format(Destination &destination, const std::string &name,
+                                           const FormatOptions &options);
 
 } // namespace vexlo

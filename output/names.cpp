@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 
 #include "values/hex.h"
 
@@ -64,6 +65,26 @@ std::string UniqueNames::take(const std::string &name) {
         if (taken_.try_emplace(folded(candidate), 2U).second)
             return candidate;
     }
+}
+
+std::string NameRules::apply(const std::string &name) const {
+    // Room is left for the number of a name that is not the first of its kind.
+    constexpr size_t POSTGRESQL_MAX = 63 - 4;
+    std::string text = lowercase ? folded(name) : name;
+    if (!postgresql || text.size() <= POSTGRESQL_MAX + 4)
+        return text;
+    size_t size = POSTGRESQL_MAX;
+    while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) // not inside a character
+        --size;
+    return text.substr(0, size);
+}
+
+std::string NameRules::apply_to_column(const std::string &name) const {
+    constexpr std::string_view SYSTEM_COLUMNS[] = {"tableoid", "xmin", "cmin", "xmax", "cmax", "ctid"};
+    const std::string text = apply(name);
+    const bool taken =
+        std::find(std::begin(SYSTEM_COLUMNS), std::end(SYSTEM_COLUMNS), text) != std::end(SYSTEM_COLUMNS);
+    return postgresql && taken ? text + "_" : text;
 }
 
 std::string quoted_identifier(std::string_view name) {

@@ -28,6 +28,15 @@ private:
     std::map<std::string, unsigned> taken_; // with the number to try next
 };
 
+// What becomes of names on their way to the target.
+struct NameRules {
+    bool lowercase;  // ASCII letters
+    bool postgresql; // which takes 63 bytes and has column names of its own
+
+    std::string apply(const std::string &name) const;
+    std::string apply_to_column(const std::string &name) const;
+};
+
 // `name` in double quotes, those inside it doubled; NUL bytes, which no target can hold there, are left out.
 std::string quoted_identifier(std::string_view name);
 

@@ -24,7 +24,13 @@ OracleConversion oracle_conversion(ColumnKind kind, bool with_zone) {
 }
 
 bool is_unwritable_in_oracle(const Column &column, const Cell &cell) {
-    return cell.kind == CellKind::special && column.kind == ColumnKind::number;
+    return (cell.kind == CellKind::special && column.kind == ColumnKind::number) ||
+           (cell.facts & YEAR_ZERO) != 0;
+}
+
+std::string unwritable_in_oracle(const Column &column) {
+    return "column \"" + printable(column.name) + "\": Oracle cannot load " +
+           (column.kind == ColumnKind::number ? "an infinite NUMBER" : "the year 0") + ", taken as NULL";
 }
 
 } // namespace vexlo

@@ -19,7 +19,9 @@ struct OracleConversion {
 // LOCAL TIME ZONE values carry an offset.
 OracleConversion oracle_conversion(ColumnKind kind, bool with_zone);
 
-// The infinities of NUMBER exist in storage but no statement can write them.
+// The infinities of NUMBER and the year 0 exist in storage but no statement can write them.
 bool is_unwritable_in_oracle(const Column &column, const Cell &cell);
+// What is told of such a value of `column`.
+std::string unwritable_in_oracle(const Column &column);
 
 } // namespace vexlo

@@ -149,10 +149,8 @@ std::string Destination::path_for(std::string_view name, std::string_view extens
     return directory_ + "/" + used_.take(safe_file_name(name)) + std::string(extension);
 }
 
-std::unique_ptr<OutputFile> Destination::open(std::string_view name, std::string_view extension) {
-    if (standard_output_)
-        return std::make_unique<OutputFile>();
-    return std::make_unique<OutputFile>(path_for(name, extension), log());
+std::unique_ptr<OutputFile> Destination::open_path(const std::string &path) {
+    return standard_output_ ? std::make_unique<OutputFile>() : std::make_unique<OutputFile>(path, log());
 }
 
 } // namespace vexlo

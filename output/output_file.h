@@ -91,8 +91,8 @@ public:
     // The path of a new output named after `name`, which may be anything; no two calls give the same path,
     // but for a destination of one table.
     std::string path_for(std::string_view name, std::string_view extension);
-    // The output file at that path, or standard output.
-    std::unique_ptr<OutputFile> open(std::string_view name, std::string_view extension);
+    // The output file at such a path, or standard output.
+    std::unique_ptr<OutputFile> open_path(const std::string &path);
     // The log for files at paths made of those from path_for(); null when there is none. The destination must
     // stay where it is until they are finished.
     std::vector<WrittenFile> *log() { return stem_.empty() ? nullptr : &written_; }

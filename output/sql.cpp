@@ -1,17 +1,12 @@
 // SQL scripts: CREATE TABLE and the rows, in the dialect of the target.
+#include "output/column_types.h"
+#include "output/rejected_rows.h"
 #include "output/sql_dialect.h"
-#include "values/errors.h"
 
 namespace vexlo {
 
 std::string insert_into(const std::string &name) {
     return "INSERT INTO " + quoted_identifier(name) + " VALUES (";
-}
-
-void add_unwritable(const Row &row, const Column &column, RowLosses &losses) {
-    losses.add(row.number, row.offset,
-               "column \"" + printable(column.name) +
-                   "\": the value cannot be written in this dialect as it is");
 }
 
 void put_sql_string(std::string_view text, ByteBuffer &bytes) {
@@ -30,11 +25,14 @@ namespace {
 
 class SqlWriter : public TableWriter {
 public:
-    SqlWriter(const Table &table, const SqlDialect &dialect, std::unique_ptr<OutputFile> file)
-        : dialect_(dialect), file_(std::move(file)) {
+    SqlWriter(const Table &table, const SqlDialect &dialect, SqlPart part, std::unique_ptr<OutputFile> file,
+              RejectedFile rejected)
+        : dialect_(dialect), part_(part), file_(std::move(file)), rejected_(std::move(rejected)) {
         file_->append(dialect_.prologue());
-        file_->append(dialect_.create_table(table));
-        file_->append(";\n");
+        if (part_ != SqlPart::data)
+            file_->append(dialect_.create_table(table) + ";\n");
+        if (takes_rows())
+            file_->append(dialect_.data_head(table));
     }
 
     std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const override {
@@ -42,48 +40,66 @@ public:
     }
 
     void write(RowBatch &batch) override {
-        file_->take(batch.bytes);
+        if (takes_rows() && !batch.bytes.empty()) {
+            file_->append(dialect_.batch_head());
+            file_->take(batch.bytes);
+            file_->append(dialect_.batch_tail());
+        }
+        if (takes_rows())
+            rejected_.take(batch);
         batch.clear();
     }
 
     void finish() override {
+        if (takes_rows())
+            file_->append(dialect_.data_tail());
         file_->append(dialect_.epilogue());
+        rejected_.finish();
         file_->finish();
     }
 
+    bool takes_rows() const override { return part_ != SqlPart::ddl; }
+
+    void tell(TableReport &report) const override { rejected_.tell(report); }
+
 private:
     const SqlDialect &dialect_;
+    SqlPart part_;
     std::unique_ptr<OutputFile> file_;
+    RejectedFile rejected_;
 };
 
 class SqlFormat : public Format {
 public:
-    SqlFormat(Destination &destination, std::unique_ptr<SqlDialect> dialect)
-        : destination_(destination), dialect_(std::move(dialect)) {}
+    SqlFormat(Destination &destination, std::unique_ptr<SqlDialect> dialect, SqlPart part)
+        : destination_(destination), dialect_(std::move(dialect)), part_(part) {}
 
     std::unique_ptr<TableWriter> open_table(const Table &table) override {
-        return std::make_unique<SqlWriter>(table, *dialect_, destination_.open(output_name(table), ".sql"));
+        const std::string path = destination_.path_for(output_name(table), ".sql");
+        return std::make_unique<SqlWriter>(table, *dialect_, part_, destination_.open_path(path),
+                                           RejectedFile(destination_, path));
     }
 
 private:
     Destination &destination_;
     std::unique_ptr<SqlDialect> dialect_;
+    SqlPart part_;
 };
 
-std::unique_ptr<SqlDialect> make_dialect(const std::string &name) {
-    if (name == "oracle")
-        return make_oracle_dialect();
-    if (name == "postgresql")
+std::unique_ptr<SqlDialect> make_dialect(Dialect dialect, const std::string &charset) {
+    if (dialect == Dialect::postgresql)
         return make_postgresql_dialect();
-    if (name == "sqlite")
+    if (dialect == Dialect::sqlite)
         return make_sqlite_dialect();
-    throw UsageError("SQL dialect \"" + name + "\" is not known");
+    return make_oracle_dialect(charset);
 }
 
 } // namespace
 
-std::unique_ptr<Format> make_sql_format(Destination &destination, const std::string &dialect) {
-    return std::make_unique<SqlFormat>(destination, make_dialect(dialect));
+std::unique_ptr<Format> make_sql_format(Destination &destination, const FormatOptions &options,
+                                        const std::string &charset) {
+    return std::make_unique<SqlFormat>(destination, make_dialect(dialect_of(options.dialect), charset),
+                                       options.part);
 }
 
 } // namespace vexlo

@@ -1,8 +1,6 @@
 // The dialect of Oracle, as a script for SQL*Plus. That program reads line by line: a line has at most 2499
 // characters and a text literal must not run over lines that look like commands. So literals are short,
 // joined by ||, and control characters are written as CHR(n).
-#include <algorithm>
-
 #include "output/create_table.h"
 #include "output/oracle_target.h"
 #include "output/sql_dialect.h"
@@ -14,53 +12,9 @@ namespace {
 constexpr size_t LITERAL_SIZE = 1000;  // bytes of one literal, before quotes are doubled
 constexpr size_t VARCHAR_BYTES = 4000; // a text expression longer than this must be a CLOB
 constexpr size_t RAW_BYTES = 2000;     // a RAW expression cannot be longer
-constexpr uint32_t TYPE_CHAR = 96, TYPE_BLOB = 113;
-
-std::string sized(const char *type, uint32_t clen, uint32_t limit, const char *unit) {
-    return std::string(type) + "(" + std::to_string(std::clamp(clen, 1U, limit)) + unit + ")";
-}
-
-// Text may need more bytes in the character set of the target, so declared bytes become characters.
-std::string text_column_type(const Column &column) {
-    if (column.kind == ColumnKind::national_text)
-        return column.ctyp == TYPE_CHAR ? sized("NCHAR", column.clen, 1000, "")
-                                        : sized("NVARCHAR2", column.clen, 2000, "");
-    return column.ctyp == TYPE_CHAR ? sized("CHAR", column.clen, 2000, " CHAR")
-                                    : sized("VARCHAR2", column.clen, 4000, " CHAR");
-}
-
-std::string column_type(const Column &column) {
-    switch (column.kind) {
-    case ColumnKind::text:
-    case ColumnKind::national_text:
-        return text_column_type(column);
-    case ColumnKind::raw:
-        return column.clen > RAW_BYTES ? "BLOB" : sized("RAW", column.clen, RAW_BYTES, "");
-    case ColumnKind::timestamp:
-        return "TIMESTAMP(9)";
-    case ColumnKind::timestamp_tz:
-        return "TIMESTAMP(9) WITH TIME ZONE";
-    case ColumnKind::timestamp_ltz:
-        return "TIMESTAMP(9) WITH LOCAL TIME ZONE";
-    case ColumnKind::interval_ym:
-        return "INTERVAL YEAR(9) TO MONTH";
-    case ColumnKind::interval_ds:
-        return "INTERVAL DAY(9) TO SECOND(9)";
-    case ColumnKind::long_raw:
-        return "BLOB";
-    case ColumnKind::long_text:
-    case ColumnKind::unknown:
-        return "CLOB";
-    case ColumnKind::lob:
-        return column.ctyp == TYPE_BLOB ? "BLOB" : column.national ? "NCLOB" : "CLOB";
-    case ColumnKind::ready_text:
-        return text_column_type(column);
-    case ColumnKind::ready_integer:
-        return "NUMBER";
-    default:
-        return type_text(column.ctyp, column.national, column.clen);
-    }
-}
+// Rows go to the server by the block of PL/SQL: one round trip for as many.
+constexpr uint64_t ROWS_PER_BLOCK = 100;
+constexpr std::string_view BLOCK_HEAD = "BEGIN\n", BLOCK_TAIL = "END;\n/\n";
 
 bool is_control(char c) {
     return static_cast<unsigned char>(c) < 0x20;
@@ -129,49 +83,46 @@ private:
     size_t count_ = 0;
 };
 
+// Takes the cells that Oracle can load.
 struct OracleValues {
     const Column &column;
     bool with_zone;
     LongBinaries &binaries;
     ByteBuffer &bytes;
 
-    bool null() { return plain("NULL"); }
+    void null() { plain("NULL"); }
 
-    bool number(std::string_view digits) {
+    void number(std::string_view digits) {
         bytes.append(digits);
-        return plain(column.kind == ColumnKind::binary_float    ? "f"
-                     : column.kind == ColumnKind::binary_double ? "d"
-                                                                : "");
+        plain(column.kind == ColumnKind::binary_float    ? "f"
+              : column.kind == ColumnKind::binary_double ? "d"
+                                                         : "");
     }
 
-    bool special(std::string_view name) {
-        if (column.kind == ColumnKind::number) {
-            plain("NULL");
-            return false;
-        }
+    void special(std::string_view name) {
         if (name[0] == '-')
             bytes.put('-');
         bytes.append(column.kind == ColumnKind::binary_float ? "BINARY_FLOAT_" : "BINARY_DOUBLE_");
-        return plain(name == "NaN" ? "NAN" : "INFINITY");
+        plain(name == "NaN" ? "NAN" : "INFINITY");
     }
 
-    bool moment(std::string_view form) {
+    void moment(std::string_view form) {
         const OracleConversion conversion = oracle_conversion(column.kind, with_zone);
         bytes.append(conversion.before);
         put_sql_string(form, bytes);
-        return plain(conversion.after);
+        plain(conversion.after);
     }
 
-    bool hex(std::string_view digits) { return text(digits); }
+    void hex(std::string_view digits) { text(digits); }
 
-    bool binary(std::string_view data) {
+    void binary(std::string_view data) {
         if (data.size() > RAW_BYTES)
-            return plain(binaries.add(data));
-        put_hextoraw(data, bytes);
-        return true;
+            plain(binaries.add(data));
+        else
+            put_hextoraw(data, bytes);
     }
 
-    bool text(std::string_view utf8) {
+    void text(std::string_view utf8) {
         const bool national = column.kind == ColumnKind::national_text;
         const bool as_clob = utf8.size() > VARCHAR_BYTES;
         if (as_clob)
@@ -183,14 +134,10 @@ struct OracleValues {
             if (as_clob && first)
                 bytes.put(')');
         }
-        return true;
     }
 
 private:
-    bool plain(std::string_view words) {
-        bytes.append(words);
-        return true;
-    }
+    void plain(std::string_view words) { bytes.append(words); }
 
     // Takes one literal, or one control character, from the front of `utf8`.
     void put_part(std::string_view &utf8, bool national) {
@@ -216,11 +163,15 @@ public:
         values_.clear();
         binaries_.clear();
         put_values(row, batch.losses);
+        if (batch.rows > 0 && batch.rows % ROWS_PER_BLOCK == 0) {
+            batch.bytes.append(BLOCK_TAIL);
+            batch.bytes.append(BLOCK_HEAD);
+        }
         if (!binaries_.empty())
             binaries_.put_block(batch.bytes);
         batch.bytes.append(insert_);
         batch.bytes.append(values_.view());
-        batch.bytes.append(binaries_.empty() ? ");\n" : ");\nEND;\n/\n");
+        batch.bytes.append(binaries_.empty() ? ");\n" : ");\nEND;\n");
         ++batch.rows;
     }
 
@@ -231,9 +182,12 @@ private:
             if (i > 0)
                 values_.append(",\n");
             const Column &column = table.columns[i];
-            const Cell cell = decoder_.decode(row, i, scratch_, losses);
-            if (!visit(cell, OracleValues{column, table.local_zone.has_value(), binaries_, values_}))
-                add_unwritable(row, column, losses);
+            Cell cell = decoder_.decode(row, i, scratch_, losses);
+            if (is_unwritable_in_oracle(column, cell)) {
+                losses.add(row.number, row.offset, unwritable_in_oracle(column));
+                cell = {CellKind::null, nullptr, 0};
+            }
+            visit(cell, OracleValues{column, table.local_zone.has_value(), binaries_, values_});
         }
     }
 
@@ -246,24 +200,38 @@ private:
 
 class OracleDialect : public SqlDialect {
 public:
-    std::string prologue() const override { return "SET DEFINE OFF\nSET SQLBLANKLINES ON\n"; }
+    explicit OracleDialect(const std::string &charset) : charset_(charset) {}
+
+    std::string prologue() const override {
+        return "-- This script is in the character set " + charset_ +
+               ": run it with NLS_LANG=AMERICAN_AMERICA." + charset_ +
+               "\nWHENEVER SQLERROR EXIT FAILURE ROLLBACK\nWHENEVER OSERROR EXIT FAILURE ROLLBACK\nSET "
+               "FEEDBACK OFF\n"
+               "SET DEFINE OFF\nSET SQLBLANKLINES ON\n";
+    }
+
+    std::string_view batch_head() const override { return BLOCK_HEAD; }
+    std::string_view batch_tail() const override { return BLOCK_TAIL; }
 
     std::string epilogue() const override { return "COMMIT;\n"; }
 
     std::string create_table(const Table &table) const override {
-        return create_table_statement(table, table.name, column_type);
+        return create_table_statement(table, table.name, Dialect::oracle);
     }
 
     std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const override {
         decoder.set_style(ORACLE_STYLE);
         return std::make_unique<OracleFormatter>(decoder);
     }
+
+private:
+    std::string charset_;
 };
 
 } // namespace
 
-std::unique_ptr<SqlDialect> make_oracle_dialect() {
-    return std::make_unique<OracleDialect>();
+std::unique_ptr<SqlDialect> make_oracle_dialect(const std::string &charset) {
+    return std::make_unique<OracleDialect>(charset);
 }
 
 } // namespace vexlo

@@ -1,106 +1,108 @@
-// The dialect of PostgreSQL.
+// The dialect of PostgreSQL: the rows go by COPY, which loads many times faster than INSERT.
 #include "output/create_table.h"
+#include "output/postgresql_target.h"
+#include "output/rejected_rows.h"
 #include "output/sql_dialect.h"
 
 namespace vexlo {
 
 namespace {
 
-constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD"; // U+FFFD
-constexpr uint32_t BLOB_TYPE = 113;
-constexpr uint32_t VARCHAR_MAX = 4000;
-
-// Lengths are in bytes here and in characters there, so a declared length is never too short.
-std::string varchar_type(uint32_t clen) {
-    return clen >= 1 && clen <= VARCHAR_MAX ? "varchar(" + std::to_string(clen) + ")" : "text";
-}
-
-std::string column_type(const Column &column) {
-    switch (column.kind) {
-    case ColumnKind::text:
-    case ColumnKind::national_text:
-        return varchar_type(column.clen);
-    case ColumnKind::number:
-    case ColumnKind::ready_integer:
-        return "numeric";
-    case ColumnKind::date:
-        return "timestamp(0)";
-    case ColumnKind::timestamp:
-        return "timestamp";
-    case ColumnKind::timestamp_tz:
-    case ColumnKind::timestamp_ltz:
-        return "timestamp with time zone";
-    case ColumnKind::interval_ym:
-    case ColumnKind::interval_ds:
-        return "interval";
-    case ColumnKind::binary_float:
-        return "real";
-    case ColumnKind::binary_double:
-        return "double precision";
-    case ColumnKind::raw:
-    case ColumnKind::long_raw:
-        return "bytea";
-    case ColumnKind::lob:
-        return column.ctyp == BLOB_TYPE ? "bytea" : "text";
-    case ColumnKind::long_text:
-    case ColumnKind::unknown:
-    case ColumnKind::ready_text:
-        break;
-    }
-    return "text";
-}
-
-struct PostgresqlValues {
-    const Column &column;
+// Takes the cells of a row in the text form of COPY.
+struct CopyValues {
     ByteBuffer &bytes;
 
-    bool null() { return plain("NULL"); }
-    bool number(std::string_view digits) { return plain(digits); }
-    bool special(std::string_view name) { return quoted(name); }
-    bool moment(std::string_view form) { return quoted(form); }
-    bool hex(std::string_view digits) { return quoted(digits); }
-    bool binary(std::string_view data) {
-        bytes.append("'\\x");
+    void null() { bytes.append("\\N"); }
+    void number(std::string_view digits) { bytes.append(digits); }
+    void special(std::string_view name) { bytes.append(name); }
+    void moment(std::string_view form) { bytes.append(form); }
+    void hex(std::string_view digits) { bytes.append(digits); }
+    void binary(std::string_view data) {
+        bytes.append("\\\\x");
         bytes.append_hex(data);
-        return plain("'");
     }
-    // The server has no place for NUL in a text.
-    bool text(std::string_view utf8) {
-        if (utf8.find('\0') == std::string_view::npos)
-            return quoted(utf8);
-        std::string replaced;
-        for (const char c : utf8)
-            replaced += c == '\0' ? REPLACEMENT : std::string_view(&c, 1);
-        quoted(replaced);
-        return false;
+    void text(std::string_view utf8) {
+        char *out = bytes.reserve(2 * utf8.size());
+        for (const char c : utf8) {
+            const char letter = escape_of(c);
+            if (letter != '\0')
+                *out++ = '\\';
+            *out++ = letter != '\0' ? letter : c;
+        }
+        bytes.commit_to(out);
     }
 
 private:
-    bool plain(std::string_view words) {
-        bytes.append(words);
-        return true;
+    // The letter behind "\" that stands for the character; 0 when it stands for itself.
+    static char escape_of(char c) {
+        switch (c) {
+        case '\\':
+            return '\\';
+        case '\t':
+            return 't';
+        case '\n':
+            return 'n';
+        case '\r':
+            return 'r';
+        default:
+            return '\0';
+        }
     }
-    bool quoted(std::string_view words) {
-        put_sql_string(words, bytes);
-        return true;
+};
+
+class CopyFormatter : public RowFormatter {
+public:
+    explicit CopyFormatter(CellDecoder &decoder) : decoder_(decoder), rejecter_(decoder) {}
+
+    void format(const Row &row, RowBatch &batch) override {
+        const std::vector<Column> &columns = decoder_.table().columns;
+        const size_t start = batch.bytes.size();
+        ++batch.rows;
+        for (size_t i = 0; i < columns.size(); ++i) {
+            const Cell cell = whole_cell(decoder_.decode(row, i, scratch_, batch.losses), held_);
+            const std::string refusal = postgresql_refusal(columns[i], cell);
+            if (!refusal.empty()) {
+                batch.bytes.truncate(start);
+                rejecter_.reject(row, refusal, batch);
+                return;
+            }
+            visit(cell, CopyValues{batch.bytes});
+            batch.bytes.put(i + 1 < columns.size() ? '\t' : '\n');
+        }
     }
+
+private:
+    CellDecoder &decoder_;
+    RowRejecter rejecter_;
+    std::string held_;
+    char scratch_[CellDecoder::SCRATCH_SIZE];
 };
 
 class PostgresqlDialect : public SqlDialect {
 public:
     std::string prologue() const override {
-        return "SET client_encoding = 'UTF8';\nSET standard_conforming_strings = on;\nBEGIN;\n";
+        return "\\set ON_ERROR_STOP on\nSET client_encoding = 'UTF8';\nSET standard_conforming_strings = "
+               "on;\nBEGIN;\n";
     }
 
     std::string epilogue() const override { return "COMMIT;\n"; }
 
     std::string create_table(const Table &table) const override {
-        return create_table_statement(table, table.name, column_type);
+        return create_table_statement(table, table.name, Dialect::postgresql);
     }
 
+    std::string data_head(const Table &table) const override {
+        std::string head = "COPY " + quoted_identifier(table.name) + " (";
+        for (size_t i = 0; i < table.columns.size(); ++i)
+            head += (i > 0 ? ", " : "") + quoted_identifier(table.columns[i].name);
+        return head + ") FROM stdin;\n";
+    }
+
+    std::string data_tail() const override { return "\\.\n"; }
+
     std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const override {
-        decoder.set_style({MomentStyle::postgresql, IntervalStyle::iso});
-        return std::make_unique<InsertFormatter<PostgresqlValues>>(decoder, decoder.table().name);
+        decoder.set_style(POSTGRESQL_STYLE);
+        return std::make_unique<CopyFormatter>(decoder);
     }
 };
 

@@ -1,4 +1,5 @@
 // The dialect of SQLite.
+#include "output/create_table.h"
 #include "output/sql_dialect.h"
 #include "output/sqlite_target.h"
 
@@ -6,49 +7,107 @@ namespace vexlo {
 
 namespace {
 
+constexpr size_t PIECES_MAX = 100; // of one text expression; SQLite bounds the depth of expressions
+
+bool is_control(char c) {
+    return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
+}
+
+// Runs of control characters and of others.
+size_t count_pieces(std::string_view text) {
+    size_t pieces = 1;
+    for (size_t i = 1; i < text.size(); ++i)
+        pieces += is_control(text[i]) != is_control(text[i - 1]);
+    return pieces;
+}
+
+// Takes the cells of a row as expressions.
 struct SqliteValues {
     const Column &column;
     ByteBuffer &bytes;
 
-    bool null() { return plain("NULL"); }
-    bool number(std::string_view digits) {
-        const bool kept_as_text =
-            column.kind == ColumnKind::number && sqlite_storage(digits) == SqliteStorage::text;
-        return kept_as_text ? quoted(digits) : plain(digits);
+    void null() { bytes.append("NULL"); }
+    void number(std::string_view digits) {
+        const SqliteStorage storage =
+            column.kind == ColumnKind::number || column.kind == ColumnKind::ready_integer
+                ? sqlite_storage(digits)
+                : SqliteStorage::real;
+        if (storage == SqliteStorage::text)
+            put_sql_string(digits, bytes);
+        else if (storage == SqliteStorage::real)
+            bytes.append(sqlite_real_expression(digits));
+        else
+            bytes.append(digits);
     }
     // A literal beyond the range of a double is an infinity; NaN exists as text only.
-    bool special(std::string_view name) {
+    void special(std::string_view name) {
         if (column.kind == ColumnKind::number || name == "NaN")
-            return quoted(name);
-        return plain(name[0] == '-' ? "-9e999" : "9e999");
+            put_sql_string(name, bytes);
+        else
+            bytes.append(name[0] == '-' ? "-9e999" : "9e999");
     }
-    bool moment(std::string_view form) { return quoted(form); }
-    bool hex(std::string_view digits) { return quoted(digits); }
-    bool binary(std::string_view data) {
+    void moment(std::string_view form) { put_sql_string(form, bytes); }
+    void hex(std::string_view digits) { put_sql_string(digits, bytes); }
+    void binary(std::string_view data) {
         bytes.append("X'");
         bytes.append_hex(data);
-        return plain("'");
+        bytes.put('\'');
     }
-    // A NUL would end the statement.
-    bool text(std::string_view utf8) {
-        size_t nul;
-        while ((nul = utf8.find('\0')) != std::string_view::npos) {
-            put_sql_string(utf8.substr(0, nul), bytes);
-            bytes.append("||char(0)||");
-            utf8.remove_prefix(nul + 1);
+    // The shell reads line by line: CR LF becomes LF there and NUL ends the statement.
+    void text(std::string_view utf8) {
+        const size_t pieces = count_pieces(utf8);
+        if (pieces > PIECES_MAX) {
+            bytes.append("CAST(");
+            binary(utf8);
+            bytes.append(" AS TEXT)");
+            return;
         }
-        return quoted(utf8);
+        for (bool first = true; first || !utf8.empty(); first = false) {
+            if (!first)
+                bytes.append("||");
+            put_piece(utf8);
+        }
     }
 
 private:
-    bool plain(std::string_view words) {
-        bytes.append(words);
-        return true;
+    // Takes one run of control characters, or of others, from the front of `utf8`.
+    void put_piece(std::string_view &utf8) {
+        size_t size = 0;
+        if (utf8.empty() || !is_control(utf8[0])) {
+            while (size < utf8.size() && !is_control(utf8[size]))
+                ++size;
+            put_sql_string(utf8.substr(0, size), bytes);
+        } else {
+            constexpr size_t ARGUMENTS_MAX = 100; // of a function
+            for (; size < utf8.size() && size < ARGUMENTS_MAX && is_control(utf8[size]); ++size)
+                bytes.append((size == 0 ? "char(" : ",") + std::to_string(utf8[size]));
+            bytes.put(')');
+        }
+        utf8.remove_prefix(size);
     }
-    bool quoted(std::string_view words) {
-        put_sql_string(words, bytes);
-        return true;
+};
+
+class SqliteInserts : public RowFormatter {
+public:
+    SqliteInserts(CellDecoder &decoder, const std::string &name)
+        : decoder_(decoder), insert_(insert_into(name)) {}
+
+    void format(const Row &row, RowBatch &batch) override {
+        batch.bytes.append(insert_);
+        const std::vector<Column> &columns = decoder_.table().columns;
+        for (size_t i = 0; i < columns.size(); ++i) {
+            if (i > 0)
+                batch.bytes.put(',');
+            visit(decoder_.decode(row, i, scratch_, batch.losses), SqliteValues{columns[i], batch.bytes});
+        }
+        batch.bytes.append(");\n");
+        ++batch.rows;
     }
+
+private:
+    CellDecoder &decoder_;
+    std::string insert_;
+    char scratch_[CellDecoder::SCRATCH_SIZE];
 };
 
 class SqliteDialect : public SqlDialect {
@@ -58,13 +117,12 @@ public:
     std::string epilogue() const override { return "COMMIT;\n"; }
 
     std::string create_table(const Table &table) const override {
-        return sqlite_create_table(table, sqlite_table_name(table.name));
+        return create_table_statement(table, sqlite_table_name(table.name), Dialect::sqlite);
     }
 
     std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const override {
         decoder.set_style({});
-        return std::make_unique<InsertFormatter<SqliteValues>>(decoder,
-                                                               sqlite_table_name(decoder.table().name));
+        return std::make_unique<SqliteInserts>(decoder, sqlite_table_name(decoder.table().name));
     }
 };
 

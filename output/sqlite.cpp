@@ -11,7 +11,7 @@
 
 namespace vexlo {
 
-std::unique_ptr<Format> make_sqlite_format(Destination &, const std::string &) {
+std::unique_ptr<Format> make_sqlite_format(Destination &, const std::string &, const FormatOptions &) {
     throw UsageError("format \"sqlite\" is not available: this program was built without the SQLite library");
 }
 
@@ -21,6 +21,7 @@ std::unique_ptr<Format> make_sqlite_format(Destination &, const std::string &) {
 
 #include <sqlite3.h>
 
+#include "output/create_table.h"
 #include "output/sqlite_target.h"
 
 namespace vexlo {
@@ -99,6 +100,7 @@ Value parse(std::string_view digits) {
 
 struct StoredValues {
     const Column &column;
+    bool all_real; // every NUMBER that is no INTEGER
     ByteBuffer &bytes;
 
     void null() { put_raw(StoredKind::null, bytes); }
@@ -107,16 +109,16 @@ struct StoredValues {
             column.kind == ColumnKind::number || column.kind == ColumnKind::ready_integer
                 ? sqlite_storage(digits)
                 : SqliteStorage::real;
-        if (storage == SqliteStorage::text)
+        if (storage == SqliteStorage::text && !all_real)
             return text(digits);
-        if (storage == SqliteStorage::real)
+        if (storage != SqliteStorage::integer)
             return real(parse<double>(digits));
         put_raw(StoredKind::integer, bytes);
         put_raw(parse<int64_t>(digits), bytes);
     }
     // A database holds infinities but takes NaN for NULL, so that is kept as text.
     void special(std::string_view name) {
-        if (column.kind == ColumnKind::number || name == "NaN")
+        if ((column.kind == ColumnKind::number && !all_real) || name == "NaN")
             return text(name);
         const double infinity = std::numeric_limits<double>::infinity();
         real(name[0] == '-' ? -infinity : infinity);
@@ -140,26 +142,29 @@ private:
 
 class SqliteFormatter : public RowFormatter {
 public:
-    explicit SqliteFormatter(CellDecoder &decoder) : decoder_(decoder) {}
+    SqliteFormatter(CellDecoder &decoder, bool all_real) : decoder_(decoder), all_real_(all_real) {}
 
     void format(const Row &row, RowBatch &batch) override {
         const std::vector<Column> &columns = decoder_.table().columns;
         for (size_t i = 0; i < columns.size(); ++i)
-            visit(decoder_.decode(row, i, scratch_, batch.losses), StoredValues{columns[i], batch.bytes});
+            visit(decoder_.decode(row, i, scratch_, batch.losses),
+                  StoredValues{columns[i], all_real_, batch.bytes});
         ++batch.rows;
     }
 
 private:
     CellDecoder &decoder_;
+    bool all_real_;
     char scratch_[CellDecoder::SCRATCH_SIZE];
 };
 
 // A table that is not finished is dropped again: the database has no journal to roll back with.
 class SqliteWriter : public TableWriter {
 public:
-    SqliteWriter(const Table &table, Database &database, const std::string &name)
-        : columns_(static_cast<int>(table.columns.size())), database_(database), name_(name) {
-        database_.execute(sqlite_create_table(table, name));
+    SqliteWriter(const Table &table, Database &database, const std::string &name, bool all_real)
+        : all_real_(all_real), columns_(static_cast<int>(table.columns.size())), database_(database),
+          name_(name) {
+        database_.execute(create_table_statement(table, name, Dialect::sqlite));
         insert_ = database_.prepare(insert_statement(name, table.columns.size()));
     }
 
@@ -175,7 +180,7 @@ public:
 
     std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const override {
         decoder.set_style({});
-        return std::make_unique<SqliteFormatter>(decoder);
+        return std::make_unique<SqliteFormatter>(decoder, all_real_);
     }
 
     void write(RowBatch &batch) override {
@@ -222,6 +227,7 @@ private:
                    : sqlite3_bind_blob64(insert_, index, data, size, SQLITE_STATIC);
     }
 
+    bool all_real_;
     int columns_;
     Database &database_;
     std::string name_;
@@ -230,7 +236,8 @@ private:
 
 class SqliteFormat : public Format {
 public:
-    explicit SqliteFormat(const std::string &path) : path_(path), database_(path_.temporary()) {
+    SqliteFormat(const std::string &path, bool all_real)
+        : path_(path), database_(path_.temporary()), all_real_(all_real) {
         database_.execute("PRAGMA journal_mode=OFF");
         database_.execute("PRAGMA synchronous=OFF");
         database_.execute("PRAGMA locking_mode=EXCLUSIVE");
@@ -238,7 +245,8 @@ public:
     }
 
     std::unique_ptr<TableWriter> open_table(const Table &table) override {
-        return std::make_unique<SqliteWriter>(table, database_, names_.take(sqlite_table_name(table.name)));
+        return std::make_unique<SqliteWriter>(table, database_, names_.take(sqlite_table_name(table.name)),
+                                              all_real_);
     }
 
     void finish() override {
@@ -251,12 +259,14 @@ private:
     PendingPath path_; // before the database: the file is removed after it has been closed
     Database database_;
     UniqueNames names_;
+    bool all_real_;
 };
 
 } // namespace
 
-std::unique_ptr<Format> make_sqlite_format(Destination &destination, const std::string &name) {
-    return std::make_unique<SqliteFormat>(destination.path_for(name, ".sqlite"));
+std::unique_ptr<Format> make_sqlite_format(Destination &destination, const std::string &name,
+                                           const FormatOptions &options) {
+    return std::make_unique<SqliteFormat>(destination.path_for(name, ".sqlite"), options.real_numbers);
 }
 
 } // namespace vexlo

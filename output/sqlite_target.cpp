@@ -1,10 +1,11 @@
 #include "output/sqlite_target.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cmath>
+#include <cstdlib>
 
 #include <strings.h>
-
-#include "output/create_table.h"
 
 namespace vexlo {
 
@@ -32,6 +33,17 @@ bool fits_integer(std::string_view text) {
     return result.ec == std::errc() && result.ptr == text.data() + text.size();
 }
 
+// Up to fifteen digits without an exponent, at most four of them behind a point: the quotient of two such
+// whole numbers is rounded right even where it is computed in 64 bits of mantissa first.
+bool is_short_literal(std::string_view text) {
+    constexpr size_t DECIMALS_MAX = 4;
+    if (text.find_first_of("Ee") != std::string_view::npos)
+        return false;
+    const size_t point = text.find('.');
+    const size_t decimals = point == std::string_view::npos ? 0 : text.size() - point - 1;
+    return point != std::string_view::npos && decimals <= DECIMALS_MAX && text.size() <= REAL_DIGITS;
+}
+
 } // namespace
 
 SqliteStorage sqlite_storage(std::string_view text) {
@@ -48,28 +60,24 @@ SqliteStorage sqlite_storage(std::string_view text) {
                                                                                       : SqliteStorage::text;
 }
 
-const char *sqlite_column_type(const Column &column) {
-    constexpr uint32_t BLOB_TYPE = 113;
-    switch (column.kind) {
-    case ColumnKind::number:
-        return "/* NUMBER */";
-    case ColumnKind::ready_integer:
-        return "INTEGER";
-    case ColumnKind::binary_float:
-    case ColumnKind::binary_double:
-        return "REAL";
-    case ColumnKind::raw:
-    case ColumnKind::long_raw:
-        return "BLOB";
-    case ColumnKind::lob:
-        return column.ctyp == BLOB_TYPE ? "BLOB" : "TEXT";
-    default:
-        return "TEXT";
-    }
-}
-
-std::string sqlite_create_table(const Table &table, const std::string &name) {
-    return create_table_statement(table, name, sqlite_column_type);
+std::string sqlite_real_expression(std::string_view text) {
+    constexpr int MANTISSA_BITS = 53, STEP_BITS = 62;
+    if (is_short_literal(text))
+        return std::string(text);
+    double value = 0;
+    std::from_chars(text.data(), text.data() + text.size(), value);
+    int exponent;
+    const double fraction = std::frexp(value, &exponent);
+    auto whole = static_cast<int64_t>(std::ldexp(fraction, MANTISSA_BITS));
+    exponent -= MANTISSA_BITS;
+    if (whole == 0)
+        return std::signbit(value) ? "-0.0" : "0.0";
+    for (; whole % 2 == 0; whole /= 2)
+        ++exponent;
+    std::string expression = std::to_string(whole) + "*1.0";
+    for (int left = std::abs(exponent); left > 0; left -= STEP_BITS)
+        expression += (exponent < 0 ? "/" : "*") + std::to_string(int64_t{1} << std::min(left, STEP_BITS));
+    return expression;
 }
 
 std::string sqlite_table_name(const std::string &name) {

@@ -14,12 +14,9 @@ enum class SqliteStorage : uint8_t { integer, real, text };
 // significant digits as REAL, everything else as TEXT.
 SqliteStorage sqlite_storage(std::string_view text);
 
-// The type of a column in CREATE TABLE. NUMBER columns get none: the type's affinity would turn a TEXT number
-// that REAL cannot hold into REAL.
-const char *sqlite_column_type(const Column &column);
-
-// CREATE TABLE for `table` under `name`.
-std::string sqlite_create_table(const Table &table, const std::string &name);
+// An expression that SQLite evaluates to the double that is nearest to the number `text`. Its own reading of
+// literals is exact for short ones only; the others are written as a whole number and powers of two.
+std::string sqlite_real_expression(std::string_view text);
 
 // `name`, or "_name" for the names that SQLite keeps for itself.
 std::string sqlite_table_name(const std::string &name);

@@ -56,9 +56,7 @@ public:
         for (size_t i = 0; i < columns.size(); ++i) {
             Cell cell = decoder_.decode(row, i, scratch_, batch.losses);
             if (is_unwritable_in_oracle(columns[i], cell)) {
-                batch.losses.add(row.number, row.offset,
-                                 "column \"" + printable(columns[i].name) +
-                                     "\": Oracle cannot load an infinite NUMBER, taken as NULL");
+                batch.losses.add(row.number, row.offset, unwritable_in_oracle(columns[i]));
                 cell = {CellKind::null, nullptr, 0};
             }
             put_padded(cell.size, field_digits(columns[i].kind), record_);

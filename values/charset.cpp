@@ -203,6 +203,12 @@ bool is_built_in(const Charset &set) {
     return set.codec != Codec::iconv || single_byte_set(set.iconv).has_value();
 }
 
+// The dictionary counts the longest form of a character: two bytes in UTF-16, three in the older UTF-8.
+uint32_t national_characters(const Charset &national, uint32_t bytes) {
+    const uint32_t each = national.unit == 2 ? 2 : national.codec == Codec::cesu8 ? 3 : 1;
+    return bytes / each;
+}
+
 Charset charset_of_user(const std::string &name) {
     if (const Charset *set = find_charset(name))
         return *set;
@@ -214,7 +220,8 @@ Charset charset_of_user(const std::string &name) {
         set.codec = same->codec;
         set.unit = same->unit;
     } else {
-        throw UsageError("character set \"" + name + "\" is not known to this program without shared libraries");
+        throw UsageError("character set \"" + name +
+                         "\" is not known to this program without shared libraries");
     }
     set.ascii = keeps_ascii(set);
     return set;

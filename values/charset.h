@@ -36,6 +36,9 @@ const Charset *find_charset(std::string_view oracle_name);
 // Whether texts of the set are converted without the C library's iconv.
 bool is_built_in(const Charset &set);
 
+// The declared length in characters of a national column of `bytes` bytes.
+uint32_t national_characters(const Charset &national, uint32_t bytes);
+
 // The character set a user names: an Oracle name or, failing that, one that iconv knows; throws UsageError
 // when neither. The text must outlive the result.
 Charset charset_of_user(const std::string &name);

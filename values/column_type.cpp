@@ -11,29 +11,67 @@ struct TypeRow {
     const char *name;
     const char *national_name;
     bool with_length;
+    LengthRange lengths; // of stored values, where the declared length does not say more
 };
 
+constexpr LengthRange ANY_LENGTH{1, VALUE_SIZE_MAX};
+
 constexpr TypeRow TYPES[] = {
-    {1, ColumnKind::text, ColumnKind::national_text, "VARCHAR2", "NVARCHAR2", true},
-    {2, ColumnKind::number, ColumnKind::number, "NUMBER", "NUMBER", false},
-    {8, ColumnKind::long_text, ColumnKind::long_text, "LONG", "LONG", false},
-    {12, ColumnKind::date, ColumnKind::date, "DATE", "DATE", false},
-    {23, ColumnKind::raw, ColumnKind::raw, "RAW", "RAW", true},
-    {24, ColumnKind::long_raw, ColumnKind::long_raw, "LONG RAW", "LONG RAW", false},
-    {96, ColumnKind::text, ColumnKind::national_text, "CHAR", "NCHAR", true},
-    {100, ColumnKind::binary_float, ColumnKind::binary_float, "BINARY_FLOAT", "BINARY_FLOAT", false},
-    {101, ColumnKind::binary_double, ColumnKind::binary_double, "BINARY_DOUBLE", "BINARY_DOUBLE", false},
-    {112, ColumnKind::lob, ColumnKind::lob, "CLOB", "NCLOB", false},
-    {113, ColumnKind::lob, ColumnKind::lob, "BLOB", "BLOB", false},
-    {180, ColumnKind::timestamp, ColumnKind::timestamp, "TIMESTAMP", "TIMESTAMP", false},
-    {181, ColumnKind::timestamp_tz, ColumnKind::timestamp_tz, "TIMESTAMP WITH TIME ZONE",
-     "TIMESTAMP WITH TIME ZONE", false},
-    {182, ColumnKind::interval_ym, ColumnKind::interval_ym, "INTERVAL YEAR TO MONTH",
-     "INTERVAL YEAR TO MONTH", false},
-    {183, ColumnKind::interval_ds, ColumnKind::interval_ds, "INTERVAL DAY TO SECOND",
-     "INTERVAL DAY TO SECOND", false},
-    {231, ColumnKind::timestamp_ltz, ColumnKind::timestamp_ltz, "TIMESTAMP WITH LOCAL TIME ZONE",
-     "TIMESTAMP WITH LOCAL TIME ZONE", false},
+    {TYPE_VARCHAR2, ColumnKind::text, ColumnKind::national_text, "VARCHAR2", "NVARCHAR2", true, ANY_LENGTH},
+    {TYPE_NUMBER, ColumnKind::number, ColumnKind::number, "NUMBER", "NUMBER", false, {1, 22}},
+    {TYPE_LONG, ColumnKind::long_text, ColumnKind::long_text, "LONG", "LONG", false, ANY_LENGTH},
+    {TYPE_ROWID_OLD, ColumnKind::rowid, ColumnKind::rowid, "ROWID", "ROWID", false, ANY_LENGTH},
+    {TYPE_DATE, ColumnKind::date, ColumnKind::date, "DATE", "DATE", false, {7, 7}},
+    {TYPE_RAW, ColumnKind::raw, ColumnKind::raw, "RAW", "RAW", true, ANY_LENGTH},
+    {TYPE_LONG_RAW, ColumnKind::long_raw, ColumnKind::long_raw, "LONG RAW", "LONG RAW", false, ANY_LENGTH},
+    {TYPE_ROWID, ColumnKind::rowid, ColumnKind::rowid, "ROWID", "ROWID", false, ANY_LENGTH},
+    {TYPE_CHAR, ColumnKind::text, ColumnKind::national_text, "CHAR", "NCHAR", true, ANY_LENGTH},
+    {TYPE_BINARY_FLOAT,
+     ColumnKind::binary_float,
+     ColumnKind::binary_float,
+     "BINARY_FLOAT",
+     "BINARY_FLOAT",
+     false,
+     {4, 4}},
+    {TYPE_BINARY_DOUBLE,
+     ColumnKind::binary_double,
+     ColumnKind::binary_double,
+     "BINARY_DOUBLE",
+     "BINARY_DOUBLE",
+     false,
+     {8, 8}},
+    {TYPE_CLOB, ColumnKind::lob, ColumnKind::lob, "CLOB", "NCLOB", false, ANY_LENGTH},
+    {TYPE_BLOB, ColumnKind::lob, ColumnKind::lob, "BLOB", "BLOB", false, ANY_LENGTH},
+    {TYPE_TIMESTAMP, ColumnKind::timestamp, ColumnKind::timestamp, "TIMESTAMP", "TIMESTAMP", false, {7, 11}},
+    {TYPE_TIMESTAMP_TZ,
+     ColumnKind::timestamp_tz,
+     ColumnKind::timestamp_tz,
+     "TIMESTAMP WITH TIME ZONE",
+     "TIMESTAMP WITH TIME ZONE",
+     false,
+     {13, 13}},
+    {TYPE_INTERVAL_YM,
+     ColumnKind::interval_ym,
+     ColumnKind::interval_ym,
+     "INTERVAL YEAR TO MONTH",
+     "INTERVAL YEAR TO MONTH",
+     false,
+     {5, 5}},
+    {TYPE_INTERVAL_DS,
+     ColumnKind::interval_ds,
+     ColumnKind::interval_ds,
+     "INTERVAL DAY TO SECOND",
+     "INTERVAL DAY TO SECOND",
+     false,
+     {11, 11}},
+    {TYPE_UROWID, ColumnKind::rowid, ColumnKind::rowid, "UROWID", "UROWID", false, ANY_LENGTH},
+    {TYPE_TIMESTAMP_LTZ,
+     ColumnKind::timestamp_ltz,
+     ColumnKind::timestamp_ltz,
+     "TIMESTAMP WITH LOCAL TIME ZONE",
+     "TIMESTAMP WITH LOCAL TIME ZONE",
+     false,
+     {7, 11}},
 };
 
 const TypeRow *find_type(uint32_t ctyp) {
@@ -53,37 +91,12 @@ ColumnKind column_kind(uint32_t ctyp, bool national) {
 }
 
 LengthRange value_lengths(ColumnKind kind, uint32_t clen) {
-    switch (kind) {
-    case ColumnKind::number:
-        return {1, 22};
-    case ColumnKind::date:
-        return {7, 7};
-    case ColumnKind::timestamp:
-    case ColumnKind::timestamp_ltz:
-        return {7, 11};
-    case ColumnKind::timestamp_tz:
-        return {13, 13};
-    case ColumnKind::interval_ym:
-        return {5, 5};
-    case ColumnKind::interval_ds:
-        return {11, 11};
-    case ColumnKind::binary_float:
-        return {4, 4};
-    case ColumnKind::binary_double:
-        return {8, 8};
-    case ColumnKind::text:
-    case ColumnKind::national_text:
-    case ColumnKind::raw:
-        return {1, clen >= 1 && clen <= VALUE_SIZE_MAX ? clen : VALUE_SIZE_MAX};
-    case ColumnKind::long_text:
-    case ColumnKind::long_raw:
-    case ColumnKind::lob:
-    case ColumnKind::unknown:
-    case ColumnKind::ready_text:
-    case ColumnKind::ready_integer:
-        break;
+    for (const TypeRow &row : TYPES) {
+        if (row.kind != kind && row.national_kind != kind)
+            continue;
+        return row.with_length && clen >= 1 && clen <= VALUE_SIZE_MAX ? LengthRange{1, clen} : row.lengths;
     }
-    return {1, VALUE_SIZE_MAX};
+    return ANY_LENGTH;
 }
 
 std::string type_text(uint32_t ctyp, bool national, uint32_t clen) {

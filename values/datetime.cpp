@@ -13,20 +13,19 @@ constexpr size_t DATE_SIZE = 7;
 constexpr size_t TIMESTAMP_SIZE = 11;
 constexpr size_t ZONED_SIZE = 13;
 constexpr uint32_t NANOS_PER_SECOND = 1000000000;
-// One beyond the range either way: the UTC form of a zoned value may lie there.
-constexpr int YEAR_MIN = -4713;
-constexpr int YEAR_MAX = 10000;
+constexpr int YEAR_MIN = -4712;
+constexpr int YEAR_MAX = 9999;
+constexpr int YEAR_MARGIN = 1; // by which the UTC form of a zoned value may lie outside
 constexpr int GREGORIAN_YEAR = 1582;
 constexpr int MINUTES_PER_DAY = 24 * 60;
 constexpr int OFFSET_MAX = 15 * 60 + 59;
 
-// Years up to 0 are given the leap day in any case: the rule for them is not the same in all versions.
-bool is_leap(int year) {
-    if (year <= 0)
-        return true;
-    if (year <= GREGORIAN_YEAR)
-        return year % 4 == 0;
+bool is_gregorian_leap(int year) {
     return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+}
+
+bool is_leap(int year) {
+    return year <= GREGORIAN_YEAR ? year % 4 == 0 : is_gregorian_leap(year);
 }
 
 unsigned days_in_month(int year, unsigned month) {
@@ -34,21 +33,14 @@ unsigned days_in_month(int year, unsigned month) {
     return month == 2 && is_leap(year) ? 29 : DAYS[month - 1];
 }
 
-bool is_valid(const Moment &m) {
-    return m.year >= YEAR_MIN && m.year <= YEAR_MAX && m.month - 1 < 12 && m.day >= 1 && m.hour < 24 &&
-           m.minute < 60 && m.second < 60 && m.nanos < NANOS_PER_SECOND &&
+bool is_valid(const Moment &m, int margin) {
+    return m.year >= YEAR_MIN - margin && m.year <= YEAR_MAX + margin && m.month - 1 < 12 && m.day >= 1 &&
+           m.hour < 24 && m.minute < 60 && m.second < 60 && m.nanos < NANOS_PER_SECOND &&
            (m.day <= 28 || m.day <= days_in_month(m.year, m.month));
 }
 
 bool before_gregorian_gap(const Moment &m, unsigned day) {
     return m.year == GREGORIAN_YEAR && m.month == 10 && m.day == day;
-}
-
-// The calendar has no year 0.
-void shift_year(Moment &m, int by) {
-    m.year += by;
-    if (m.year == 0)
-        m.year = by;
 }
 
 void next_day(Moment &m) {
@@ -59,7 +51,7 @@ void next_day(Moment &m) {
     } else {
         m.day = 1;
         if (m.month == 12)
-            shift_year(m, 1);
+            ++m.year;
         m.month = m.month % 12 + 1;
     }
 }
@@ -71,7 +63,7 @@ void previous_day(Moment &m) {
         --m.day;
     } else {
         if (m.month == 1)
-            shift_year(m, -1);
+            --m.year;
         m.month = (m.month + 10) % 12 + 1;
         m.day = days_in_month(m.year, m.month);
     }
@@ -108,10 +100,15 @@ char *put_offset(char *out, int minutes) {
     return put_clock(out, size / 60, size % 60);
 }
 
+// Whether the year is written as one before the common era, counted backwards from 1.
+bool has_era(const Moment &m, MomentStyle style) {
+    return m.year <= 0 && style == MomentStyle::postgresql;
+}
+
 char *put_moment(const Moment &m, MomentStyle style, char *out) {
     if (m.year < 0 && style != MomentStyle::postgresql)
         *out++ = '-';
-    out = put_year(out, static_cast<unsigned>(std::abs(m.year)));
+    out = put_year(out, static_cast<unsigned>(has_era(m, style) ? 1 - m.year : std::abs(m.year)));
     *out++ = '-';
     out = put_pair(out, m.month);
     *out++ = '-';
@@ -124,7 +121,7 @@ char *put_moment(const Moment &m, MomentStyle style, char *out) {
 }
 
 char *put_era(const Moment &m, MomentStyle style, char *out) {
-    return m.year < 0 && style == MomentStyle::postgresql ? put_text(out, " BC") : out;
+    return has_era(m, style) ? put_text(out, " BC") : out;
 }
 
 char *put_zone(const Zone &zone, MomentStyle style, char *out) {
@@ -139,9 +136,7 @@ char *put_zone(const Zone &zone, MomentStyle style, char *out) {
     return out;
 }
 
-} // namespace
-
-bool decode_moment(const uint8_t *p, size_t size, Moment &m) {
+bool decode_within(const uint8_t *p, size_t size, int margin, Moment &m) {
     if (size != DATE_SIZE && size != TIMESTAMP_SIZE)
         return false;
     m.year = (p[0] - 100) * 100 + (p[1] - 100);
@@ -151,13 +146,23 @@ bool decode_moment(const uint8_t *p, size_t size, Moment &m) {
     m.minute = p[5] - 1U;
     m.second = p[6] - 1U;
     m.nanos = size == TIMESTAMP_SIZE ? load_be32(p + DATE_SIZE) : 0;
-    return is_valid(m);
+    return is_valid(m, margin);
+}
+
+} // namespace
+
+bool decode_moment(const uint8_t *p, size_t size, Moment &m) {
+    return decode_within(p, size, 0, m);
+}
+
+bool is_julian_only(const Moment &m) {
+    return m.month == 2 && m.day == 29 && !is_gregorian_leap(m.year);
 }
 
 // Byte 11 is the offset's hours + 20 and byte 12 its minutes + 60. With the top bit of byte 11 set they hold
 // a region number instead: seven bits of byte 11, then the upper six of byte 12.
 bool decode_zoned_moment(const uint8_t *p, size_t size, Moment &m, Zone &zone) {
-    if (size != ZONED_SIZE || !decode_moment(p, TIMESTAMP_SIZE, m))
+    if (size != ZONED_SIZE || !decode_within(p, TIMESTAMP_SIZE, YEAR_MARGIN, m))
         return false;
     zone.is_region = (p[11] & 0x80) != 0;
     zone.region = 0;
@@ -170,7 +175,7 @@ bool decode_zoned_moment(const uint8_t *p, size_t size, Moment &m, Zone &zone) {
     if (std::abs(zone.minutes) > OFFSET_MAX)
         return false;
     shift_minutes(m, zone.minutes);
-    return true;
+    return is_valid(m, 0);
 }
 
 bool parse_offset(const char *text, int &minutes) {

@@ -89,6 +89,10 @@ char *format_interval_ym(const uint8_t *p, size_t size, IntervalStyle style, cha
     return put_pair(put_text(put_integer(out, f.size[0]), "-"), f.size[1]);
 }
 
+bool has_wide_months(const uint8_t *p) {
+    return std::llabs(wide_field(p) * 12 + narrow_field(p[4])) > INT32_MAX;
+}
+
 char *format_interval_ds(const uint8_t *p, size_t size, IntervalStyle style, char *out) {
     if (size != DAY_SECOND_SIZE)
         return nullptr;

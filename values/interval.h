@@ -18,4 +18,7 @@ constexpr size_t INTERVAL_TEXT_MAX = 64; // room a function below needs at most
 char *format_interval_ym(const uint8_t *data, size_t size, IntervalStyle style, char *out);
 char *format_interval_ds(const uint8_t *data, size_t size, IntervalStyle style, char *out);
 
+// Whether a sound INTERVAL YEAR TO MONTH has more months than 31 bits count.
+bool has_wide_months(const uint8_t *data);
+
 } // namespace vexlo

@@ -37,13 +37,13 @@ inline bool is_ascii(const char *data, size_t size) {
 }
 
 // Whether one of the bytes is a, b, c or d.
-template <char a, char b, char c, char d>
-bool holds_any(const char *data, size_t size) {
-    return any_byte(data, size, [](__m128i half) {
+template <char a, char b, char c>
+bool holds_any(char d, const char *data, size_t size) {
+    const __m128i last = _mm_set1_epi8(d);
+    return any_byte(data, size, [last](__m128i half) {
         const __m128i ab =
             _mm_or_si128(_mm_cmpeq_epi8(half, _mm_set1_epi8(a)), _mm_cmpeq_epi8(half, _mm_set1_epi8(b)));
-        const __m128i cd =
-            _mm_or_si128(_mm_cmpeq_epi8(half, _mm_set1_epi8(c)), _mm_cmpeq_epi8(half, _mm_set1_epi8(d)));
+        const __m128i cd = _mm_or_si128(_mm_cmpeq_epi8(half, _mm_set1_epi8(c)), _mm_cmpeq_epi8(half, last));
         return _mm_movemask_epi8(_mm_or_si128(ab, cd));
     });
 }

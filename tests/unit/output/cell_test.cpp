@@ -74,8 +74,16 @@ TEST_F(CellTest, KindsTellTheWriterHowToQuote) {
 }
 
 TEST_F(CellTest, UnknownTypeIsHexadecimal) {
-    EXPECT_EQ(decode(69, "\x01\xAB"), "01AB");
+    EXPECT_EQ(decode(58, "\x01\xAB"), "01AB");
     EXPECT_EQ(kind_, vexlo::CellKind::hex);
+}
+
+TEST_F(CellTest, RowAddressesAreDecodedAndOtherUniversalOnesAreHexadecimal) {
+    EXPECT_EQ(decode(69, Bytes("\x00\x01\x1D\xEC\x01\x00\x00\x97\x00\x04", 10)), "AAAR3sAAEAAAACXAAE");
+    EXPECT_EQ(decode(208, Bytes("\x01\x00\x01\x1D\xEC\x00\x04\x00\x00\x00\x97\x00\x04", 13)),
+              "AAAR3sAAEAAAACXAAE");
+    EXPECT_EQ(decode(208, "\x02\x04"), "0204");
+    EXPECT_EQ(report_.exit_status(), 0);
 }
 
 TEST_F(CellTest, ReadyColumnsAreTakenAsTheyAre) {

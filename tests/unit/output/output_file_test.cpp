@@ -74,7 +74,8 @@ TEST(Destination, OfOneTableHasItsOutputsAtOneStemAndInALog) {
     TemporaryDir dir;
     vexlo::Destination destination = vexlo::Destination::at(dir / "%2F.T");
     EXPECT_EQ(destination.path_for("whatever", ".ctl"), dir / "%2F.T.ctl");
-    const auto small = destination.open("whatever", ".csv"), large = destination.open("other", ".ldr");
+    const auto small = destination.open_path(destination.path_for("whatever", ".csv"));
+    const auto large = destination.open_path(destination.path_for("other", ".ldr"));
     small->append("123456789");
     const Bytes bytes(3 * vexlo::OutputFile::BUFFER_SIZE, '\0');
     large->append(bytes);

@@ -42,7 +42,17 @@ TEST(Datetime, EndsOfTheRange) {
 
 TEST(Datetime, YearsBeforeTheCommonEraByTarget) {
     EXPECT_EQ(text_of(ora_date(-44, 3, 15), MomentStyle::oracle_date), "-0044-03-15 00:00:00");
-    EXPECT_EQ(text_of(ora_date(-44, 3, 15), MomentStyle::postgresql), "0044-03-15 00:00:00 BC");
+    EXPECT_EQ(text_of(ora_date(-44, 3, 15), MomentStyle::postgresql), "0045-03-15 00:00:00 BC");
+}
+
+TEST(Datetime, TheSignedYearIsTheAstronomicalOne) {
+    EXPECT_EQ(text_of(ora_date(0, 2, 29)), "0000-02-29T00:00:00");
+    EXPECT_EQ(text_of(ora_date(0, 2, 29), MomentStyle::postgresql), "0001-02-29 00:00:00 BC");
+    EXPECT_EQ(text_of(ora_date(-4712, 1, 1), MomentStyle::postgresql), "4713-01-01 00:00:00 BC");
+    EXPECT_EQ(text_of(ora_date(-4, 2, 29)), "-0004-02-29T00:00:00");
+    EXPECT_EQ(text_of(ora_date(-3, 2, 29)), "invalid");
+    EXPECT_EQ(text_of(ora_date(-4713, 12, 31)), "invalid");
+    EXPECT_EQ(text_of(ora_date(10000, 1, 1)), "invalid");
 }
 
 TEST(Datetime, LeapDays) {
@@ -84,7 +94,7 @@ TEST(Datetime, OffsetsGiveLocalTime) {
     EXPECT_EQ(zoned_text(ora_zoned(noon, 0, 0)), "2024-06-01T12:00:00+00:00");
     EXPECT_EQ(zoned_text(ora_zoned(noon, 0, 120), MomentStyle::oracle), "2024-06-01 14:00:00.0 +02:00");
     EXPECT_EQ(zoned_text(ora_zoned(ora_date(-44, 3, 15), 0, 60), MomentStyle::postgresql),
-              "0044-03-15 01:00:00 +01:00 BC");
+              "0045-03-15 01:00:00 +01:00 BC");
 }
 
 TEST(Datetime, OffsetsCrossDaysMonthsAndYears) {
@@ -93,8 +103,8 @@ TEST(Datetime, OffsetsCrossDaysMonthsAndYears) {
     EXPECT_EQ(zoned_text(ora_zoned(ora_date(2024, 3, 1, 0), 0, -60)), "2024-02-29T23:00:00-01:00");
     EXPECT_EQ(zoned_text(ora_zoned(ora_date(2023, 2, 28, 23, 30), 0, 60)), "2023-03-01T00:30:00+01:00");
     EXPECT_EQ(zoned_text(ora_zoned(ora_date(10000, 1, 1, 4, 59), 0, -300)), "9999-12-31T23:59:00-05:00");
-    EXPECT_EQ(zoned_text(ora_zoned(ora_date(1, 1, 1), 0, -60)), "-0001-12-31T23:00:00-01:00");
-    EXPECT_EQ(zoned_text(ora_zoned(ora_date(-1, 12, 31, 23), 0, 60)), "0001-01-01T00:00:00+01:00");
+    EXPECT_EQ(zoned_text(ora_zoned(ora_date(1, 1, 1), 0, -60)), "0000-12-31T23:00:00-01:00");
+    EXPECT_EQ(zoned_text(ora_zoned(ora_date(0, 12, 31, 23), 0, 60)), "0001-01-01T00:00:00+01:00");
     EXPECT_EQ(zoned_text(ora_zoned(ora_date(1582, 10, 4, 23), 0, 60)), "1582-10-15T00:00:00+01:00");
     EXPECT_EQ(zoned_text(ora_zoned(ora_date(1582, 10, 15, 0), 0, -60)), "1582-10-04T23:00:00-01:00");
 }

@@ -1,0 +1,63 @@
+#include "output/rejected_rows.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "output/json_values.h"
+
+namespace vexlo {
+
+RowRejecter::RowRejecter(const CellDecoder &decoder) : decoder_(decoder) {}
+
+void RowRejecter::reject(const Row &row, const std::string &reason, RowBatch &batch) {
+    if (!plain_) {
+        plain_ = decoder_.twin({});
+        keys_ = json_keys(decoder_.table());
+    }
+    ByteBuffer &bytes = batch.rejected;
+    bytes.append("{\"_ROW\":" + std::to_string(row.number) + ",\"_REASON\":");
+    put_json_string(reason, bytes);
+    RowLosses known;
+    for (size_t i = 0; i < keys_.size(); ++i) {
+        if (i == 0)
+            bytes.put(',');
+        bytes.append(keys_[i]);
+        visit(whole_cell(plain_->decode(row, i, scratch_, known), held_),
+              JsonValues{decoder_.table().columns[i], batch, bytes});
+    }
+    bytes.append("}\n");
+    ++batch.rejected_rows;
+    batch.losses.add(row.number, row.offset, reason + ", the row is rejected");
+}
+
+RejectedFile::RejectedFile(Destination &destination, const std::string &path)
+    : destination_(&destination), path_(path + ".rejected") {}
+
+void RejectedFile::take(RowBatch &batch) {
+    rows_ += batch.rejected_rows;
+    if (batch.rejected.empty())
+        return;
+    if (destination_->is_standard_output()) {
+        std::fwrite(batch.rejected.data(), 1, batch.rejected.size(), stderr);
+        return;
+    }
+    if (!file_)
+        file_ = destination_->open_path(path_);
+    file_->take(batch.rejected);
+}
+
+void RejectedFile::finish() {
+    if (file_)
+        file_->finish();
+    else if (!destination_->is_standard_output())
+        unlink(path_.c_str());
+}
+
+void RejectedFile::tell(TableReport &report) const {
+    if (rows_ > 0)
+        report.loss(std::to_string(rows_) + " rows that the target would refuse are " +
+                    (destination_->is_standard_output() ? "above" : "in " + path_));
+}
+
+} // namespace vexlo

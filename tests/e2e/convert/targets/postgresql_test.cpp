@@ -1,0 +1,186 @@
+// What vexlo-convert writes for PostgreSQL, loaded into a server.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+#include "postgresql_server.h"
+#include "random_values.h"
+#include "temporary_dir.h"
+
+namespace {
+
+class Postgresql : public testing::Test {
+protected:
+    void SetUp() override {
+        server_ = PostgresqlServer::get();
+        if (server_ == nullptr) {
+            ASSERT_EQ(std::getenv("CI"), nullptr) << "PostgreSQL is not installed";
+            GTEST_SKIP() << "PostgreSQL is not installed";
+        }
+        static int databases = 0;
+        database_ = "test" + std::to_string(++databases);
+        server_->create_database(database_);
+    }
+
+    // A dump of one table.
+    std::string dump_of(const DumpTable &table, const std::string &zone = "00:00") {
+        Dump dump;
+        dump.dbtimezone = zone;
+        dump.tables = {table};
+        write_file(dir_ / "SCOTT.dat", dump_bytes(dump));
+        return dir_ / "SCOTT.dat";
+    }
+
+    ProgramResult convert(std::vector<std::string> options) {
+        options.insert(options.end(), {"--output", dir_ / "out", dir_ / "SCOTT.dat"});
+        return run_convert(options);
+    }
+
+    void load_script(const std::string &name = "T") { load_file("SCOTT." + name + ".sql"); }
+
+    void load_file(const std::string &name) {
+        const ProgramResult result = server_->run_script(database_, dir_ / ("out/" + name));
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(result.err, "");
+    }
+
+    long rows_in(const std::string &table) {
+        return std::atol(server_->query(database_, "SELECT count(*) FROM " + table).c_str());
+    }
+
+    long rejected_rows(const std::string &file) {
+        if (!std::filesystem::exists(dir_ / ("out/" + file)))
+            return 0;
+        const std::string text = read_file(dir_ / ("out/" + file));
+        return std::count(text.begin(), text.end(), '\n');
+    }
+
+    std::string query(const std::string &sql) { return server_->query(database_, sql); }
+
+    TemporaryDir dir_;
+    PostgresqlServer *server_ = nullptr;
+    std::string database_;
+};
+
+constexpr int ROWS = 3000;
+
+TEST_F(Postgresql, EveryRowIsLoadedOrRejected) {
+    for (const char *zone : {"+02:00", "AMERICAN"}) {
+        const std::string name = zone[0] == '+' ? "ZONE" : "NOZONE";
+        dump_of(table_of_all_types(name, ROWS, 7), zone);
+        EXPECT_EQ(convert({"--to", "sql", "--dialect", "postgresql"}).status, 1);
+        load_script(name);
+        const long rejected = rejected_rows("SCOTT." + name + ".sql.rejected");
+        EXPECT_GT(rejected, 0);
+        EXPECT_EQ(rows_in('"' + name + '"') + rejected, ROWS);
+    }
+}
+
+TEST_F(Postgresql, CsvOfTheDialectLoadsTheSameRowsByCopy) {
+    dump_of(table_of_all_types("T", ROWS, 11), "+02:00");
+    EXPECT_EQ(convert({"--to", "sql", "--dialect", "postgresql"}).status, 1);
+    load_script();
+    EXPECT_EQ(convert({"--to", "csv", "--dialect", "postgresql"}).status, 1);
+    query("CREATE TABLE \"C\" (LIKE \"T\")");
+    const ProgramResult copy =
+        server_->command(database_, "\\copy \"C\" from '" + (dir_ / "out/SCOTT.T.csv") + "' csv header");
+    EXPECT_EQ(copy.status, 0) << copy.err;
+    EXPECT_EQ(rows_in("\"C\"") + rejected_rows("SCOTT.T.csv.rejected"), ROWS);
+    const std::string differing = "SELECT count(*) FROM ((TABLE \"T\" EXCEPT TABLE \"C\") UNION ALL "
+                                  "(TABLE \"C\" EXCEPT TABLE \"T\")) d";
+    EXPECT_EQ(query(differing), "0\n");
+}
+
+TEST_F(Postgresql, ValuesArriveAsTheyWere) {
+    dump_of(
+        {.name = "T",
+         .columns = {{"N", 2, 22}, {"S", 1, 40}, {"D", 12, 7}, {"R", 23, 4}, {"B", 101, 8}, {"I", 183, 11}},
+         .rows = {row({value(ora_number("-0.1234567890123456789012345678901234567891")),
+                       value("tab\tback\\slash\r\n\\.\nend \x01"), value(ora_date(0, 2, 29, 1, 2, 3)),
+                       value(Bytes("\x00\xFF", 2)), value(ora_binary_double(0.1)),
+                       value(ora_interval_ds(-1, -2, -3, -4, -500000000))}),
+                  row({value(ora_number("Infinity"))})}});
+    EXPECT_EQ(convert({"--to", "sql", "--dialect", "postgresql"}).status, 0);
+    load_script();
+    EXPECT_EQ(
+        query(
+            "SELECT \"N\", encode(convert_to(\"S\", 'UTF8'), 'hex'), \"D\", \"R\", \"B\", \"I\" FROM \"T\""),
+        "-0.1234567890123456789012345678901234567891|746162096261636b5c736c6173680d0a5c2e0a656e642001|"
+        "0001-02-29 01:02:03 BC|\\x00ff|0.1|-1 days -02:03:04.5\nInfinity|||||\n");
+}
+
+TEST_F(Postgresql, RejectedRowsAreKeptWithTheirReason) {
+    dump_of({.name = "T",
+             .columns = {{"S", 1, 3}, {"D", 12, 7}},
+             .rows = {row({value("abcd")}), row({value("\xC3\xA9\xC3\xA9\xC3\xA9")}),
+                      row({value(Bytes("a\0b", 3))}), row({null(), value(ora_date(1500, 2, 29))})}});
+    const ProgramResult result = convert({"--to", "sql", "--dialect", "postgresql"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(read_file(dir_ / "out/SCOTT.T.sql.rejected"),
+              "{\"_ROW\":1,\"_REASON\":\"column \\\"S\\\": 4 characters are more than the 3 "
+              "declared\",\"S\":\"abcd\",\"D\":null}\n"
+              "{\"_ROW\":3,\"_REASON\":\"column \\\"S\\\": the server has no place for NUL in a "
+              "text\",\"S\":\"a\\u0000b\",\"D\":null}\n"
+              "{\"_ROW\":4,\"_REASON\":\"column \\\"D\\\": 1500-02-29 00:00:00 is a day that the calendar of "
+              "the server "
+              "lacks\",\"S\":null,\"D\":\"1500-02-29T00:00:00\"}\n");
+    EXPECT_NE(result.err.find("3 rows that the target would refuse are in "), std::string::npos);
+    load_script();
+    EXPECT_EQ(query("SELECT \"S\" FROM \"T\""), "ééé\n");
+    dump_of({.name = "T", .columns = {{"S", 1, 3}}, .rows = {row({value("abc")})}});
+    EXPECT_EQ(convert({"--to", "sql", "--dialect", "postgresql"}).status, 0);
+    EXPECT_FALSE(std::filesystem::exists(dir_ / "out/SCOTT.T.sql.rejected"));
+}
+
+TEST_F(Postgresql, RejectedRowsGoToStandardErrorBesideStandardOutput) {
+    const std::string file = dump_of({.name = "T", .columns = {{"S", 1, 3}}, .rows = {row({value("abcd")})}});
+    const ProgramResult result =
+        run_convert({"--to", "csv", "--dialect", "postgresql", "--output", "-", file});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "S\r\n");
+    EXPECT_NE(result.err.find("\"S\":\"abcd\"}\n"), std::string::npos);
+}
+
+TEST_F(Postgresql, AFailingScriptEndsWithAStatus) {
+    dump_of({.name = "T", .columns = {{"S", 1, 3}}, .rows = {row({value("abc")})}});
+    convert({"--to", "sql", "--dialect", "postgresql"});
+    load_script();
+    EXPECT_NE(server_->run_script(database_, dir_ / "out/SCOTT.T.sql").status, 0);
+    EXPECT_EQ(rows_in("\"T\""), 1);
+}
+
+TEST_F(Postgresql, FinerFractionsAreRoundedAndTold) {
+    dump_of({.name = "T",
+             .columns = {{"A", 180, 11}},
+             .rows = {row({value(ora_timestamp(ora_date(2024, 1, 1), 123456700))}),
+                      row({value(ora_timestamp(ora_date(2024, 1, 1), 5000))})}});
+    const ProgramResult result = convert({"--to", "sql", "--dialect", "postgresql"});
+    EXPECT_NE(result.err.find("1 values are finer than microseconds"), std::string::npos);
+    load_script();
+    EXPECT_EQ(query("SELECT * FROM \"T\""), "2024-01-01 00:00:00.123457\n2024-01-01 00:00:00.000005\n");
+}
+
+TEST_F(Postgresql, LocalTimeOfAnUnknownZoneIsNotShiftedByTheSession) {
+    dump_of({.name = "T",
+             .columns = {{"L", 231, 11}},
+             .rows = {row({value(ora_timestamp(ora_date(2024, 1, 1, 12), 0))})}},
+            "AMERICAN");
+    EXPECT_EQ(convert({"--to", "sql", "--dialect", "postgresql"}).status, 0);
+    query("ALTER DATABASE " + database_ + " SET timezone = 'Asia/Tokyo'");
+    load_script();
+    EXPECT_EQ(query("SET timezone = 'America/New_York'; SELECT * FROM \"T\""), "2024-01-01 12:00:00\n");
+}
+
+TEST_F(Postgresql, TablesAndRowsApart) {
+    dump_of({.name = "T", .columns = {{"XMIN", 1, 3}}, .rows = {row({value("abc")})}});
+    EXPECT_EQ(convert({"--to", "sql", "--dialect", "postgresql", "--lowercase", "--ddl-only"}).status, 0);
+    load_file("scott.t.sql");
+    EXPECT_EQ(query("SELECT count(*) FROM t"), "0\n");
+    EXPECT_EQ(convert({"--to", "sql", "--dialect", "postgresql", "--lowercase", "--data-only"}).status, 0);
+    load_file("scott.t.sql");
+    EXPECT_EQ(query("SELECT xmin_ FROM t"), "abc\n");
+}
+
+} // namespace

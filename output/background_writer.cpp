@@ -1,26 +1,8 @@
 #include "output/background_writer.h"
 
-#include <unistd.h>
-
-#include <cerrno>
-
 namespace vexlo {
 
-int write_all(int fd, const char *data, size_t size) {
-    while (size > 0) {
-        const ssize_t n = ::write(fd, data, size);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return errno;
-        data += n;
-        size -= static_cast<size_t>(n);
-    }
-    return 0;
-}
-
-BackgroundWriter::BackgroundWriter(int fd, Digest *digest)
-    : fd_(fd), digest_(digest), thread_([this] { run(); }) {}
+BackgroundWriter::BackgroundWriter(FileSink &sink) : sink_(sink), thread_([this] { run(); }) {}
 
 BackgroundWriter::~BackgroundWriter() {
     wait();
@@ -57,9 +39,7 @@ void BackgroundWriter::run() {
         if (data_ == nullptr)
             return;
         lock.unlock();
-        const int error = write_all(fd_, data_, size_);
-        if (digest_ != nullptr)
-            digest_->add(data_, size_);
+        const int error = sink_.write(data_, size_);
         lock.lock();
         if (error_ == 0)
             error_ = error;

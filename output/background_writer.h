@@ -6,17 +6,14 @@
 #include <mutex>
 #include <thread>
 
-#include "output/digest.h"
+#include "output/file_sink.h"
 
 namespace vexlo {
 
-// Writes `size` bytes at `data` to `fd`; returns 0 or an errno.
-int write_all(int fd, const char *data, size_t size);
-
 class BackgroundWriter {
 public:
-    // `fd` must stay open as long as the writer lives. `digest`, which may be null, takes what is written.
-    explicit BackgroundWriter(int fd, Digest *digest = nullptr);
+    // `sink` must outlive the writer, and nobody else uses it before wait().
+    explicit BackgroundWriter(FileSink &sink);
     ~BackgroundWriter();
     BackgroundWriter(const BackgroundWriter &) = delete;
     BackgroundWriter &operator=(const BackgroundWriter &) = delete;
@@ -31,8 +28,7 @@ public:
 private:
     void run();
 
-    int fd_;
-    Digest *digest_;
+    FileSink &sink_;
     std::mutex mutex_;
     std::condition_variable changed_;
     const char *data_ = nullptr; // null when there is nothing to write

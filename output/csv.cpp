@@ -229,11 +229,11 @@ public:
                                    !options_.null_text.empty() || !options_.date_format.empty()} {}
 
     std::unique_ptr<TableWriter> open_table(const Table &table) override {
-        const std::string path = destination_.path_for(output_name(table), ".csv");
+        const std::string path = destination_.stream_path_for(output_name(table), ".csv");
         std::optional<RejectedFile> rejected;
         if (form_.dialect == Dialect::postgresql)
             rejected.emplace(destination_, path);
-        return std::make_unique<CsvWriter>(table, options_, form_, destination_.open_path(path),
+        return std::make_unique<CsvWriter>(table, options_, form_, destination_.open_stream(path),
                                            std::move(rejected));
     }
 

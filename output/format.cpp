@@ -56,6 +56,7 @@ std::string format_options_fault(const FormatOptions &options) {
         {options.json_number_strings, "--json-numbers", "jsonl"},
         {options.part != SqlPart::all, options.part == SqlPart::ddl ? "--ddl-only" : "--data-only", "sql"},
         {options.real_numbers, "--numbers", "sqlite"},
+        {!options.compress.empty(), "--compress", "csv jsonl sql"},
     };
     for (const OptionUse &use : uses)
         if (use.used && !has_member(use.formats, options.format))
@@ -100,6 +101,7 @@ void apply_output_names(const FormatOptions &options, Table &table) {
 
 std::unique_ptr<Format> make_format(const FormatOptions &options, Destination &destination,
                                     const std::string &database, const std::string &charset) {
+    destination.set_compression(compression_of(options.compress));
     const std::string &text_charset = options.raw ? charset : "AL32UTF8";
     if (options.format == "csv")
         return make_csv_format(destination, options);

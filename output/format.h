@@ -58,6 +58,7 @@ struct FormatOptions {
     bool json_number_strings = false;
     SqlPart part = SqlPart::all; // of sql
     bool real_numbers = false;   // of sqlite: every NUMBER is a number
+    std::string compress = {};   // of csv, jsonl and sql: gzip or zstd
     bool lowercase = false;      // names of tables and columns
 
     CellStyle cell_style() const { return {MomentStyle::iso, IntervalStyle::iso, date_format}; }

@@ -49,12 +49,15 @@ void FormatFlags::define_scripts() {
         ->default_val("exact");
     CLI::Option *ddl = app_.add_flag("--ddl-only", ddl_only_, "SQL scripts with CREATE TABLE and no rows");
     app_.add_flag("--data-only", data_only_, "SQL scripts with rows and no CREATE TABLE")->excludes(ddl);
+    app_.add_option("--compress", options_.compress, "Compression of CSV, JSON Lines and SQL")
+        ->check(CLI::IsMember({"gzip", "zstd"}));
     app_.add_flag("--lowercase", options_.lowercase, "Names of tables and columns in lower case");
 }
 
 std::string FormatFlags::given_without_format() const {
-    for (const char *name : {"--dialect", "--eol", "--null", "--delimiter", "--no-header", "--date-format",
-                             "--json-numbers", "--numbers", "--ddl-only", "--data-only", "--lowercase"})
+    for (const char *name :
+         {"--dialect", "--eol", "--null", "--delimiter", "--no-header", "--date-format", "--json-numbers",
+          "--numbers", "--ddl-only", "--data-only", "--lowercase", "--compress"})
         if (app_.count(name) > 0)
             return std::string(name) + " does not apply without --to";
     return "";

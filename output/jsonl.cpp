@@ -60,7 +60,8 @@ public:
 
     std::unique_ptr<TableWriter> open_table(const Table &table) override {
         return std::make_unique<JsonlWriter>(
-            table, options_, destination_.open_path(destination_.path_for(output_name(table), ".jsonl")));
+            table, options_,
+            destination_.open_stream(destination_.stream_path_for(output_name(table), ".jsonl")));
     }
 
 private:

@@ -68,10 +68,12 @@ void PendingPath::commit() {
     pending_ = false;
 }
 
-OutputFile::OutputFile(const std::string &final_path, std::vector<WrittenFile> *log)
-    : path_(std::make_unique<PendingPath>(final_path)), log_(log), file_(create(path_->temporary())) {}
+OutputFile::OutputFile(const std::string &final_path, std::vector<WrittenFile> *log, Compression compression)
+    : path_(std::make_unique<PendingPath>(final_path)), log_(log), file_(create(path_->temporary())),
+      sink_(file_.get(), log != nullptr ? &digest_ : nullptr, compression) {}
 
-OutputFile::OutputFile() : file_(duplicate_standard_output()) {}
+OutputFile::OutputFile(Compression compression)
+    : file_(duplicate_standard_output()), sink_(file_.get(), nullptr, compression) {}
 
 void OutputFile::check(int error) const {
     errno = error;
@@ -81,7 +83,7 @@ void OutputFile::check(int error) const {
 
 void OutputFile::start(ByteBuffer &bytes) {
     if (!writer_)
-        writer_ = std::make_unique<BackgroundWriter>(file_.get(), log_ != nullptr ? &digest_ : nullptr);
+        writer_ = std::make_unique<BackgroundWriter>(sink_);
     check(writer_->wait());
     writing_.swap(bytes);
     bytes.clear();
@@ -115,19 +117,14 @@ void OutputFile::finish() {
         flush();
         check(writer_->wait());
     } else {
-        write_at_once(filling_);
+        check(sink_.write(filling_.data(), filling_.size()));
     }
+    check(sink_.finish());
     check(file_.close() == 0 ? 0 : errno);
     if (path_)
         path_->commit();
     if (log_ != nullptr)
         log_->push_back({path_->final_path(), digest_.bytes(), digest_.crc32()});
-}
-
-void OutputFile::write_at_once(const ByteBuffer &bytes) {
-    check(write_all(file_.get(), bytes.data(), bytes.size()));
-    if (log_ != nullptr)
-        digest_.add(bytes.data(), bytes.size());
 }
 
 Destination::Destination(const std::string &directory)
@@ -149,8 +146,17 @@ std::string Destination::path_for(std::string_view name, std::string_view extens
     return directory_ + "/" + used_.take(safe_file_name(name)) + std::string(extension);
 }
 
+std::string Destination::stream_path_for(std::string_view name, std::string_view extension) {
+    return path_for(name, std::string(extension) + std::string(compression_extension(compression_)));
+}
+
 std::unique_ptr<OutputFile> Destination::open_path(const std::string &path) {
-    return standard_output_ ? std::make_unique<OutputFile>() : std::make_unique<OutputFile>(path, log());
+    return std::make_unique<OutputFile>(path, log(), Compression::none);
+}
+
+std::unique_ptr<OutputFile> Destination::open_stream(const std::string &path) {
+    return standard_output_ ? std::make_unique<OutputFile>(compression_)
+                            : std::make_unique<OutputFile>(path, log(), compression_);
 }
 
 } // namespace vexlo

@@ -52,9 +52,10 @@ public:
     static constexpr size_t BUFFER_SIZE = 1 << 18;
 
     // A file that will be at `final_path`. It is entered in `log`, unless that is null, when it is finished.
-    explicit OutputFile(const std::string &final_path, std::vector<WrittenFile> *log = nullptr);
+    explicit OutputFile(const std::string &final_path, std::vector<WrittenFile> *log = nullptr,
+                        Compression compression = Compression::none);
     // Standard output.
-    OutputFile();
+    explicit OutputFile(Compression compression = Compression::none);
 
     void append(std::string_view text);
     // Takes all of `bytes`, which is empty then and may have another buffer.
@@ -66,13 +67,13 @@ public:
 private:
     void flush();
     void start(ByteBuffer &bytes);
-    void write_at_once(const ByteBuffer &bytes);
     void check(int error) const;
 
     std::unique_ptr<PendingPath> path_; // null for standard output
     std::vector<WrittenFile> *log_ = nullptr;
     Digest digest_; // when there is a log
     FileHandle file_;
+    FileSink sink_;
     ByteBuffer filling_;                       // small pieces
     ByteBuffer writing_;                       // what the writer has been given
     std::unique_ptr<BackgroundWriter> writer_; // from the first full buffer on; stops before the rest goes
@@ -91,8 +92,14 @@ public:
     // The path of a new output named after `name`, which may be anything; no two calls give the same path,
     // but for a destination of one table.
     std::string path_for(std::string_view name, std::string_view extension);
-    // The output file at such a path, or standard output.
+    // The same with what its compression adds.
+    std::string stream_path_for(std::string_view name, std::string_view extension);
+    // A file at a path from path_for(), not compressed.
     std::unique_ptr<OutputFile> open_path(const std::string &path);
+    // The output file at a path from stream_path_for(), or standard output.
+    std::unique_ptr<OutputFile> open_stream(const std::string &path);
+    // How the outputs that can be are compressed.
+    void set_compression(Compression compression) { compression_ = compression; }
     // The log for files at paths made of those from path_for(); null when there is none. The destination must
     // stay where it is until they are finished.
     std::vector<WrittenFile> *log() { return stem_.empty() ? nullptr : &written_; }
@@ -103,6 +110,7 @@ private:
     std::string directory_;
     std::string stem_; // empty for names in the directory
     bool standard_output_ = false;
+    Compression compression_ = Compression::none;
     UniqueNames used_;
     std::vector<WrittenFile> written_;
 };

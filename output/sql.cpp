@@ -75,8 +75,8 @@ public:
         : destination_(destination), dialect_(std::move(dialect)), part_(part) {}
 
     std::unique_ptr<TableWriter> open_table(const Table &table) override {
-        const std::string path = destination_.path_for(output_name(table), ".sql");
-        return std::make_unique<SqlWriter>(table, *dialect_, part_, destination_.open_path(path),
+        const std::string path = destination_.stream_path_for(output_name(table), ".sql");
+        return std::make_unique<SqlWriter>(table, *dialect_, part_, destination_.open_stream(path),
                                            RejectedFile(destination_, path));
     }
 

@@ -8,7 +8,7 @@ Builds everything twice, optimised and with the sanitizers, in build/release and
 both: about $((24 / $(nproc) + 1)) minutes on the $(nproc) processors here the first time, 3 GB of disk.
 Missing Debian packages are installed: compiler, CMake, GoogleTest, SQLite, PostgreSQL, CLI11, Python.
 END
-scripts/packages.sh g++ cmake ninja-build libgtest-dev libsqlite3-dev sqlite3 postgresql python3 libcli11-dev nlohmann-json3-dev
+scripts/packages.sh g++ cmake ninja-build libgtest-dev libsqlite3-dev sqlite3 zlib1g-dev libzstd-dev zstd postgresql python3 libcli11-dev nlohmann-json3-dev
 mkdir -p build
 for preset in release debug; do
     echo

@@ -115,6 +115,26 @@ TEST_F(FormatOptionsTest, TablesAndRowsOfScriptsApart) {
               "BEGIN;\nINSERT INTO \"T\" VALUES ('x',1.5);\nCOMMIT;\n");
 }
 
+TEST_F(FormatOptionsTest, CompressedOutputsUnpackToThePlainOnes) {
+    DumpTable table = texts({});
+    for (int i = 0; i < 60000; ++i)
+        table.rows.push_back(
+            row({value("text " + std::to_string(i * 7919)), value(ora_number(std::to_string(i)))}));
+    for (const char *format : {"csv", "jsonl", "sql"}) {
+        const std::string plain = std::string("SCOTT.T.") + format;
+        const std::string expected = converted(table, {"--to", format}, plain);
+        EXPECT_EQ(convert(table, {"--to", format, "--compress", "gzip"}).status, 0);
+        EXPECT_TRUE(
+            run_program({"/bin/sh", "-c", "gzip -dc '" + (dir_ / ("out/" + plain + ".gz")) + "'"}).out ==
+            expected);
+        const ProgramResult zstd = convert(table, {"--to", format, "--compress", "zstd"});
+        EXPECT_EQ(zstd.status, 0);
+        EXPECT_TRUE(
+            run_program({"/bin/sh", "-c", "zstd -dc '" + (dir_ / ("out/" + plain + ".zst")) + "'"}).out ==
+            expected);
+    }
+}
+
 TEST_F(FormatOptionsTest, NonsenseIsRefused) {
     const DumpTable table = texts({"x"});
     for (const char *delimiter : {"", "ab", "\"", "\n", "a", "5", "-", ".", ":", "\\"})
@@ -137,6 +157,7 @@ TEST_F(FormatOptionsTest, OptionsThatDoNotApplyAreRefused) {
     expect_refused({"--to", "csv", "--ddl-only"}, table);
     expect_refused({"--to", "jsonl", "--dialect", "sqlite"}, table);
     expect_refused({"--to", "csv", "--numbers", "real"}, table);
+    expect_refused({"--to", "sqlite", "--compress", "gzip"}, table);
     expect_refused({"--list", "--lowercase"}, table);
 }
 

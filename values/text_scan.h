@@ -3,7 +3,7 @@
 // behind it must be readable, though not initialised to anything.
 #pragma once
 
-#include <emmintrin.h>
+#include "values/sse2.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -21,7 +21,7 @@ scripts/packages.sh clang cmake ninja-build libsqlite3-dev libcli11-dev nlohmann
 can_fuzz || scripts/packages.sh "libclang-rt-$(clang++ -dumpversion | cut -d. -f1)-dev"
 
 build=$PWD/build/fuzz
-cmake -S . -B "$build" -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug \
+cmake -S . -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug \
     -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" -DVEXLO_FUZZ=ON -DVEXLO_TESTS=OFF >/dev/null
 cmake --build "$build" --target fuzz_targets
 rm -rf "$build/seeds"

@@ -140,7 +140,7 @@ void add_dictionary_blocks(Corpus &corpus, const fs::path &scratch) {
     const auto blocks = data_blocks(db.datafiles().front());
     const char *const tables[] = {"USER$", "TS$",  "OBJ$",     "TAB$",        "CLU$",        "COL$",
                                   "IND$",  "LOB$", "TABPART$", "TABSUBPART$", "TABCOMPART$", "PROPS$"};
-    for (const sample::SystemTable &t : sample::system_tables()) {
+    for (const sample::SystemTable &t : sample::system_tables(db.model().layout)) {
         const auto found = blocks.find(segment_object(db.model(), t));
         if (found == blocks.end())
             continue;

@@ -335,7 +335,7 @@ void CellDecoder::finish(TableReport &report) const {
         if (counts.lobs != 0)
             report.loss(where + std::to_string(counts.lobs) +
                         " LOB values are not in the dump, taken as NULL");
-        else if (column.kind == ColumnKind::lob)
+        else if (column.kind == ColumnKind::lob && !table_.has_lob_data)
             report.note(where + "LOB data is not in the dump, taken as NULL");
         if (column.kind == ColumnKind::unknown)
             report.note(where + "type " + std::to_string(column.ctyp) +

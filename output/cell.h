@@ -64,6 +64,7 @@ struct Table {
     std::string name;
     std::vector<Column> columns;
     std::optional<int> local_zone = std::nullopt; // of WITH LOCAL TIME ZONE values: minutes from UTC
+    bool has_lob_data = false;                    // LOB columns come with their values
 };
 
 // How the values without a form common to all targets are written.

@@ -94,9 +94,12 @@ struct CsvFields {
     void moment(std::string_view text) { in_place(text); }
     void text(std::string_view utf8) { put_text_field(utf8, form, bytes); }
     void hex(std::string_view digits) { in_place(digits, false); }
+    // An empty LOB is no NULL.
     void binary(std::string_view data) {
         if (form.dialect == Dialect::postgresql)
             bytes.append("\\x");
+        else if (data.empty())
+            bytes.append("\"\"");
         bytes.append_hex(data);
     }
     // What a value in pieces holds is not known before it is written: it is quoted.

@@ -18,7 +18,7 @@ namespace {
 struct RawOptions {
     std::vector<std::string> patterns;
     std::optional<uint32_t> dbid;
-    std::string encoding = "utf8", eol = "crlf";
+    std::string encoding = "utf8", eol = "crlf", lobs = "inline";
 };
 
 void define_where(CLI::App &verb, RescueOptions &options, RawOptions &raw) {
@@ -62,6 +62,12 @@ void define_values(CLI::App &verb, RescueOptions &options, RawOptions &raw) {
     verb.add_option("--encoding", raw.encoding, "utf8 converts text to UTF-8, raw passes its bytes through")
         ->check(CLI::IsMember({"utf8", "raw"}))
         ->default_val("utf8");
+    verb.add_option("--lobs", raw.lobs, "LOBs in their columns, in files of their own, or not at all")
+        ->check(CLI::IsMember({"inline", "files", "none"}))
+        ->default_val("inline");
+    verb.add_option("--lob-limit", options.lob_limit,
+                    "Cut LOBs behind so many bytes (k, m, g: 1024 and so on)")
+        ->transform(CLI::AsSizeValue(false));
     verb.add_option("--eol", raw.eol, "Line ends of CSV")
         ->check(CLI::IsMember({"crlf", "lf"}))
         ->default_val("crlf");
@@ -103,6 +109,9 @@ void settle(RescueOptions &options, const RawOptions &raw) {
     options.where.dbid = raw.dbid;
     options.format.raw = raw.encoding == "raw";
     options.format.lf = raw.eol == "lf";
+    options.lobs = raw.lobs == "files"  ? LobMode::files
+                   : raw.lobs == "none" ? LobMode::none
+                                        : LobMode::in_line;
     if (options.verb == Verb::unload && (options.output.empty() || options.output == "-"))
         throw UsageError("--output takes a directory");
     if (options.by_partition && options.format.format == "sqlite")
@@ -154,8 +163,9 @@ bool same_outputs(const RescueOptions &one, const RescueOptions &other) {
     const auto shape = [&](const RescueOptions &options) {
         return std::tuple(options.verb, texts(options), options.all_owners, options.reading.ignore_maps,
                           options.reading.trust_blocks, options.hidden, options.by_partition,
-                          options.format.format, options.format.dialect, options.format.lf,
-                          options.format.raw, options.charset, options.ncharset, options.where.dbid);
+                          options.format.format, options.format.dialect, options.format.lf, options.lobs,
+                          options.lob_limit, options.format.raw, options.charset, options.ncharset,
+                          options.where.dbid);
     };
     return shape(one) == shape(other);
 }

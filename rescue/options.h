@@ -18,14 +18,23 @@ constexpr unsigned JOBS_MAX = 256;
 
 enum class Verb : uint8_t { list, unload, check };
 
+// Where LOBs come out.
+enum class LobMode : uint8_t {
+    in_line, // in their columns
+    files,   // each in a file of its own, whose name is in the column
+    none,    // nowhere, the columns are empty
+};
+
 struct RescueOptions {
     Verb verb = Verb::list;
     FileQuery where;
     std::vector<NamePattern> patterns; // none for all tables
     bool all_owners = false;           // Oracle's own among them
     ReadOptions reading;
-    bool columns = false; // of list: show them
-    bool hidden = false;  // hidden, unused and virtual columns are columns too
+    LobMode lobs = LobMode::in_line;
+    std::optional<uint64_t> lob_limit; // bytes of a LOB that come out at most
+    bool columns = false;              // of list: show them
+    bool hidden = false;               // hidden, unused and virtual columns are columns too
     bool by_partition = false;
     FormatOptions format;
     std::string charset;  // in place of the database's; empty for that

@@ -2,13 +2,16 @@
 
 #include <algorithm>
 #include <atomic>
+#include <filesystem>
 #include <optional>
 #include <utility>
 
+#include "rescue/lob_values.h"
 #include "rescue/pipeline.h"
 #include "rescue/row_reader.h"
 #include "rescue/stop.h"
 #include "values/datetime.h"
+#include "values/errors.h"
 #include "values/text_scan.h"
 
 namespace vexlo {
@@ -110,25 +113,41 @@ struct RunItem {
 class UnloadWorker {
 public:
     UnloadWorker(const UnloadContext &context, RowOutput &main, RowOutput &suspect)
-        : main_decoder_(main.table(), context.charsets), suspect_decoder_(suspect.table(), context.charsets),
-          main_formatter_(main.formatter(main_decoder_)), suspect_(suspect),
-          suspect_fields_(suspect.table().columns.size()) {}
+        : context_(context), main_(main), main_decoder_(main.table(), context.charsets),
+          suspect_decoder_(suspect.table(), context.charsets), main_formatter_(main.formatter(main_decoder_)),
+          suspect_(suspect), suspect_fields_(suspect.table().columns.size()) {}
 
-    void open_segment(const RowSource &source) { reader_.emplace(source); }
-    RowCounts close_segment() {
-        const RowCounts counts = reader_ ? reader_->counts() : RowCounts{};
+    // `lobs` are the LOB columns of the segment.
+    void open_segment(const RowSource &source, const LobColumns &lobs) {
+        reader_.emplace(source);
+        if (!lobs.entries().empty())
+            lobs_.emplace(lobs, reader_->blocks(), context_.charsets,
+                          LobOptions{context_.options.lobs == LobMode::none, context_.options.lob_limit});
+    }
+    void close_segment(RowCounts &rows, LobCounts &lobs) {
+        if (reader_)
+            rows += reader_->counts();
+        if (lobs_)
+            lobs += lobs_->counts();
+        lobs_.reset();
         reader_.reset();
-        return counts;
+    }
+    // Where LOBs go that have files of their own: with one worker alone, because files are numbered by row.
+    void set_files(LobFiles *main, LobFiles *suspect) {
+        main_files_ = main;
+        suspect_files_ = suspect;
     }
 
     template <class FLUSH>
     void work(RunItem &item, FLUSH &&flush) {
         item.rows.spill = item.suspects.spill = [&](RowBatch &) { flush(); };
         reader_->read(item.run, item.tally, [&](const RescuedRow &row) {
-            if (row.is_suspect())
-                take_suspect(row, item.suspects, flush);
+            std::string reason(fault_text(row.fault));
+            const Row values = lobs_ ? lobs_->resolve(row.row, reason) : row.row;
+            if (reason.empty())
+                take_row(values, item.rows);
             else
-                take_row(row, item.rows);
+                take_suspect(row, values, reason, item.suspects, flush);
             if (item.rows.bytes.size() + item.suspects.bytes.size() > BATCH_LIMIT)
                 flush();
         });
@@ -142,8 +161,10 @@ public:
     const CellDecoder &suspect_decoder() const { return suspect_decoder_; }
 
 private:
-    void take_row(const RescuedRow &row, RowBatch &batch) {
-        main_formatter_->format({batch.rows + 1, row.row.offset, row.row.fields}, batch);
+    void take_row(const Row &row, RowBatch &batch) {
+        if (main_files_ != nullptr && lobs_)
+            lobs_->move_to_files(*main_files_, main_.rows() + batch.rows + 1);
+        main_formatter_->format({batch.rows + 1, row.offset, row.fields}, batch);
     }
 
     // The first suspect row opens its output, at its own place in the order of all rows, so that what is
@@ -158,24 +179,32 @@ private:
     }
 
     template <class FLUSH>
-    void take_suspect(const RescuedRow &row, RowBatch &batch, FLUSH &&flush) {
+    void take_suspect(const RescuedRow &row, const Row &values, const std::string &reason, RowBatch &batch,
+                      FLUSH &&flush) {
         if (suspect_formatter_ == nullptr)
             open_suspects(flush);
+        if (suspect_files_ != nullptr && lobs_)
+            lobs_->move_to_files(*suspect_files_, suspect_.rows() + batch.rows + 1);
         block_.set(std::to_string(row.relative_file) + "/" + std::to_string(row.block));
         slot_.set(std::to_string(row.slot));
-        reason_.set(std::string(fault_text(row.fault)));
+        reason_.set(reason);
         suspect_fields_[0] = block_.field();
         suspect_fields_[1] = slot_.field();
         suspect_fields_[2] = reason_.field();
-        std::copy_n(row.row.fields, suspect_fields_.size() - SUSPECT_COLUMNS,
-                    suspect_fields_.begin() + SUSPECT_COLUMNS);
-        suspect_formatter_->format({batch.rows + 1, row.row.offset, suspect_fields_.data()}, batch);
+        const size_t columns = suspect_fields_.size() - SUSPECT_COLUMNS;
+        std::copy_n(values.fields, columns, suspect_fields_.begin() + SUSPECT_COLUMNS);
+        suspect_formatter_->format({batch.rows + 1, values.offset, suspect_fields_.data()}, batch);
     }
 
+    const UnloadContext &context_;
+    const RowOutput &main_;
     CellDecoder main_decoder_, suspect_decoder_;
     std::unique_ptr<RowFormatter> main_formatter_, suspect_formatter_;
     RowOutput &suspect_;
     std::optional<RowReader> reader_;
+    std::optional<LobValues> lobs_; // where the table has LOB columns
+    LobFiles *main_files_ = nullptr;
+    LobFiles *suspect_files_ = nullptr;
     std::vector<Field> suspect_fields_;
     ReadyText block_, slot_, reason_;
 };
@@ -185,6 +214,7 @@ TableLayout layout_of(const UnloadContext &context, const PlannedTable &planned)
     int minutes;
     if (parse_offset(std::string(context.dictionary.property("DBTIMEZONE")).c_str(), minutes))
         layout.table.local_zone = minutes;
+    layout.table.has_lob_data = true;
     return layout;
 }
 
@@ -199,21 +229,51 @@ public:
     TableEntry run() {
         main_.open();
         workers_.push_back(std::make_unique<UnloadWorker>(context_, main_, suspect_));
+        open_lob_files();
         for (const TableSegment &segment : planned_.segments)
-            unload_segment(segment.segment);
+            unload_segment(segment);
         return finish();
     }
 
 private:
-    void unload_segment(const SegmentRef &segment) {
+    // LOBs in files of their own go below directories that belong to this table alone.
+    void open_lob_files() {
+        if (context_.options.lobs != LobMode::files || !has_lobs())
+            return;
+        const auto open = [&](const std::string &stem) {
+            std::vector<std::string> columns;
+            for (const Column &column : layout_.table.columns)
+                columns.push_back(column.name);
+            const std::string path = context_.options.output + "/" + stem + ".lobs";
+            if (context_.options.overwrite || context_.options.resume)
+                std::filesystem::remove_all(path);
+            else if (std::filesystem::exists(path))
+                throw OutputError(path + " exists already");
+            return std::make_unique<LobFiles>(context_.options.output, stem, columns);
+        };
+        main_files_ = open(planned_.stem);
+        suspect_files_ = open(planned_.suspect_stem);
+        workers_[0]->set_files(main_files_.get(), suspect_files_.get());
+    }
+
+    bool has_lobs() const {
+        return std::any_of(layout_.stored.begin(), layout_.stored.end(),
+                           [](const StoredColumn &column) { return column.is_lob; });
+    }
+
+    void unload_segment(const TableSegment &table_segment) {
+        const SegmentRef &segment = table_segment.segment;
         SegmentRuns runs(context_.files, context_.scans, segment, context_.options.reading);
         BlockRun first;
         if (runs.next(first)) {
-            const size_t threads = is_small(runs, first) ? 1 : context_.options.jobs;
-            open_workers(segment, runs, threads);
+            const size_t threads =
+                is_small(runs, first) || main_files_ != nullptr ? 1 : context_.options.jobs;
+            const LobColumns lobs(context_.files, context_.scans, context_.dictionary, layout_,
+                                  table_segment.object, context_.options.reading);
+            open_workers(segment, runs, lobs, threads);
             run_threads(runs, first, threads);
             for (const auto &worker : workers_)
-                counts_ += worker->close_segment();
+                worker->close_segment(counts_, lob_counts_);
         }
         tally_.add(runs.tally());
     }
@@ -223,13 +283,15 @@ private:
         return !runs.was_scanned() && runs.blocks_known() <= first.count;
     }
 
-    void open_workers(const SegmentRef &segment, const SegmentRuns &runs, size_t threads) {
+    void open_workers(const SegmentRef &segment, const SegmentRuns &runs, const LobColumns &lobs,
+                      size_t threads) {
         while (workers_.size() < threads)
             workers_.push_back(std::make_unique<UnloadWorker>(context_, main_, suspect_));
         for (const auto &worker : workers_)
             worker->open_segment({context_.files, layout_, segment.tablespace, segment.object,
                                   runs.data_object(), &context_.dictionary, context_.options.reading,
-                                  context_.options.output});
+                                  context_.options.output},
+                                 lobs);
     }
 
     void run_threads(SegmentRuns &runs, const BlockRun &first, size_t threads) {
@@ -265,12 +327,26 @@ private:
         workers_[0]->main_decoder().finish(table_report_);
         if (suspect_.rows() > 0)
             workers_[0]->suspect_decoder().finish(table_report_);
+        tell_lobs();
         table_report_.finish();
         tally_.coalesce();
         main_.finish(entry);
         suspect_.finish(entry);
         fill(entry);
         return entry;
+    }
+
+    void tell_lobs() {
+        const auto tell = [&](uint64_t count, const char *what) {
+            if (count != 0)
+                table_report_.loss(std::to_string(count) + " " + what);
+        };
+        tell(lob_counts_.not_whole, "LOBs are not whole, their rows are suspect");
+        tell(lob_counts_.missing, "bytes of LOBs are lost");
+        tell(lob_counts_.not_understood, "LOB locators are not understood, their rows are suspect");
+        tell(lob_counts_.replaced, "characters of LOBs are not valid, replaced by U+FFFD");
+        if (lob_counts_.cut != 0)
+            table_report_.note(std::to_string(lob_counts_.cut) + " LOBs are longer than the limit and cut");
     }
 
     void fill(TableEntry &entry) const {
@@ -318,6 +394,8 @@ private:
     std::vector<std::unique_ptr<UnloadWorker>> workers_;
     SegmentTally tally_;
     RowCounts counts_;
+    LobCounts lob_counts_;
+    std::unique_ptr<LobFiles> main_files_, suspect_files_; // null unless LOBs get files of their own
 };
 
 } // namespace

@@ -196,7 +196,7 @@ bool LobReader::make_plan(const LobLocator &lob, const LobSegment &segment, Plan
         }
     }
     if (plan.chunk_blocks > 1)
-        choose_units(segment, lob, plan);
+        choose_page_numbers(segment, lob, plan);
     return true;
 }
 
@@ -257,9 +257,8 @@ void LobReader::use_scan(const LobLocator &lob, const LobSegment &segment, Plan 
 }
 
 // With chunks of several blocks, page numbers count blocks or chunks: the second block of the first chunk, or
-// the first one of the second chunk, tells. Where as many chunks can hold the length as blocks and as chunks,
-// the block that would be the last one of chunks tells.
-void LobReader::choose_units(const LobSegment &segment, const LobLocator &lob, Plan &plan) {
+// the first one of the second chunk, tells.
+void LobReader::choose_page_numbers(const LobSegment &segment, const LobLocator &lob, Plan &plan) {
     const auto page_at = [&](uint32_t rdba) -> int64_t {
         const FetchedBlock block = blocks_.fetch(segment.places().data.tablespace, rdba);
         LOB_PAGE page;
@@ -274,16 +273,6 @@ void LobReader::choose_units(const LobSegment &segment, const LobLocator &lob, P
         plan.pages_count_blocks = static_cast<uint64_t>(page) != chunk.chunk;
         break;
     }
-    const uint64_t chunk_size = uint64_t{page_size_} * plan.chunk_blocks;
-    const uint64_t in_chunks = plan.blocks * chunk_size + plan.bytes;
-    if (in_chunks == 0 || plan.chunks.empty() ||
-        chunks_of(in_chunks, chunk_size) != plan.chunks.back().chunk + 1)
-        return;
-    const uint32_t last = static_cast<uint32_t>((in_chunks - 1) / page_size_ % plan.chunk_blocks);
-    const uint64_t chunk = plan.chunks.back().chunk;
-    plan.last_block_used =
-        page_at(plan.chunks.back().rdba + last) ==
-        static_cast<int64_t>(plan.pages_count_blocks ? chunk * plan.chunk_blocks + last : chunk);
 }
 
 // Whether the chunks found are as many as the length asks for, in one of its readings.
@@ -313,12 +302,16 @@ LobFault LobReader::choose_length(Plan &plan) const {
 }
 
 // Whether the whole blocks that a length states are chunks: they are where as blocks they would need fewer
-// chunks than there are, or where the bytes behind them are more than a block holds.
+// chunks than there are, or where the bytes behind them are more than a block holds. Where both readings fit,
+// a length counts what page numbers count.
 bool LobReader::counts_chunks(const Plan &plan, uint64_t chunks) const {
-    if (plan.chunk_blocks == 1 || plan.bytes > page_size_ || plan.last_block_used)
+    if (plan.chunk_blocks == 1 || plan.bytes > page_size_)
         return true;
-    const uint64_t in_blocks = uint64_t{plan.blocks} * page_size_ + plan.bytes;
-    return chunks_of(in_blocks, uint64_t{page_size_} * plan.chunk_blocks) < chunks;
+    const uint64_t chunk_size = uint64_t{page_size_} * plan.chunk_blocks;
+    const uint64_t needed = chunks_of(uint64_t{plan.blocks} * page_size_ + plan.bytes, chunk_size);
+    const bool both_fit =
+        needed == chunks && chunks_of(plan.blocks * chunk_size + plan.bytes, chunk_size) == chunks;
+    return needed < chunks || (both_fit && !plan.pages_count_blocks);
 }
 
 // Chunks without an address: holes read as zeros or, of characters, as spaces. More of them than the

@@ -70,7 +70,6 @@ private:
         bool pages_count_blocks = true; // page numbers of blocks; of their chunks otherwise
         bool gaps_are_holes = true;
         bool length_known = true;
-        bool last_block_used = false;   // the last block of the last chunk is, if the length counts chunks
         uint32_t blocks = 0, bytes = 0; // the length as stored
         uint64_t length = 0;            // bytes
     };
@@ -79,7 +78,7 @@ private:
     bool make_plan(const LobLocator &lob, const LobSegment &segment, Plan &plan);
     bool add_index_entries(const LobLocator &lob, const LobSegment &segment, Plan &plan, bool *head_found);
     void use_scan(const LobLocator &lob, const LobSegment &segment, Plan &plan);
-    void choose_units(const LobSegment &segment, const LobLocator &lob, Plan &plan);
+    void choose_page_numbers(const LobSegment &segment, const LobLocator &lob, Plan &plan);
     LobFault choose_length(Plan &plan) const;
     bool counts_chunks(const Plan &plan, uint64_t chunks) const;
     bool reaches_last_chunk(const Plan &plan) const;

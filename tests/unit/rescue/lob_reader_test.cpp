@@ -286,6 +286,8 @@ TEST_P(LobReaderUnits, TheReadingUnderWhichAllAgreeIsTaken) {
          {size_t{5}, LOB_PAGE_SIZE, LOB_PAGE_SIZE + 1, c * LOB_PAGE_SIZE, c * LOB_PAGE_SIZE + 7,
           12 * c * LOB_PAGE_SIZE - 1, 13 * c * LOB_PAGE_SIZE - 1, 30 * c * LOB_PAGE_SIZE + 9}) {
         SCOPED_TRACE(size);
+        if (units.length_in_chunks != units.pages_in_chunks && size == c * LOB_PAGE_SIZE)
+            continue; // either length fits
         LobFile file;
         const LobBytes bytes = lob_bytes(1, size);
         put_chunks(file, units, bytes);

@@ -10,7 +10,6 @@ using namespace vexlo;
 namespace {
 
 constexpr uint8_t TABLE_TYPE = 0x06;
-constexpr uint32_t TYPE_LONG = 8;
 
 std::string letters(size_t size, int seed = 0) {
     std::string text(size, ' ');
@@ -116,7 +115,7 @@ TEST_F(RowReaderTest, AMigratedRowWhoseHeadIsLostIsSuspect) {
 
 TEST_F(RowReaderTest, LongValuesOfAnySizeComeWhole) {
     sample::TableDef def = table_def(scott(), "T", users());
-    def.columns.push_back(sample::typed_column("DOC", TYPE_LONG, 0));
+    def.columns.push_back(sample::typed_column("DOC", vexlo::TYPE_LONG, 0));
     const size_t table = db().add_table(def);
     const auto row = [](int id, sample::Value doc) {
         return sample::Row{sample::number(id), sample::text("x"), std::move(doc)};

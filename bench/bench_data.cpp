@@ -1,5 +1,5 @@
-// Writes the databases that the benchmarks measure: `vexlo-bench-data DIR KIND N`, with N the MiB of the one table
-// or, for the kind "dictionary", the number of columns.
+// Writes the databases that the benchmarks measure: `vexlo-bench-data DIR KIND N`, with N the MiB of the one
+// table or, for the kind "dictionary", the number of columns.
 #include "sample/database.h"
 #include "sample/lob_data.h"
 
@@ -53,17 +53,20 @@ std::vector<ColumnDef> ordinary_columns() {
 Row ordinary_row(int64_t i) {
     static const char *const cities[] = {"Amsterdam", "Rotterdam", "Den Haag", "Utrecht", "Eindhoven"};
     static const char *const states[] = {"NEW", "OPEN", "SHIPPED", "CLOSED"};
-    return {number(i),
-            text("Customer number " + std::to_string(i)),
-            text(cities[i % 5]),
-            decimal(std::to_string(i % 100000) + ".25"),
-            date({static_cast<int>(1990 + i % 30), static_cast<int>(1 + i % 12), static_cast<int>(1 + i % 28)}),
-            text(states[i % 4]),
-            i % 3 == 0 ? null_value() : text("delivered to the back door, ask " + std::to_string(i % 977)),
-            i % 7 == 0 ? null_value() : number(i / 7)};
+    return {
+        number(i),
+        text("Customer number " + std::to_string(i)),
+        text(cities[i % 5]),
+        decimal(std::to_string(i % 100000) + ".25"),
+        date({static_cast<int>(1990 + i % 30), static_cast<int>(1 + i % 12), static_cast<int>(1 + i % 28)}),
+        text(states[i % 4]),
+        i % 3 == 0 ? null_value() : text("delivered to the back door, ask " + std::to_string(i % 977)),
+        i % 7 == 0 ? null_value() : number(i / 7)};
 }
 
-int64_t rows_for(int64_t mib, int64_t bytes_a_row) { return mib * 1024 * 1024 / bytes_a_row; }
+int64_t rows_for(int64_t mib, int64_t bytes_a_row) {
+    return mib * 1024 * 1024 / bytes_a_row;
+}
 
 void add_ordinary(Bench &bench, int64_t mib) {
     const size_t table = bench.db.add_table(bench_table(bench, "ORDINARY", ordinary_columns()));
@@ -72,8 +75,8 @@ void add_ordinary(Bench &bench, int64_t mib) {
 }
 
 void add_narrow(Bench &bench, int64_t mib) {
-    const size_t table = bench.db.add_table(bench_table(
-        bench, "NARROW", {number_column("A"), varchar2_column("B", 4), number_column("C")}));
+    const size_t table = bench.db.add_table(
+        bench_table(bench, "NARROW", {number_column("A"), varchar2_column("B", 4), number_column("C")}));
     for (int64_t i = 0, n = rows_for(mib, 17); i < n; i++)
         bench.db.insert(table, {number(i % 10000), text("ab"), number(i % 50)});
 }
@@ -161,8 +164,8 @@ void add_large_lobs(Bench &bench, int64_t mib) {
 // CLOBs of about 100 characters in the row, and the same texts as VARCHAR2.
 void add_small_lobs(Bench &bench, int64_t mib) {
     const size_t lobs = add_lob_table(bench, "SMALL_LOBS", TYPE_CLOB, {});
-    const size_t texts =
-        bench.db.add_table(bench_table(bench, "SMALL_TEXTS", {number_column("ID"), varchar2_column("DOC", 400)}));
+    const size_t texts = bench.db.add_table(
+        bench_table(bench, "SMALL_TEXTS", {number_column("ID"), varchar2_column("DOC", 400)}));
     for (int64_t i = 0, n = rows_for(mib, 400); i < n; i++) {
         const auto key = static_cast<uint64_t>(i);
         const std::u16string characters = lob_characters({1, key, 1}, 90 + key % 20);
@@ -204,8 +207,8 @@ void add_dictionary(Bench &bench, int64_t columns) {
 
 int write_database(const char *dir, const std::string &kind, int64_t n) {
     const std::map<std::string, std::function<void(Bench &, int64_t)>> kinds = {
-        {"ordinary", add_ordinary}, {"narrow", add_narrow},           {"wide", add_wide},
-        {"clustered", add_clustered}, {"pieces", add_pieces},         {"partitioned", add_partitioned},
+        {"ordinary", add_ordinary},     {"narrow", add_narrow},         {"wide", add_wide},
+        {"clustered", add_clustered},   {"pieces", add_pieces},         {"partitioned", add_partitioned},
         {"dictionary", add_dictionary}, {"large-lobs", add_large_lobs}, {"small-lobs", add_small_lobs},
         {"one-lob", add_one_lob},
     };

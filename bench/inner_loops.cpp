@@ -1,9 +1,9 @@
 // The inner loops alone, from memory.
-#include "format/number_to_int.h"
-#include "format/check_sum.h"
-#include "format/block.h"
 #include "datafile.h"
 #include "dict/selection_order.h"
+#include "format/block.h"
+#include "format/check_sum.h"
+#include "format/number_to_int.h"
 #include "value.h"
 
 #include <benchmark/benchmark.h>
@@ -70,7 +70,8 @@ void decode_number(benchmark::State &state) {
 }
 BENCHMARK(decode_number);
 
-// Records as wide as those of columns, the key in front, with as many different keys as the second argument says.
+// Records as wide as those of columns, the key in front, with as many different keys as the second argument
+// says.
 struct RECORD {
     uint64_t key;
     char rest[48];
@@ -87,10 +88,13 @@ void order_records(benchmark::State &state) {
         state.PauseTiming();
         std::vector<RECORD> work = records;
         state.ResumeTiming();
-        selection_order(work.data(), n, [](const RECORD &r) { return r.key; }, scratch.data());
+        selection_order(
+            work.data(), n, [](const RECORD &r) { return r.key; }, scratch.data());
     }
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * n);
 }
-BENCHMARK(order_records)->ArgsProduct({{10000, 100000, 1000000}, {100, 1 << 30}})->Unit(benchmark::kMillisecond);
+BENCHMARK(order_records)
+    ->ArgsProduct({{10000, 100000, 1000000}, {100, 1 << 30}})
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace

@@ -80,8 +80,8 @@ inline const uint8_t *block_end(const BLOCK &blk) {
     return blk.data + blk.bsz;
 }
 
-/// Finds the end of the transaction entries and of the area behind them: the data header stands there. False when that
-/// lies beyond the block.
+/// Finds the end of the transaction entries and of the area behind them: the data header stands there. False
+/// when that lies beyond the block.
 inline bool find_transactions_end(const BLOCK &blk, uint32_t *at) {
     if (blk.bsz < KTBIT)
         return false;

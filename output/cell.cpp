@@ -152,8 +152,7 @@ Cell CellDecoder::decode(const Row &row, size_t index, char *scratch, RowLosses 
         return NULL_CELL;
     }
     counts_[index].finer += (facts_ & FINER_THAN_MICROS) != 0;
-    return {scalar_kind(column.kind, end), scratch, static_cast<size_t>(end - scratch), nullptr,
-            facts_};
+    return {scalar_kind(column.kind, end), scratch, static_cast<size_t>(end - scratch), nullptr, facts_};
 }
 
 // Cells of fields that are no values of the column's type.

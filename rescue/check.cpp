@@ -66,7 +66,8 @@ private:
     // Files can be tested without one; owners and missing files are not known then.
     void read_dictionary() {
         try {
-            dictionary_ = std::make_unique<Dictionary>(files_, scans_, options_.reading, user_charset(options_));
+            dictionary_ =
+                std::make_unique<Dictionary>(files_, scans_, options_.reading, user_charset(options_));
         } catch (const InputError &error) {
             report_.note(printable(error.what()));
         }

@@ -60,7 +60,8 @@ void LobIndex::add_run(const BlockRun &run, uint32_t data_object, std::vector<ui
         if (is_bad(health))
             complete_ = false;
         uint32_t at;
-        if (health == Health::sound && find_transactions_end(blk, &at) && block_object(blk.data) == data_object)
+        if (health == Health::sound && find_transactions_end(blk, &at) &&
+            block_object(blk.data) == data_object)
             add_leaf(blk);
     }
 }

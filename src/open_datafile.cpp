@@ -1,9 +1,9 @@
-#include "format/check_sum.h"
-#include "format/byte_order.h"
-#include "format/file_header.h"
 #include "console.h"
 #include "datafile.h"
 #include "file_io.h"
+#include "format/byte_order.h"
+#include "format/check_sum.h"
+#include "format/file_header.h"
 
 #include <cerrno>
 #include <cstring>

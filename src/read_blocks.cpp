@@ -1,7 +1,7 @@
-#include "format/check_sum.h"
 #include "console.h"
 #include "datafile.h"
 #include "file_io.h"
+#include "format/check_sum.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -78,7 +78,8 @@ bool LobInflater::is_available() {
 #endif
 
 LobInflater::LobInflater(uint64_t length, Take take)
-    : length_(length), take_(std::move(take)), zlib_(std::make_unique<Stream>()), out_(OUT_SIZE + READ_SLACK) {}
+    : length_(length), take_(std::move(take)), zlib_(std::make_unique<Stream>()),
+      out_(OUT_SIZE + READ_SLACK) {}
 
 LobInflater::~LobInflater() = default;
 

@@ -108,8 +108,8 @@ TEST(Recovery, EmployeesOfTheDemonstrationComeOutAsCsv) {
     const run_result unloaded =
         run_vexlo(dir.file("db"), {"export dict", "load dict", "unload table scott.emp"});
     ASSERT_EQ(unloaded.status, 0) << unloaded.describe();
-    const run_result csv = run_process({VEXLO_CONVERT_PROGRAM, "--quiet", "--to", "csv", "--eol", "lf", "--output",
-                                        "-", dir.file("db/data/SCOTT_EMP.dat")});
+    const run_result csv = run_process({VEXLO_CONVERT_PROGRAM, "--quiet", "--to", "csv", "--eol", "lf",
+                                        "--output", "-", dir.file("db/data/SCOTT_EMP.dat")});
     EXPECT_EQ(csv.status, 0) << csv.describe();
     EXPECT_EQ(csv.err, "");
     EXPECT_EQ(csv.out, "EMPNO,ENAME,JOB,MGR,HIREDATE,SAL,COMM,DEPTNO\n"

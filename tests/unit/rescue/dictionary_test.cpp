@@ -14,6 +14,8 @@ constexpr uint8_t TABLE_TYPE = 0x06;
 
 class DictionaryTest : public RescueTest {
 protected:
+    explicit DictionaryTest(sample::DatabaseOptions options = {}) : RescueTest(std::move(options)) {}
+
     OpenDatabase reopen() { return OpenDatabase(paths()); }
     // Block numbers of the root address, the header of bootstrap$.
     uint32_t bootstrap_header() {
@@ -70,6 +72,49 @@ TEST_F(DictionaryTest, RecordsSayWhatTheDatabaseHolds) {
     EXPECT_EQ(d.text(d.tablespace(users())->name), "USERS");
     EXPECT_TRUE(d.tally().losses.empty());
     EXPECT_TRUE(d.notes().empty());
+}
+
+namespace {
+
+// A dictionary as databases from 12c on have it, over three files.
+class NewerDictionaryTest : public DictionaryTest {
+protected:
+    static sample::DatabaseOptions newer_options() {
+        sample::DatabaseOptions options;
+        options.layout = {sample::DictionaryVersion::v12, true};
+        options.dictionary_files = 3;
+        return options;
+    }
+    NewerDictionaryTest() : DictionaryTest(newer_options()) {}
+};
+
+} // namespace
+
+TEST_F(NewerDictionaryTest, ColumnsAreReadWhereTheDatabaseSaysTheyAre) {
+    sample::UserDef supplied;
+    supplied.name = "XDB";
+    supplied.supplied = true;
+    const uint32_t xdb = db().add_user(supplied);
+    const std::string name(128, 'N');
+    const size_t table = add_table(name);
+    insert_rows(table, 1, 50);
+    OpenDatabase database = open();
+    const Dictionary &d = database.dictionary;
+    EXPECT_EQ(database.read(name).rows, numbered_rows(1, 50));
+    EXPECT_TRUE(d.user(xdb)->is_oracle_maintained());
+    EXPECT_FALSE(d.user(scott())->is_oracle_maintained());
+    EXPECT_EQ(d.columns(db().model().tables[table].place.objn)[1].character_length, 4000u);
+    EXPECT_EQ(d.files().size(), db().datafiles().size());
+    EXPECT_TRUE(d.notes().empty());
+}
+
+TEST_F(NewerDictionaryTest, AFileWithALostHeaderIsPlacedByTheDictionary) {
+    insert_rows(add_table("T"), 1, 50);
+    db().finish();
+    destroy(USERS_FILE, 1);
+    OpenDatabase database = reopen();
+    EXPECT_EQ(database.files.tablespace(users()).size(), 1u);
+    EXPECT_EQ(database.read("T").rows, numbered_rows(1, 50));
 }
 
 TEST_F(DictionaryTest, NamesAreOfTheDatabaseCharacterSet) {

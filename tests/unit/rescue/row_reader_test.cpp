@@ -272,12 +272,12 @@ TEST_F(RowReaderTest, HiddenUnusedAndVirtualColumnsAreLeftOutUnlessAskedFor) {
 
 namespace {
 
-// A database whose dictionary has ECOL$.
+// A database whose dictionary has ECOL$ with guard numbers.
 class AddedDefaultTest : public RescueTest {
 protected:
     static sample::DatabaseOptions full_options() {
         sample::DatabaseOptions options;
-        options.layout.full = true;
+        options.layout = {sample::DictionaryVersion::v12, true};
         return options;
     }
     AddedDefaultTest() : RescueTest(full_options()) {}
@@ -409,6 +409,37 @@ TEST_F(RowReaderTest, CompressedBlocksAreCountedAndNotDecoded) {
     EXPECT_EQ(read.tally.counts.compressed, 1u);
     EXPECT_LT(read.rows.size(), 600u);
     EXPECT_TRUE(read.suspects.empty());
+}
+
+TEST_F(RowReaderTest, BlocksOfAnEarlierIncarnationAreNeitherRowsNorForeign) {
+    constexpr uint32_t OLD = 50500; // no object has this number
+    sample::TableDef def = table_def(scott(), "T", users());
+    def.segment.old_objd = OLD;
+    const size_t table = db().add_table(def);
+    insert_rows(table, 1, 100);
+    OpenDatabase database = open();
+    const TableLayout layout = make_layout(database.dictionary, database.table("T"));
+    const SegmentRef segment = database.dictionary.segments(database.table("T")).at(0).segment;
+    // The object number is that of the table when it was made; each truncation gives a higher data object
+    // number.
+    for (const auto &[object, older] : {std::pair<uint32_t, bool>{OLD, true}, {segment.object, false}}) {
+        SegmentRuns runs(database.files, database.scans, segment, {});
+        RowReader reader({database.files,
+                          layout,
+                          segment.tablespace,
+                          object,
+                          segment.data_object,
+                          &database.dictionary,
+                          {},
+                          {}});
+        std::vector<uint8_t> buffer(SegmentRuns::RUN_BYTES + RUN_SLACK);
+        SegmentTally tally;
+        for (BlockRun run; runs.next(run);)
+            reader.read(load_run(run, buffer.data()), tally, [](const RescuedRow &) {});
+        EXPECT_EQ(reader.counts().rows, 100u);
+        EXPECT_EQ(tally.counts.older != 0, older);
+        EXPECT_EQ(tally.counts.foreign != 0, !older);
+    }
 }
 
 TEST_F(RowReaderTest, EncryptedBlocksAreCountedAndNotDecoded) {

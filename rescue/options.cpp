@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "output/console.h"
+#include "output/format_flags.h"
 #include "output/report.h"
 #include "values/errors.h"
 
@@ -18,7 +19,8 @@ namespace {
 struct RawOptions {
     std::vector<std::string> patterns;
     std::optional<uint32_t> dbid;
-    std::string encoding = "utf8", eol = "crlf", lobs = "inline";
+    std::string lobs = "inline";
+    std::optional<FormatFlags> format; // of unload
 };
 
 void define_where(CLI::App &verb, RescueOptions &options, RawOptions &raw) {
@@ -50,27 +52,18 @@ void define_selection(CLI::App &verb, RescueOptions &options, RawOptions &raw) {
     verb.add_flag("--hidden", options.hidden, "Take hidden, unused and virtual columns too");
 }
 
+// The format and what shapes its values. What a run of many tables cannot do is refused in settle().
 void define_values(CLI::App &verb, RescueOptions &options, RawOptions &raw) {
-    verb.add_option("--to", options.format.format, "Output format")
-        ->check(CLI::IsMember({"csv", "jsonl", "sql", "sqlldr", "sqlite"}))
-        ->required();
-    verb.add_option("--dialect", options.format.dialect, "Dialect of --to sql")
-        ->check(CLI::IsMember({"oracle", "postgresql", "sqlite"}))
-        ->default_val("oracle");
+    raw.format.emplace(verb, options.format);
+    verb.get_option("--to")->required();
     verb.add_option("--charset", options.charset, "Character set of the text, in place of the database's");
     verb.add_option("--ncharset", options.ncharset, "National character set, in place of the database's");
-    verb.add_option("--encoding", raw.encoding, "utf8 converts text to UTF-8, raw passes its bytes through")
-        ->check(CLI::IsMember({"utf8", "raw"}))
-        ->default_val("utf8");
     verb.add_option("--lobs", raw.lobs, "LOBs in their columns, in files of their own, or not at all")
         ->check(CLI::IsMember({"inline", "files", "none"}))
         ->default_val("inline");
     verb.add_option("--lob-limit", options.lob_limit,
                     "Cut LOBs behind so many bytes (k, m, g: 1024 and so on)")
         ->transform(CLI::AsSizeValue(false));
-    verb.add_option("--eol", raw.eol, "Line ends of CSV")
-        ->check(CLI::IsMember({"crlf", "lf"}))
-        ->default_val("crlf");
 }
 
 void define_outputs(CLI::App &verb, RescueOptions &options) {
@@ -103,12 +96,14 @@ void define_verbs(CLI::App &app, RescueOptions &options, RawOptions &raw) {
 }
 
 // What the options mean together. Throws UsageError.
-void settle(RescueOptions &options, const RawOptions &raw) {
+void settle(RescueOptions &options, RawOptions &raw) {
+    if (const std::string fault = options.verb == Verb::unload ? raw.format->finish() : ""; !fault.empty())
+        throw UsageError(fault);
+    if (!options.format.compress.empty() || options.format.part != SqlPart::all)
+        throw UsageError("--compress, --ddl-only and --data-only do not apply to unload");
     for (const std::string &pattern : raw.patterns)
         options.patterns.emplace_back(pattern);
     options.where.dbid = raw.dbid;
-    options.format.raw = raw.encoding == "raw";
-    options.format.lf = raw.eol == "lf";
     options.lobs = raw.lobs == "files"  ? LobMode::files
                    : raw.lobs == "none" ? LobMode::none
                                         : LobMode::in_line;
@@ -161,11 +156,13 @@ bool same_outputs(const RescueOptions &one, const RescueOptions &other) {
         return patterns;
     };
     const auto shape = [&](const RescueOptions &options) {
+        const FormatOptions &format = options.format;
         return std::tuple(options.verb, texts(options), options.all_owners, options.reading.ignore_maps,
-                          options.reading.trust_blocks, options.hidden, options.by_partition,
-                          options.format.format, options.format.dialect, options.format.lf, options.lobs,
-                          options.lob_limit, options.format.raw, options.charset, options.ncharset,
-                          options.where.dbid);
+                          options.reading.trust_blocks, options.hidden, options.by_partition, format.format,
+                          format.dialect, format.lf, format.raw, format.null_text, format.delimiter,
+                          format.header, format.date_format, format.json_number_strings, format.real_numbers,
+                          format.lowercase, options.lobs, options.lob_limit, options.charset,
+                          options.ncharset, options.where.dbid);
     };
     return shape(one) == shape(other);
 }

@@ -21,6 +21,8 @@ bool is_shared(const FormatOptions &options) {
 std::vector<std::string> extensions(const FormatOptions &options) {
     if (options.format == "sqlldr")
         return {".ctl", ".ldr"};
+    if (options.dialect == "postgresql")
+        return {"." + options.format, "." + options.format + ".rejected"};
     return {"." + options.format};
 }
 

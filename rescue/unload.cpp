@@ -82,9 +82,11 @@ public:
         output_->writer().write(batch);
     }
     // Appends the outputs to those of the entry.
-    void finish(TableEntry &entry) {
-        if (output_ != nullptr)
-            output_->finish(entry.outputs);
+    void finish(TableEntry &entry, TableReport &report) {
+        if (output_ == nullptr)
+            return;
+        output_->finish(entry.outputs);
+        output_->writer().tell(report);
     }
     uint64_t rows() const { return rows_; }
     uint64_t null_values() const { return null_values_; }
@@ -215,6 +217,8 @@ TableLayout layout_of(const UnloadContext &context, const PlannedTable &planned)
     if (parse_offset(std::string(context.dictionary.property("DBTIMEZONE")).c_str(), minutes))
         layout.table.local_zone = minutes;
     layout.table.has_lob_data = true;
+    apply_output_names(context.options.format, layout.table);
+    check_raw_text(context.options.format, layout.table, std::string(context.dictionary.charset()));
     return layout;
 }
 
@@ -328,10 +332,10 @@ private:
         if (suspect_.rows() > 0)
             workers_[0]->suspect_decoder().finish(table_report_);
         tell_lobs();
-        table_report_.finish();
         tally_.coalesce();
-        main_.finish(entry);
-        suspect_.finish(entry);
+        main_.finish(entry, table_report_);
+        suspect_.finish(entry, table_report_);
+        table_report_.finish();
         fill(entry);
         return entry;
     }

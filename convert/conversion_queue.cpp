@@ -22,7 +22,7 @@ std::string database_name(const std::string &dump_path) {
 ConversionQueue::ConversionQueue(const Options &options, TableSelection &selection, Destination &destination,
                                  Report &report)
     : options_(options), selection_(selection), destination_(destination), report_(report),
-      files_(options.files, report) {}
+      files_(options, report) {}
 
 bool ConversionQueue::take(TableTask &task) {
     const std::lock_guard lock(mutex_);

@@ -7,10 +7,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <map>
 #include <utility>
 
 #include "convert/dump_format.h"
+#include "convert/salvage.h"
+#include "convert/surplus.h"
 #include "format/byte_order.h"
+#include "values/column_type.h"
 #include "values/errors.h"
 
 namespace vexlo {
@@ -40,24 +44,109 @@ TableInfo table_record(const uint8_t *p) {
     t.has_lob = (flag & TAB_FLAG_LOB) != 0;
     t.ncol = load_be32(p + TAB_NCOL);
     t.nrows = load_be32(p + TAB_NROWS);
+    t.counted = true;
     t.offset = load_be64(p + TAB_OFFSET);
     t.name = text_field(p + TAB_NAME, NAME_SIZE);
     return t;
 }
 
+// The table has a column list that was written as one.
+bool has_column_names(const TableInfo &table) {
+    return table.fault.empty() &&
+           std::all_of(table.columns.begin(), table.columns.end(), [](const ColumnInfo &column) {
+               return !column.name.empty() &&
+                      std::none_of(column.name.begin(), column.name.end(),
+                                   [](char c) { return static_cast<unsigned char>(c) < ' '; });
+           });
+}
+
 } // namespace
 
-DumpFile::DumpFile(const std::string &path) : DumpFile(open_input(path), path) {}
+DumpFile::DumpFile(const std::string &path, const Salvage *how) : DumpFile(open_input(path), path, how) {}
 
-DumpFile::DumpFile(FileHandle file, const std::string &path) : file_(std::move(file)), path_(path) {
+DumpFile::DumpFile(FileHandle file, const std::string &path, const Salvage *how)
+    : file_(std::move(file)), path_(path) {
     size_ = regular_file_size(fd(), path_);
-    read_head();
-    if (tables_.empty())
-        faults_.push_back("holds no tables: its unload did not finish");
+    read_head(how == nullptr);
     find_sections();
     for (TableInfo &table : tables_)
         if (table.fault.empty())
             read_columns(table);
+    if (how != nullptr && !is_sound())
+        salvage(*how);
+    else if (tables_.empty())
+        faults_.push_back("holds no tables: its unload did not finish");
+    for (TableInfo &table : tables_)
+        if (table.fault.empty())
+            find_surplus(fd(), path_, table);
+}
+
+// Whether header and directory say of every table where it is.
+bool DumpFile::is_sound() const {
+    return has_magic_ && faults_.empty() && !tables_.empty() &&
+           std::all_of(tables_.begin(), tables_.end(),
+                       [](const TableInfo &table) { return table.fault.empty(); });
+}
+
+// Tables are where column lists are found. What the directory says is believed where it leads to one.
+void DumpFile::salvage(const Salvage &how) {
+    const Dictionary *const dictionary = how.dictionary ? &*how.dictionary : nullptr;
+    std::erase_if(tables_, [](const TableInfo &table) { return !has_column_names(table); });
+    uint64_t begin = DIRECTORY_OFFSET + DIRECTORY_SIZE_MIN;
+    if (!tables_.empty())
+        begin = std::min_element(tables_.begin(), tables_.end(), [](const TableInfo &a, const TableInfo &b) {
+                    return a.offset < b.offset;
+                })->offset;
+    const size_t known = tables_.size();
+    for (FoundList &list : find_column_lists(fd(), path_, begin, size_)) {
+        const auto is_known = [&](const TableInfo &table) {
+            return list.offset >= table.offset && list.offset < table.rows_at;
+        };
+        if (std::none_of(tables_.begin(), tables_.begin() + static_cast<std::ptrdiff_t>(known), is_known))
+            add_found(dictionary, std::move(list));
+    }
+    if (tables_.empty())
+        throw NoDumpError(path_ + ": not a dump file, and no column lists are in it");
+    std::sort(tables_.begin(), tables_.end(),
+              [](const TableInfo &a, const TableInfo &b) { return a.offset < b.offset; });
+    for (size_t i = 0; i < tables_.size(); ++i)
+        tables_[i].end = i + 1 < tables_.size() ? tables_[i + 1].offset : size_;
+    faults_ = {"header or directory is damaged; " + std::to_string(tables_.size()) +
+               " tables found by their column lists"};
+    if (dictionary != nullptr && charset().empty()) {
+        nls_lang_ = dictionary->property("NLS_LANGUAGE") + "_" + dictionary->property("NLS_TERRITORY") + "." +
+                    dictionary->property("NLS_CHARACTERSET");
+        ncharset_ = dictionary->property("NLS_NCHAR_CHARACTERSET");
+        dbtimezone_ = dictionary->property("DBTIMEZONE");
+    }
+}
+
+void DumpFile::add_found(const Dictionary *dictionary, FoundList &&list) {
+    TableInfo table{};
+    table.offset = list.offset;
+    table.ncol = static_cast<uint32_t>(list.columns.size());
+    table.rows_at = list.offset + list.columns.size() * COL_SIZE;
+    table.columns = std::move(list.columns);
+    name_found(dictionary, table);
+    tables_.push_back(std::move(table));
+}
+
+// Names a table that the directory does not know.
+void DumpFile::name_found(const Dictionary *dictionary, TableInfo &table) {
+    table.name = "TABLE_" + std::to_string(tables_.size() + 1);
+    const Dictionary::Table *const known =
+        dictionary == nullptr ? nullptr : dictionary->find(table.columns, owner_);
+    for (const ColumnInfo &column : table.columns) {
+        const ColumnKind kind = column_kind(column.ctyp, column.national);
+        table.has_long |= kind == ColumnKind::long_text || kind == ColumnKind::long_raw;
+        table.has_lob |= kind == ColumnKind::lob;
+    }
+    if (known == nullptr)
+        return;
+    table.name = known->name;
+    table.columns = known->columns;
+    if (owner_.empty())
+        owner_ = known->owner;
 }
 
 std::string DumpFile::charset() const {
@@ -65,12 +154,13 @@ std::string DumpFile::charset() const {
     return dot == std::string::npos ? "" : nls_lang_.substr(dot + 1);
 }
 
-void DumpFile::read_head() {
-    uint8_t head[HEAD_SIZE];
+void DumpFile::read_head(bool strict) {
+    uint8_t head[HEAD_SIZE] = {};
     const size_t got = read_at(fd(), head, sizeof head, 0, path_);
-    if (got < sizeof DUMP_MAGIC || std::memcmp(head, DUMP_MAGIC, sizeof DUMP_MAGIC) != 0)
+    has_magic_ = got >= sizeof DUMP_MAGIC && std::memcmp(head, DUMP_MAGIC, sizeof DUMP_MAGIC) == 0;
+    if (strict && !has_magic_)
         throw NoDumpError(path_ + ": not a dump file");
-    if (got < sizeof head)
+    if (strict && got < sizeof head)
         throw NoDumpError(path_ + ": ends inside its header");
     owner_ = text_field(head + HEAD_OWNER, HEAD_OWNER_SIZE);
     nls_lang_ = text_field(head + HEAD_NLS_LANG, HEAD_NLS_LANG_SIZE);

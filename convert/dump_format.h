@@ -24,6 +24,7 @@ constexpr size_t HEAD_DBTIMEZONE = 256, HEAD_DBTIMEZONE_SIZE = 64;
 constexpr size_t HEAD_TAB_CNT = 320;
 
 constexpr uint64_t DIRECTORY_OFFSET = 1024;
+constexpr uint64_t DIRECTORY_SIZE_MIN = 512; // room that is kept for it in any case
 constexpr size_t TAB_SIZE = 56;
 constexpr size_t TAB_FLAG = 0, TAB_NCOL = 4, TAB_NLOB = 8, TAB_NROWS = 12, TAB_OFFSET = 16, TAB_NAME = 24;
 constexpr uint32_t TAB_FLAG_LONG = 0x1;

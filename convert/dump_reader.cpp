@@ -5,6 +5,7 @@
 
 #include "convert/dump_format.h"
 #include "format/byte_order.h"
+#include "output/console.h"
 #include "values/text_scan.h"
 
 namespace vexlo {
@@ -14,10 +15,14 @@ namespace {
 constexpr uint64_t LOOK_BACK_MAX = 0x20000;   // bytes of the row before that are searched again
 constexpr uint64_t LONG_JOINED_MAX = 4 << 20; // a LONG value up to this size is handed out in one piece
 
+// The rules of a row's entries.
 std::vector<ColumnRule> rules_of(const TableInfo &table) {
     std::vector<ColumnRule> rules;
-    for (const ColumnInfo &column : table.columns)
-        rules.push_back(column_rule(column));
+    if (table.entry_columns.empty())
+        for (const ColumnInfo &column : table.columns)
+            rules.push_back(column_rule(column));
+    for (const size_t column : table.entry_columns)
+        rules.push_back(column_rule(column == NO_COLUMN ? ColumnInfo{} : table.columns[column]));
     return rules;
 }
 
@@ -29,8 +34,9 @@ std::string bytes_text(uint64_t count) {
 
 DumpReader::DumpReader(const DumpFile &file, const TableInfo &table, size_t window_size)
     : file_(file), table_(table), window_(file.fd(), file.path(), table.rows_at, table.end, window_size),
-      scanner_(window_, rules_of(table)), finder_(window_, scanner_), fields_(table.columns.size()),
-      previous_at_(table.rows_at), previous_entries_(table.columns.size()) {}
+      scanner_(window_, rules_of(table)), finder_(window_, scanner_), fields_(scanner_.columns()),
+      columns_(table.entry_columns.empty() ? 0 : table.columns.size()), previous_at_(table.rows_at),
+      previous_entries_(scanner_.columns()) {}
 
 std::vector<Damage> DumpReader::take_damage() {
     return std::exchange(damage_, {});
@@ -141,9 +147,20 @@ bool DumpReader::resynchronise(uint64_t begin, const std::string &reason) {
     return true;
 }
 
-// Two zero bytes where the length of a value should stand read as the end of its row.
-std::string DumpReader::lost_length(uint64_t, uint64_t) {
-    return "; the row before it may have lost its last columns";
+// Two zero bytes where the length of a value should stand read as the end of its row. The bytes from `bad` up
+// to `next` are then that value, the entries behind it and their row's end.
+std::string DumpReader::lost_length(uint64_t bad, uint64_t next) {
+    window_.move_to(bad);
+    const size_t size = static_cast<size_t>(std::min<uint64_t>(next - bad, ROW_SIZE_MAX));
+    const ColumnRule &rule = scanner_.rules()[previous_entries_];
+    if (!window_.require(size) || !table_.entry_columns.empty())
+        return "";
+    const size_t value = scanner_.value_before(window_.data(), size, previous_entries_);
+    if (value == 0 || value > rule.declared || !is_sound_value(rule.kind, window_.data(), value))
+        return "; the row before it may have lost its last columns";
+    return "; the length of column \"" + printable(table_.columns[previous_entries_].name) +
+           "\" was never written to the row before it: " + bytes_text(value) +
+           " of that value, and the columns behind it, are lost";
 }
 
 // Zeros that are not rows: a part of the file that was never written, or lost. The row that they begin in is
@@ -226,7 +243,7 @@ void DumpReader::hand_out(const RowScan &scan, Row &row) {
     if (scan.long_entry != NO_ENTRY)
         join_long(scan);
     row.number = ++rows_;
-    row.fields = fields_.data();
+    row.fields = columns_.empty() ? fields_.data() : by_column();
     previous_at_ = window_.position();
     previous_entries_ = scan.entries;
     if (scan.entries == 0 && empty_rows_++ == 0)
@@ -235,6 +252,14 @@ void DumpReader::hand_out(const RowScan &scan, Row &row) {
         window_.advance(static_cast<size_t>(scan.size));
     else
         window_.move_to(window_.position() + scan.size);
+}
+
+// The fields of the columns, from those of the entries.
+const Field *DumpReader::by_column() {
+    for (size_t i = 0; i < fields_.size(); ++i)
+        if (table_.entry_columns[i] != NO_COLUMN)
+            columns_[table_.entry_columns[i]] = fields_[i];
+    return columns_.data();
 }
 
 void DumpReader::join_long(const RowScan &scan) {

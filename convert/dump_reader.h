@@ -58,6 +58,7 @@ private:
     bool is_column_list(size_t at);
     std::string lost_length(uint64_t bad, uint64_t next);
     void hand_out(const RowScan &scan, Row &row);
+    const Field *by_column();
     void join_long(const RowScan &scan);
     const uint8_t *gather_long(const RowScan &scan);
     void note(std::string text, uint64_t offset);
@@ -67,7 +68,8 @@ private:
     ByteWindow window_;
     RowScanner scanner_;
     RowFinder finder_;
-    std::vector<Field> fields_;
+    std::vector<Field> fields_;  // of the entries
+    std::vector<Field> columns_; // of the columns, where these are others
     std::vector<uint8_t> long_value_;
     std::vector<Damage> damage_;
     uint64_t rows_ = 0;

@@ -65,6 +65,10 @@ Table DumpTexts::describe(const DumpFile &dump, const TableInfo &info, Report &r
     if (table.owner.find(REPLACEMENT) != std::string::npos ||
         table.name.find(REPLACEMENT) != std::string::npos)
         table_report.loss("characters of its name or its owner's are not valid in their character set");
+    if (!info.remark.empty() && info.open)
+        table_report.loss(info.remark);
+    else if (!info.remark.empty())
+        table_report.note(info.remark);
     UniqueNames names;
     for (const ColumnInfo &column : info.columns) {
         const std::string stored = name(column.name);

@@ -70,11 +70,20 @@ FileHandle standard_input() {
                                        : copy_of_standard_input();
 }
 
-DumpFile open_dump(const std::string &path) {
-    return path == STANDARD_INPUT ? DumpFile(standard_input(), "standard input") : DumpFile(path);
+} // namespace
+
+InputFiles::InputFiles(const Options &options, Report &report) : paths_(options.files), report_(report) {
+    if (options.salvage)
+        salvage_.emplace();
+    if (!options.dictionary.empty())
+        salvage_->dictionary.emplace(options.dictionary);
 }
 
-} // namespace
+DumpFile InputFiles::open_dump(const std::string &path) const {
+    const Salvage *const salvage = salvage_ ? &*salvage_ : nullptr;
+    return path == STANDARD_INPUT ? DumpFile(standard_input(), "standard input", salvage)
+                                  : DumpFile(path, salvage);
+}
 
 std::optional<DumpFile> InputFiles::next() {
     while (next_ < paths_.size()) {

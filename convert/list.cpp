@@ -50,7 +50,8 @@ Count count_rows(const DumpFile &dump, const TableInfo &info, TableReport &repor
     losses.tell(report);
     report_end(reader, info, report);
     report.finish();
-    return {reader.rows(), !damaged && reader.ended_properly() && reader.rows() == info.nrows};
+    return {reader.rows(),
+            !damaged && reader.ended_properly() && (reader.rows() == info.nrows || !info.counted)};
 }
 
 // `text` as a JSON string; texts of dumps are UTF-8.
@@ -187,7 +188,7 @@ void list_files(const Options &options, Report &report) {
         listing = std::make_unique<JsonListing>();
     else
         listing = std::make_unique<TextListing>();
-    InputFiles files(options.files, report);
+    InputFiles files(options, report);
     while (const std::optional<DumpFile> dump = files.next()) {
         try {
             list_dump(*dump, options, selection, *listing, report);

@@ -33,6 +33,11 @@ void define_options(CLI::App &app, Options &options) {
         ->default_val(".");
     app.add_option("--charset", options.charset, "Character set of the text, in place of the dump's");
     app.add_option("--ncharset", options.ncharset, "National character set, in place of the dump's");
+    CLI::Option *salvage =
+        app.add_flag("--salvage", options.salvage, "Find the tables of dumps whose header is damaged");
+    app.add_option("--dictionary", options.dictionary,
+                   "Directory of dictionary files that name salvaged tables")
+        ->needs(salvage);
     app.add_flag("--quiet", options.quiet, "Show no progress");
     app.add_option("FILE", options.files, "Dump files, - for standard input")->required();
     app.set_version_flag("--version", "vexlo-convert " VEXLO_VERSION);

@@ -21,6 +21,8 @@ struct Options {
     std::string output = ".";          // directory, or "-" for standard output
     std::string charset;               // in place of the header's; empty for that
     std::string ncharset;              // the same of the national character set
+    bool salvage = false;   // tables are found by their column lists where the directory is damaged
+    std::string dictionary; // directory of dictionary files that name them; empty for none
     bool quiet = false;
     std::vector<std::string> files;
 };

@@ -178,4 +178,30 @@ bool RowScanner::hides_zeros(const RowScan &scan, const Field *fields) const {
     return false;
 }
 
+size_t RowScanner::value_before(const uint8_t *data, size_t size, size_t column) const {
+    if (size < MARK_SIZE || load_be16(data + size - MARK_SIZE) != ROW_END)
+        return 0;
+    for (size_t value = 1; value + MARK_SIZE <= size; ++value)
+        if (are_entries(data + value, size - value - MARK_SIZE, column + 1))
+            return value;
+    return 0;
+}
+
+// Whether the bytes are sound entries of the columns from `column` on, and nothing else.
+bool RowScanner::are_entries(const uint8_t *data, size_t size, size_t column) const {
+    size_t at = 0;
+    for (; at + MARK_SIZE <= size && column < rules_.size(); ++column) {
+        const uint16_t mark = load_be16(data + at);
+        at += MARK_SIZE;
+        if (mark == ENTRY_NULL)
+            continue;
+        const ColumnRule &rule = rules_[column];
+        if (mark == ROW_END || mark > VALUE_MAX || !rule.possible(mark) || mark > size - at ||
+            !is_sound_value(rule.kind, data + at, mark))
+            return false;
+        at += mark;
+    }
+    return at == size;
+}
+
 } // namespace vexlo

@@ -56,7 +56,12 @@ public:
     // Whether a value that is none of its column's type holds zeros enough to be the ends of rows.
     bool hides_zeros(const RowScan &scan, const Field *fields) const;
 
+    // The bytes at `data`, `size` of them, are a value of column `column` without its length, the entries of
+    // the columns behind it, and the row's end. The size of the value; 0 when they are not.
+    size_t value_before(const uint8_t *data, size_t size, size_t column) const;
+
 private:
+    bool are_entries(const uint8_t *data, size_t size, size_t column) const;
     bool bring(size_t size, size_t from, RowScan &scan, Field *fields);
     const char *take_entry(uint16_t mark, const uint8_t *data, RowScan &scan, Field *fields) const;
     const char *refused_mark(uint16_t mark) const;

@@ -97,6 +97,72 @@ TEST_F(DumpFileTest, TableCountIsComparedWithTheFile) {
     EXPECT_EQ(file.faults().size(), 1U);
 }
 
+// A dump whose header, directory or both are damaged is read by its column lists.
+TEST_F(DumpFileTest, SalvageFindsTablesByTheirColumnLists) {
+    Dump dump;
+    dump.tables = {table("EMP"), table("DEPT")};
+    dump.tables[1].columns[0].name = "DEPTNO";
+    const Bytes sound = dump_bytes(dump);
+    const vexlo::Salvage salvage{};
+    Bytes no_magic = sound, no_header = sound, nothing = sound;
+    no_magic[0] = static_cast<char>(no_magic[0] ^ 0x20);
+    no_header.replace(0, 324, Bytes(324, '\0'));
+    nothing.replace(0, 1536, Bytes(1536, '\0'));
+    for (const Bytes &damaged : {no_magic, no_header, nothing}) {
+        EXPECT_THROW(open(damaged), vexlo::NoDumpError);
+        const vexlo::DumpFile file(dir_ / "a.dat", &salvage);
+        ASSERT_EQ(file.tables().size(), 2U);
+        EXPECT_EQ(file.tables()[0].offset, 1536U);
+        EXPECT_EQ(file.tables()[0].end, file.tables()[1].offset);
+        EXPECT_EQ(file.tables()[1].columns[0].name, "DEPTNO");
+        EXPECT_EQ(file.tables()[1].end, file.size());
+        EXPECT_EQ(file.faults().size(), 1U);
+    }
+    const vexlo::DumpFile nameless(dir_ / "a.dat", &salvage);
+    EXPECT_EQ(nameless.tables()[0].name, "TABLE_1");
+    EXPECT_FALSE(nameless.tables()[0].counted);
+    write_file(dir_ / "a.dat", no_magic);
+    EXPECT_EQ(vexlo::DumpFile(dir_ / "a.dat", &salvage).tables()[0].name, "EMP");
+}
+
+TEST_F(DumpFileTest, SalvageChangesNothingOfASoundDump) {
+    Dump dump;
+    dump.tables = {table("EMP")};
+    write_file(dir_ / "a.dat", dump_bytes(dump));
+    const vexlo::Salvage salvage{};
+    const vexlo::DumpFile file(dir_ / "a.dat", &salvage);
+    EXPECT_EQ(file.tables()[0].name, "EMP");
+    EXPECT_TRUE(file.faults().empty());
+}
+
+TEST_F(DumpFileTest, DictionaryNamesSalvagedTables) {
+    const auto le32 = [](uint32_t n) { return Bytes(reinterpret_cast<const char *>(&n), sizeof n); };
+    const auto name = [](Bytes text) { return text.resize(32, '\0'), text; };
+    const auto column = [&](uint32_t flag, const char *text, uint32_t ctyp, uint32_t clen) {
+        return le32(flag) + le32(77) + le32(1) + le32(1) + le32(ctyp) + le32(clen) + name(text);
+    };
+    write_file(dir_ / "user.dat", le32(5) + le32(0) + le32(0) + le32(0) + name("SCOTT"));
+    write_file(dir_ / "obj.dat", le32(0) + le32(77) + le32(5) + le32(2) + name("EMP"));
+    write_file(dir_ / "col.dat",
+               column(0, "ID", 2, 22) + column(1, "HIDDEN", 2, 22) + column(0x1000, "NAME", 1, 10));
+    Bytes value = name("WE8ISO8859P1");
+    value.resize(128, '\0');
+    write_file(dir_ / "props.dat", name("NLS_CHARACTERSET") + value);
+    Dump dump;
+    dump.tables = {table("EMP")};
+    Bytes bytes = dump_bytes(dump);
+    bytes.replace(0, 1536, Bytes(1536, '\0'));
+    write_file(dir_ / "a.dat", bytes);
+    vexlo::Salvage salvage;
+    salvage.dictionary.emplace(dir_.path());
+    const vexlo::DumpFile file(dir_ / "a.dat", &salvage);
+    ASSERT_EQ(file.tables().size(), 1U);
+    EXPECT_EQ(file.tables()[0].name, "EMP");
+    EXPECT_EQ(file.owner(), "SCOTT");
+    EXPECT_EQ(file.charset(), "WE8ISO8859P1");
+    EXPECT_THROW(vexlo::Dictionary(dir_ / "none"), vexlo::InputError);
+}
+
 TEST_F(DumpFileTest, WhatIsNoDumpIsRefused) {
     EXPECT_THROW(open(""), vexlo::InputError);
     EXPECT_THROW(open("vexl"), vexlo::InputError);

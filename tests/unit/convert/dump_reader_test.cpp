@@ -200,6 +200,49 @@ TEST_F(DumpReaderTest, LostLengthCostsTheRestOfItsRowOnly) {
     EXPECT_TRUE(result.ended_properly);
 }
 
+TEST_F(DumpReaderTest, LineNamesTheColumnWhoseLengthWasNeverWritten) {
+    std::vector<Bytes> rows;
+    for (int i = 1; i <= 10; ++i)
+        rows.push_back(person(i));
+    rows[4] = row({value(ora_number("5")), Bytes(2, '\0') + "LOST VALUE", value(ora_date(1980, 1, 2))});
+    const Result result = read(people(rows));
+    ASSERT_EQ(result.damage.size(), 1U);
+    EXPECT_NE(
+        result.damage[0].text.find("the length of column \"NAME\" was never written to the row before it: "
+                                   "10 bytes of that value, and the columns behind it, are lost"),
+        std::string::npos)
+        << result.damage[0].text;
+}
+
+// A stored column that the column list leaves out has its values in the rows. Types and lengths tell which
+// entry it is.
+TEST_F(DumpReaderTest, EntryOfNoColumnIsLeftOut) {
+    std::vector<Bytes> rows;
+    for (int i = 1; i <= 5; ++i)
+        rows.push_back(row({value(ora_number(std::to_string(i))), value(ora_date(2000, 1, i)), value("NAME"),
+                            value(ora_date(1980, 1, i))}));
+    const Result result = read(people(rows));
+    ASSERT_EQ(result.rows.size(), 5U);
+    EXPECT_EQ(result.rows[4], (std::vector<std::string>{ora_number("5"), "NAME", ora_date(1980, 1, 5)}));
+    EXPECT_TRUE(result.damage.empty());
+}
+
+TEST_F(DumpReaderTest, EntryThatCouldBeAnyComesAsAnExtraColumn) {
+    DumpTable table{.name = "T", .columns = {{"A", 2, 22}, {"B", 2, 22}}};
+    for (int i = 1; i <= 5; ++i)
+        table.rows.push_back(row({value(ora_number("1")), value(ora_number("2")), value(ora_number("3"))}));
+    Dump dump;
+    dump.tables = {table};
+    const Result result = read_file_bytes(dump_bytes(dump));
+    ASSERT_EQ(result.rows.size(), 5U);
+    EXPECT_EQ(result.rows[0], (std::vector<std::string>{ora_number("1"), ora_number("2"), ora_number("3")}));
+    const vexlo::DumpFile file(dir_ / "a.dat");
+    ASSERT_EQ(file.tables()[0].columns.size(), 3U);
+    EXPECT_EQ(file.tables()[0].columns[2].name, "EXTRA_1");
+    EXPECT_EQ(file.tables()[0].columns[2].ctyp, 2U);
+    EXPECT_TRUE(file.tables()[0].open);
+}
+
 TEST_F(DumpReaderTest, GarbageBetweenRowsIsSkipped) {
     const Bytes garbage = "\x12\x34 this is no row at all \xFF\xFF\x01";
     const Result result =

@@ -1,0 +1,22 @@
+// Finds the tables of a dump without its directory.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "convert/column_list.h"
+
+namespace vexlo {
+
+// A column list somewhere in a file.
+struct FoundList {
+    uint64_t offset;
+    std::vector<ColumnInfo> columns;
+};
+
+// The column lists between `begin` and `end` of the file `fd`, in the order of their offsets; `path` is for
+// messages. A list is a run of column entries. Throws InputError when the file cannot be read.
+std::vector<FoundList> find_column_lists(int fd, const std::string &path, uint64_t begin, uint64_t end);
+
+} // namespace vexlo

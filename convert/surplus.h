@@ -1,0 +1,17 @@
+// Rows with more entries than their table has columns: a stored column that the column list leaves out has
+// its values in the rows all the same.
+#pragma once
+
+#include <string>
+
+#include "convert/dump_file.h"
+
+namespace vexlo {
+
+// Looks at the first rows of the table in the file `fd`. When they have more entries than there are columns,
+// finds which entry belongs to which column by the types and lengths of the values, and puts that into the
+// table. Where several ways fit, the last entries become columns EXTRA_n. `path` is for messages; throws
+// InputError.
+void find_surplus(int fd, const std::string &path, TableInfo &table);
+
+} // namespace vexlo

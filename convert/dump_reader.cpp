@@ -238,7 +238,7 @@ bool DumpReader::is_hole(const ZeroRun &run) {
 
 void DumpReader::hand_out(const RowScan &scan, Row &row) {
     for (size_t i = scan.entries; i < fields_.size(); ++i)
-        fields_[i] = {FieldKind::null, 0, nullptr};
+        fields_[i] = {FieldKind::null, 0, {nullptr}};
     row.offset = window_.position();
     if (scan.long_entry != NO_ENTRY)
         join_long(scan);
@@ -280,7 +280,7 @@ void DumpReader::join_long(const RowScan &scan) {
         value = window_.data() + scan.long_at + MARK_SIZE;
     else
         value = gather_long(scan);
-    field = {FieldKind::value, static_cast<uint32_t>(scan.long_size), value};
+    field = {FieldKind::value, static_cast<uint32_t>(scan.long_size), {value}};
 }
 
 // The chunks of a LONG value that is not in the window in one piece.

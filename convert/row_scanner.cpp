@@ -92,7 +92,7 @@ const char *RowScanner::take_entry(uint16_t mark, const uint8_t *data, RowScan &
     if (scan.entries == rules_.size())
         return mark == TABLE_END || mark == LONG_BLOCK ? refused_mark(mark) : "more entries than columns";
     Field &field = fields[scan.entries];
-    field = {FieldKind::null, 0, data};
+    field = {FieldKind::null, 0, {data}};
     if (mark <= VALUE_MAX) {
         const ColumnRule &rule = rules_[scan.entries];
         if (!rule.possible(mark))

@@ -20,7 +20,7 @@ run_vexlo() {
                if ($0 != "") print }' 3< <(printf '%s\n' "${commands[@]}")
 }
 
-scripts/packages.sh g++ cmake ninja-build gzip libsqlite3-dev libcli11-dev nlohmann-json3-dev sqlite3
+scripts/packages.sh g++ cmake ninja-build gzip libsqlite3-dev zlib1g-dev libzstd-dev libcli11-dev nlohmann-json3-dev sqlite3
 echo "Building the programs in build/demo ..."
 mkdir -p build
 (cmake --preset release -DVEXLO_TESTS=OFF -B build/demo &&

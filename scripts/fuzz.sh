@@ -16,7 +16,7 @@ can_fuzz() {
         clang++ -x c++ -fsanitize=fuzzer,address,undefined -o /dev/null - 2>/dev/null
 }
 
-scripts/packages.sh clang cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3-dev
+scripts/packages.sh clang cmake ninja-build libsqlite3-dev zlib1g-dev libzstd-dev libcli11-dev nlohmann-json3-dev
 # Some distributions pack the libraries of the fuzzer and the sanitizers by themselves.
 can_fuzz || scripts/packages.sh "libclang-rt-$(clang++ -dumpversion | cut -d. -f1)-dev"
 

@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/packages.sh g++ clang-format clang-tidy cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3-dev python3
+scripts/packages.sh g++ clang-format clang-tidy cmake ninja-build libsqlite3-dev zlib1g-dev libzstd-dev libcli11-dev nlohmann-json3-dev python3
 mapfile -t sources < <(git ls-files '*.cpp' '*.h')
 if [ "${1:-}" = --format ]; then
     clang-format -i "${sources[@]}"

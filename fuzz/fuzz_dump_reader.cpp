@@ -22,7 +22,7 @@ vexlo::FileHandle file_of(const uint8_t *data, size_t size) {
 
 void decode_table(const vexlo::DumpFile &dump, const vexlo::TableInfo &info, vexlo::DumpTexts &texts,
                   vexlo::Report &report) {
-    const vexlo::Table table = texts.describe(dump, info);
+    const vexlo::Table table = texts.describe(dump, info, report);
     vexlo::TableReport table_report(report, dump.path(), table.name);
     vexlo::CellDecoder decoder(table, texts.charsets());
     vexlo::RowLosses losses;

@@ -1,13 +1,13 @@
 // Writes the databases that the benchmarks measure: `vexlo-bench-data DIR KIND N`, with N the MiB of the one
 // table or, for the kind "dictionary", the number of columns.
-#include "sample/database.h"
-#include "sample/lob_data.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <map>
 #include <string>
+
+#include "sample/database.h"
+#include "sample/lob_data.h"
 
 namespace {
 

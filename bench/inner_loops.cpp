@@ -1,15 +1,15 @@
 // The inner loops alone, from memory.
+#include <random>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
 #include "datafile.h"
 #include "dict/selection_order.h"
 #include "format/block.h"
 #include "format/check_sum.h"
 #include "format/number_to_int.h"
 #include "value.h"
-
-#include <benchmark/benchmark.h>
-
-#include <random>
-#include <vector>
 
 namespace {
 

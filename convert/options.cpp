@@ -1,9 +1,9 @@
 #include "convert/options.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <initializer_list>
+
+#include <CLI/CLI.hpp>
 
 #include "convert/input_file.h"
 #include "output/format_flags.h"

@@ -31,22 +31,22 @@ inline uint8_t block_flags(const uint8_t *blk) {
     return blk[15];
 }
 
-/// The tail that belongs to the header of the block.
+// The tail that belongs to the header of the block.
 inline uint32_t expected_tail(const uint8_t *blk) {
     return static_cast<uint32_t>(load_le16(blk + 8)) << 16 | static_cast<uint32_t>(blk[0]) << 8 | blk[14];
 }
 
-/// The tail that the block of `bsz` bytes has.
+// The tail that the block of `bsz` bytes has.
 inline uint32_t stored_tail(const uint8_t *blk, uint32_t bsz) {
     return load_le32(blk + bsz - TAIL_SIZE);
 }
 
-/// The data object number of a block with a transaction header, as table blocks have.
+// The data object number of a block with a transaction header, as table blocks have.
 inline uint32_t block_object(const uint8_t *blk) {
     return load_le32(blk + 24);
 }
 
-/// What the transaction header of a block says of its kind: 1 rows, 2 an index, 5 LOB data.
+// What the transaction header of a block says of its kind: 1 rows, 2 an index, 5 LOB data.
 inline uint8_t transaction_type(const uint8_t *blk) {
     return blk[20];
 }

@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <optional>
 
-/// The number of different links, from `first` on, of a chain that comes back to one of its own; 0 for a
-/// chain that ends. `step(link)` is the link behind one, nothing behind the last. Takes constant memory and
-/// at most a few steps a link: a mark that moves on at doubling distances meets the round, whose length then
-/// tells where it begins.
+// The number of different links, from `first` on, of a chain that comes back to one of its own; 0 for a
+// chain that ends. `step(link)` is the link behind one, nothing behind the last. Takes constant memory and
+// at most a few steps a link: a mark that moves on at doubling distances meets the round, whose length then
+// tells where it begins.
 template <class LINK, class STEP>
 uint64_t count_looping_links(LINK first, STEP &&step) {
     LINK mark = first;

@@ -2,10 +2,10 @@
 // block, followed by `nexts` entries of 8 bytes (address of the first block, number of blocks).
 #pragma once
 
+#include <algorithm>
+
 #include "format/block.h"
 #include "format/cache_header.h"
-
-#include <algorithm>
 
 constexpr uint32_t MAPHDR_SIZE = 16;
 constexpr uint32_t NEXTS = 0; // in MAPHDR: number of entries
@@ -22,7 +22,7 @@ struct EXTENT_MAP {
     bool cut;       // the block claims more entries than fit into it
 };
 
-/// Offset of the MAPHDR in a block of the given type; 0 for a block that holds no extent map.
+// Offset of the MAPHDR in a block of the given type; 0 for a block that holds no extent map.
 inline uint32_t map_header_offset(uint8_t type) {
     switch (type) {
     case BLOCK_SEGMENT_HEADER:
@@ -37,7 +37,7 @@ inline uint32_t map_header_offset(uint8_t type) {
     }
 }
 
-/// Finds the extent map of a block; false when a block of its type has none or cannot hold one.
+// Finds the extent map of a block; false when a block of its type has none or cannot hold one.
 inline bool locate_extent_map(const BLOCK &blk, EXTENT_MAP *map) {
     const uint32_t at = map_header_offset(block_type(blk.data));
     if (at == 0 || at + MAPHDR_SIZE > blk.bsz)
@@ -48,7 +48,7 @@ inline bool locate_extent_map(const BLOCK &blk, EXTENT_MAP *map) {
     return true;
 }
 
-/// The data object number of the segment that a located map belongs to.
+// The data object number of the segment that a located map belongs to.
 inline uint32_t extent_map_object(const EXTENT_MAP &map) {
     return load_le32(map.entries - MAPHDR_SIZE + 8);
 }

@@ -25,7 +25,7 @@ constexpr uint8_t BLOCK_LOB_MANUAL = 0x1B; // freelist-managed
 constexpr uint32_t LOB_ID_SIZE = 10;
 constexpr uint32_t LOB_BLOCK_OVERHEAD = 60; // of a BasicFile block: header and tail
 
-/// The data of one BasicFile LOB block.
+// The data of one BasicFile LOB block.
 struct LOB_PAGE {
     uint32_t object;     // data object number of the LOB segment
     const uint8_t *id;   // LOB id
@@ -35,7 +35,7 @@ struct LOB_PAGE {
     uint32_t size;
 };
 
-/// Finds the data of a BasicFile LOB block. False when the block is none.
+// Finds the data of a BasicFile LOB block. False when the block is none.
 inline bool locate_lob_page(const BLOCK &blk, LOB_PAGE *page) {
     constexpr uint32_t OBJECT = 20, ID = 24, VERSION_BASE = 36, VERSION_WRAP = 40, PAGE = 44, DATA = 56;
     if (blk.bsz <= LOB_BLOCK_OVERHEAD || (blk.data[0] != BLOCK_LOB && blk.data[0] != BLOCK_LOB_MANUAL))
@@ -50,7 +50,7 @@ inline bool locate_lob_page(const BLOCK &blk, LOB_PAGE *page) {
     return true;
 }
 
-/// The data of one SecureFile LOB block.
+// The data of one SecureFile LOB block.
 struct SECURE_PAGE {
     uint32_t object;
     const uint8_t *id;
@@ -59,8 +59,8 @@ struct SECURE_PAGE {
     uint32_t room; // bytes that the block has room for
 };
 
-/// Finds the data of a SecureFile block. False when the block holds no LOB data or says that more of it is in
-/// use than it has room for.
+// Finds the data of a SecureFile block. False when the block holds no LOB data or says that more of it is in
+// use than it has room for.
 inline bool locate_secure_page(const BLOCK &blk, SECURE_PAGE *page) {
     constexpr uint8_t LOCAL_LOBS = 5;
     constexpr uint32_t FLAG = 6, ID = 8, USED = 48, DATA = 52, TAIL = 4;
@@ -76,14 +76,14 @@ inline bool locate_secure_page(const BLOCK &blk, SECURE_PAGE *page) {
     return true;
 }
 
-/// A leaf block of a LOB index.
+// A leaf block of a LOB index.
 struct LOB_INDEX_LEAF {
     BLOCK blk;
     uint32_t kdxco;
     uint32_t rows;
 };
 
-/// One row of it.
+// One row of it.
 struct LOB_INDEX_ROW {
     const uint8_t *id;
     uint32_t page;       // of the first address
@@ -95,7 +95,7 @@ constexpr uint32_t LOB_INDEX_ADDRESSES = 8;      // in a row of a page above 0
 constexpr uint32_t LOB_INDEX_HEAD_ADDRESSES = 4; // in the row of page 0, behind blocks and bytes
 constexpr uint32_t LOB_INDEX_DIRECTORY = 36;     // offset of the row directory from kdxco
 
-/// Finds the rows of a LOB index leaf. False when the block is none or its directory leaves it.
+// Finds the rows of a LOB index leaf. False when the block is none or its directory leaves it.
 inline bool locate_lob_leaf(const BLOCK &blk, LOB_INDEX_LEAF *leaf) {
     constexpr uint8_t INDEX = 2;
     constexpr uint32_t LEVEL = 0, COLUMNS = 3, ROWS = 8, DATA_SIZE = 28;
@@ -113,8 +113,8 @@ inline bool locate_lob_leaf(const BLOCK &blk, LOB_INDEX_LEAF *leaf) {
     return true;
 }
 
-/// Reads row `i`, below leaf.rows. False for a deleted row and for one that leaves the block or has no such
-/// key.
+// Reads row `i`, below leaf.rows. False for a deleted row and for one that leaves the block or has no such
+// key.
 inline bool lob_index_row(const LOB_INDEX_LEAF &leaf, uint32_t i, LOB_INDEX_ROW *row) {
     constexpr uint8_t DELETED = 0x01;
     constexpr uint32_t DATA = 2, KEY = DATA + LOB_INDEX_DATA, PAGE = KEY + 1 + LOB_ID_SIZE, SIZE = PAGE + 5;

@@ -30,19 +30,19 @@ constexpr int KEY_NEXT = KEY_PREVIOUS + ROWID_SIZE;   // and in the block behind
 constexpr int KEY_DATA = KEY_NEXT + ROWID_SIZE;       // its column values
 static_assert(KEY_DATA == 19);
 
-/// The number of column values in a piece.
+// The number of column values in a piece.
 inline int column_count(const uint8_t *piece) {
     return piece[PIECE_COLUMNS];
 }
 
-/// True for a key row of one piece. Keys in several pieces are not followed.
+// True for a key row of one piece. Keys in several pieces are not followed.
 inline bool is_whole_key_row(const uint8_t *row) {
     constexpr uint8_t WHOLE = ROW_HEAD | ROW_FIRST | ROW_LAST;
     return (row[PIECE_FLAGS] & WHOLE) == WHOLE;
 }
 
-/// Reads a row address, big-endian block address and slot, and steps behind it. False when it leaves [p,
-/// end).
+// Reads a row address, big-endian block address and slot, and steps behind it. False when it leaves [p,
+// end).
 inline bool next_address(const uint8_t *&p, const uint8_t *end, uint32_t *rdba, uint16_t *slot) {
     if (end - p < ROWID_SIZE)
         return false;

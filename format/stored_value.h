@@ -4,15 +4,15 @@
 
 #include "format/byte_order.h"
 
-/// One stored column value.
+// One stored column value.
 struct VALUE {
     const uint8_t *data;
     uint32_t len;
     bool null;
 };
 
-/// Reads the value at `p` and steps behind it. A first byte up to 0xFD is the length, 0xFE announces a 16-bit
-/// little-endian length, 0xFF is NULL. False when the value leaves [p, end).
+// Reads the value at `p` and steps behind it. A first byte up to 0xFD is the length, 0xFE announces a 16-bit
+// little-endian length, 0xFF is NULL. False when the value leaves [p, end).
 inline bool next_value(const uint8_t *&p, const uint8_t *end, VALUE *value) {
     if (p >= end)
         return false;
@@ -34,7 +34,7 @@ inline bool next_value(const uint8_t *&p, const uint8_t *end, VALUE *value) {
     return true;
 }
 
-/// As next_value for a value that continues in another piece: 0xFF is a plain length there.
+// As next_value for a value that continues in another piece: 0xFF is a plain length there.
 inline bool next_cut_value(const uint8_t *&p, const uint8_t *end, VALUE *value) {
     if (p >= end || *p != 0xFF)
         return next_value(p, end, value);
@@ -45,6 +45,6 @@ inline bool next_cut_value(const uint8_t *&p, const uint8_t *end, VALUE *value) 
     return true;
 }
 
-/// The position behind `ncol` encoded column values at `p`, or null when one of them leaves [p, end). With
-/// `ncol` of 0 or less `p` itself.
+// The position behind `ncol` encoded column values at `p`, or null when one of them leaves [p, end). With
+// `ncol` of 0 or less `p` itself.
 const uint8_t *skip_columns(const uint8_t *p, const uint8_t *end, int32_t ncol);

@@ -21,20 +21,20 @@
 //   int size_error(uint32_t rdba)              spend was false for this run
 #pragma once
 
+#include <algorithm>
+
 #include "format/chain_loop.h"
 #include "format/extent_map.h"
 
-#include <algorithm>
-
-/// Buffers of a walk: `hblk` for one block, `buf` of `size` bytes for runs of blocks.
+// Buffers of a walk: `hblk` for one block, `buf` of `size` bytes for runs of blocks.
 struct WALK_BUFFERS {
     uint8_t *hblk;
     uint8_t *buf;
     int64_t size;
 };
 
-/// The number of different blocks in a chain of map blocks that comes back to one of its own, from `first`
-/// on. 0 for a chain that ends by itself.
+// The number of different blocks in a chain of map blocks that comes back to one of its own, from `first`
+// on. 0 for a chain that ends by itself.
 template <class SEGMENT>
 uint64_t looping_maps(SEGMENT &segment, uint32_t first) {
     return count_looping_links(first, [&](uint32_t rdba) -> std::optional<uint32_t> {
@@ -44,9 +44,9 @@ uint64_t looping_maps(SEGMENT &segment, uint32_t first) {
     });
 }
 
-/// Reads one extent in runs as long as the buffer allows and hands over the blocks that were delivered whole.
-/// An extent that runs past the end of its file is no error (unless check values are verified): the rest of
-/// it is passed over.
+// Reads one extent in runs as long as the buffer allows and hands over the blocks that were delivered whole.
+// An extent that runs past the end of its file is no error (unless check values are verified): the rest of
+// it is passed over.
 template <class SEGMENT>
 int walk_extent(SEGMENT &segment, const WALK_BUFFERS &buffers, uint32_t dba, uint32_t len) {
     while (len != 0) {
@@ -87,8 +87,8 @@ int walk_map(SEGMENT &segment, const WALK_BUFFERS &buffers, const EXTENT_MAP &ma
     return 0;
 }
 
-/// Reads the map block at `rdba` into `hblk` and finds its map. Returns 0 or what the segment returns for the
-/// failure.
+// Reads the map block at `rdba` into `hblk` and finds its map. Returns 0 or what the segment returns for the
+// failure.
 template <class SEGMENT>
 int read_map(SEGMENT &segment, uint32_t rdba, uint8_t *hblk, EXTENT_MAP *map) {
     const auto *file = segment.find(rdba);
@@ -103,8 +103,8 @@ int read_map(SEGMENT &segment, uint32_t rdba, uint8_t *hblk, EXTENT_MAP *map) {
     return 0;
 }
 
-/// Walks the whole segment whose header is at `hdba`. Returns 0, or the negative result of `segment` with
-/// which it ended. A chain of map blocks that loops is walked once round and is a failure then.
+// Walks the whole segment whose header is at `hdba`. Returns 0, or the negative result of `segment` with
+// which it ended. A chain of map blocks that loops is walked once round and is a failure then.
 template <class SEGMENT>
 int walk_segment(SEGMENT &segment, uint32_t hdba, const WALK_BUFFERS &buffers) {
     uint64_t loop = 0, walked = 0;

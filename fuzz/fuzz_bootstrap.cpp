@@ -1,11 +1,10 @@
 // bootstrap$: the statements in it, and the blocks that hold them. Input: a byte of options, then either
 // statements separated by NUL or blocks.
-#include "harness.h"
-
-#include "dict/bootstrap.h"
-
 #include <algorithm>
 #include <vector>
+
+#include "dict/bootstrap.h"
+#include "harness.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // Command lines over a small loaded dictionary. Input: lines of text.
-#include "harness.h"
-
 #include <algorithm>
 #include <cstring>
 #include <vector>
+
+#include "harness.h"
 
 namespace {
 

@@ -1,12 +1,11 @@
 // The configuration file and the datafile list. Input: the text of the one, a NUL, the text of the other.
-#include "harness.h"
-
-#include "datafile.h"
-#include "load_config.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+
+#include "datafile.h"
+#include "harness.h"
+#include "load_config.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     static const fuzz::MemoryFile config, list;

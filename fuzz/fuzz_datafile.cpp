@@ -1,15 +1,14 @@
 // Block 0 and the file header block of a datafile. Input: a byte of options, 64 bytes of block 0, then what
 // stands at the place that block 0 gives the header.
-#include "format/check_sum.h"
-#include "harness.h"
-
-#include "datafile.h"
-#include "format/byte_order.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
+
+#include "datafile.h"
+#include "format/byte_order.h"
+#include "format/check_sum.h"
+#include "harness.h"
 
 namespace {
 

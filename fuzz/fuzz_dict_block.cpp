@@ -1,9 +1,8 @@
 // The twelve dictionary row decoders. Input: the decoder, the table number in the cluster, the room for
 // records, the block size, the block, and behind it the blocks from address 1 on, which migrated rows may
 // lead to.
-#include "harness.h"
-
 #include "dict/row_decoders.h"
+#include "harness.h"
 
 namespace {
 

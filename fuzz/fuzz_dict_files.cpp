@@ -1,9 +1,8 @@
 // Dictionary files through their sorts, load, list, desc and unload. Input: a byte of options, then for each
 // file its length in 16 bits and its bytes.
-#include "harness.h"
-
 #include "dict/sort.h"
 #include "dict_array.h"
+#include "harness.h"
 
 namespace {
 

@@ -4,17 +4,17 @@
 // and as a run in memory without the short way for ordinary rows. What comes out must be the same. Input: a
 // byte of options, the table number, how full the cache is (16 bits), the number of columns and a byte for
 // each, then the blocks of relative file 1 from address 1 on.
-#include "harness.h"
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
 
 #include "data/lob_value.h"
 #include "data/long_value.h"
 #include "data/ordinary_row.h"
 #include "datafile.h"
-
-#include <algorithm>
-#include <cstring>
-#include <unistd.h>
-#include <vector>
+#include "harness.h"
 
 namespace {
 

@@ -1,13 +1,12 @@
 // Segment headers and extent maps, through the unload of a table, the export of a dictionary table, and the
 // whole export from bootstrap$ on. Input: a byte of options, the address of
 // the header, then the blocks of the one file from address 1 on.
-#include "harness.h"
+#include <vector>
 
 #include "data/segment.h"
 #include "datafile.h"
 #include "dict/export.h"
-
-#include <vector>
+#include "harness.h"
 
 namespace {
 

@@ -1,5 +1,16 @@
 #include "harness.h"
 
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
 #include "command_map.h"
 #include "console.h"
 #include "datafile.h"
@@ -7,16 +18,6 @@
 #include "dict_array.h"
 #include "format/byte_order.h"
 #include "text.h"
-
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace fuzz {
 
@@ -200,8 +201,8 @@ void require(bool holds, const char *what) {
 
 } // namespace fuzz
 
-/// The program's own output goes nowhere: the C library takes its standard streams from these two variables,
-/// while the fuzzer keeps the stream it began with.
+// The program's own output goes nowhere: the C library takes its standard streams from these two variables,
+// while the fuzzer keeps the stream it began with.
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     stdout = fopen("/dev/null", "w");
     stderr = fopen("/dev/null", "w");

@@ -2,20 +2,20 @@
 // every run.
 #pragma once
 
-#include "format/block.h"
-#include "vexlo.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
 
+#include "format/block.h"
+#include "vexlo.h"
+
 namespace fuzz {
 
 using Bytes = std::span<const uint8_t>;
 
-/// The bytes of one input, taken from the front. Behind its end numbers are 0.
+// The bytes of one input, taken from the front. Behind its end numbers are 0.
 class Input {
 public:
     Input(const uint8_t *data, size_t size) : left_(data, size) {}
@@ -24,10 +24,10 @@ public:
     uint16_t u16();
     uint32_t u32();
 
-    /// The next `n` bytes, fewer when the input ends.
+    // The next `n` bytes, fewer when the input ends.
     Bytes bytes(size_t n);
 
-    /// All bytes that are left.
+    // All bytes that are left.
     Bytes rest() { return bytes(left_.size()); }
 
     bool empty() const { return left_.empty(); }
@@ -36,8 +36,8 @@ private:
     Bytes left_;
 };
 
-/// A heap block of exactly the bytes of one database block, zero behind the end of `bytes`, so that a step
-/// beyond it is noticed.
+// A heap block of exactly the bytes of one database block, zero behind the end of `bytes`, so that a step
+// beyond it is noticed.
 class HeapBlock {
 public:
     HeapBlock(Bytes bytes, uint32_t bsz);
@@ -50,36 +50,36 @@ private:
     uint32_t bsz_;
 };
 
-/// A file without a name, that lives as long as the process.
+// A file without a name, that lives as long as the process.
 class MemoryFile {
 public:
     MemoryFile();
 
     int fd() const { return fd_; }
 
-    /// A path under which the file can be opened.
+    // A path under which the file can be opened.
     std::string path() const;
 
-    /// Makes `before` zero bytes and `bytes` the whole content.
+    // Makes `before` zero bytes and `bytes` the whole content.
     void assign(Bytes bytes, size_t before = 0) const;
 
 private:
     int fd_;
 };
 
-/// Directories of this process, below $TMPDIR or in memory, which are removed at its end.
+// Directories of this process, below $TMPDIR or in memory, which are removed at its end.
 const std::string &dict_directory();
 const std::string &data_directory();
 
-/// Takes the place of a dump file; empty at the start of a run.
+// Takes the place of a dump file; empty at the start of a run.
 const MemoryFile &dump_file();
 
-/// Writes the file `name` of the dictionary directory.
+// Writes the file `name` of the dictionary directory.
 void write_dict_file(const char *name, Bytes bytes);
 
-/// One run: while it lives, the context is as main leaves it before the first command, with the directories
-/// above and no datafile. Afterwards everything is freed and the data directory is empty again; a descriptor
-/// that stayed open is a finding.
+// One run: while it lives, the context is as main leaves it before the first command, with the directories
+// above and no datafile. Afterwards everything is freed and the data directory is empty again; a descriptor
+// that stayed open is a finding.
 class Run {
 public:
     Run();
@@ -88,13 +88,13 @@ public:
     Run &operator=(const Run &) = delete;
 };
 
-/// Adds an open datafile to the context. Its block 0 has the size of the others. `file` stays open.
+// Adds an open datafile to the context. Its block 0 has the size of the others. `file` stays open.
 void add_datafile(const MemoryFile &file, uint32_t tsn, uint32_t rfn, uint32_t bsz, uint32_t flag = 0);
 
-/// Calls the handler of the command in `line` as the prompt loop does.
+// Calls the handler of the command in `line` as the prompt loop does.
 void run_command(const std::string &line);
 
-/// Ends the process with a finding when `holds` is false.
+// Ends the process with a finding when `holds` is false.
 void require(bool holds, const char *what);
 
 } // namespace fuzz

@@ -1,10 +1,5 @@
 // make_corpus DIR: writes the seeds of every fuzz target into DIR/<target>. The layouts of the inputs are
 // told at the top of each target.
-#include "sample/bootstrap.h"
-#include "sample/database.h"
-#include "sample/system_tables.h"
-#include "vexlo.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -12,6 +7,11 @@
 #include <fstream>
 #include <map>
 #include <stdexcept>
+
+#include "sample/bootstrap.h"
+#include "sample/database.h"
+#include "sample/system_tables.h"
+#include "vexlo.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 #include "output/sqlite_target.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
-
-#include <strings.h>
 
 namespace vexlo {
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <map>
+
 #include <nlohmann/json.hpp>
 
 #include "rescue/open_database.h"

@@ -1,10 +1,10 @@
 #include "rescue/options.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <iostream>
 #include <thread>
+
+#include <CLI/CLI.hpp>
 
 #include "output/console.h"
 #include "output/format_flags.h"

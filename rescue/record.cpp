@@ -10,9 +10,10 @@
 #include <ctime>
 #include <fstream>
 #include <iterator>
-#include <nlohmann/json.hpp>
 #include <type_traits>
 #include <utility>
+
+#include <nlohmann/json.hpp>
 
 #include "output/file_handle.h"
 #include "output/output_file.h"

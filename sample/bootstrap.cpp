@@ -1,10 +1,10 @@
 #include "bootstrap.h"
 
-#include "system_tables.h"
-#include "vexlo.h"
-
 #include <algorithm>
 #include <stdexcept>
+
+#include "system_tables.h"
+#include "vexlo.h"
 
 namespace sample {
 

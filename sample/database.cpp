@@ -1,14 +1,14 @@
 #include "database.h"
 
-#include "dictionary.h"
-#include "system_tables.h"
-#include "vexlo.h"
-
 #include <algorithm>
 #include <cctype>
 #include <fstream>
 #include <stdexcept>
 #include <utility>
+
+#include "dictionary.h"
+#include "system_tables.h"
+#include "vexlo.h"
 
 namespace sample {
 

@@ -1,9 +1,9 @@
 // A whole synthetic database: tablespaces, tables with their rows, and the dictionary that describes them.
 #pragma once
 
-#include "model.h"
-
 #include <functional>
+
+#include "model.h"
 
 namespace sample {
 

@@ -1,15 +1,16 @@
 #include "datafile.h"
 
-#include "vexlo.h"
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <fcntl.h>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
-#include <unistd.h>
 #include <utility>
+
+#include "vexlo.h"
 
 namespace sample {
 

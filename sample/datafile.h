@@ -1,10 +1,10 @@
 // Datafiles: block 0, the header block, and blocks written at their addresses as they come.
 #pragma once
 
-#include "block.h"
-
 #include <filesystem>
 #include <string>
+
+#include "block.h"
 
 namespace sample {
 

@@ -1,8 +1,8 @@
 #include "demo.h"
 
-#include "vexlo.h"
-
 #include <utility>
+
+#include "vexlo.h"
 
 namespace sample {
 

@@ -1,8 +1,7 @@
-#include "demo.h"
-
-#include "vexlo.h"
-
 #include <string>
+
+#include "demo.h"
+#include "vexlo.h"
 
 namespace sample {
 

@@ -1,6 +1,6 @@
-#include "demo.h"
-
 #include <string>
+
+#include "demo.h"
 
 namespace sample {
 

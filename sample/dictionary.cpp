@@ -1,13 +1,13 @@
 #include "dictionary.h"
 
+#include <algorithm>
+#include <stdexcept>
+#include <unordered_map>
+
 #include "bootstrap.h"
 #include "lob_locator.h"
 #include "system_tables.h"
 #include "vexlo.h"
-
-#include <algorithm>
-#include <stdexcept>
-#include <unordered_map>
 
 namespace sample {
 

@@ -1,9 +1,9 @@
 // The rows of the dictionary tables that describe a model.
 #pragma once
 
-#include "model.h"
-
 #include <functional>
+
+#include "model.h"
 
 namespace sample {
 

@@ -1,10 +1,10 @@
 // The data of LOBs, made of the place they belong to: any wrong page, block or byte shows.
 #pragma once
 
-#include "bytes.h"
-
 #include <string>
 #include <string_view>
+
+#include "bytes.h"
 
 namespace sample {
 

@@ -1,11 +1,11 @@
 #include "lob_segment.h"
 
-#include "index_segment.h"
-#include "zlib_stream.h"
-
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
+
+#include "index_segment.h"
+#include "zlib_stream.h"
 
 namespace sample {
 

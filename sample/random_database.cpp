@@ -1,9 +1,9 @@
 #include "random_database.h"
 
+#include <algorithm>
+
 #include "lob_data.h"
 #include "vexlo.h"
-
-#include <algorithm>
 
 namespace sample {
 

@@ -1,12 +1,12 @@
 #include "random_value.h"
 
-#include "vexlo.h"
-
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
+
+#include "vexlo.h"
 
 namespace sample {
 

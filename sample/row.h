@@ -1,9 +1,9 @@
 // Row pieces: their encoding, and the cutting of a row into pieces.
 #pragma once
 
-#include "value.h"
-
 #include <span>
+
+#include "value.h"
 
 namespace sample {
 

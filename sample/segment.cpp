@@ -1,10 +1,10 @@
 #include "segment.h"
 
-#include "vexlo.h"
-
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
+
+#include "vexlo.h"
 
 namespace sample {
 

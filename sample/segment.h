@@ -1,9 +1,9 @@
 // Segments: their extents and the extent maps that list them.
 #pragma once
 
-#include "tablespace.h"
-
 #include <map>
+
+#include "tablespace.h"
 
 namespace sample {
 

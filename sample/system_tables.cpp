@@ -1,10 +1,10 @@
 #include "system_tables.h"
 
-#include "vexlo.h"
-
 #include <algorithm>
 #include <sstream>
 #include <stdexcept>
+
+#include "vexlo.h"
 
 namespace sample {
 

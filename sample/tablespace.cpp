@@ -1,8 +1,8 @@
 #include "tablespace.h"
 
-#include "vexlo.h"
-
 #include <stdexcept>
+
+#include "vexlo.h"
 
 namespace sample {
 

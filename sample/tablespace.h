@@ -1,9 +1,9 @@
 // Tablespaces: extents handed out from their datafiles, and blocks written at their addresses.
 #pragma once
 
-#include "datafile.h"
-
 #include <memory>
+
+#include "datafile.h"
 
 namespace sample {
 

@@ -2,10 +2,10 @@
 // (never written by a real database) empty value.
 #pragma once
 
-#include "bytes.h"
-
 #include <optional>
 #include <string_view>
+
+#include "bytes.h"
 
 namespace sample {
 

@@ -1,10 +1,10 @@
 // vexlo-sample: writes the demonstration database into a directory.
-#include "demo.h"
-
 #include <charconv>
 #include <cstdio>
 #include <exception>
 #include <string_view>
+
+#include "demo.h"
 
 namespace {
 

@@ -1,14 +1,14 @@
 // Heap memory that may be short.
 #pragma once
 
-#include "console.h"
-
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
-/// A heap block for `count` records, which free releases; one for no records is a block too. Null after
-/// "allocate memory %d bytes error: %s\n".
+#include "console.h"
+
+// A heap block for `count` records, which free releases; one for no records is a block too. Null after
+// "allocate memory %d bytes error: %s\n".
 template <class REC>
 REC *allocate(size_t count) {
     const size_t bytes = count * sizeof(REC);

@@ -1,6 +1,6 @@
-#include "datafile.h"
-
 #include <unistd.h>
+
+#include "datafile.h"
 
 int close_datafile() {
     for (uint32_t i = 0; i < g_ctx.sys.nf; i++) {

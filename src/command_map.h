@@ -1,8 +1,8 @@
 // The console's command table.
 #pragma once
 
-/// A command handler: takes the argument text behind the command word (writable, NUL-terminated, no leading
-/// blanks), prints its own messages and returns a negative value when the command failed.
+// A command handler: takes the argument text behind the command word (writable, NUL-terminated, no leading
+// blanks), prints its own messages and returns a negative value when the command failed.
 typedef int (*cmd_handle)(char *args);
 
 struct COMMAND_MAP {
@@ -10,7 +10,7 @@ struct COMMAND_MAP {
     cmd_handle cmd_function;
 };
 
-/// Searched in order; an entry with an empty name ends it.
+// Searched in order; an entry with an empty name ends it.
 extern const COMMAND_MAP command_map[9];
 
 int help_handle(char *args);

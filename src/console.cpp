@@ -1,10 +1,10 @@
 #include "console.h"
 
-#include "vexlo.h"
-
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+
+#include "vexlo.h"
 
 namespace {
 

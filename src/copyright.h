@@ -1,4 +1,4 @@
 #pragma once
 
-/// Writes the start-up banner to standard error.
+// Writes the start-up banner to standard error.
 void show_copyright();

@@ -1,11 +1,12 @@
 #include "create_file.h"
 
-#include "vexlo.h"
-
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <cerrno>
+
+#include "vexlo.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include "format/walk_segment.h"
 #include "read_budget.h"
 
-/// What all such segments share; a SEGMENT of walk_segment.h adds the rest. Each error prints its message and
-/// returns -1.
+// What all such segments share; a SEGMENT of walk_segment.h adds the rest. Each error prints its message and
+// returns -1.
 struct DATAFILE_SEGMENT {
     READ_BUDGET budget;
 
@@ -24,7 +24,7 @@ struct DATAFILE_SEGMENT {
     int size_error(uint32_t rdba) const;
 };
 
-/// Walks the whole segment whose header is at `hdba`. Returns 0, or a negative value after a message.
+// Walks the whole segment whose header is at `hdba`. Returns 0, or a negative value after a message.
 template <class SEGMENT>
 int walk_datafile_segment(SEGMENT &segment, uint32_t hdba, const WALK_BUFFERS &buffers) {
     segment.budget = begin_budget(segment.find(hdba));

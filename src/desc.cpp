@@ -1,9 +1,9 @@
+#include <cstdio>
+
 #include "command_map.h"
 #include "console.h"
 #include "dict_array.h"
 #include "value.h"
-
-#include <cstdio>
 
 int desc_handle(char *args) {
     if (!is_loaded(COL_TABLE)) {

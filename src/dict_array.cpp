@@ -1,9 +1,9 @@
 #include "dict_array.h"
 
+#include <cstring>
+
 #include "console.h"
 #include "text.h"
-
-#include <cstring>
 
 const OBJ *object_at(uint32_t oi) {
     const std::span<OBJ> objects = held(OBJ_TABLE);

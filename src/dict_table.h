@@ -2,14 +2,14 @@
 // sorts and the listings take it from here.
 #pragma once
 
-#include "vexlo.h"
-
 #include <tuple>
 
-/// Where the export learns of a table's segment, besides a place in special_tables.
+#include "vexlo.h"
+
+// Where the export learns of a table's segment, besides a place in special_tables.
 constexpr int IN_BOOTSTRAP = -1; // from a statement of bootstrap$
 
-/// What can be said of a table whatever its records are.
+// What can be said of a table whatever its records are.
 struct DICT_FACTS {
     const char *table;       // its name in the database
     const char *label;       // the same in progress lines, which add the dollar sign
@@ -19,7 +19,7 @@ struct DICT_FACTS {
     int segment;             // IN_BOOTSTRAP or its place in special_tables
 };
 
-/// A table whose records are REC.
+// A table whose records are REC.
 template <class REC>
 struct DICT_TABLE : DICT_FACTS {
     REC *ZUKCTX::*array; // slot of the loaded records; null for a table that has none
@@ -51,8 +51,8 @@ inline constexpr DICT_TABLE<TABPART> TABCOMPART_TABLE{
 inline constexpr DICT_TABLE<PROPS> PROPS_TABLE{{"PROPS$", "props", "props", "property", &ZUKSYS::nobj, 4},
                                                nullptr};
 
-/// The tables that bootstrap$ does not describe. The sorts of OBJ$ and TAB$ find their segments and fill
-/// vectors in this order.
+// The tables that bootstrap$ does not describe. The sorts of OBJ$ and TAB$ find their segments and fill
+// vectors in this order.
 inline constexpr const DICT_FACTS *special_tables[] = {&LOB_TABLE, &TABPART_TABLE, &TABSUBPART_TABLE,
                                                        &TABCOMPART_TABLE, &PROPS_TABLE};
 constexpr int SPECIAL_TABLES = 5;
@@ -64,7 +64,7 @@ static_assert([] {
     return true;
 }());
 
-/// The tables that have arrays, in the order in which they are loaded.
+// The tables that have arrays, in the order in which they are loaded.
 inline constexpr std::tuple loaded_tables(USER_TABLE, TS_TABLE, OBJ_TABLE, TAB_TABLE, COL_TABLE,
                                           TABPART_TABLE, TABCOMPART_TABLE, TABSUBPART_TABLE, LOB_TABLE,
                                           IND_TABLE);

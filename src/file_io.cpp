@@ -1,7 +1,8 @@
 #include "file_io.h"
 
-#include <cerrno>
 #include <unistd.h>
+
+#include <cerrno>
 
 // Calls transfer(done) until `len` bytes are through, it delivers nothing, or it fails. Returns the bytes
 // transferred, or -1 with errno set.

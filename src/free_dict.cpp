@@ -1,6 +1,6 @@
-#include "dict_array.h"
-
 #include <cstdlib>
+
+#include "dict_array.h"
 
 void free_records(void *array) {
     if (!in_work_buffer(array))

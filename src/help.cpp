@@ -1,6 +1,6 @@
-#include "command_map.h"
-
 #include <cstdio>
+
+#include "command_map.h"
 
 static const char help_text[] = R"(
 help          show this information

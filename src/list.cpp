@@ -1,11 +1,11 @@
+#include <cstdio>
+#include <cstring>
+#include <optional>
+
 #include "command_map.h"
 #include "console.h"
 #include "dict_array.h"
 #include "text.h"
-
-#include <cstdio>
-#include <cstring>
-#include <optional>
 
 namespace {
 

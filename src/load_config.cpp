@@ -1,11 +1,11 @@
 #include "load_config.h"
 
+#include <cstring>
+
 #include "console.h"
 #include "text.h"
 #include "text_lines.h"
 #include "vexlo.h"
-
-#include <cstring>
 
 namespace {
 

@@ -1,11 +1,11 @@
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
 #include "console.h"
 #include "datafile.h"
 #include "text.h"
 #include "text_lines.h"
-
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
 
 namespace {
 

@@ -1,13 +1,14 @@
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstring>
+
 #include "console.h"
 #include "datafile.h"
 #include "file_io.h"
 #include "format/byte_order.h"
 #include "format/check_sum.h"
 #include "format/file_header.h"
-
-#include <cerrno>
-#include <cstring>
-#include <fcntl.h>
 
 namespace {
 

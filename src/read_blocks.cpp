@@ -1,11 +1,11 @@
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
 #include "console.h"
 #include "datafile.h"
 #include "file_io.h"
 #include "format/check_sum.h"
-
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 uint32_t block_offset(const DATAFILE *df, uint32_t rdba) {
     const uint32_t block = (df->flag & DF_BIGFILE) != 0 ? rdba : rdba & RDBA_BLOCK_MASK;

@@ -1,9 +1,9 @@
+#include <cstdio>
+#include <cstring>
+
 #include "command_map.h"
 #include "console.h"
 #include "text.h"
-
-#include <cstdio>
-#include <cstring>
 
 int set_user_handle(char *args) {
     char *name = end_first_word(args);

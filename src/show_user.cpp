@@ -1,9 +1,9 @@
+#include <cstdio>
+#include <cstring>
+
 #include "command_map.h"
 #include "console.h"
 #include "vexlo.h"
-
-#include <cstdio>
-#include <cstring>
 
 int show_user_handle(char *args) {
     if (strcmp(args, "user") != 0) {

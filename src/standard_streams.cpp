@@ -1,8 +1,9 @@
 #include "standard_streams.h"
 
 #include <fcntl.h>
-#include <initializer_list>
 #include <unistd.h>
+
+#include <initializer_list>
 
 // In rising order, because a new descriptor gets the lowest number that is free.
 int open_standard_streams() {

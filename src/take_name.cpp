@@ -1,6 +1,6 @@
-#include "text.h"
-
 #include <cstring>
+
+#include "text.h"
 
 char *end_first_word(char *text) {
     char *end = text + strcspn(text, " \t");

@@ -1,9 +1,9 @@
 #include "text_lines.h"
 
-#include "console.h"
-
 #include <cerrno>
 #include <cstring>
+
+#include "console.h"
 
 FILE *open_text(const char *path) {
     FILE *file = fopen(path, "r");

@@ -1,6 +1,6 @@
-#include "text.h"
-
 #include <cstring>
+
+#include "text.h"
 
 static bool is_space(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';

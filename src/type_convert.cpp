@@ -1,8 +1,7 @@
-#include "value.h"
-
-#include "vexlo.h"
-
 #include <cstdio>
+
+#include "value.h"
+#include "vexlo.h"
 
 namespace {
 

@@ -1,3 +1,9 @@
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
 #include "column.h"
 #include "command_map.h"
 #include "console.h"
@@ -6,11 +12,6 @@
 #include "data/segment.h"
 #include "dict_array.h"
 #include "text.h"
-
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <unistd.h>
 
 namespace {
 

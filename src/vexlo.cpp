@@ -1,6 +1,16 @@
 // Start-up, the prompt loop and shutdown.
 #include "vexlo.h"
 
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
 #include "command_map.h"
 #include "console.h"
 #include "copyright.h"
@@ -9,15 +19,6 @@
 #include "load_config.h"
 #include "standard_streams.h"
 #include "text.h"
-
-#include <cerrno>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <sys/mman.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 namespace {
 

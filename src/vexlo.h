@@ -6,10 +6,10 @@
 // load that stopped half-way may point anywhere: compare it before use (see dict_array.h).
 #pragma once
 
-#include "format/block_address.h"
-
 #include <cstddef>
 #include <cstdint>
+
+#include "format/block_address.h"
 
 constexpr int WORK_SIZE = 0x800000; // bytes of the work buffer
 constexpr int NAME_SIZE = 32;       // bytes of a name, its NUL included

@@ -3,12 +3,12 @@
 // behind it must be readable, though not initialised to anything.
 #pragma once
 
-#include "values/sse2.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
+
+#include "values/sse2.h"
 
 namespace vexlo {
 

@@ -51,26 +51,26 @@ constexpr uint16_t MARK_NULL = 0xFFFE;
 constexpr uint16_t MARK_TABLE_END = 0xFFFF;
 constexpr int MARK_SIZE = 2;
 
-/// Fills the HEAD_INFO at the start of the work buffer, except `owner` and `tab_cnt`, from the properties
-/// file, which is read through the rest of the buffer. Returns 0, or -1 after "open %s: %s\n" or "read %s:
-/// %s\n".
+// Fills the HEAD_INFO at the start of the work buffer, except `owner` and `tab_cnt`, from the properties
+// file, which is read through the rest of the buffer. Returns 0, or -1 after "open %s: %s\n" or "read %s:
+// %s\n".
 int make_head();
 
-/// Writes `n` zero bytes at the current position of `fd`. Returns 0, or -1 after "write blank data error:
-/// %s\n".
+// Writes `n` zero bytes at the current position of `fd`. Returns 0, or -1 after "write blank data error:
+// %s\n".
 int write_blank(int fd, int64_t n);
 
-/// Writes the cache to the dump file and empties it. Returns 0, or -1 after "write cache data error: %s\n"
-/// with the cache as it was.
+// Writes the cache to the dump file and empties it. Returns 0, or -1 after "write cache data error: %s\n"
+// with the cache as it was.
 int write_cache(ULDR *ul);
 
-/// Says that the dump file cannot be written, with errno's text; returns -1.
+// Says that the dump file cannot be written, with errno's text; returns -1.
 int write_cache_error();
 
-/// Writes `head` to the dump file, its count turned big-endian in place. Returns 0, or -1 after "write file
-/// header: %s\n".
+// Writes `head` to the dump file, its count turned big-endian in place. Returns 0, or -1 after "write file
+// header: %s\n".
 int write_head(ULDR *ul, HEAD_INFO *head);
 
-/// Writes the table directory to the dump file, its integers turned big-endian in place. Returns 0, or -1
-/// after "write table information: %s\n".
+// Writes the table directory to the dump file, its integers turned big-endian in place. Returns 0, or -1
+// after "write table information: %s\n".
 int write_tab_info(ULDR *ul);

@@ -15,18 +15,18 @@ struct LOBD {
 };
 static_assert(sizeof(LOBD) == 4096);
 
-/// Keeps the locator bytes of a value of LOB column `cid` as LOBD number `lcc`, as far as there is room for
-/// it.
+// Keeps the locator bytes of a value of LOB column `cid` as LOBD number `lcc`, as far as there is room for
+// it.
 void save_lob(ULDR *ul, uint32_t cid, const VALUE &value);
 
-/// Keeps further locator bytes of the value that LOBD number `lcc` holds.
+// Keeps further locator bytes of the value that LOBD number `lcc` holds.
 void continue_lob(ULDR *ul, const VALUE &value);
 
-/// Says that the value of LOBD number `lcc` is whole, and turns to the next one.
+// Says that the value of LOBD number `lcc` is whole, and turns to the next one.
 inline void end_lob(ULDR *ul) {
     ul->lcc++;
     ul->lob_begun = false;
 }
 
-/// Says that LOB values are not unloaded; returns -1.
+// Says that LOB values are not unloaded; returns -1.
 int process_lob(ULDR *ul);

@@ -1,16 +1,17 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <span>
+#include <string>
+
 #include "console.h"
 #include "data/dump_file.h"
 #include "dict_path.h"
 #include "dict_table.h"
 #include "file_io.h"
-
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fcntl.h>
-#include <span>
-#include <string>
-#include <unistd.h>
 
 namespace {
 

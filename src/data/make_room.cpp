@@ -1,9 +1,9 @@
+#include <algorithm>
+
 #include "column.h"
 #include "data/dump_file.h"
 #include "data/rows.h"
 #include "format/stored_value.h"
-
-#include <algorithm>
 
 namespace {
 

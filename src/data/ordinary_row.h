@@ -2,25 +2,25 @@
 // dump as they come. It gives up, with nothing appended, on whatever the long way has to look at.
 #pragma once
 
+#include <algorithm>
+
 #include "column.h"
 #include "data/entry.h"
 #include "data/rows.h"
 
-#include <algorithm>
-
-/// True when the table's rows in one piece may go the short way. Key columns need a cluster to take their
-/// values from.
+// True when the table's rows in one piece may go the short way. Key columns need a cluster to take their
+// values from.
 inline bool has_ordinary_rows(const TAB &tab, std::span<const COL> cols) {
     return (tab.flag & TAB_ROW_DEPENDENCIES) == 0 && std::all_of(cols.begin(), cols.end(), is_ordinary) &&
            (tab.tabn > 0 || std::none_of(cols.begin(), cols.end(), is_cluster_key));
 }
 
-/// Values up to these sizes are copied by a fixed number of bytes, which costs less than asking how many it
-/// must be. What lands behind the value is overwritten by the next entry.
+// Values up to these sizes are copied by a fixed number of bytes, which costs less than asking how many it
+// must be. What lands behind the value is overwritten by the next entry.
 constexpr int SHORT_VALUE = 16;
 constexpr int MIDDLE_VALUE = 64;
 
-/// Appends the entry of the value at `p`, whose first byte is its length, and steps behind both.
+// Appends the entry of the value at `p`, whose first byte is its length, and steps behind both.
 template <int SIZE>
 inline void copy_value(uint8_t *&to, const uint8_t *&p) {
     const uint32_t len = *p;
@@ -30,9 +30,9 @@ inline void copy_value(uint8_t *&to, const uint8_t *&p) {
     p += 1 + len;
 }
 
-/// Appends the entry of the value at `p`, of any length or NULL, and steps behind both. False when the value
-/// leaves [p, end). `to` has room for the entry and MIDDLE_VALUE bytes more. Inlined by force: both positions
-/// stay in registers then, which is most of what a value costs.
+// Appends the entry of the value at `p`, of any length or NULL, and steps behind both. False when the value
+// leaves [p, end). `to` has room for the entry and MIDDLE_VALUE bytes more. Inlined by force: both positions
+// stay in registers then, which is most of what a value costs.
 [[gnu::always_inline]] inline bool append_value(uint8_t *&to, const uint8_t *&p, const uint8_t *end) {
     if (end - p > MIDDLE_VALUE) {
         if (*p <= SHORT_VALUE) {
@@ -51,8 +51,8 @@ inline void copy_value(uint8_t *&to, const uint8_t *&p) {
     return true;
 }
 
-/// Appends the entries of at most `n` values from `p` on. Returns the position behind them, or null when a
-/// value leaves [p, end).
+// Appends the entries of at most `n` values from `p` on. Returns the position behind them, or null when a
+// value leaves [p, end).
 inline uint8_t *append_values(const ULDR *ul, uint8_t *to, const uint8_t *p, const uint8_t *end, int n) {
     for (n = std::min(n, static_cast<int>(ul->cols.size())); n > 0; n--)
         if (!append_value(to, p, end))
@@ -60,7 +60,7 @@ inline uint8_t *append_values(const ULDR *ul, uint8_t *to, const uint8_t *p, con
     return to;
 }
 
-/// The same for a row in a cluster: the entries of key columns come from `key` and take none of the values.
+// The same for a row in a cluster: the entries of key columns come from `key` and take none of the values.
 inline uint8_t *append_keyed_values(const ULDR *ul, uint8_t *to, const uint8_t *p, const uint8_t *end, int n,
                                     CLUSTER_KEY key) {
     for (auto col = ul->cols.begin(); n > 0 && col != ul->cols.end(); ++col) {
@@ -72,16 +72,16 @@ inline uint8_t *append_keyed_values(const ULDR *ul, uint8_t *to, const uint8_t *
     return to;
 }
 
-/// Fetches ahead of the walk: blocks fill from their end, so the rows to come stand before `piece`, where the
-/// processor does not look for them by itself.
+// Fetches ahead of the walk: blocks fill from their end, so the rows to come stand before `piece`, where the
+// processor does not look for them by itself.
 inline void prefetch_rows(const BLOCK &blk, const uint8_t *piece) {
     constexpr int AHEAD = 640;
     if (piece - blk.data > AHEAD)
         __builtin_prefetch(piece - AHEAD);
 }
 
-/// Appends the row whose only piece is `piece`. False when it is damaged, its cluster key cannot be used or
-/// the cache may be too full for it.
+// Appends the row whose only piece is `piece`. False when it is damaged, its cluster key cannot be used or
+// the cache may be too full for it.
 inline bool process_ordinary_row(ULDR *ul, const ROW_AREA &area, const uint8_t *piece) {
     prefetch_rows(area.blk, piece);
     if (ul->clen + longest_row(ul->bsz) > ul->csz)

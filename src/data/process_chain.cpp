@@ -1,12 +1,12 @@
 // Following a row from piece to piece.
+#include <algorithm>
+
 #include "console.h"
 #include "data/rows.h"
 #include "data/segment.h"
 #include "datafile.h"
 #include "file_io.h"
 #include "format/chain_loop.h"
-
-#include <algorithm>
 
 namespace {
 

@@ -1,12 +1,13 @@
 // The rows of one block of a table's segment.
+#include <unistd.h>
+
+#include <cstdio>
+
 #include "console.h"
 #include "data/lob_value.h"
 #include "data/long_value.h"
 #include "data/ordinary_row.h"
 #include "find_table_rows.h"
-
-#include <cstdio>
-#include <unistd.h>
 
 namespace {
 

@@ -1,7 +1,7 @@
+#include <algorithm>
+
 #include "console.h"
 #include "data/lob_value.h"
-
-#include <algorithm>
 
 // Adds the bytes of `value` to the locator, as many as fit.
 static void add_locator(LOBD *lob, const VALUE &value) {

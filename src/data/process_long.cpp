@@ -1,11 +1,11 @@
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
 #include "console.h"
 #include "data/entry.h"
 #include "data/long_value.h"
 #include "file_io.h"
-
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 namespace {
 

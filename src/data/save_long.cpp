@@ -1,12 +1,13 @@
-#include "console.h"
-#include "create_file.h"
-#include "data/long_value.h"
-#include "file_io.h"
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <unistd.h>
+
+#include "console.h"
+#include "create_file.h"
+#include "data/long_value.h"
+#include "file_io.h"
 
 namespace {
 

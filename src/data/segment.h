@@ -3,17 +3,17 @@
 
 #include "data/uldr.h"
 
-/// Unloads the table `tabp` into the dump file: its column list, its rows, the end mark. Needs fd, data_ofs,
-/// tabp and nlob, and nrow 0. Returns 0, or -1 after its message.
+// Unloads the table `tabp` into the dump file: its column list, its rows, the end mark. Needs fd, data_ofs,
+// tabp and nlob, and nrow 0. Returns 0, or -1 after its message.
 int unload_one_table(ULDR *ul);
 
-/// Unloads the rows of the segment whose header is at `hdba` in tablespace `tsn`. Returns 0, or -1 after its
-/// message.
+// Unloads the rows of the segment whose header is at `hdba` in tablespace `tsn`. Returns 0, or -1 after its
+// message.
 int unload_segment(ULDR *ul);
 
-/// The configured datafile that holds the block at `rdba` of the segment being read; null when there is none
-/// of the segment's block size.
+// The configured datafile that holds the block at `rdba` of the segment being read; null when there is none
+// of the segment's block size.
 DATAFILE *segment_file(const ULDR *ul, uint32_t rdba);
 
-/// Says that there is no such datafile; returns -1.
+// Says that there is no such datafile; returns -1.
 int segment_file_error(const ULDR *ul, uint32_t rdba);

@@ -2,11 +2,11 @@
 // segment.h, rows.h, long_value.h, lob_value.h and dump_file.h.
 #pragma once
 
+#include <span>
+
 #include "format/block.h"
 #include "read_budget.h"
 #include "vexlo.h"
-
-#include <span>
 
 struct LOBD;
 struct TAB_INFO;

@@ -1,11 +1,11 @@
+#include <cstdint>
+
 #include "data/dump_file.h"
 #include "data/lob_value.h"
 #include "data/long_value.h"
 #include "data/rows.h"
 #include "data/segment.h"
 #include "datafile_segment.h"
-
-#include <cstdint>
 
 namespace {
 

@@ -1,10 +1,10 @@
-#include "console.h"
-#include "data/dump_file.h"
-#include "file_io.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+#include "console.h"
+#include "data/dump_file.h"
+#include "file_io.h"
 
 int write_blank(int fd, int64_t n) {
     static constexpr char zeros[1024] = {};

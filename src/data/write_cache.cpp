@@ -1,10 +1,10 @@
-#include "console.h"
-#include "data/dump_file.h"
-#include "file_io.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+#include "console.h"
+#include "data/dump_file.h"
+#include "file_io.h"
 
 // One write call ends at the next multiple of this in the file. File systems that back a long write with
 // large pages of their cache spend two or three times the copying on finding them.

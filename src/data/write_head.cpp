@@ -1,10 +1,10 @@
+#include <cerrno>
+#include <cstring>
+
 #include "console.h"
 #include "data/dump_file.h"
 #include "file_io.h"
 #include "format/byte_order.h"
-
-#include <cerrno>
-#include <cstring>
 
 int write_head(ULDR *ul, HEAD_INFO *head) {
     head->tab_cnt = to_be32(head->tab_cnt);

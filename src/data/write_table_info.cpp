@@ -1,10 +1,10 @@
+#include <cerrno>
+#include <cstring>
+
 #include "console.h"
 #include "data/dump_file.h"
 #include "file_io.h"
 #include "format/byte_order.h"
-
-#include <cerrno>
-#include <cstring>
 
 int write_tab_info(ULDR *ul) {
     const size_t count = static_cast<size_t>(ul->ntab);

@@ -1,9 +1,9 @@
 #include "dict/column_runs.h"
 
+#include <algorithm>
+
 #include "allocate.h"
 #include "column.h"
-
-#include <algorithm>
 
 namespace {
 

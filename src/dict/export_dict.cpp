@@ -1,3 +1,5 @@
+#include <cstring>
+
 #include "command_map.h"
 #include "datafile_segment.h"
 #include "dict/bootstrap.h"
@@ -5,8 +7,6 @@
 #include "dict/export.h"
 #include "dict/sort.h"
 #include "dict_table.h"
-
-#include <cstring>
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include "dict/export.h"
 #include "dict/row_decoders.h"
 
-/// The segment of a dictionary table. All its blocks are looked for in the SYSTEM datafile.
+// The segment of a dictionary table. All its blocks are looked for in the SYSTEM datafile.
 template <class REC, auto DECODE>
 struct DICT_SEGMENT : DATAFILE_SEGMENT {
     uint8_t *cblk; // one block, for the decoder
@@ -28,8 +28,8 @@ struct DICT_SEGMENT : DATAFILE_SEGMENT {
     int block(const BLOCK &blk) { return DECODE(cblk, blk, records, tabn, max_rows, &nrow); }
 };
 
-/// Exports the table whose segment header is at `rdba`; `DECODE` is its row decoder. Half of the buffer holds
-/// records, then come the header block, the decoder's block, and blocks read ahead.
+// Exports the table whose segment header is at `rdba`; `DECODE` is its row decoder. Half of the buffer holds
+// records, then come the header block, the decoder's block, and blocks read ahead.
 template <class REC, auto DECODE>
 int export_segment(const DICT_FACTS &table, uint32_t tabn, uint32_t rdba, uint8_t *rbuf, int buf_sz) {
     const int max_rows = buf_sz / 2 / static_cast<int>(sizeof(REC));
@@ -48,7 +48,7 @@ int export_segment(const DICT_FACTS &table, uint32_t tabn, uint32_t rdba, uint8_
     return 0;
 }
 
-/// Exports a table that bootstrap$ describes.
+// Exports a table that bootstrap$ describes.
 template <class REC, auto DECODE>
 int export_bootstrap_table(const DICT_FACTS &table, const BOOTSTRAP *bs, int nbr, uint8_t *rbuf, int buf_sz) {
     int tabn;

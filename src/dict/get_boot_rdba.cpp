@@ -1,9 +1,9 @@
+#include <cstdio>
+#include <cstring>
+
 #include "console.h"
 #include "datafile.h"
 #include "dict/bootstrap.h"
-
-#include <cstdio>
-#include <cstring>
 
 namespace {
 

@@ -1,11 +1,11 @@
 #include "dict/load_clusters.h"
 
+#include <algorithm>
+#include <numeric>
+
 #include "allocate.h"
 #include "dict/dict_file.h"
 #include "dict_array.h"
-
-#include <algorithm>
-#include <numeric>
 
 namespace {
 

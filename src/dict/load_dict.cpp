@@ -1,3 +1,5 @@
+#include <cstring>
+
 #include "allocate.h"
 #include "command_map.h"
 #include "console.h"
@@ -6,8 +8,6 @@
 #include "dict/load_clusters.h"
 #include "dict/lookup.h"
 #include "dict_array.h"
-
-#include <cstring>
 
 namespace {
 

@@ -11,14 +11,14 @@
 #include "dict/row_decoders.h"
 #include "find_table_rows.h"
 
-/// Where a dictionary row is read from: the block of its column data and the piece in it.
+// Where a dictionary row is read from: the block of its column data and the piece in it.
 struct ROW_PLACE {
     ROW_AREA area;
     const uint8_t *piece;
     int columns; // offset of the first column of a row outside a cluster
 };
 
-/// What became of a row.
+// What became of a row.
 enum class ROW_RESULT {
     kept,
     dropped,    // not of interest to the dictionary
@@ -26,7 +26,7 @@ enum class ROW_RESULT {
     unreadable, // its block cannot be read
 };
 
-/// Finds the piece of a migrated row: its stub names block and slot. The block is read into `cblk`.
+// Finds the piece of a migrated row: its stub names block and slot. The block is read into `cblk`.
 inline ROW_RESULT follow_migrated(const uint8_t *stub, const uint8_t *end, uint32_t tabn, uint8_t *cblk,
                                   ROW_PLACE *place) {
     const uint8_t *p = stub + PIECE_HEADER;
@@ -48,8 +48,8 @@ inline ROW_RESULT follow_migrated(const uint8_t *stub, const uint8_t *end, uint3
     return place->piece != nullptr ? ROW_RESULT::kept : ROW_RESULT::damaged;
 }
 
-/// Reads the cluster key of a member row: its index byte names the key row, which begins its data with the
-/// key.
+// Reads the cluster key of a member row: its index byte names the key row, which begins its data with the
+// key.
 inline uint32_t read_cluster_key(const ROW_PLACE &place, ROW_CURSOR &row) {
     const uint8_t *key_row = find_key_row(place.area, place.piece[PIECE_HEADER]);
     if (key_row == nullptr || row.end - key_row < KEY_DATA) {
@@ -62,7 +62,7 @@ inline uint32_t read_cluster_key(const ROW_PLACE &place, ROW_CURSOR &row) {
     return number;
 }
 
-/// Reads one row into `record`.
+// Reads one row into `record`.
 template <class ROWS, class REC>
 ROW_RESULT read_dict_row(const ROW_PLACE &place, REC &record) {
     const uint8_t *end = block_end(place.area.blk);
@@ -79,8 +79,8 @@ ROW_RESULT read_dict_row(const ROW_PLACE &place, REC &record) {
     return kept ? ROW_RESULT::kept : ROW_RESULT::dropped;
 }
 
-/// Reads the row of one piece (null: the piece leaves the block), in its own block or where it has migrated
-/// to.
+// Reads the row of one piece (null: the piece leaves the block), in its own block or where it has migrated
+// to.
 template <class ROWS, class REC>
 ROW_RESULT process_dict_row(const ROW_AREA &area, const uint8_t *piece, uint8_t *cblk, uint32_t tabn,
                             REC &record) {
@@ -100,7 +100,7 @@ ROW_RESULT process_dict_row(const ROW_AREA &area, const uint8_t *piece, uint8_t 
     return read_dict_row<ROWS>(place, record);
 }
 
-/// Writes the records gathered so far and starts the array again. Returns 0, or -1 after its message.
+// Writes the records gathered so far and starts the array again. Returns 0, or -1 after its message.
 template <class REC>
 int write_batch(const DICT_FACTS &table, const REC *records, int *nrow) {
     if (write_records(table, records, *nrow, sizeof(REC)) < 0)
@@ -110,7 +110,7 @@ int write_batch(const DICT_FACTS &table, const REC *records, int *nrow) {
     return 0;
 }
 
-/// The body of every row decoder: walks the rows of one block.
+// The body of every row decoder: walks the rows of one block.
 template <class ROWS, class REC>
 int process_dict_block(const DICT_FACTS &table, uint8_t *cblk, const BLOCK &blk, REC *records, uint32_t tabn,
                        int max_rows, int *nrow) {

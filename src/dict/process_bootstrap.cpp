@@ -1,6 +1,5 @@
-#include "dict/bootstrap.h"
-
 #include "console.h"
+#include "dict/bootstrap.h"
 #include "dict/row_cursor.h"
 #include "format/cache_header.h"
 

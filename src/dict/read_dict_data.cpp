@@ -1,15 +1,16 @@
-#include "console.h"
-#include "dict/dict_file.h"
-#include "dict_path.h"
-#include "file_io.h"
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+
+#include "console.h"
+#include "dict/dict_file.h"
+#include "dict_path.h"
+#include "file_io.h"
 
 namespace {
 

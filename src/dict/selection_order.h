@@ -5,21 +5,21 @@
 #include <cstdint>
 #include <numeric>
 
-/// 32-bit words of scratch memory that selection_order needs for n records.
+// 32-bit words of scratch memory that selection_order needs for n records.
 constexpr int64_t selection_scratch(int64_t n) {
     return 2 * n;
 }
 
-/// State of the ordering: every record belongs to the group of the records with its key. `place` lists, group
-/// by group in key order, the array positions of the group's records, as a heap with the smallest position on
-/// top; `group` holds, for the record that stands at a position, where its group begins in `place`.
+// State of the ordering: every record belongs to the group of the records with its key. `place` lists, group
+// by group in key order, the array positions of the group's records, as a heap with the smallest position on
+// top; `group` holds, for the record that stands at a position, where its group begins in `place`.
 struct SELECTION {
     uint32_t *place;
     uint32_t *group;
     uint32_t n;
 };
 
-/// Puts position `p` into the heap of `len` places from `first` on, from its top down.
+// Puts position `p` into the heap of `len` places from `first` on, from its top down.
 inline void sift_place(const SELECTION &s, uint32_t first, uint32_t len, uint32_t p) {
     uint32_t hole = 0;
     for (uint32_t child = 1; child < len; child = 2 * hole + 1) {
@@ -33,8 +33,8 @@ inline void sift_place(const SELECTION &s, uint32_t first, uint32_t len, uint32_
     s.place[first + hole] = p;
 }
 
-/// Number of places of the group that begins at `first`, none of them taken yet. Behind it other groups
-/// follow, so that its end can be found by doubling and halving.
+// Number of places of the group that begins at `first`, none of them taken yet. Behind it other groups
+// follow, so that its end can be found by doubling and halving.
 inline uint32_t group_length(const SELECTION &s, uint32_t first) {
     const auto inside = [&](uint32_t len) {
         return first + len < s.n && s.group[s.place[first + len]] == first;
@@ -49,9 +49,9 @@ inline uint32_t group_length(const SELECTION &s, uint32_t first) {
     return len + 1;
 }
 
-/// Lists the positions of the records in `list`, by key and, for equal keys, by position. A radix sort, whose
-/// passes keep what is equal in order; digits in which no two keys differ cost nothing. `other` is scratch as
-/// long as `list`.
+// Lists the positions of the records in `list`, by key and, for equal keys, by position. A radix sort, whose
+// passes keep what is equal in order; digits in which no two keys differ cost nothing. `other` is scratch as
+// long as `list`.
 template <class REC, class KEY>
 void list_by_key(const REC *rec, uint32_t n, KEY key, uint32_t *list, uint32_t *other) {
     constexpr int DIGIT = 11; // bits
@@ -78,14 +78,14 @@ void list_by_key(const REC *rec, uint32_t n, KEY key, uint32_t *list, uint32_t *
         std::copy_n(from, n, list);
 }
 
-/// Sorts `rec` by `key` (a function from record to uint64_t) into exactly the order that this procedure
-/// leaves: for each position from the first on, find the first record with the smallest key among those not
-/// yet placed and exchange it with the record at the position. Records with equal keys may change their order
-/// by that: the displaced record goes where the smallest stood, and its later turn depends on that place.
-/// `scratch` holds selection_scratch(n) words.
-///
-/// The search is replaced by the heaps of SELECTION: the record wanted is on top of its group's heap, and the
-/// record displaced is on top of its own, because its position is the smallest of all not yet placed.
+// Sorts `rec` by `key` (a function from record to uint64_t) into exactly the order that this procedure
+// leaves: for each position from the first on, find the first record with the smallest key among those not
+// yet placed and exchange it with the record at the position. Records with equal keys may change their order
+// by that: the displaced record goes where the smallest stood, and its later turn depends on that place.
+// `scratch` holds selection_scratch(n) words.
+//
+// The search is replaced by the heaps of SELECTION: the record wanted is on top of its group's heap, and the
+// record displaced is on top of its own, because its position is the smallest of all not yet placed.
 template <class REC, class KEY>
 void selection_order(REC *rec, uint32_t n, KEY key, uint32_t *scratch) {
     const auto before = [&](const REC &a, const REC &b) { return key(a) < key(b); };

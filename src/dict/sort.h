@@ -10,15 +10,15 @@
 int sort_user_by_uid();
 int sort_ts_by_tsn();
 
-/// Also stores the object number of each special table in `sobj`. When one is missing, its message is
-/// printed, -1 returned, the file left as it was, and the sorted array stays in its slot.
+// Also stores the object number of each special table in `sobj`. When one is missing, its message is
+// printed, -1 returned, the file left as it was, and the sorted array stays in its slot.
 int sort_obj_by_objn(uint32_t *sobj);
 
-/// Also stores for each object number of `sobj` the table's number in its cluster in `tabn` and the address
-/// of its segment header in `rdba`; fails as sort_obj_by_objn does.
+// Also stores for each object number of `sobj` the table's number in its cluster in `tabn` and the address
+// of its segment header in `rdba`; fails as sort_obj_by_objn does.
 int sort_tab_by_objn(const uint32_t *sobj, uint32_t *tabn, uint32_t *rdba);
 
-/// Provided with its siblings: the cluster file is used in the order of its export.
+// Provided with its siblings: the cluster file is used in the order of its export.
 int sort_clu_by_objn();
 
 int sort_col_by_scid();

@@ -1,5 +1,4 @@
 #include "dict/sort.h"
-
 #include "dict/sort_dict.h"
 
 // Clusters have no array of their own in the context: the table array gives way while they are sorted.

@@ -6,13 +6,13 @@
 #include "dict/selection_order.h"
 #include "dict_array.h"
 
-/// Sort key of two 32-bit fields, the first one leading.
+// Sort key of two 32-bit fields, the first one leading.
 inline uint64_t pair_key(uint32_t first, uint32_t second) {
     return uint64_t{first} << 32 | second;
 }
 
-/// Orders the `n` records of `rec`. The work buffer serves as scratch memory where the records are not in it
-/// themselves. Returns 0, or -1 after "allocate memory %d bytes error: %s\n".
+// Orders the `n` records of `rec`. The work buffer serves as scratch memory where the records are not in it
+// themselves. Returns 0, or -1 after "allocate memory %d bytes error: %s\n".
 template <class REC, class KEY>
 int order_records(REC *rec, uint32_t n, KEY key) {
     const size_t words = static_cast<size_t>(selection_scratch(n));
@@ -25,8 +25,8 @@ int order_records(REC *rec, uint32_t n, KEY key) {
     return 0;
 }
 
-/// Reads the file of `table` and puts its records in order. `*rec` receives them (free_records frees
-/// them) and `*n` their number. Returns 0, or -1 after its message with nothing to free.
+// Reads the file of `table` and puts its records in order. `*rec` receives them (free_records frees
+// them) and `*n` their number. Returns 0, or -1 after its message with nothing to free.
 template <class REC, class KEY>
 int read_in_order(const DICT_TABLE<REC> &table, KEY key, REC **rec, uint32_t *n) {
     void *data = nullptr;
@@ -41,7 +41,7 @@ int read_in_order(const DICT_TABLE<REC> &table, KEY key, REC **rec, uint32_t *n)
     return result;
 }
 
-/// Writes `n` records as the whole of the file of `table`. Returns 0, or -1 after its message.
+// Writes `n` records as the whole of the file of `table`. Returns 0, or -1 after its message.
 template <class REC>
 int write_dict_file(const DICT_TABLE<REC> &table, const REC *rec, uint32_t n) {
     g_ctx.fd = -1;
@@ -50,8 +50,8 @@ int write_dict_file(const DICT_TABLE<REC> &table, const REC *rec, uint32_t n) {
     return result;
 }
 
-/// Reads the file of `table` into its slot, in order; an array that was there is freed. The count stays.
-/// Returns 0, or -1 after its message with the slot null.
+// Reads the file of `table` into its slot, in order; an array that was there is freed. The count stays.
+// Returns 0, or -1 after its message with the slot null.
 template <class REC, class KEY>
 int fill_in_order(const DICT_TABLE<REC> &table, KEY key) {
     clear_slot(table);
@@ -63,9 +63,9 @@ int fill_in_order(const DICT_TABLE<REC> &table, KEY key) {
     return 0;
 }
 
-/// Writes the ordered array of `table` back to its file, empties the slot and stores the count. When the
-/// write fails returns -1 after its message: the count stays, a heap array is freed, and the slot keeps
-/// pointing at the work buffer if the array is there.
+// Writes the ordered array of `table` back to its file, empties the slot and stores the count. When the
+// write fails returns -1 after its message: the count stays, a heap array is freed, and the slot keeps
+// pointing at the work buffer if the array is there.
 template <class REC>
 int write_back(const DICT_TABLE<REC> &table) {
     REC *rec = g_ctx.*table.array;
@@ -80,7 +80,7 @@ int write_back(const DICT_TABLE<REC> &table) {
     return 0;
 }
 
-/// Sorts the file of `table` in place. Returns 0, or -1 after its message.
+// Sorts the file of `table` in place. Returns 0, or -1 after its message.
 template <class REC, class KEY>
 int sort_dict_file(const DICT_TABLE<REC> &table, KEY key) {
     return fill_in_order(table, key) < 0 ? -1 : write_back(table);

@@ -1,5 +1,4 @@
 #include "dict/sort.h"
-
 #include "dict/sort_dict.h"
 
 int sort_tabcompart_by_objp() {

@@ -1,5 +1,4 @@
 #include "dict/sort.h"
-
 #include "dict/sort_dict.h"
 
 int sort_tabpart_by_objp() {

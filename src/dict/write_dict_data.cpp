@@ -1,12 +1,13 @@
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
 #include "console.h"
 #include "create_file.h"
 #include "dict/dict_file.h"
 #include "dict_path.h"
 #include "file_io.h"
-
-#include <cerrno>
-#include <cstring>
-#include <unistd.h>
 
 int write_dict_data(const char *name, const void *data, int size) {
     char path[PATH_SIZE];

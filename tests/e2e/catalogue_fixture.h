@@ -1,16 +1,16 @@
 // A program with a dictionary loaded, for tests of what the listings print.
 #pragma once
 
-#include "store_fixture.h"
-
 #include <gtest/gtest.h>
+
+#include "store_fixture.h"
 
 namespace vexlo_test {
 
-/// Tests over small_dictionary(), or a changed one, that the program loads before each test's own commands.
+// Tests over small_dictionary(), or a changed one, that the program loads before each test's own commands.
 class catalogue_test : public testing::Test {
 protected:
-    /// What one command prints.
+    // What one command prints.
     struct answer {
         std::string command;
         std::string out;
@@ -19,14 +19,14 @@ protected:
 
     catalogue_test();
 
-    /// Changes the dictionary and stores it again.
+    // Changes the dictionary and stores it again.
     template <class CHANGE>
     void store_changed(CHANGE &&change) {
         change(content_);
         home_.store(content_);
     }
 
-    /// Loads, runs the commands and expects their answers.
+    // Loads, runs the commands and expects their answers.
     void expect_answers(const std::vector<answer> &answers) const;
 
     console_home home_;

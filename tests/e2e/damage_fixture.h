@@ -1,10 +1,10 @@
 // A database whose blocks a test damages at known places, unloaded through the console.
 #pragma once
 
+#include <map>
+
 #include "oracle_text.h"
 #include "unload_fixture.h"
-
-#include <map>
 
 namespace vexlo_test {
 

@@ -1,12 +1,12 @@
 // Damage to the files of a database, chosen by a number: the same number does the same damage.
 #pragma once
 
-#include "bytes.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <random>
 #include <string>
+
+#include "bytes.h"
 
 namespace vexlo_test {
 

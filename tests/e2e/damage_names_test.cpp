@@ -1,8 +1,9 @@
 // Names and modes of the files that are written: a name from the dictionary leads to no other directory.
-#include "damage_fixture.h"
+#include <sys/stat.h>
 
 #include <filesystem>
-#include <sys/stat.h>
+
+#include "damage_fixture.h"
 
 using namespace vexlo_test;
 

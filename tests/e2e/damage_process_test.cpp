@@ -1,15 +1,15 @@
 // Whole databases, damaged in many ways: the program answers every command and ends by itself.
 // VEXLO_DAMAGE_SEEDS is the number of databases.
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+
+#include <gtest/gtest.h>
+
 #include "damage_maker.h"
 #include "process.h"
 #include "sample/database.h"
 #include "scratch_dir.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <map>
 
 using namespace vexlo_test;
 

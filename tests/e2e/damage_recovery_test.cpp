@@ -1,7 +1,7 @@
 // What comes out of a damaged database: everything that does not lie in what was destroyed.
-#include "damage_fixture.h"
-
 #include <algorithm>
+
+#include "damage_fixture.h"
 
 using namespace vexlo_test;
 

@@ -1,8 +1,8 @@
 #include "export_fixture.h"
 
-#include "sample/system_tables.h"
-
 #include <cstdio>
+
+#include "sample/system_tables.h"
 
 namespace vexlo_test {
 

@@ -1,14 +1,15 @@
 // Dictionary exports of small generated databases, and the transcript that an export must print.
 #pragma once
 
-#include "process.h"
-#include "sample/database.h"
-#include "scratch_dir.h"
-
-#include <gtest/gtest.h>
 #include <map>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "process.h"
+#include "sample/database.h"
+#include "scratch_dir.h"
 
 namespace vexlo_test {
 

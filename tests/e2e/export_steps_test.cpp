@@ -1,7 +1,7 @@
 // The 22 steps of an export: what they print, and what is left when one of them fails.
-#include "export_fixture.h"
-
 #include <filesystem>
+
+#include "export_fixture.h"
 
 using namespace vexlo_test;
 

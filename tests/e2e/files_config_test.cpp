@@ -1,7 +1,7 @@
 // The configuration file as the user meets it: what ends the start, and which settings take effect.
-#include "files_fixture.h"
-
 #include <gtest/gtest.h>
+
+#include "files_fixture.h"
 
 namespace vexlo_test {
 namespace {

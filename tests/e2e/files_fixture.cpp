@@ -1,8 +1,9 @@
 #include "files_fixture.h"
 
 #include <cstdio>
-#include <gtest/gtest.h>
 #include <utility>
+
+#include <gtest/gtest.h>
 
 namespace vexlo_test {
 

@@ -1,10 +1,12 @@
 // The datafile list: which of its lines count, and what ends the start while it is read.
-#include "files_fixture.h"
-
-#include <filesystem>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <unistd.h>
+
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "files_fixture.h"
 
 namespace vexlo_test {
 namespace {

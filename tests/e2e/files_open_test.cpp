@@ -1,10 +1,11 @@
 // Opening the datafiles at start-up: each way in which a file is refused, and that of SYSTEM files the last
 // counts.
-#include "files_fixture.h"
-
 #include <algorithm>
 #include <cstdio>
+
 #include <gtest/gtest.h>
+
+#include "files_fixture.h"
 
 namespace vexlo_test {
 namespace {

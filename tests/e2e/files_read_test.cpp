@@ -1,11 +1,12 @@
 // Block reading and check values as "export dict" shows them.
-#include "files_fixture.h"
-#include "sample/database.h"
-
 #include <cstdio>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <map>
+
+#include <gtest/gtest.h>
+
+#include "files_fixture.h"
+#include "sample/database.h"
 
 namespace vexlo_test {
 namespace {

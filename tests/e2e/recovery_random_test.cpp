@@ -1,11 +1,12 @@
 // Random databases: what the two programs recover is what was put in, table by table.
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
 #include "csv_reader.h"
 #include "process.h"
 #include "sample/random_database.h"
 #include "scratch_dir.h"
-
-#include <algorithm>
-#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,10 +1,10 @@
 // From datafile to what people load next: rows go into a database, and the same rows must come out of the
 // recovered dump in every format, read back by another program's reader.
+#include <gtest/gtest.h>
+
 #include "process.h"
 #include "sample/demo.h"
 #include "scratch_dir.h"
-
-#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The prompt loop: how a line is read, cut and split, and what it answers.
-#include "files_fixture.h"
-
 #include <gtest/gtest.h>
+
+#include "files_fixture.h"
 
 namespace vexlo_test {
 namespace {

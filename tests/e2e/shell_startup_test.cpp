@@ -1,7 +1,7 @@
 // Start-up up to the prompt: the banner, the argument, the order of the steps and the status of each failure.
-#include "files_fixture.h"
-
 #include <gtest/gtest.h>
+
+#include "files_fixture.h"
 
 namespace vexlo_test {
 namespace {

@@ -1,7 +1,7 @@
 // The commands "help", "set user" and "show user".
-#include "files_fixture.h"
-
 #include <gtest/gtest.h>
+
+#include "files_fixture.h"
 
 namespace vexlo_test {
 namespace {

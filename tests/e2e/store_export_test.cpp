@@ -1,15 +1,14 @@
 // The dictionary files as an export of a whole database writes and sorts them, and every state that a failed
 // export leaves.
-#include "store_fixture.h"
-
-#include "sample/database.h"
-
 #include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <map>
 
 #include <gtest/gtest.h>
+
+#include "sample/database.h"
+#include "store_fixture.h"
 
 namespace vexlo_test {
 namespace {

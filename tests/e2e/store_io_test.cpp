@@ -1,7 +1,7 @@
 // Loading dictionary files while system calls fail, are interrupted, or give less than they were asked for.
-#include "store_fixture.h"
-
 #include <gtest/gtest.h>
+
+#include "store_fixture.h"
 
 namespace vexlo_test {
 namespace {

@@ -1,7 +1,7 @@
 // "load dict": its arguments, progress lines, the order of its files, and every reason to stop.
-#include "store_fixture.h"
-
 #include <gtest/gtest.h>
+
+#include "store_fixture.h"
 
 namespace vexlo_test {
 namespace {

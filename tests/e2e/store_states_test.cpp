@@ -1,10 +1,10 @@
 // Every command in every state that a load can leave: before it, after one that stopped, after a second one
 // that stopped, and after the one that repairs it.
-#include "store_fixture.h"
-
 #include <filesystem>
 
 #include <gtest/gtest.h>
+
+#include "store_fixture.h"
 
 namespace vexlo_test {
 namespace {

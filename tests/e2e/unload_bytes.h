@@ -1,10 +1,10 @@
 // The content of dump files as the tests expect it, put together byte by byte.
 #pragma once
 
-#include "dump_reader.h"
-
 #include <optional>
 #include <string_view>
+
+#include "dump_reader.h"
 
 namespace vexlo_test {
 

@@ -1,12 +1,12 @@
 // A small database, exported once, whose tables the console unloads.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include "process.h"
 #include "sample/database.h"
 #include "scratch_dir.h"
 #include "unload_bytes.h"
-
-#include <gtest/gtest.h>
 
 namespace vexlo_test {
 

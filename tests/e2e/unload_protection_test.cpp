@@ -1,7 +1,7 @@
 // No output takes the place of a file that the program reads.
-#include "unload_fixture.h"
-
 #include <filesystem>
+
+#include "unload_fixture.h"
 
 using namespace vexlo_test;
 namespace fs = std::filesystem;

@@ -1,12 +1,11 @@
 // Whole tables through the console: partitions, clusters, block sizes, bigfiles, long extents, and tables
 // that fail in the middle of a file.
-#include "unload_fixture.h"
-
-#include "oracle_text.h"
+#include <algorithm>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include "oracle_text.h"
+#include "unload_fixture.h"
 
 using namespace vexlo_test;
 using sample::number;

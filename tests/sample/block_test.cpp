@@ -1,8 +1,9 @@
-#include "hex.h"
-#include "sample/block.h"
+#include <stdexcept>
 
 #include <gtest/gtest.h>
-#include <stdexcept>
+
+#include "hex.h"
+#include "sample/block.h"
 
 using namespace sample;
 

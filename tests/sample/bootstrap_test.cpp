@@ -1,8 +1,9 @@
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
 #include "sample/bootstrap.h"
 #include "sample/system_tables.h"
-
-#include <algorithm>
-#include <gtest/gtest.h>
 
 using namespace sample;
 

@@ -1,9 +1,8 @@
-#include "reader.h"
+#include <gtest/gtest.h>
 
+#include "reader.h"
 #include "sample/damage.h"
 #include "sample/segment.h"
-
-#include <gtest/gtest.h>
 
 using namespace sample;
 using namespace sample_test;

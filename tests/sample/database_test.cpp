@@ -1,9 +1,9 @@
-#include "reader.h"
-
-#include "sample/demo.h"
+#include <stdexcept>
 
 #include <gtest/gtest.h>
-#include <stdexcept>
+
+#include "reader.h"
+#include "sample/demo.h"
 
 using namespace sample;
 using namespace sample_test;

@@ -1,9 +1,10 @@
-#include "hex.h"
-#include "reader.h"
-
-#include <gtest/gtest.h>
 #include <stdexcept>
 #include <system_error>
+
+#include <gtest/gtest.h>
+
+#include "hex.h"
+#include "reader.h"
 
 using namespace sample;
 using namespace sample_test;

@@ -1,9 +1,8 @@
-#include "reader.h"
+#include <gtest/gtest.h>
 
+#include "reader.h"
 #include "sample/bootstrap.h"
 #include "sample/demo.h"
-
-#include <gtest/gtest.h>
 
 using namespace sample;
 using namespace sample_test;

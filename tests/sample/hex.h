@@ -1,10 +1,10 @@
 // Bytes as hexadecimal text, so that expectations read like a dump.
 #pragma once
 
-#include "sample/bytes.h"
-
 #include <string>
 #include <string_view>
+
+#include "sample/bytes.h"
 
 // "C1 02" for {0xC1, 0x02}.
 inline std::string hex(sample::ByteView bytes) {

@@ -1,10 +1,10 @@
 // Files that are far larger than what is in them, and a dictionary that lies in several files.
-#include "reader.h"
-
-#include "sample/demo.h"
+#include <set>
 
 #include <gtest/gtest.h>
-#include <set>
+
+#include "reader.h"
+#include "sample/demo.h"
 
 using namespace sample;
 using namespace sample_test;

@@ -1,8 +1,9 @@
 // Locators as real databases stored them.
-#include "sample/lob_locator.h"
+#include <stdexcept>
 
 #include <gtest/gtest.h>
-#include <stdexcept>
+
+#include "sample/lob_locator.h"
 
 using namespace sample;
 

@@ -1,11 +1,10 @@
 // LOB segments read back block by block: the data by the addresses of the inode or the index.
-#include "reader.h"
+#include <gtest/gtest.h>
 
+#include "reader.h"
 #include "sample/demo.h"
 #include "sample/lob_data.h"
 #include "sample/zlib_stream.h"
-
-#include <gtest/gtest.h>
 
 using namespace sample;
 using namespace sample_test;

@@ -1,7 +1,7 @@
+#include <gtest/gtest.h>
+
 #include "reader.h"
 #include "sample/random_database.h"
-
-#include <gtest/gtest.h>
 
 using namespace sample;
 using namespace sample_test;

@@ -2,10 +2,10 @@
 // by their pieces. For well-formed input only: anything else throws std::out_of_range.
 #pragma once
 
-#include "sample/database.h"
-
 #include <map>
 #include <string>
+
+#include "sample/database.h"
 
 namespace sample_test {
 

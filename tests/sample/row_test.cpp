@@ -1,8 +1,9 @@
-#include "hex.h"
-#include "sample/row.h"
+#include <stdexcept>
 
 #include <gtest/gtest.h>
-#include <stdexcept>
+
+#include "hex.h"
+#include "sample/row.h"
 
 using namespace sample;
 

@@ -1,8 +1,9 @@
-#include "hex.h"
-#include "reader.h"
+#include <stdexcept>
 
 #include <gtest/gtest.h>
-#include <stdexcept>
+
+#include "hex.h"
+#include "reader.h"
 
 using namespace sample;
 using namespace sample_test;

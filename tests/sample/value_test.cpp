@@ -1,9 +1,10 @@
-#include "hex.h"
-#include "sample/value.h"
-
-#include <gtest/gtest.h>
 #include <limits>
 #include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include "hex.h"
+#include "sample/value.h"
 
 using namespace sample;
 

@@ -1,12 +1,12 @@
 #include "dict_reader.h"
-#include "scratch_dir.h"
-
-#include "vexlo.h"
 
 #include <algorithm>
 #include <array>
 #include <stdexcept>
 #include <string_view>
+
+#include "scratch_dir.h"
+#include "vexlo.h"
 
 namespace vexlo_test {
 namespace {

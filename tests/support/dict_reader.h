@@ -1,11 +1,11 @@
 // Reader of the dictionary files: bare arrays of little-endian 32-bit fields and NUL-terminated names.
 #pragma once
 
-#include "bytes.h"
-
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "bytes.h"
 
 namespace vexlo_test {
 

@@ -1,9 +1,10 @@
 #include "dump_reader.h"
-#include "scratch_dir.h"
 
 #include <algorithm>
 #include <string_view>
 #include <utility>
+
+#include "scratch_dir.h"
 
 namespace vexlo_test {
 namespace {

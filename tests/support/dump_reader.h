@@ -7,13 +7,13 @@
 //   1024+R              one data section a table, in directory order, without gaps, up to the end of the file
 #pragma once
 
-#include "bytes.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "bytes.h"
 
 namespace vexlo_test {
 

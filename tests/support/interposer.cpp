@@ -4,6 +4,12 @@
 // allocator. So it allocates nothing, keeps all state in static storage, and calls the C library's next
 // definition of each function (which, in a sanitizer build, is the sanitizer's).
 
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdarg>
 #include <cstddef>
@@ -11,12 +17,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-
-#include <dlfcn.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/types.h>
-#include <unistd.h>
 
 namespace {
 

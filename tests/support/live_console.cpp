@@ -1,6 +1,10 @@
 #include "live_console.h"
 
-#include "process.h"
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -8,11 +12,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "process.h"
 
 namespace vexlo_test {
 namespace {

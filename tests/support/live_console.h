@@ -2,9 +2,10 @@
 // types the next.
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <string>
-#include <sys/types.h>
 
 namespace vexlo_test {
 

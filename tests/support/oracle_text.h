@@ -1,11 +1,11 @@
 // Stored values as readable text, for assertions.
 #pragma once
 
-#include "bytes.h"
-#include "dump_reader.h"
-
 #include <cstdint>
 #include <string>
+
+#include "bytes.h"
+#include "dump_reader.h"
 
 namespace vexlo_test {
 

@@ -1,5 +1,13 @@
 #include "process.h"
 
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -8,14 +16,6 @@
 #include <map>
 #include <stdexcept>
 #include <system_error>
-
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 extern char **environ;
 

@@ -2,11 +2,11 @@
 // naming the path, when the file system refuses.
 #pragma once
 
-#include "bytes.h"
-
 #include <cstddef>
 #include <string>
 #include <string_view>
+
+#include "bytes.h"
 
 namespace vexlo_test {
 

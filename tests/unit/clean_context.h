@@ -2,20 +2,22 @@
 // directly.
 #pragma once
 
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include <gtest/gtest.h>
+
 #include "datafile.h"
 #include "dict_array.h"
 #include "scratch_dir.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <gtest/gtest.h>
-#include <string>
-#include <string_view>
-#include <unistd.h>
-
 namespace vexlo_test {
 
-/// Runs `operation` and returns what it wrote to standard error.
+// Runs `operation` and returns what it wrote to standard error.
 template <class OPERATION>
 std::string messages_of(OPERATION &&operation) {
     testing::internal::CaptureStderr();
@@ -23,8 +25,8 @@ std::string messages_of(OPERATION &&operation) {
     return testing::internal::GetCapturedStderr();
 }
 
-/// Starts each test with an empty context, a work buffer and a scratch directory. Releases everything as main
-/// does at the end.
+// Starts each test with an empty context, a work buffer and a scratch directory. Releases everything as main
+// does at the end.
 class clean_context : public testing::Test {
 protected:
     clean_context() {
@@ -46,7 +48,7 @@ protected:
 
     std::string path(std::string_view name) const { return dir_.file(name); }
 
-    /// Writes `text` to a list file and names it as the configuration would.
+    // Writes `text` to a list file and names it as the configuration would.
     void set_list(std::string_view text) const {
         write_text(path("files.txt"), text);
         std::snprintf(g_dbfile_list, DIR_SIZE, "%s", path("files.txt").c_str());

@@ -1,12 +1,12 @@
 // Damaged files through the whole program: it ends by itself with a status of its own and leaves only
 // finished files.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
+
+#include <gtest/gtest.h>
 
 #include "dump_writer.h"
 #include "program.h"

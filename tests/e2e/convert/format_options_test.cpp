@@ -1,9 +1,8 @@
 // The options that choose the forms of values and names.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-
 #include <filesystem>
+
+#include <gtest/gtest.h>
 
 #include "dump_writer.h"
 #include "program.h"

@@ -1,9 +1,9 @@
 // What the program does on its command line, and the scripts whose readers are not at hand.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <iterator>
 #include <set>
+
+#include <gtest/gtest.h>
 
 #include "dump_writer.h"
 #include "program.h"

@@ -1,9 +1,8 @@
 // Blocks, segments and files that are not as they should be: what is left comes out, what is lost is told.
-#include "recovered_fixture.h"
-
 #include <algorithm>
 #include <filesystem>
 
+#include "recovered_fixture.h"
 #include "sample/damage.h"
 
 namespace {

@@ -1,8 +1,8 @@
 // LOBs through `unload`, of every kind of storage that the sample writes.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <set>
+
+#include <gtest/gtest.h>
 
 #include "rescue_program.h"
 #include "sample/lob_data.h"

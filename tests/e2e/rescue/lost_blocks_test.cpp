@@ -1,10 +1,10 @@
 // Overwritten blocks: every row of the others comes out, and every lost block is told.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <random>
 #include <set>
 #include <sstream>
+
+#include <gtest/gtest.h>
 
 #include "rescue_program.h"
 #include "sample/demo.h"

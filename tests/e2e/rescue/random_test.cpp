@@ -1,8 +1,8 @@
 // Two programs, one truth: what vexlo and vexlo-convert make of a sound database, vexlo-rescue makes of it
 // too.
-#include <gtest/gtest.h>
-
 #include <algorithm>
+
+#include <gtest/gtest.h>
 
 #include "csv_reader.h"
 #include "rescue_program.h"

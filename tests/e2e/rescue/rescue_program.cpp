@@ -1,8 +1,8 @@
 #include "rescue_program.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
+
+#include <gtest/gtest.h>
 
 #include "sample/demo.h"
 #include "scratch_dir.h"

@@ -1,6 +1,5 @@
 // Runs that are interrupted, and what --resume makes of them.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -9,6 +8,8 @@
 #include <chrono>
 #include <filesystem>
 #include <thread>
+
+#include <gtest/gtest.h>
 
 #include "rescue_program.h"
 #include "scratch_dir.h"

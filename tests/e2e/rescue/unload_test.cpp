@@ -1,7 +1,7 @@
 // `unload`: what comes out, what is refused, and what the record says.
-#include <gtest/gtest.h>
-
 #include <filesystem>
+
+#include <gtest/gtest.h>
 
 #include "rescue_program.h"
 #include "sample/demo.h"

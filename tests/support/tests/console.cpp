@@ -1,6 +1,9 @@
 // A console program with the banner, the prompt and the endless prompting of the real one, for the tests
 // of the runner. Commands: out, err, alternate, flood, abort, cwd, env NAME, fill FILE, handles, config,
 // exit.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -8,9 +11,6 @@
 #include <iostream>
 #include <string>
 #include <vector>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace {
 

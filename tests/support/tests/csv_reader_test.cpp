@@ -1,7 +1,8 @@
-#include "csv_reader.h"
+#include <stdexcept>
 
 #include <gtest/gtest.h>
-#include <stdexcept>
+
+#include "csv_reader.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include "dict_reader.h"
-#include "scratch_dir.h"
-
 #include <stdexcept>
 
 #include <gtest/gtest.h>
+
+#include "dict_reader.h"
+#include "scratch_dir.h"
 
 namespace vexlo_test {
 namespace {

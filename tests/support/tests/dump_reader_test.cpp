@@ -1,9 +1,9 @@
-#include "dump_reader.h"
-
 #include <functional>
 #include <string_view>
 
 #include <gtest/gtest.h>
+
+#include "dump_reader.h"
 
 namespace vexlo_test {
 namespace {

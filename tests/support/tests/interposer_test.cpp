@@ -1,7 +1,7 @@
+#include <gtest/gtest.h>
+
 #include "process.h"
 #include "scratch_dir.h"
-
-#include <gtest/gtest.h>
 
 namespace vexlo_test {
 namespace {

@@ -1,8 +1,8 @@
-#include "oracle_text.h"
-
 #include <stdexcept>
 
 #include <gtest/gtest.h>
+
+#include "oracle_text.h"
 
 namespace vexlo_test {
 namespace {

@@ -1,14 +1,14 @@
 // Makes the calls that the interposer watches and prints one result a line: a byte count, "ok", or the
 // name of the error. Usage: probe WORK PATH [SIZE]
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 

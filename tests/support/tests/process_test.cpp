@@ -1,14 +1,14 @@
-#include "process.h"
-#include "scratch_dir.h"
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <stdexcept>
 #include <system_error>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <gtest/gtest.h>
+
+#include "process.h"
+#include "scratch_dir.h"
 
 namespace vexlo_test {
 namespace {

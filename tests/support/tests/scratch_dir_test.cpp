@@ -1,8 +1,8 @@
-#include "scratch_dir.h"
-
 #include <stdexcept>
 
 #include <gtest/gtest.h>
+
+#include "scratch_dir.h"
 
 namespace vexlo_test {
 namespace {

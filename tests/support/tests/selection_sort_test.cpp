@@ -1,9 +1,9 @@
-#include "selection_sort.h"
-
 #include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "selection_sort.h"
 
 namespace vexlo_test {
 namespace {

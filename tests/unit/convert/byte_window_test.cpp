@@ -1,14 +1,13 @@
-#include "convert/byte_window.h"
-
-#include <gtest/gtest.h>
+#include <fcntl.h>
 
 #include <cstring>
 
+#include <gtest/gtest.h>
+
+#include "convert/byte_window.h"
 #include "convert/dump_file.h"
 #include "dump_writer.h"
 #include "temporary_dir.h"
-
-#include <fcntl.h>
 
 namespace {
 

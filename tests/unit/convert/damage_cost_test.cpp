@@ -1,7 +1,4 @@
 // What one lost, changed or inserted byte costs, over all positions in the rows of a dump.
-#include "convert/dump_reader.h"
-
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -9,6 +6,9 @@
 #include <map>
 #include <random>
 
+#include <gtest/gtest.h>
+
+#include "convert/dump_reader.h"
 #include "dump_writer.h"
 
 namespace {

@@ -1,7 +1,6 @@
-#include "convert/dump_file.h"
-
 #include <gtest/gtest.h>
 
+#include "convert/dump_file.h"
 #include "dump_writer.h"
 #include "temporary_dir.h"
 #include "values/errors.h"

@@ -1,7 +1,6 @@
-#include "convert/dump_reader.h"
-
 #include <gtest/gtest.h>
 
+#include "convert/dump_reader.h"
 #include "dump_writer.h"
 #include "temporary_dir.h"
 

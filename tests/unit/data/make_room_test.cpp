@@ -1,7 +1,7 @@
 // The 4 MiB cache: when it is flushed, and what that does to rows that are under way.
-#include "segment_fixture.h"
-
 #include <algorithm>
+
+#include "segment_fixture.h"
 
 using namespace unload_unit;
 

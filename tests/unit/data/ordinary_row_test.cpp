@@ -1,7 +1,7 @@
 // Rows that fill the cache to its end stay inside it.
-#include "segment_fixture.h"
-
 #include <cstring>
+
+#include "segment_fixture.h"
 
 using namespace unload_unit;
 

@@ -1,7 +1,7 @@
 // Following a row from piece to piece: where chains end that lead nowhere or come back.
-#include "segment_fixture.h"
-
 #include <filesystem>
+
+#include "segment_fixture.h"
 
 using namespace unload_unit;
 

@@ -1,9 +1,9 @@
 // The rows of one block: which entries are rows at all, rows in one piece, rows in a cluster, and damage.
-#include "segment_fixture.h"
-
 #include <algorithm>
 
 #include <gtest/gtest.h>
+
+#include "segment_fixture.h"
 
 using namespace unload_unit;
 

@@ -1,8 +1,8 @@
 // LOB values: their locators are gathered, and the first one ends the table.
-#include "segment_fixture.h"
-
 #include <algorithm>
 #include <cstring>
+
+#include "segment_fixture.h"
 
 using namespace unload_unit;
 

@@ -1,9 +1,10 @@
 // LONG values: gathering, the temporary file, and the block behind the row.
-#include "segment_fixture.h"
-
 #include <fcntl.h>
-#include <filesystem>
 #include <unistd.h>
+
+#include <filesystem>
+
+#include "segment_fixture.h"
 
 using namespace unload_unit;
 

@@ -1,12 +1,13 @@
 #include "segment_fixture.h"
 
-#include "datafile.h"
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
-#include <unistd.h>
+
+#include "datafile.h"
 
 namespace unload_unit {
 

@@ -1,6 +1,11 @@
 // A table whose segment is made of hand-made blocks in small datafiles, unloaded by unload_one_table.
 #pragma once
 
+#include <map>
+#include <memory>
+
+#include <gtest/gtest.h>
+
 #include "../../e2e/unload_bytes.h"
 #include "data/dump_file.h"
 #include "data/lob_value.h"
@@ -9,11 +14,6 @@
 #include "sample/block.h"
 #include "sample/segment.h"
 #include "scratch_dir.h"
-
-#include <gtest/gtest.h>
-
-#include <map>
-#include <memory>
 
 namespace unload_unit {
 

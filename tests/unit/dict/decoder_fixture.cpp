@@ -1,11 +1,12 @@
 #include "decoder_fixture.h"
 
-#include "datafile.h"
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <cstring>
-#include <fcntl.h>
 #include <stdexcept>
-#include <unistd.h>
+
+#include "datafile.h"
 
 namespace vexlo_test {
 

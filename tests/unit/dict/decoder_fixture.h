@@ -2,12 +2,12 @@
 // a dictionary directory for what is written.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "dict/row_decoders.h"
 #include "sample/block.h"
 #include "store_context.h"
-
-#include <string>
-#include <vector>
 
 namespace vexlo_test {
 

@@ -1,12 +1,12 @@
 // Moving record arrays between memory and the dictionary files.
-#include "store_context.h"
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <filesystem>
 
 #include "dict/dict_file.h"
 #include "dict_reader.h"
-
-#include <fcntl.h>
-#include <filesystem>
-#include <sys/stat.h>
+#include "store_context.h"
 
 namespace vexlo_test {
 namespace {

@@ -1,11 +1,11 @@
 // One export as a whole, with a buffer so small that every boundary is met.
+#include <unistd.h>
+
 #include "command_map.h"
 #include "decoder_fixture.h"
 #include "dict/dict_file.h"
 #include "dict/export.h"
 #include "sample/segment.h"
-
-#include <unistd.h>
 
 using namespace vexlo_test;
 

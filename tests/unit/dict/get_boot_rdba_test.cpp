@@ -1,10 +1,11 @@
 // Finding a dictionary table's segment header in the statements of the bootstrap segment.
-#include "dict/bootstrap.h"
-
 #include <cstring>
-#include <gtest/gtest.h>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "dict/bootstrap.h"
 
 namespace {
 

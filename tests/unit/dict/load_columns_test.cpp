@@ -1,10 +1,9 @@
 // Columns and cluster keys of the loaded tables, compared with the nested scans that define them.
-#include "store_context.h"
-
-#include "command_map.h"
-
 #include <algorithm>
 #include <random>
+
+#include "command_map.h"
+#include "store_context.h"
 
 namespace vexlo_test {
 namespace {

@@ -1,11 +1,10 @@
 // What a load derives: owners, object indexes and table flags; and what the context holds where it stopped.
-#include "store_context.h"
-
-#include "command_map.h"
-
 #include <array>
 #include <filesystem>
 #include <utility>
+
+#include "command_map.h"
+#include "store_context.h"
 
 namespace vexlo_test {
 namespace {

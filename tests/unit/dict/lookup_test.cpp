@@ -1,10 +1,9 @@
 // The lookups: binary searches whose halving decides which of several equal records is found.
-#include "store_context.h"
-
-#include "dict/lookup.h"
-
 #include <algorithm>
 #include <random>
+
+#include "dict/lookup.h"
+#include "store_context.h"
 
 namespace vexlo_test {
 namespace {

@@ -1,9 +1,10 @@
 // Batches: what a decoder does when its record array is full.
+#include <fcntl.h>
+
+#include <filesystem>
+
 #include "decoder_fixture.h"
 #include "dict/dict_file.h"
-
-#include <fcntl.h>
-#include <filesystem>
 
 using namespace vexlo_test;
 

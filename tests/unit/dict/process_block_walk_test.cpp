@@ -1,8 +1,8 @@
 // Which row pieces of a dictionary block become records.
-#include "decoder_fixture.h"
-
 #include <algorithm>
 #include <utility>
+
+#include "decoder_fixture.h"
 
 using namespace vexlo_test;
 

@@ -1,13 +1,13 @@
 // Decoding the rows of a bootstrap block.
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
 #include "console.h"
 #include "dict/bootstrap.h"
 #include "sample/block.h"
-
-#include <cstring>
-
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
 namespace {
 

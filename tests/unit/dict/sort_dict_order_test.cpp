@@ -1,13 +1,12 @@
 // The order in which the sorts leave their files: that of a selection sort with exchanges, also among records
 // with equal keys.
-#include "sort_family.h"
-
-#include "dict/selection_order.h"
-#include "selection_sort.h"
-
 #include <algorithm>
 #include <numeric>
 #include <random>
+
+#include "dict/selection_order.h"
+#include "selection_sort.h"
+#include "sort_family.h"
 
 namespace vexlo_test {
 namespace {

@@ -1,8 +1,8 @@
 // What a sort reads, writes, counts and leaves behind, and what is left when it fails.
-#include "sort_family.h"
-
 #include <algorithm>
 #include <filesystem>
+
+#include "sort_family.h"
 
 namespace vexlo_test {
 namespace {

@@ -1,17 +1,16 @@
 // The eleven sorted dictionary files as a family of types for typed tests.
 #pragma once
 
-#include "store_context.h"
+#include <utility>
 
 #include "dict/sort.h"
-
-#include <utility>
+#include "store_context.h"
 
 namespace vexlo_test {
 
 constexpr std::uint32_t SPECIAL_OBJN = 0xFFFFFF00; // object number of the first special table in these tests
 
-/// One sorted file: record type, base name, sort, key fields (`SECOND` is null for one key).
+// One sorted file: record type, base name, sort, key fields (`SECOND` is null for one key).
 template <class REC, int (*SORT)(), std::uint32_t REC::*FIRST, std::uint32_t REC::*SECOND = nullptr>
 struct file_sort {
     using record = REC;
@@ -35,7 +34,7 @@ struct file_sort {
     static void complete(std::vector<REC> &) {}
 };
 
-/// The files with an array slot and a count of their own.
+// The files with an array slot and a count of their own.
 template <const auto &SLOT, class BASE>
 struct counted_file : BASE {
     static constexpr const char *name = SLOT.file;
@@ -54,7 +53,7 @@ inline int sort_tables() {
     return sort_tab_by_objn(sobj, tabn, rdba);
 }
 
-/// The SYS objects of the five special tables.
+// The SYS objects of the five special tables.
 inline std::vector<OBJ> special_objects() {
     std::vector<OBJ> objects;
     for (std::uint32_t k = 0; k < SPECIAL_TABLES; k++) {
@@ -65,7 +64,7 @@ inline std::vector<OBJ> special_objects() {
     return objects;
 }
 
-/// The tables of the five special tables, table k at file k + 1 and block 100 + k.
+// The tables of the five special tables, table k at file k + 1 and block 100 + k.
 inline std::vector<TAB> special_tabs() {
     std::vector<TAB> tables;
     for (std::uint32_t k = 0; k < SPECIAL_TABLES; k++) {
@@ -114,7 +113,7 @@ using counted_files = testing::Types<user_file, ts_file, obj_file, tab_file, col
 using all_files = testing::Types<user_file, ts_file, obj_file, tab_file, cluster_file, col_file, ind_file,
                                  lob_file, tabpart_file, tabsubpart_file, tabcompart_file>;
 
-/// Names the instances of a typed test after their files.
+// Names the instances of a typed test after their files.
 struct file_names {
     template <class FILE_TYPE>
     static std::string GetName(int) {

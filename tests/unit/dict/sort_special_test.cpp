@@ -1,11 +1,10 @@
 // The special-table vectors that the sorts of objects and tables fill: which record gives an entry, what a
 // missing one says, and what a failed check leaves behind.
-#include "sort_family.h"
-
-#include "command_map.h"
-
 #include <algorithm>
 #include <array>
+
+#include "command_map.h"
+#include "sort_family.h"
 
 namespace vexlo_test {
 namespace {

@@ -1,17 +1,18 @@
 // The global context over a dictionary directory of its own.
 #pragma once
 
-#include "../clean_context.h"
+#include <sys/resource.h>
 
 #include <csignal>
 #include <cstdint>
 #include <cstring>
-#include <sys/resource.h>
 #include <vector>
+
+#include "../clean_context.h"
 
 namespace vexlo_test {
 
-/// The bytes of an array of records, as a dictionary file holds them.
+// The bytes of an array of records, as a dictionary file holds them.
 template <class REC>
 bytes raw_records(const std::vector<REC> &records) {
     bytes raw(records.size() * sizeof(REC));
@@ -20,7 +21,7 @@ bytes raw_records(const std::vector<REC> &records) {
     return raw;
 }
 
-/// The whole records in `raw`.
+// The whole records in `raw`.
 template <class REC>
 std::vector<REC> records_of(const bytes &raw) {
     std::vector<REC> records(raw.size() / sizeof(REC));
@@ -29,7 +30,7 @@ std::vector<REC> records_of(const bytes &raw) {
     return records;
 }
 
-/// A record whose every byte depends on `seed`, so that no two of one test are alike.
+// A record whose every byte depends on `seed`, so that no two of one test are alike.
 template <class REC>
 REC numbered_record(std::uint32_t seed) {
     std::uint32_t words[sizeof(REC) / sizeof(std::uint32_t)];
@@ -40,7 +41,7 @@ REC numbered_record(std::uint32_t seed) {
     return record;
 }
 
-/// While it lives, a write beyond `limit` bytes of a file fails with EFBIG after the bytes before it.
+// While it lives, a write beyond `limit` bytes of a file fails with EFBIG after the bytes before it.
 class file_size_limit {
 public:
     explicit file_size_limit(rlim_t limit) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
@@ -60,7 +61,7 @@ private:
     rlimit before_{};
 };
 
-/// A clean context with an empty dictionary directory.
+// A clean context with an empty dictionary directory.
 class store_context : public clean_context {
 protected:
     store_context() { std::snprintf(g_ctx.par.dict_dir, DIR_SIZE, "%s", dir_.path().c_str()); }

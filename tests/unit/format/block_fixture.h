@@ -1,9 +1,9 @@
 // Blocks made byte by byte, for the walk over them.
 #pragma once
 
-#include "format/block.h"
-
 #include <vector>
+
+#include "format/block.h"
 
 namespace vexlo_test {
 

@@ -1,9 +1,10 @@
 // Where the row structures of a data block are found, and the walk over a table's row directory entries.
-#include "block_fixture.h"
-
 #include <algorithm>
-#include <gtest/gtest.h>
 #include <utility>
+
+#include <gtest/gtest.h>
+
+#include "block_fixture.h"
 
 using namespace vexlo_test;
 

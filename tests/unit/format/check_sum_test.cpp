@@ -1,10 +1,11 @@
 // The check value of a block.
-#include "format/check_sum.h"
-
 #include <cstddef>
 #include <cstdint>
-#include <gtest/gtest.h>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "format/check_sum.h"
 
 namespace vexlo_test {
 namespace {

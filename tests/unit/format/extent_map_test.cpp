@@ -1,9 +1,10 @@
 // The places of extent maps, and what of them lies in their block.
-#include "format/extent_map.h"
-
 #include <cstring>
-#include <gtest/gtest.h>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "format/extent_map.h"
 
 namespace {
 

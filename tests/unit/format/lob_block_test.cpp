@@ -1,9 +1,9 @@
-#include "format/lob_block.h"
+#include <fstream>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
+#include "format/lob_block.h"
 
 namespace {
 

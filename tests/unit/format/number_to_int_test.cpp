@@ -1,9 +1,10 @@
 // NUMBER values as machine integers.
+#include <climits>
+
+#include <gtest/gtest.h>
+
 #include "format/number_to_int.h"
 #include "sample/value.h"
-
-#include <climits>
-#include <gtest/gtest.h>
 
 namespace {
 

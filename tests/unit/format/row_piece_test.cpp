@@ -1,7 +1,7 @@
 // What stands in a row piece before its values.
-#include "format/row_piece.h"
-
 #include <gtest/gtest.h>
+
+#include "format/row_piece.h"
 
 namespace {
 

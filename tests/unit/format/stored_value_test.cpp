@@ -1,8 +1,9 @@
 // The encoding of column values inside a row piece.
-#include "format/stored_value.h"
+#include <vector>
 
 #include <gtest/gtest.h>
-#include <vector>
+
+#include "format/stored_value.h"
 
 namespace {
 

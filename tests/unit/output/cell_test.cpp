@@ -1,8 +1,7 @@
-#include "output/cell.h"
-
 #include <gtest/gtest.h>
 
 #include "dump_writer.h"
+#include "output/cell.h"
 
 namespace {
 

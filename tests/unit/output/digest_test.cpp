@@ -1,8 +1,8 @@
-#include "output/digest.h"
+#include <string>
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include "output/digest.h"
 
 namespace vexlo {
 namespace {

@@ -1,7 +1,6 @@
-#include "output/name_pattern.h"
-
 #include <gtest/gtest.h>
 
+#include "output/name_pattern.h"
 #include "values/errors.h"
 
 namespace vexlo {

@@ -1,6 +1,6 @@
-#include "output/names.h"
-
 #include <gtest/gtest.h>
+
+#include "output/names.h"
 
 namespace {
 

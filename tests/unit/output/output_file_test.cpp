@@ -1,10 +1,9 @@
-#include "output/output_file.h"
+#include <filesystem>
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "dump_writer.h"
+#include "output/output_file.h"
 #include "temporary_dir.h"
 #include "values/errors.h"
 

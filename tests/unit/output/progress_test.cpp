@@ -1,6 +1,6 @@
-#include "output/progress.h"
-
 #include <gtest/gtest.h>
+
+#include "output/progress.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
-#include "output/row_batch.h"
-
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <string>
+
+#include <gtest/gtest.h>
+
+#include "output/row_batch.h"
 
 namespace {
 

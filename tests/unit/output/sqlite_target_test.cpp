@@ -1,6 +1,6 @@
-#include "output/sqlite_target.h"
-
 #include <gtest/gtest.h>
+
+#include "output/sqlite_target.h"
 
 namespace {
 

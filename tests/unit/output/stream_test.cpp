@@ -1,8 +1,8 @@
 // Values that come in pieces.
-#include <gtest/gtest.h>
-
 #include <fstream>
 #include <iterator>
+
+#include <gtest/gtest.h>
 
 #include "output/format.h"
 #include "scratch_dir.h"

@@ -1,10 +1,9 @@
-#include "rescue/block_health.h"
-
-#include <gtest/gtest.h>
-
 #include <fstream>
 #include <sstream>
 
+#include <gtest/gtest.h>
+
+#include "rescue/block_health.h"
 #include "sample/block.h"
 
 using namespace vexlo;

@@ -1,6 +1,6 @@
-#include "rescue/create_text.h"
-
 #include <gtest/gtest.h>
+
+#include "rescue/create_text.h"
 
 using namespace vexlo;
 

@@ -1,9 +1,8 @@
-#include "rescue/datafile.h"
-
 #include <fstream>
 
 #include "format/block_address.h"
 #include "format/file_header.h"
+#include "rescue/datafile.h"
 #include "rescue_fixture.h"
 
 using namespace rescue_test;

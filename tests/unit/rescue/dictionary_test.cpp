@@ -1,7 +1,6 @@
-#include "rescue/dictionary.h"
-
 #include "format/block_address.h"
 #include "format/file_header.h"
+#include "rescue/dictionary.h"
 #include "rescue_fixture.h"
 #include "values/errors.h"
 

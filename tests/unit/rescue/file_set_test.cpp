@@ -1,9 +1,8 @@
-#include "rescue/file_set.h"
-
 #include <fstream>
 
 #include "format/block_address.h"
 #include "format/file_header.h"
+#include "rescue/file_set.h"
 #include "rescue_fixture.h"
 #include "values/errors.h"
 

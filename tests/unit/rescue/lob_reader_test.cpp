@@ -1,8 +1,7 @@
-#include "rescue/lob_reader.h"
-
 #include <gtest/gtest.h>
 
 #include "lob_fixture.h"
+#include "rescue/lob_reader.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "rescue/options.h"
-
 #include <gtest/gtest.h>
+
+#include "rescue/options.h"
 
 namespace vexlo {
 namespace {

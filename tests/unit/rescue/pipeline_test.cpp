@@ -1,11 +1,11 @@
-#include "rescue/pipeline.h"
-
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
 #include <numeric>
 #include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include "rescue/pipeline.h"
 
 namespace vexlo {
 namespace {

@@ -1,6 +1,6 @@
-#include "rescue/plan.h"
-
 #include <gtest/gtest.h>
+
+#include "rescue/plan.h"
 
 namespace vexlo {
 namespace {

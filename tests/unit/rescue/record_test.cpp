@@ -1,9 +1,8 @@
-#include "rescue/record.h"
+#include <filesystem>
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
+#include "rescue/record.h"
 #include "scratch_dir.h"
 #include "values/errors.h"
 

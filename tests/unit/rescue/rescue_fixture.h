@@ -1,14 +1,14 @@
 // Synthetic databases and what the readers find in them.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "rescue/dictionary.h"
 #include "rescue/file_set.h"

@@ -1,7 +1,6 @@
-#include "rescue/row_reader.h"
-
 #include "format/block_address.h"
 #include "format/file_header.h"
+#include "rescue/row_reader.h"
 #include "rescue_fixture.h"
 
 using namespace rescue_test;

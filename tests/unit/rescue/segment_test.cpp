@@ -1,6 +1,5 @@
-#include "rescue/segment.h"
-
 #include "format/block_address.h"
+#include "rescue/segment.h"
 #include "rescue_fixture.h"
 
 using namespace rescue_test;

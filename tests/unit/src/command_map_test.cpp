@@ -1,11 +1,12 @@
 // The command table.
-#include "command_map.h"
-
-#include <gtest/gtest.h>
 #include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "command_map.h"
 
 namespace vexlo_test {
 namespace {

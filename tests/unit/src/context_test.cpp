@@ -1,10 +1,11 @@
 // The global context: the order and the sizes of its fields.
-#include "vexlo.h"
-
 #include <algorithm>
 #include <cstddef>
-#include <gtest/gtest.h>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "vexlo.h"
 
 namespace vexlo_test {
 namespace {

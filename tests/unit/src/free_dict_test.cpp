@@ -1,9 +1,10 @@
 // What the release of the context frees and what it leaves.
-#include "dict_array.h"
-
 #include <cstdlib>
-#include <gtest/gtest.h>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "dict_array.h"
 
 namespace vexlo_test {
 namespace {

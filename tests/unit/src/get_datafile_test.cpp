@@ -1,7 +1,7 @@
 // How the file of a block is found in the catalogue.
-#include "../clean_context.h"
-
 #include <utility>
+
+#include "../clean_context.h"
 
 namespace vexlo_test {
 namespace {

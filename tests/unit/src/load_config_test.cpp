@@ -1,9 +1,8 @@
 // Every form of line that a configuration file can hold, and the settings that it leaves.
-#include "load_config.h"
+#include <ostream>
 
 #include "../clean_context.h"
-
-#include <ostream>
+#include "load_config.h"
 
 namespace vexlo_test {
 namespace {

@@ -1,7 +1,7 @@
 // The catalogue of datafiles as their list leaves it.
-#include "../clean_context.h"
-
 #include <cstddef>
+
+#include "../clean_context.h"
 
 namespace vexlo_test {
 namespace {

@@ -1,10 +1,11 @@
 // What opening the listed datafiles takes from their headers, and what closing them leaves.
-#include "../clean_context.h"
-#include "sample/datafile.h"
+#include <fcntl.h>
 
 #include <algorithm>
-#include <fcntl.h>
 #include <utility>
+
+#include "../clean_context.h"
+#include "sample/datafile.h"
 
 namespace vexlo_test {
 namespace {

@@ -1,12 +1,14 @@
 // Reading runs of blocks: where they are, how much is delivered, and their check values.
-#include "../clean_context.h"
-#include "sample/block.h"
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "../clean_context.h"
+#include "sample/block.h"
 
 namespace vexlo_test {
 namespace {

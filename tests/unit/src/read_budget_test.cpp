@@ -1,8 +1,8 @@
 // What a walk may take from the datafiles.
+#include <fcntl.h>
+
 #include "../clean_context.h"
 #include "read_budget.h"
-
-#include <fcntl.h>
 
 namespace vexlo_test {
 namespace {

@@ -1,10 +1,11 @@
 // The string routines beneath every parser.
-#include "text.h"
-
 #include <cstring>
-#include <gtest/gtest.h>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "text.h"
 
 namespace vexlo_test {
 namespace {

@@ -1,7 +1,7 @@
 // The type texts of columns.
-#include "value.h"
-
 #include <gtest/gtest.h>
+
+#include "value.h"
 
 namespace {
 

@@ -1,12 +1,11 @@
-#include "values/binary_float.h"
-
-#include <gtest/gtest.h>
-
 #include <cfloat>
 #include <cmath>
 #include <limits>
 
+#include <gtest/gtest.h>
+
 #include "dump_writer.h"
+#include "values/binary_float.h"
 
 namespace {
 

@@ -1,8 +1,7 @@
-#include "values/charset.h"
-
 #include <gtest/gtest.h>
 
 #include "charset_samples.h"
+#include "values/charset.h"
 #include "values/errors.h"
 #include "values/text_decoder.h"
 

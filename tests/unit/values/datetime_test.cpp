@@ -1,8 +1,7 @@
-#include "values/datetime.h"
-
 #include <gtest/gtest.h>
 
 #include "dump_writer.h"
+#include "values/datetime.h"
 
 namespace {
 

@@ -1,8 +1,7 @@
-#include "values/interval.h"
-
 #include <gtest/gtest.h>
 
 #include "dump_writer.h"
+#include "values/interval.h"
 
 namespace {
 

@@ -1,11 +1,10 @@
-#include "values/lob_inflater.h"
-
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <fstream>
 #include <iterator>
 
+#include <gtest/gtest.h>
+
+#include "values/lob_inflater.h"
 #include "values/lob_locator.h"
 
 namespace {

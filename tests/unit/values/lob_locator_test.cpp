@@ -1,9 +1,9 @@
-#include "values/lob_locator.h"
+#include <fstream>
+#include <map>
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <map>
+#include "values/lob_locator.h"
 
 namespace {
 

@@ -1,8 +1,7 @@
-#include "values/number.h"
-
 #include <gtest/gtest.h>
 
 #include "dump_writer.h"
+#include "values/number.h"
 
 namespace {
 

@@ -1,8 +1,7 @@
-#include "values/rowid.h"
-
 #include <gtest/gtest.h>
 
 #include "dump_writer.h"
+#include "values/rowid.h"
 
 namespace {
 

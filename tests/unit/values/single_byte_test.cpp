@@ -1,12 +1,11 @@
-#include "values/single_byte.h"
-
-#include <gtest/gtest.h>
-
 #include <iconv.h>
 
 #include <string>
 
+#include <gtest/gtest.h>
+
 #include "values/charset.h"
+#include "values/single_byte.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "values/text_decoder.h"
+#include <string>
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include "values/text_decoder.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "values/text_scan.h"
+#include <string>
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include "values/text_scan.h"
 
 namespace {
 

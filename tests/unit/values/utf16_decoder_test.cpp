@@ -1,6 +1,6 @@
-#include "values/utf16_decoder.h"
-
 #include <gtest/gtest.h>
+
+#include "values/utf16_decoder.h"
 
 namespace {
 

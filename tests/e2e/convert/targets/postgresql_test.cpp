@@ -1,9 +1,9 @@
 // What vexlo-convert writes for PostgreSQL, loaded into a server.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+
+#include <gtest/gtest.h>
 
 #include "postgresql_server.h"
 #include "random_values.h"

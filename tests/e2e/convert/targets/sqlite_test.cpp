@@ -1,11 +1,12 @@
 // What vexlo-convert writes for SQLite, read by its own shell.
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <random>
+
+#include <gtest/gtest.h>
 
 #include "../program.h"
 #include "dump_writer.h"

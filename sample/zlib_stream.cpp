@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#ifdef SAMPLE_ZLIB
+#ifdef VEXLO_HAVE_ZLIB
 #include <zlib.h>
 #endif
 
@@ -52,7 +52,7 @@ Bytes one_map(ByteView data) {
 
 } // namespace
 
-#ifdef SAMPLE_ZLIB
+#ifdef VEXLO_HAVE_ZLIB
 
 Bytes zlib_stream(ByteView data) {
     uLongf size = compressBound(static_cast<uLong>(data.size()));

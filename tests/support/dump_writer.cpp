@@ -187,17 +187,3 @@ Bytes dump_bytes(const Dump &dump) {
     }
     return padded(head, 1024) + padded(records, directory) + data;
 }
-
-void write_file(const std::string &path, const Bytes &bytes) {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (!file.flush())
-        throw std::runtime_error("cannot write " + path);
-}
-
-Bytes read_file(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
-        throw std::runtime_error("cannot read " + path);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}

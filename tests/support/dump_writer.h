@@ -67,7 +67,3 @@ struct Dump {
 
 // The bytes of the dump file.
 Bytes dump_bytes(const Dump &dump);
-
-// Writes `bytes` to a file.
-void write_file(const std::string &path, const Bytes &bytes);
-Bytes read_file(const std::string &path);

@@ -24,6 +24,9 @@ public:
     // Path of `name` inside the directory; nothing is created.
     std::string file(std::string_view name) const;
 
+    // The same, to be written as a path is.
+    std::string operator/(std::string_view name) const { return file(name); }
+
     // Creates the directory `name` and returns its path.
     std::string make_dir(std::string_view name) const;
 

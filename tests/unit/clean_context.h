@@ -29,12 +29,13 @@ std::string messages_of(OPERATION &&operation) {
 // does at the end.
 class clean_context : public testing::Test {
 protected:
-    clean_context() {
+    // The work buffer is of `room` bytes: more than WORK_SIZE for tests that look behind its end.
+    explicit clean_context(std::size_t room = WORK_SIZE) {
         g_ctx = ZUKCTX{};
         g_ctx.fd = -1;
         g_cfgname[0] = '\0';
         g_dbfile_list[0] = '\0';
-        g_ctx.wrk = static_cast<std::uint8_t *>(std::malloc(WORK_SIZE));
+        g_ctx.wrk = static_cast<std::uint8_t *>(std::malloc(room));
     }
 
     ~clean_context() override {

@@ -10,7 +10,9 @@
 
 #include "dump_writer.h"
 #include "program.h"
-#include "temporary_dir.h"
+#include "scratch_dir.h"
+
+using namespace vexlo_test;
 
 namespace {
 
@@ -44,8 +46,8 @@ std::vector<std::string> lines_of(const std::string &path) {
 }
 
 Converted convert(const Bytes &bytes) {
-    TemporaryDir dir;
-    write_file(dir / "a.dat", bytes);
+    scratch_dir dir;
+    write_text(dir / "a.dat", bytes);
     Converted converted{run_convert({"--to", "csv", "--output", dir / "out", dir / "a.dat"}),
                         lines_of(dir / "out/SCOTT.A.csv"), lines_of(dir / "out/SCOTT.B.csv")};
     for (const auto &entry : std::filesystem::directory_iterator(dir.path()))
@@ -107,8 +109,8 @@ TEST(Damage, LineTellsTableRowAndOffset) {
     dump.tables = {{.name = "T",
                     .columns = {{"D", 12, 7}},
                     .rows = {row({value(ora_date(2000, 1, 1))}), row({value(ora_date(2000, 13, 1))})}}};
-    TemporaryDir dir;
-    write_file(dir / "a.dat", dump_bytes(dump));
+    scratch_dir dir;
+    write_text(dir / "a.dat", dump_bytes(dump));
     const ProgramResult result = run_convert({"--to", "csv", "--output", "-", dir / "a.dat"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "D\r\n2000-01-01T00:00:00\r\n\r\n");
@@ -122,8 +124,8 @@ TEST(Damage, CountsThatDisagreeAreTold) {
     Dump dump;
     dump.tables = {
         {.name = "T", .columns = {{"D", 12, 7}}, .rows = {row({value(ora_date(2000, 1, 1))})}, .nrows = 5}};
-    TemporaryDir dir;
-    write_file(dir / "a.dat", dump_bytes(dump));
+    scratch_dir dir;
+    write_text(dir / "a.dat", dump_bytes(dump));
     const ProgramResult result = run_convert({"--to", "csv", "--output", "-", dir / "a.dat"});
     EXPECT_EQ(result.status, 1);
     EXPECT_NE(result.err.find("the directory says 5 rows, 1 were found"), std::string::npos);
@@ -135,8 +137,8 @@ TEST(Damage, ManyLossesAreNotAllListed) {
         table.rows.push_back(row({value(ora_date(2000, 13, 1))}));
     Dump dump;
     dump.tables = {table};
-    TemporaryDir dir;
-    write_file(dir / "a.dat", dump_bytes(dump));
+    scratch_dir dir;
+    write_text(dir / "a.dat", dump_bytes(dump));
     const ProgramResult result = run_convert({"--to", "csv", "--output", "-", dir / "a.dat"});
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 101);
     EXPECT_NE(result.err.find("900 more losses"), std::string::npos);

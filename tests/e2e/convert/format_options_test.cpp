@@ -6,7 +6,9 @@
 
 #include "dump_writer.h"
 #include "program.h"
-#include "temporary_dir.h"
+#include "scratch_dir.h"
+
+using namespace vexlo_test;
 
 namespace {
 
@@ -14,7 +16,7 @@ class FormatOptionsTest : public testing::Test {
 protected:
     ProgramResult convert(const DumpTable &table, std::vector<std::string> options) {
         dump_.tables = {table};
-        write_file(dir_ / "SCOTT.dat", dump_bytes(dump_));
+        write_text(dir_ / "SCOTT.dat", dump_bytes(dump_));
         options.insert(options.end(), {"--output", dir_ / "out", dir_ / "SCOTT.dat"});
         return run_convert(options);
     }
@@ -23,7 +25,7 @@ protected:
                           const std::string &file) {
         const ProgramResult result = convert(table, options);
         EXPECT_EQ(result.status, 0) << result.err;
-        return read_file(dir_ / ("out/" + file));
+        return read_text(dir_ / ("out/" + file));
     }
 
     // The options are refused with one line and status 2.
@@ -53,7 +55,7 @@ protected:
     }
 
     Dump dump_;
-    TemporaryDir dir_;
+    scratch_dir dir_;
 };
 
 TEST_F(FormatOptionsTest, NullHasATextThatNoValueIsTakenFor) {

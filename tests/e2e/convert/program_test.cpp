@@ -7,7 +7,9 @@
 
 #include "dump_writer.h"
 #include "program.h"
-#include "temporary_dir.h"
+#include "scratch_dir.h"
+
+using namespace vexlo_test;
 
 namespace {
 
@@ -20,7 +22,7 @@ DumpTable employees(const std::string &name = "EMP") {
 class Program : public testing::Test {
 protected:
     std::string dump_file(const Dump &dump, const std::string &name = "SCOTT.dat") {
-        write_file(dir_ / name, dump_bytes(dump));
+        write_text(dir_ / name, dump_bytes(dump));
         return dir_ / name;
     }
 
@@ -30,7 +32,7 @@ protected:
         return dump_file(dump);
     }
 
-    std::string output(const std::string &name) { return read_file(dir_ / ("out/" + name)); }
+    std::string output(const std::string &name) { return read_text(dir_ / ("out/" + name)); }
 
     ProgramResult convert(const std::string &format, const std::string &file,
                           std::vector<std::string> more = {}) {
@@ -38,7 +40,7 @@ protected:
         return run_convert(more);
     }
 
-    TemporaryDir dir_;
+    scratch_dir dir_;
 };
 
 TEST_F(Program, CsvBytes) {
@@ -275,7 +277,7 @@ TEST_F(Selection, JobsGiveTheSameFiles) {
 TEST_F(Program, StandardInputIsADumpFromAPipeOrAFile) {
     const std::string file = one_table(employees());
     vexlo_test::run_options pipe;
-    pipe.input = read_file(file);
+    pipe.input = read_text(file);
     const ProgramResult piped = run_convert({"--to", "csv", "--output", "-", "-"}, pipe);
     EXPECT_EQ(piped.status, 0);
     EXPECT_EQ(piped.out, "ID,NAME\r\n1,KING\r\n2,\r\n");
@@ -321,7 +323,7 @@ TEST_F(Program, DumpWithoutTablesIsALoss) {
 
 TEST_F(Program, FilesThatAreNoDumpsAreSkippedAmongSeveral) {
     const std::string good = one_table(employees());
-    write_file(dir_ / "long_tmp.dat", "some text");
+    write_text(dir_ / "long_tmp.dat", "some text");
     const std::string line = "vexlo-convert: " + (dir_ / "long_tmp.dat") + ": not a dump file";
     const ProgramResult several = convert("csv", dir_ / "long_tmp.dat", {good});
     EXPECT_EQ(several.status, 1);

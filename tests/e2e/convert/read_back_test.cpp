@@ -3,7 +3,9 @@
 
 #include "dump_writer.h"
 #include "program.h"
-#include "temporary_dir.h"
+#include "scratch_dir.h"
+
+using namespace vexlo_test;
 
 namespace {
 
@@ -37,7 +39,7 @@ protected:
                  full_row("1234567890123456789012345678901234567890", AWKWARD, Bytes("\x4E\x2D\x00\x41", 4)),
                  full_row("-0.5", "\\.", Bytes("\xD8\x34\xDD\x1E", 4)), row({value(ora_number("3"))}),
                  row({null(), null(), null()}), full_row("9223372036854775807", "'", Bytes("\0,", 2))}}};
-        write_file(dir_ / "SCOTT.dat", dump_bytes(dump));
+        write_text(dir_ / "SCOTT.dat", dump_bytes(dump));
     }
 
     std::string convert_and_read(const std::vector<std::string> &options, const std::string &format,
@@ -71,7 +73,7 @@ protected:
                full("9223372036854775807", "'", ",");
     }
 
-    TemporaryDir dir_;
+    scratch_dir dir_;
 };
 
 TEST_F(ReadBack, Csv) {

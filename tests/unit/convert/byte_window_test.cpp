@@ -7,7 +7,9 @@
 #include "convert/byte_window.h"
 #include "convert/dump_file.h"
 #include "dump_writer.h"
-#include "temporary_dir.h"
+#include "scratch_dir.h"
+
+using namespace vexlo_test;
 
 namespace {
 
@@ -16,11 +18,11 @@ protected:
     ByteWindowTest() {
         for (int i = 0; i < 1000; ++i)
             content_ += static_cast<char>(i * 7);
-        write_file(path_, content_);
+        write_text(path_, content_);
         file_ = vexlo::FileHandle(open(path_.c_str(), O_RDONLY));
     }
 
-    TemporaryDir dir_;
+    scratch_dir dir_;
     std::string path_ = dir_ / "bytes";
     Bytes content_;
     vexlo::FileHandle file_;

@@ -2,19 +2,21 @@
 
 #include "convert/dump_file.h"
 #include "dump_writer.h"
-#include "temporary_dir.h"
+#include "scratch_dir.h"
 #include "values/errors.h"
+
+using namespace vexlo_test;
 
 namespace {
 
 class DumpFileTest : public testing::Test {
 protected:
     vexlo::DumpFile open(const Bytes &bytes) {
-        write_file(dir_ / "a.dat", bytes);
+        write_text(dir_ / "a.dat", bytes);
         return vexlo::DumpFile(dir_ / "a.dat");
     }
 
-    TemporaryDir dir_;
+    scratch_dir dir_;
 };
 
 DumpTable table(const std::string &name) {
@@ -120,14 +122,14 @@ TEST_F(DumpFileTest, SalvageFindsTablesByTheirColumnLists) {
     const vexlo::DumpFile nameless(dir_ / "a.dat", &salvage);
     EXPECT_EQ(nameless.tables()[0].name, "TABLE_1");
     EXPECT_FALSE(nameless.tables()[0].counted);
-    write_file(dir_ / "a.dat", no_magic);
+    write_text(dir_ / "a.dat", no_magic);
     EXPECT_EQ(vexlo::DumpFile(dir_ / "a.dat", &salvage).tables()[0].name, "EMP");
 }
 
 TEST_F(DumpFileTest, SalvageChangesNothingOfASoundDump) {
     Dump dump;
     dump.tables = {table("EMP")};
-    write_file(dir_ / "a.dat", dump_bytes(dump));
+    write_text(dir_ / "a.dat", dump_bytes(dump));
     const vexlo::Salvage salvage{};
     const vexlo::DumpFile file(dir_ / "a.dat", &salvage);
     EXPECT_EQ(file.tables()[0].name, "EMP");
@@ -140,18 +142,18 @@ TEST_F(DumpFileTest, DictionaryNamesSalvagedTables) {
     const auto column = [&](uint32_t flag, const char *text, uint32_t ctyp, uint32_t clen) {
         return le32(flag) + le32(77) + le32(1) + le32(1) + le32(ctyp) + le32(clen) + name(text);
     };
-    write_file(dir_ / "user.dat", le32(5) + le32(0) + le32(0) + le32(0) + name("SCOTT"));
-    write_file(dir_ / "obj.dat", le32(0) + le32(77) + le32(5) + le32(2) + name("EMP"));
-    write_file(dir_ / "col.dat",
+    write_text(dir_ / "user.dat", le32(5) + le32(0) + le32(0) + le32(0) + name("SCOTT"));
+    write_text(dir_ / "obj.dat", le32(0) + le32(77) + le32(5) + le32(2) + name("EMP"));
+    write_text(dir_ / "col.dat",
                column(0, "ID", 2, 22) + column(1, "HIDDEN", 2, 22) + column(0x1000, "NAME", 1, 10));
     Bytes value = name("WE8ISO8859P1");
     value.resize(128, '\0');
-    write_file(dir_ / "props.dat", name("NLS_CHARACTERSET") + value);
+    write_text(dir_ / "props.dat", name("NLS_CHARACTERSET") + value);
     Dump dump;
     dump.tables = {table("EMP")};
     Bytes bytes = dump_bytes(dump);
     bytes.replace(0, 1536, Bytes(1536, '\0'));
-    write_file(dir_ / "a.dat", bytes);
+    write_text(dir_ / "a.dat", bytes);
     vexlo::Salvage salvage;
     salvage.dictionary.emplace(dir_.path());
     const vexlo::DumpFile file(dir_ / "a.dat", &salvage);

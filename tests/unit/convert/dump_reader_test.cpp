@@ -2,7 +2,9 @@
 
 #include "convert/dump_reader.h"
 #include "dump_writer.h"
-#include "temporary_dir.h"
+#include "scratch_dir.h"
+
+using namespace vexlo_test;
 
 namespace {
 
@@ -29,7 +31,7 @@ struct Result {
 class DumpReaderTest : public testing::Test {
 protected:
     Result read_file_bytes(const Bytes &bytes, size_t table = 0, size_t window = vexlo::WINDOW_SIZE) {
-        write_file(dir_ / "a.dat", bytes);
+        write_text(dir_ / "a.dat", bytes);
         const vexlo::DumpFile file(dir_ / "a.dat");
         const vexlo::TableInfo &info = file.tables()[table];
         vexlo::DumpReader reader(file, info, window);
@@ -64,7 +66,7 @@ protected:
         return {reinterpret_cast<const char *>(field.data), field.size};
     }
 
-    TemporaryDir dir_;
+    scratch_dir dir_;
 };
 
 TEST_F(DumpReaderTest, RowsNullsAndMissingColumns) {

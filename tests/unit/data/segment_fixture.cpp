@@ -15,10 +15,8 @@ namespace unload_unit {
 static constexpr size_t GUARD_SIZE = 1 << 20;
 static constexpr uint8_t GUARD_BYTE = 0xA5;
 
-SegmentTest::SegmentTest() : wrk_(new uint8_t[WORK_SIZE + GUARD_SIZE]) {
-    std::fill_n(wrk_.get() + WORK_SIZE, GUARD_SIZE, GUARD_BYTE);
-    g_ctx = {};
-    g_ctx.wrk = wrk_.get();
+SegmentTest::SegmentTest() : clean_context(WORK_SIZE + GUARD_SIZE) {
+    std::fill_n(g_ctx.wrk + WORK_SIZE, GUARD_SIZE, GUARD_BYTE);
     snprintf(g_ctx.par.data_dir, sizeof g_ctx.par.data_dir, "%s", dir_.path().c_str());
     add_file(RFN, 2048);
     columns(plain_columns(3));
@@ -28,7 +26,9 @@ SegmentTest::~SegmentTest() {
     for (const DATAFILE &df : files_)
         if (df.fd >= 0)
             close(df.fd);
-    g_ctx = {};
+    g_ctx.sys = {}; // the tables and files are the fixture's own
+    g_ctx.df = nullptr;
+    g_ctx.col = nullptr;
 }
 
 void SegmentTest::add_file(uint32_t rfn, uint32_t bsz, uint32_t tsn, uint32_t flag) {
@@ -154,7 +154,7 @@ Outcome SegmentTest::unload(uint32_t last) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     outcome.result = unload_one_table(&ul);
-    EXPECT_TRUE(std::all_of(wrk_.get() + WORK_SIZE, wrk_.get() + WORK_SIZE + GUARD_SIZE,
+    EXPECT_TRUE(std::all_of(g_ctx.wrk + WORK_SIZE, g_ctx.wrk + WORK_SIZE + GUARD_SIZE,
                             [](uint8_t byte) { return byte == GUARD_BYTE; }));
     fflush(stdout);
     outcome.err = testing::internal::GetCapturedStderr();

@@ -2,18 +2,17 @@
 #pragma once
 
 #include <map>
-#include <memory>
 
 #include <gtest/gtest.h>
 
 #include "../../e2e/unload_bytes.h"
+#include "../clean_context.h"
 #include "data/dump_file.h"
 #include "data/lob_value.h"
 #include "data/long_value.h"
 #include "data/segment.h"
 #include "sample/block.h"
 #include "sample/segment.h"
-#include "scratch_dir.h"
 
 namespace unload_unit {
 
@@ -45,7 +44,7 @@ struct Outcome {
     Bytes rows; // of a table that did not fail: what stands between the column list and the end mark
 };
 
-class SegmentTest : public ::testing::Test {
+class SegmentTest : public vexlo_test::clean_context {
 protected:
     SegmentTest();
     ~SegmentTest() override;
@@ -101,7 +100,6 @@ protected:
 
     TAB tab_{};
     std::string dump_path_; // a file that exists already and is written instead of an empty one
-    vexlo_test::scratch_dir dir_;
     uint32_t header_block_ = HEADER_BLOCK; // where the table's segment is said to begin
     uint32_t nrow_ = 0;                    // rows counted by the last unload
 
@@ -111,7 +109,6 @@ private:
 
     std::vector<COL> cols_;
     std::vector<DATAFILE> files_;
-    std::unique_ptr<uint8_t[]> wrk_;
     bool has_header_ = false;
 };
 

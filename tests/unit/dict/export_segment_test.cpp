@@ -213,18 +213,16 @@ TEST_F(SegmentExport, BlocksThatAreNotDeliveredWholeAreNotDecoded) {
     expect_properties(3);
 }
 
-TEST(ExportHandle, WithoutARootAddressNothingIsRead) {
-    g_ctx = {};
-    g_ctx.fd = -1;
+using ExportHandle = clean_context;
+
+TEST_F(ExportHandle, WithoutARootAddressNothingIsRead) {
     char args[] = "dict";
     testing::internal::CaptureStderr();
     EXPECT_EQ(export_dict_handle(args), -1);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "root dba not found, 1# datafile not in file list.\n");
 }
 
-TEST(ExportHandle, FormatIsCheckedBeforeTheRootAddress) {
-    g_ctx = {};
-    g_ctx.fd = -1;
+TEST_F(ExportHandle, FormatIsCheckedBeforeTheRootAddress) {
     char args[] = "dic";
     testing::internal::CaptureStderr();
     EXPECT_EQ(export_dict_handle(args), -1);

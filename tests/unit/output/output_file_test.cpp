@@ -4,8 +4,10 @@
 
 #include "dump_writer.h"
 #include "output/output_file.h"
-#include "temporary_dir.h"
+#include "scratch_dir.h"
 #include "values/errors.h"
+
+using namespace vexlo_test;
 
 namespace {
 
@@ -14,30 +16,30 @@ size_t entries(const std::string &directory) {
 }
 
 TEST(OutputFile, HasItsNameOnlyWhenItIsComplete) {
-    TemporaryDir dir;
+    scratch_dir dir;
     {
         vexlo::OutputFile file(dir / "a.csv");
         file.append("abc");
         EXPECT_FALSE(std::filesystem::exists(dir / "a.csv"));
         file.finish();
     }
-    EXPECT_EQ(read_file(dir / "a.csv"), "abc");
+    EXPECT_EQ(read_text(dir / "a.csv"), "abc");
     EXPECT_EQ(entries(dir.path()), 1U);
 }
 
 TEST(OutputFile, UnfinishedLeavesNothingAndKeepsTheOlderFile) {
-    TemporaryDir dir;
-    write_file(dir / "a.csv", "old");
+    scratch_dir dir;
+    write_text(dir / "a.csv", "old");
     {
         vexlo::OutputFile file(dir / "a.csv");
         file.append("new");
     }
-    EXPECT_EQ(read_file(dir / "a.csv"), "old");
+    EXPECT_EQ(read_text(dir / "a.csv"), "old");
     EXPECT_EQ(entries(dir.path()), 1U);
 }
 
 TEST(OutputFile, LargeAndSmallPiecesKeepTheirOrder) {
-    TemporaryDir dir;
+    scratch_dir dir;
     vexlo::OutputFile file(dir / "a");
     Bytes expected;
     vexlo::ByteBuffer bytes;
@@ -53,7 +55,7 @@ TEST(OutputFile, LargeAndSmallPiecesKeepTheirOrder) {
     const Bytes huge(3 * vexlo::OutputFile::BUFFER_SIZE, 'H');
     file.append(huge);
     file.finish();
-    EXPECT_TRUE(read_file(dir / "a") == expected + huge);
+    EXPECT_TRUE(read_text(dir / "a") == expected + huge);
 }
 
 TEST(OutputFile, WhatCannotBeWrittenIsAnError) {
@@ -61,7 +63,7 @@ TEST(OutputFile, WhatCannotBeWrittenIsAnError) {
 }
 
 TEST(Destination, PathsAreSafeAndDifferent) {
-    TemporaryDir dir;
+    scratch_dir dir;
     vexlo::Destination destination(dir / "out");
     EXPECT_EQ(destination.path_for("A.B", ".csv"), (dir / "out") + "/A.B.csv");
     EXPECT_EQ(destination.path_for("A.B", ".csv"), (dir / "out") + "/A.B_2.csv");
@@ -70,7 +72,7 @@ TEST(Destination, PathsAreSafeAndDifferent) {
 }
 
 TEST(Destination, OfOneTableHasItsOutputsAtOneStemAndInALog) {
-    TemporaryDir dir;
+    scratch_dir dir;
     vexlo::Destination destination = vexlo::Destination::at(dir / "%2F.T");
     EXPECT_EQ(destination.path_for("whatever", ".ctl"), dir / "%2F.T.ctl");
     const auto small = destination.open_path(destination.path_for("whatever", ".csv"));
@@ -96,7 +98,7 @@ TEST(Destination, OfOneTableHasItsOutputsAtOneStemAndInALog) {
 TEST(OutputFile, UnfinishedOnesAreKnownByTheirNames) {
     using vexlo::unfinished_output;
     EXPECT_EQ(unfinished_output(".A.B.csv.123.part"), "A.B.csv");
-    TemporaryDir dir;
+    scratch_dir dir;
     const std::string temporary = vexlo::PendingPath(dir / "a.b").temporary();
     EXPECT_EQ(unfinished_output(temporary.substr(temporary.rfind('/') + 1)), "a.b");
     for (const char *name : {"", "A.csv", ".A.csv", "A.csv.123.part", ".A.csv.12x.part", ".A.csv..part",

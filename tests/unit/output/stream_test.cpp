@@ -10,6 +10,8 @@
 #include "values/charset.h"
 #include "values/text_scan.h"
 
+using namespace vexlo_test;
+
 namespace {
 
 using namespace vexlo;
@@ -45,7 +47,7 @@ Charset charset(const char *name) {
 // What a format makes of one row with one column.
 std::string formatted(const char *format_name, const char *dialect, ColumnKind kind, const Field &field,
                       const char *charset_name = "AL32UTF8") {
-    vexlo_test::scratch_dir dir;
+    scratch_dir dir;
     Destination destination(dir.path());
     FormatOptions options;
     options.format = format_name;
@@ -114,7 +116,7 @@ TEST(Streams, ReadyValuesOfLobColumns) {
 }
 
 TEST(Streams, AFullBatchIsGivenAwayBetweenPieces) {
-    vexlo_test::scratch_dir dir;
+    scratch_dir dir;
     Destination destination(dir.path());
     FormatOptions options;
     options.format = "csv";

@@ -14,7 +14,7 @@
 #include "rescue/file_set.h"
 #include "rescue/row_reader.h"
 #include "sample/database.h"
-#include "temporary_dir.h"
+#include "scratch_dir.h"
 
 namespace rescue_test {
 
@@ -91,7 +91,7 @@ protected:
     uint32_t object_of(size_t table) { return db().model().tables.at(table).place.objd; }
 
 private:
-    TemporaryDir directory_;
+    vexlo_test::scratch_dir directory_;
     std::unique_ptr<sample::Database> db_;
     uint32_t scott_;
     uint32_t users_;

@@ -7,7 +7,9 @@
 
 #include "postgresql_server.h"
 #include "random_values.h"
-#include "temporary_dir.h"
+#include "scratch_dir.h"
+
+using namespace vexlo_test;
 
 namespace {
 
@@ -29,7 +31,7 @@ protected:
         Dump dump;
         dump.dbtimezone = zone;
         dump.tables = {table};
-        write_file(dir_ / "SCOTT.dat", dump_bytes(dump));
+        write_text(dir_ / "SCOTT.dat", dump_bytes(dump));
         return dir_ / "SCOTT.dat";
     }
 
@@ -53,13 +55,13 @@ protected:
     long rejected_rows(const std::string &file) {
         if (!std::filesystem::exists(dir_ / ("out/" + file)))
             return 0;
-        const std::string text = read_file(dir_ / ("out/" + file));
+        const std::string text = read_text(dir_ / ("out/" + file));
         return std::count(text.begin(), text.end(), '\n');
     }
 
     std::string query(const std::string &sql) { return server_->query(database_, sql); }
 
-    TemporaryDir dir_;
+    scratch_dir dir_;
     PostgresqlServer *server_ = nullptr;
     std::string database_;
 };
@@ -118,7 +120,7 @@ TEST_F(Postgresql, RejectedRowsAreKeptWithTheirReason) {
                       row({value(Bytes("a\0b", 3))}), row({null(), value(ora_date(1500, 2, 29))})}});
     const ProgramResult result = convert({"--to", "sql", "--dialect", "postgresql"});
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(read_file(dir_ / "out/SCOTT.T.sql.rejected"),
+    EXPECT_EQ(read_text(dir_ / "out/SCOTT.T.sql.rejected"),
               "{\"_ROW\":1,\"_REASON\":\"column \\\"S\\\": 4 characters are more than the 3 "
               "declared\",\"S\":\"abcd\",\"D\":null}\n"
               "{\"_ROW\":3,\"_REASON\":\"column \\\"S\\\": the server has no place for NUL in a "

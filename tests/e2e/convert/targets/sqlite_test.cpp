@@ -10,7 +10,9 @@
 
 #include "../program.h"
 #include "dump_writer.h"
-#include "temporary_dir.h"
+#include "scratch_dir.h"
+
+using namespace vexlo_test;
 
 namespace {
 
@@ -28,7 +30,7 @@ protected:
     void convert(const DumpTable &table, std::vector<std::string> options) {
         Dump dump;
         dump.tables = {table};
-        write_file(dir_ / "SCOTT.dat", dump_bytes(dump));
+        write_text(dir_ / "SCOTT.dat", dump_bytes(dump));
         options.insert(options.end(), {"--output", dir_ / "out", dir_ / "SCOTT.dat"});
         const ProgramResult result = run_convert(options);
         EXPECT_EQ(result.status, 0) << result.err;
@@ -50,7 +52,7 @@ protected:
         return result.out;
     }
 
-    TemporaryDir dir_;
+    scratch_dir dir_;
 };
 
 std::string hex_of(const Bytes &bytes) {

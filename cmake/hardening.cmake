@@ -5,17 +5,10 @@ function(vexlo_harden target)
     if(VEXLO_SANITIZE OR VEXLO_FUZZ OR CMAKE_BUILD_TYPE STREQUAL Debug)
         return()
     endif()
-    if(VEXLO_STATIC)
-        target_compile_options(${target} INTERFACE -fPIE) # and -static-pie, which the property's -pie would undo
-    else()
-        include(CheckPIESupported)
-        check_pie_supported(LANGUAGES CXX OUTPUT_VARIABLE reason)
-        if(NOT CMAKE_CXX_LINK_PIE_SUPPORTED)
-            message(STATUS "Programs are linked at fixed addresses: ${reason}")
-        endif()
-        set(CMAKE_POSITION_INDEPENDENT_CODE ON PARENT_SCOPE)
+    target_compile_options(${target} INTERFACE -fPIE -fstack-protector-strong)
+    if(NOT VEXLO_STATIC) # which links as -static-pie
+        target_link_options(${target} INTERFACE -pie)
     endif()
-    target_compile_options(${target} INTERFACE -fstack-protector-strong)
     target_link_options(${target} INTERFACE -Wl,-z,relro,-z,now)
 
     # Code of tests is not optimised in any build (VEXLO_QUICK).

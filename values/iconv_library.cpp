@@ -2,6 +2,12 @@
 
 namespace vexlo {
 
+#ifdef VEXLO_STATIC
+const bool HAVE_ICONV = false;
+#else
+const bool HAVE_ICONV = true;
+#endif
+
 iconv_t open_iconv(const std::string &name) {
     return HAVE_ICONV && !name.empty() ? iconv_open("UTF-8", name.c_str()) : NO_ICONV;
 }

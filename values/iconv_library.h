@@ -8,11 +8,8 @@
 
 namespace vexlo {
 
-#ifdef VEXLO_STATIC
-constexpr bool HAVE_ICONV = false;
-#else
-constexpr bool HAVE_ICONV = true;
-#endif
+// Whether this program can load them.
+extern const bool HAVE_ICONV;
 
 inline const iconv_t NO_ICONV = reinterpret_cast<iconv_t>(-1);
 

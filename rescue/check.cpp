@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "output/standard_output.h"
 #include "rescue/open_database.h"
 #include "rescue/rescue_progress.h"
 #include "rescue/segment_owners.h"
@@ -248,10 +249,16 @@ bool has_losses(const CheckResult &result) {
 int run_check(const RescueOptions &options, Console &console) {
     catch_stop_signals();
     Check check(options, console);
-    const CheckResult result = check.run();
+    CheckResult result;
+    try {
+        result = check.run();
+    } catch (const Stopped &) {
+        console.clear_status();
+        console.line("interrupted");
+        return EXIT_LOSSES;
+    }
     const std::string text = options.json ? json_text(result) : result_text(result);
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
-        throw OutputError("standard output cannot be written");
+    print(text);
     return has_losses(result) ? EXIT_LOSSES : check.exit_status();
 }
 

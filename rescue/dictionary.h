@@ -31,10 +31,11 @@ struct NameRef {
 // USER$.SPARE1: the user came with the database
 constexpr uint32_t USER_ORACLE_MAINTAINED = 0x100;
 
+// Words of flags have as many bits as a release has put to use: they are read with 64.
 struct UserRecord {
     uint32_t user;
     uint32_t type; // 1 user, 0 role
-    uint32_t spare1;
+    uint64_t spare1;
     NameRef name;
 
     bool is_oracle_maintained() const { return (spare1 & USER_ORACLE_MAINTAINED) != 0; }
@@ -45,7 +46,7 @@ struct TablespaceRecord {
     uint32_t online;   // 1 online, 2 offline, 3 dropped
     uint32_t contents; // 0 permanent, 1 temporary
     uint32_t block_size;
-    uint32_t flags;
+    uint64_t flags;
     NameRef name;
 };
 
@@ -62,7 +63,7 @@ struct ObjectRecord {
     uint32_t data_object; // 0 without a segment
     uint32_t owner;
     uint32_t type;
-    uint32_t flags;
+    uint64_t flags;
     NameRef name;
     NameRef subname; // of a partition
 };
@@ -87,7 +88,7 @@ struct TableRecord {
     uint32_t cluster_table;
     uint32_t columns; // as the table's row counts them
     uint32_t cluster_columns;
-    uint32_t flags;
+    uint64_t flags;
     uint32_t block_count; // as last analysed
     uint32_t row_length;  // average, as last analysed
     uint64_t property;
@@ -105,7 +106,7 @@ struct ClusterRecord {
     uint32_t file;
     uint32_t block;
     uint32_t columns; // of the key
-    uint32_t flags;
+    uint64_t flags;
 };
 
 // COL$.PROPERTY
@@ -165,8 +166,8 @@ struct LobRecord {
     uint32_t file;
     uint32_t block;
     uint32_t chunk; // blocks
-    uint32_t flags;
-    uint32_t property;
+    uint64_t flags;
+    uint64_t property;
 };
 
 // LOBFRAG$: the LOB segment of one partition.
@@ -179,7 +180,7 @@ struct LobFragmentRecord {
     uint32_t file;
     uint32_t block;
     uint32_t chunk;
-    uint32_t property;
+    uint64_t property;
 };
 
 struct IndexRecord {

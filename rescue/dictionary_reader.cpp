@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <tuple>
 
 #include "format/block_address.h"
 #include "values/charset.h"
@@ -450,8 +451,11 @@ void DictionaryReader::finish_further() {
                 [](const LobFragmentRecord &r) { return uint64_t{r.parent} << 32 | r.fragment; });
     sort_unique(d.index_partitions_,
                 [](const IndexPartitionRecord &r) { return uint64_t{r.index} << 32 | r.object; });
-    sort_unique(d.partitions_,
-                [](const PartitionRecord &r) { return std::tuple(r.parent, r.position, r.object); });
+    // A partition has one parent and one place; its rows would come twice otherwise.
+    sort_unique(d.partitions_, [](const PartitionRecord &r) { return r.object; });
+    std::ranges::stable_sort(d.partitions_, [](const PartitionRecord &a, const PartitionRecord &b) {
+        return std::tie(a.parent, a.position, a.object) < std::tie(b.parent, b.position, b.object);
+    });
     sort_unique(d.defaults_,
                 [](const DefaultRecord &r) { return uint64_t{r.table} << 32 | r.internal_column; });
     sort_unique(d.files_, [](const FileRecord &r) { return r.file; });

@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "output/standard_output.h"
 #include "rescue/declared_type.h"
 #include "rescue/open_database.h"
 #include "rescue/plan.h"
@@ -214,8 +215,7 @@ int run_list(const RescueOptions &options, Console &console) {
     const std::string text = options.json      ? json_text(tables, options.columns)
                              : options.columns ? columns_text(tables)
                                                : tables_text(tables);
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
-        throw OutputError("standard output cannot be written");
+    print(text);
     return report.exit_status();
 }
 

@@ -71,8 +71,9 @@ void OutputDirectory::refuse_existing(const std::vector<std::string> &paths) con
 void OutputDirectory::remove_unfinished(const std::vector<std::string> &paths) const {
     std::set<std::string> finals, folders;
     for (const std::string &path : paths) {
-        finals.insert(full(path));
-        folders.insert(fs::path(full(path)).parent_path());
+        const fs::path final = fs::path(full(path)).lexically_normal();
+        finals.insert(final);
+        folders.insert(final.parent_path());
     }
     for (const std::string &folder : folders) {
         std::error_code error;

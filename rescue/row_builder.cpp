@@ -43,9 +43,8 @@ bool RowBuilder::add_values(const uint8_t *&p, const uint8_t *end, unsigned coun
         if (at_ >= stored.size()) // more than the dictionary knows of
             continue;
         const StoredColumn &column = stored[at_];
-        if (column.output >= 0)
-            take(column, value, holds);
-        else if (static_cast<int32_t>(at_) == layout_.guard_column)
+        take(column, value, holds);
+        if (static_cast<int32_t>(at_) == layout_.guard_column)
             keep_guard(value);
         ++at_;
         pass_keys();
@@ -91,6 +90,8 @@ bool RowBuilder::add_part(const VALUE &part) {
         value.append(part.data, part.len);
         return true;
     }
+    if (column.is_long) // of any size, and not shown
+        return true;
     if (part_.size() + part.len > LONGEST_VALUE)
         return false;
     part_.insert(part_.end(), part.data, part.data + part.len);
@@ -105,9 +106,9 @@ void RowBuilder::end_parts() {
     const VALUE value{part_.data(), static_cast<uint32_t>(part_.size()), false};
     if (column.output >= 0 && column.is_long)
         fields_[static_cast<size_t>(column.output)] = long_value(column.output).field();
-    else if (column.output >= 0)
+    else
         take(column, value, false);
-    else if (static_cast<int32_t>(at_) == layout_.guard_column)
+    if (static_cast<int32_t>(at_) == layout_.guard_column)
         keep_guard(value);
     ++at_;
     pass_keys();

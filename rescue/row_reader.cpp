@@ -1,6 +1,7 @@
 #include "rescue/row_reader.h"
 
 #include <algorithm>
+#include <optional>
 #include <unordered_set>
 
 #include "format/block_address.h"
@@ -91,13 +92,22 @@ RowCounts &RowCounts::operator+=(const RowCounts &other) {
     return *this;
 }
 
+PieceBudget::PieceBudget(const FileSet &files, uint32_t tablespace) {
+    uint64_t bytes = 0;
+    for (const Datafile *file : files.scanned(tablespace))
+        bytes += file->size();
+    left_ = static_cast<int64_t>(bytes / (PIECE_HEADER + ROWID_SIZE));
+}
+
 // Reads the rows of one block after the other.
 class RowReader::State {
 public:
     explicit State(const RowSource &source)
         : source_(source), layout_(source.layout), tabn_(source.layout.cluster_table),
           reader_(source.files, source.options.trust_blocks),
-          builder_(source.layout, source.temporary_directory), tablespace_bytes_(size_of_tablespace()) {}
+          builder_(source.layout, source.temporary_directory),
+          pieces_(source.pieces ? source.pieces
+                                : std::make_shared<PieceBudget>(source.files, source.tablespace)) {}
 
     bool open_block(const LoadedRun &run, uint32_t i, SegmentTally &tally, ROW_AREA *area, TABLE_ROWS *rows);
     const RescuedRow *decode(const ROW_AREA &area, int slot, const uint8_t *piece);
@@ -115,13 +125,6 @@ private:
         FetchedBlock block;
         bool holds; // its bytes stay as long as the row
     };
-
-    uint64_t size_of_tablespace() const {
-        uint64_t bytes = 0;
-        for (const Datafile *file : source_.files.tablespace(source_.tablespace))
-            bytes += file->size();
-        return bytes;
-    }
 
     Health judge(const LoadedRun &run, uint32_t i) const;
     bool count_block(const BLOCK &blk, Health health, SegmentTally &tally);
@@ -145,6 +148,7 @@ private:
     bool leads_to(const FetchedBlock &head, uint16_t slot, uint32_t rdba, uint32_t piece_slot) const;
     bool is_lost_head(uint32_t head, uint16_t head_slot, uint32_t piece_slot);
     const RescuedRow *finish();
+    bool is_free(const ROW_AREA &area, int32_t entry) const;
 
     const RowSource source_;
     const TableLayout &layout_;
@@ -152,11 +156,12 @@ private:
     BlockReader reader_;
     RowBuilder builder_;
     PieceTrail trail_;
-    const uint64_t tablespace_bytes_;
+    const std::shared_ptr<PieceBudget> pieces_;
 
     LoadedRun run_;
-    uint64_t pieces_left_ = 0; // that may still be followed from the run's rows
-    uint32_t rdba_ = 0;        // of the block opened last
+    uint32_t rdba_ = 0;            // of the block opened last
+    int32_t first_entry_ = 0;      // of the table there
+    std::optional<SLOT_SET> free_; // the chain of free entries there
     RowFault block_fault_ = RowFault::none;
     uint32_t dependency_width_ = 0;
     RescuedRow row_;
@@ -175,9 +180,6 @@ Health RowReader::State::judge(const LoadedRun &run, uint32_t i) const {
 
 bool RowReader::State::open_block(const LoadedRun &run, uint32_t i, SegmentTally &tally, ROW_AREA *area,
                                   TABLE_ROWS *rows) {
-    // No sound segment has more pieces than its tablespace has room for.
-    if (i == 0)
-        pieces_left_ = tablespace_bytes_ / (PIECE_HEADER + ROWID_SIZE);
     if (i == 0 || run_.data != run.data)
         run_ = run;
     const Datafile &file = *run.run.file;
@@ -202,6 +204,10 @@ bool RowReader::State::open_block(const LoadedRun &run, uint32_t i, SegmentTally
     if (!find_table(*area, tabn_, rows))
         return false;
     rdba_ = blk.rdba;
+    first_entry_ = rows->first;
+    free_.reset();
+    if (has_free_slots(*area, *rows))
+        free_ = free_slots(*area);
     block_fault_ = fault_of({blk, health, LossKind::unreadable, &file});
     if (layout_.row_dependencies)
         dependency_width_ = find_dependency_width(*area, tabn_, source_.files.compatibility());
@@ -242,7 +248,15 @@ void RowReader::State::count_other(uint32_t object, BlockCounts &counts) const {
 
 // ---- Rows
 
+// An entry on the chain holds a link. One that holds the offset of a row instead is a row: the start of the
+// chain is what is wrong then.
+bool RowReader::State::is_free(const ROW_AREA &area, int32_t entry) const {
+    return free_ && has_slot(area, entry) && (*free_)[static_cast<size_t>(entry)] && looks_free(area, entry);
+}
+
 const RescuedRow *RowReader::State::decode(const ROW_AREA &area, int slot, const uint8_t *piece) {
+    if (is_free(area, first_entry_ + slot))
+        return nullptr;
     row_.slot = static_cast<uint32_t>(slot);
     row_.fault = block_fault_;
     if (piece == nullptr) {
@@ -412,9 +426,8 @@ void RowReader::State::follow(uint32_t rdba, uint16_t slot, bool moved) {
     for (bool more = true; more; moved = false) {
         if (!trail_.add(rdba, slot))
             return set_fault(RowFault::looping_chain);
-        if (pieces_left_ == 0)
+        if (!pieces_->take())
             return set_fault(RowFault::broken_chain);
-        --pieces_left_;
         const PieceBlock found = piece_block(rdba);
         const FetchedBlock &block = found.block;
         if (!block.is_sound())

@@ -5,6 +5,7 @@
 // cut.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -61,6 +62,19 @@ struct RowCounts {
     RowCounts &operator+=(const RowCounts &other);
 };
 
+// How many pieces the rows of a segment may still be followed to, for all its readers together: a sound one
+// has no more of them than its tablespace has room for. Thread-safe.
+class PieceBudget {
+public:
+    PieceBudget(const FileSet &files, uint32_t tablespace);
+
+    // False when nothing is left.
+    bool take() { return left_.fetch_sub(1, std::memory_order_relaxed) > 0; }
+
+private:
+    std::atomic<int64_t> left_;
+};
+
 // What all readers of one segment share.
 struct RowSource {
     const FileSet &files;
@@ -70,7 +84,8 @@ struct RowSource {
     uint32_t data_object;         // SegmentRuns::data_object
     const Dictionary *dictionary; // tells objects that exist from older incarnations; may be null
     ReadOptions options;
-    std::string temporary_directory; // for values of more than LongValue::IN_MEMORY bytes
+    std::string temporary_directory;               // for values of more than LongValue::IN_MEMORY bytes
+    std::shared_ptr<PieceBudget> pieces = nullptr; // null: the reader makes one of its own
 };
 
 class RowReader {
@@ -90,7 +105,7 @@ public:
         TABLE_ROWS rows;
         for (uint32_t i = 0; i < run.run.count; ++i)
             if (open_block(run, i, tally, &area, &rows))
-                walk_rows(area, rows, has_free_slots(area, rows), [&](int slot, const uint8_t *piece) {
+                walk_rows(area, rows, false, [&](int slot, const uint8_t *piece) {
                     if (const RescuedRow *row = decode(area, slot, piece))
                         take(*row);
                     return 0;

@@ -20,8 +20,11 @@ void catch_stop_signals() {
     action.sa_handler = request_stop;
     action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
     sigemptyset(&action.sa_mask);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        sigaction(signal, &action, nullptr);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction before {};
+        if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)
+            sigaction(signal, &action, nullptr);
+    }
 }
 
 void check_stop() {

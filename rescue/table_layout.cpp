@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <unordered_map>
 
 #include "output/names.h"
 #include "values/lob_locator.h"
@@ -42,16 +43,37 @@ std::vector<const ColumnRecord *> output_columns(std::span<const ColumnRecord> c
     return shown;
 }
 
-// A column of an object type shows what a hidden column of its number holds, such as the text of an XMLTYPE.
-const ColumnRecord *storage_of(const ColumnRecord &column, std::span<const ColumnRecord> columns) {
-    if (column.segment_column != 0)
-        return &column;
-    const auto it = std::find_if(columns.begin(), columns.end(), [&](const ColumnRecord &other) {
-        return other.column == column.column && other.segment_column != 0 && is_lob(other) &&
-               (other.property & COLUMN_HIDDEN) != 0;
-    });
-    return it == columns.end() || column.column == 0 ? nullptr : &*it;
-}
+// Which stored column an output column shows, and the other way round.
+class ColumnStorage {
+public:
+    ColumnStorage(std::span<const ColumnRecord> columns, std::span<const ColumnRecord *const> shown) {
+        for (const ColumnRecord &column : columns)
+            if (column.column != 0 && column.segment_column != 0 && is_lob(column) &&
+                (column.property & COLUMN_HIDDEN) != 0)
+                hidden_lobs_.emplace(column.column, &column);
+        for (size_t i = 0; i < shown.size(); ++i)
+            outputs_.emplace(of(*shown[i]), static_cast<int32_t>(i));
+    }
+
+    // A column of an object type shows what a hidden column of its number holds, such as the text of an
+    // XMLTYPE. Null for a column that is not stored.
+    const ColumnRecord *of(const ColumnRecord &column) const {
+        if (column.segment_column != 0)
+            return &column;
+        const auto it = hidden_lobs_.find(column.column);
+        return it == hidden_lobs_.end() ? nullptr : it->second;
+    }
+
+    // The first output column that shows a stored one; -1 when none does.
+    int32_t output_of(const ColumnRecord &stored) const {
+        const auto it = outputs_.find(&stored);
+        return it == outputs_.end() ? -1 : it->second;
+    }
+
+private:
+    std::unordered_map<uint16_t, const ColumnRecord *> hidden_lobs_; // by COL#
+    std::unordered_map<const ColumnRecord *, int32_t> outputs_;
+};
 
 // Takes the value out of the locator that stands for it. One whose data is not in the row is lost.
 void take_default(std::string_view locator, AddedDefault &added) {
@@ -74,7 +96,8 @@ class LayoutMaker {
 public:
     LayoutMaker(const Dictionary &dictionary, const TableRecord &table, bool hidden)
         : dictionary_(dictionary), table_(table), columns_(dictionary.columns(table.object)),
-          shown_(output_columns(columns_, hidden)), cluster_(dictionary.cluster(table.cluster)) {}
+          shown_(output_columns(columns_, hidden)), storage_(columns_, shown_),
+          cluster_(dictionary.cluster(table.cluster)) {}
 
     TableLayout make() {
         describe();
@@ -89,7 +112,7 @@ private:
         layout_.table.owner = dictionary_.owner_name(table_.object);
         layout_.table.name = dictionary_.object_name(table_.object);
         layout_.cluster_table = table_.cluster != 0 ? table_.cluster_table : 0;
-        const uint32_t flags =
+        const uint64_t flags =
             table_.flags | (cluster_ != nullptr && table_.cluster != 0 ? cluster_->flags : 0);
         layout_.row_dependencies = (flags & FLAGS_ROW_DEPENDENCIES) != 0;
         UniqueNames names;
@@ -97,7 +120,7 @@ private:
             std::string name = dictionary_.text(column->name);
             if (name.empty())
                 name = "COLUMN_" + std::to_string(layout_.table.columns.size() + 1);
-            const ColumnRecord *storage = storage_of(*column, columns_);
+            const ColumnRecord *storage = storage_.of(*column);
             const ColumnRecord &typed = storage != nullptr ? *storage : *column;
             layout_.table.columns.push_back({names.take(name), column_kind(typed.type, typed.is_national()),
                                              typed.is_national(), typed.type, typed.length});
@@ -133,7 +156,7 @@ private:
         const size_t place = layout_.stored.size() + 1;
         stored.from_key = table_.cluster != 0 && place <= key_columns();
         if (column != nullptr) {
-            stored.output = output_of(*column);
+            stored.output = storage_.output_of(*column);
             const ColumnKind kind = column_kind(column->type, column->is_national());
             stored.is_long = kind == ColumnKind::long_text || kind == ColumnKind::long_raw;
             stored.is_lob = is_lob(*column);
@@ -146,14 +169,6 @@ private:
     }
 
     size_t key_columns() const { return cluster_ != nullptr ? cluster_->columns : table_.cluster_columns; }
-
-    // The output column that shows a stored one; -1 when none does.
-    int32_t output_of(const ColumnRecord &column) const {
-        for (size_t i = 0; i < shown_.size(); ++i)
-            if (storage_of(*shown_[i], columns_) == &column)
-                return static_cast<int32_t>(i);
-        return -1;
-    }
 
     void add_defaults() {
         for (size_t i = 0; i < records_.size(); ++i) {
@@ -182,6 +197,7 @@ private:
     const TableRecord &table_;
     const std::span<const ColumnRecord> columns_;
     const std::vector<const ColumnRecord *> shown_;
+    const ColumnStorage storage_;
     const ClusterRecord *cluster_;
     TableLayout layout_;
     std::vector<const ColumnRecord *> records_; // of layout_.stored; null where a record is lost

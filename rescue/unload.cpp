@@ -291,10 +291,11 @@ private:
                       size_t threads) {
         while (workers_.size() < threads)
             workers_.push_back(std::make_unique<UnloadWorker>(context_, main_, suspect_));
+        const auto pieces = std::make_shared<PieceBudget>(context_.files, segment.tablespace);
         for (const auto &worker : workers_)
             worker->open_segment({context_.files, layout_, segment.tablespace, segment.object,
                                   runs.data_object(), &context_.dictionary, context_.options.reading,
-                                  context_.options.output},
+                                  context_.options.output, pieces},
                                  lobs);
     }
 

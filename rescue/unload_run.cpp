@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <map>
 
+#include "output/standard_output.h"
 #include "rescue/open_database.h"
 #include "rescue/output_directory.h"
 #include "rescue/plan.h"
@@ -186,7 +187,7 @@ private:
 
     void tell() const {
         if (options_.json)
-            std::fputs(record_text(record_).c_str(), stdout);
+            print(record_text(record_));
         else if (!options_.quiet)
             std::fputs(summary_text(record_.tables).c_str(), stderr);
         if (stopped_)

@@ -116,6 +116,30 @@ TEST_F(NewerDictionaryTest, AFileWithALostHeaderIsPlacedByTheDictionary) {
     EXPECT_EQ(database.read("T").rows, numbered_rows(1, 50));
 }
 
+// Newer releases use bits above the 32nd; those below keep their meaning.
+class WideFlagsTest : public RescueTest {
+protected:
+    WideFlagsTest() : RescueTest(options()) {}
+
+    static sample::DatabaseOptions options() {
+        constexpr size_t NAME = 3, FLAGS = 13; // of OBJ$
+        sample::DatabaseOptions options;
+        options.dictionary_hook = [](std::string_view name, sample::Row &row, sample::RowPlacement &) {
+            if (name == "OBJ$" && row.at(NAME) == sample::text("T"))
+                row.at(FLAGS) = sample::number(int64_t{1} << 48);
+            return true;
+        };
+        return options;
+    }
+};
+
+TEST_F(WideFlagsTest, FlagsAboveThe32ndBitSetNoOthers) {
+    insert_rows(add_table("T"), 1, 5);
+    OpenDatabase database = open();
+    EXPECT_EQ(database.dictionary.obstacle(database.table("T")), Obstacle::none);
+    EXPECT_EQ(database.read("T").rows, numbered_rows(1, 5));
+}
+
 TEST_F(DictionaryTest, NamesAreOfTheDatabaseCharacterSet) {
     db().set_property("NLS_CHARACTERSET", "WE8ISO8859P1");
     add_table("GR\xD6SSE");

@@ -72,6 +72,18 @@ TEST_F(RowReaderTest, AValueCutOverPiecesKeepsItsColumnAndAllColumnsFollow) {
     EXPECT_TRUE(read.suspects.empty());
 }
 
+// So many that a look at each for each of them would not end in time.
+TEST_F(RowReaderTest, ColumnsWithoutStorageAreLaidOutInOneGo) {
+    constexpr int COLUMNS = 16000;
+    sample::TableDef def = table_def(scott(), "T", users());
+    for (int i = 2; i < COLUMNS; ++i) {
+        def.columns.push_back(sample::number_column("C" + std::to_string(i)));
+        def.columns.back().stored = i % 2 == 0;
+    }
+    db().add_table(def);
+    EXPECT_EQ(open().read("T").columns.size(), size_t{COLUMNS});
+}
+
 TEST_F(RowReaderTest, MoreThan255ColumnsComeInOrder) {
     sample::TableDef def = table_def(scott(), "WIDE", users());
     def.columns.clear();
@@ -135,6 +147,31 @@ TEST_F(RowReaderTest, LongValuesOfAnySizeComeWhole) {
                                                {"6", "x", "stream of 8388609 bytes"},
                                                {"7", "x", letters(50)}}));
     EXPECT_TRUE(read.suspects.empty());
+}
+
+TEST_F(RowReaderTest, ALongColumnThatIsNotShownIsOfAnySize) {
+    sample::TableDef def = table_def(scott(), "T", users());
+    def.columns.push_back(sample::typed_column("DOC", vexlo::TYPE_LONG, 0));
+    def.columns[2].property = sample::COLUMN_UNUSED;
+    const size_t table = db().add_table(def);
+    db().insert(table, {sample::number(1), sample::text("x"), sample::text(letters(200000))});
+    const TableRows read = open().read("T");
+    EXPECT_EQ(read.rows, (std::vector<TextRow>{{"1", "x"}}));
+    EXPECT_TRUE(read.suspects.empty());
+}
+
+// One chain that all rows of the table share: followed for each of them it would be gone through as often as
+// there are rows.
+TEST_F(RowReaderTest, ReadersOfASegmentFollowNoMorePiecesThanItsTablespaceHasRoomFor) {
+    insert_rows(add_table("T"), 1, 10);
+    const OpenDatabase database = open();
+    PieceBudget shared(database.files, users());
+    uint64_t pieces = 0;
+    while (shared.take())
+        ++pieces;
+    const uint64_t bytes = std::filesystem::file_size(path_of(USERS_FILE));
+    EXPECT_EQ(pieces, bytes / (PIECE_HEADER + ROWID_SIZE));
+    EXPECT_FALSE(shared.take());
 }
 
 TEST_F(RowReaderTest, ABrokenChainGivesWhatWasFoundAsSuspect) {
@@ -336,6 +373,22 @@ TEST_F(AddedDefaultTest, TheGuardColumnTellsANullFromADefault) {
                                                {"4", "n", "first", "own"}}));
 }
 
+TEST_F(AddedDefaultTest, TheGuardColumnDoesSoWhereItIsShownItself) {
+    sample::TableDef def = table_def(scott(), "T", users());
+    sample::ColumnDef guard = sample::typed_column("SYS_NC00003$", sample::TYPE_RAW, 126);
+    guard.property = sample::COLUMN_HIDDEN | sample::COLUMN_GUARD;
+    def.columns.push_back(guard);
+    def.columns.push_back(added("A", "first"));
+    def.columns[3].guard_id = 0;
+    const size_t table = db().add_table(def);
+    db().insert(table, {sample::number(1), sample::text("n"), sample::guard_value(std::vector<uint32_t>{0}),
+                        sample::null_value()});
+    const TableRows read = open().read("T", true);
+    EXPECT_EQ(read.columns, (std::vector<std::string>{"ID", "NAME", "A", "SYS_NC00003$"}));
+    ASSERT_EQ(read.rows.size(), 1u);
+    EXPECT_EQ(read.rows[0][2], "NULL");
+}
+
 TEST_F(AddedDefaultTest, WhereTheDefaultIsLostItsValuesAreCounted) {
     sample::TableDef def = table_def(scott(), "T", users());
     def.columns.push_back(added("A", "first"));
@@ -468,4 +521,50 @@ TEST_F(RowReaderTest, PartitionsComeInTheirOrder) {
     for (const TableSegment &part : database.dictionary.segments(database.table("P")))
         names.push_back(database.dictionary.text(part.partition));
     EXPECT_EQ(names, (std::vector<std::string>{"P1", "P2", "P3"}));
+}
+
+// A dictionary in which every partition is the first one, at places of their own.
+class RepeatedPartitionTest : public RescueTest {
+protected:
+    RepeatedPartitionTest() : RescueTest(options()) {}
+
+    static sample::DatabaseOptions options() {
+        constexpr size_t PART = 3; // PART# in TABPART$
+        sample::DatabaseOptions options;
+        options.dictionary_hook = [first = sample::Row()](std::string_view name, sample::Row &row,
+                                                          sample::RowPlacement &) mutable {
+            if (name == "TABPART$") {
+                if (first.empty())
+                    first = row;
+                const sample::Value place = row.at(PART);
+                row = first;
+                row.at(PART) = place;
+            }
+            return true;
+        };
+        return options;
+    }
+};
+
+TEST_F(RepeatedPartitionTest, APartitionThatComesTwiceGivesItsRowsOnce) {
+    sample::TableDef def = table_def(scott(), "P", users());
+    def.partitions.resize(3);
+    for (size_t i = 0; i < 3; ++i)
+        def.partitions[i].name = "P" + std::to_string(i);
+    const size_t table = db().add_table(def);
+    db().insert(table, {sample::number(1), sample::text("row 1")}, {}, 0);
+    EXPECT_EQ(open().read("P").rows, numbered_rows(1, 1));
+}
+
+TEST_F(RowReaderTest, AnEntryOnTheFreeChainThatHoldsAnOffsetIsARow) {
+    const size_t table = add_table("T");
+    insert_rows(table, 1, 5);
+    db().finish();
+    const uint32_t number = data_blocks(table).at(0);
+    const sample::Bytes bytes = block(USERS_FILE, number);
+    ROW_AREA area;
+    ASSERT_TRUE(locate_rows({bytes.data(), DB_BLOCK_SIZE, 0}, &area));
+    constexpr size_t FIRST_FREE = 4;
+    patch(USERS_FILE, number, area.kdbh + FIRST_FREE, {0, 0});
+    EXPECT_EQ(reopen().read("T").rows, numbered_rows(1, 5));
 }

@@ -26,9 +26,10 @@ SegmentTest::~SegmentTest() {
     for (const DATAFILE &df : files_)
         if (df.fd >= 0)
             close(df.fd);
-    g_ctx.sys = {}; // the tables and files are the fixture's own
-    g_ctx.df = nullptr;
-    g_ctx.col = nullptr;
+    uint8_t *const wrk = g_ctx.wrk;
+    g_ctx = {}; // its tables and files are the fixtures' own
+    g_ctx.fd = -1;
+    g_ctx.wrk = wrk;
 }
 
 void SegmentTest::add_file(uint32_t rfn, uint32_t bsz, uint32_t tsn, uint32_t flag) {

@@ -9,29 +9,20 @@
 
 namespace {
 
-// The indexes of all tables, ordered by the cluster they belong to, then by their columns. A heap block; null
-// after its message.
-uint32_t *index_tables_by_cluster() {
-    const std::span<TAB> tables = loaded(TAB_TABLE);
-    uint32_t *index = allocate<uint32_t>(tables.size());
-    if (index == nullptr)
-        return nullptr;
-    std::iota(index, index + tables.size(), 0U);
-    std::sort(index, index + tables.size(), [&](uint32_t a, uint32_t b) {
-        const TAB &left = tables[a], &right = tables[b];
-        return left.objb != right.objb ? left.objb < right.objb : left.coff < right.coff;
-    });
-    return index;
-}
+// The key of a cluster on its way through the columns of a table.
+struct TABLE_KEY {
+    uint32_t coff; // the table's columns
+    uint32_t tcol;
+    uint32_t first; // the key's first column, by its index in the loaded columns
+    uint32_t end;   // the index behind its last one
+    uint32_t at;    // the table's column that the key has come to
+};
 
-std::span<const uint32_t> tables_of_cluster(std::span<const uint32_t> index, uint32_t objn) {
-    const std::span<TAB> tables = loaded(TAB_TABLE);
-    const auto first =
-        std::partition_point(index.begin(), index.end(), [&](uint32_t t) { return tables[t].objb < objn; });
-    const auto last =
-        std::partition_point(first, index.end(), [&](uint32_t t) { return tables[t].objb == objn; });
-    return {first, last};
-}
+// The columns of a table, and their indexes ordered by segment column number, then by place.
+struct NUMBERED_COLUMNS {
+    std::span<COL> columns;
+    std::span<uint32_t> order;
+};
 
 // For every column the index of the next one with another segment column number. A heap block; null after its
 // message.
@@ -44,73 +35,123 @@ uint32_t *index_next_numbers(std::span<const COL> columns) {
     return next;
 }
 
-// The key columns of a cluster, by their indexes in the loaded columns.
-struct CLUSTER_COLUMNS {
-    size_t first;
-    size_t end;
-    const uint32_t *next; // of index_next_numbers
-};
-
-// Marks the columns of one table that a cluster key names. The walk never goes back in the table: behind each
-// match it goes on, and when the table's columns have run out the other key columns find nothing. Of key
-// columns with one number in a row all match the same column, so that each number is looked for once.
-void mark_key_columns(const CLUSTER_COLUMNS &key, std::span<COL> columns) {
-    const std::span<COL> all = loaded(COL_TABLE);
-    size_t m = 0;
-    for (size_t k = key.first; k < key.end; k = key.next[k]) {
-        while (m < columns.size() && columns[m].scid != all[k].scid)
-            m++;
-        if (m == columns.size())
-            return;
-        columns[m].flag |= COL_CLUSTER_KEY;
-    }
-}
-
-// Marks the tables of a cluster. Tables that share their columns are marked once.
-void mark_tables(const CLU &clu, const CLUSTER_COLUMNS &key, std::span<const uint32_t> members) {
-    const COL *marked = nullptr;
-    for (const uint32_t t : members) {
-        TAB &tab = loaded(TAB_TABLE)[t];
-        if ((clu.flag & CLU_ROW_DEPENDENCIES) != 0)
-            tab.flag |= TAB_ROW_DEPENDENCIES;
-        const std::span<COL> columns = table_columns(tab);
-        if (columns.empty() || columns.data() == marked)
-            continue;
-        mark_key_columns(key, columns);
-        marked = columns.data();
-    }
-}
-
-// Makes one record of those with the same object number, which `clusters` lists side by side. The marks of a
-// short key are among those of a longer one.
-CLU merge_clusters(std::span<const CLU> clusters) {
-    CLU merged = clusters.front();
+// Orders the clusters by object number and makes one record of those that share it. The marks of a short key
+// are among those of a longer one.
+std::span<const CLU> merge_clusters(std::span<CLU> clusters) {
+    std::sort(clusters.begin(), clusters.end(), [](const CLU &a, const CLU &b) { return a.objn < b.objn; });
+    size_t count = 0;
     for (const CLU &clu : clusters) {
-        merged.flag |= clu.flag;
-        merged.ncol = std::max(merged.ncol, clu.ncol);
+        if (count > 0 && clusters[count - 1].objn == clu.objn) {
+            CLU &merged = clusters[count - 1];
+            merged.flag |= clu.flag;
+            merged.ncol = std::max(merged.ncol, clu.ncol);
+        } else {
+            clusters[count++] = clu;
+        }
     }
-    return merged;
+    return clusters.first(count);
 }
 
-// Marks the tables of all clusters, whose order changes.
-int mark_all(std::span<CLU> clusters, const COL_RUNS &runs) {
-    uint32_t *index = index_tables_by_cluster();
-    uint32_t *next = index_next_numbers(runs.columns);
-    const bool complete = index != nullptr && next != nullptr;
-    const auto before = [](const CLU &a, const CLU &b) { return a.objn < b.objn; };
-    if (complete)
-        std::sort(clusters.begin(), clusters.end(), before);
-    for (auto at = clusters.begin(); complete && at != clusters.end();) {
-        const auto end = std::upper_bound(at, clusters.end(), *at, before);
-        const CLU clu = merge_clusters({at, end});
-        // The key may run on into the columns of the next object, but not past the array.
-        const size_t first = find_run(runs, clu.objn, 0)->start;
-        const CLUSTER_COLUMNS key{first, std::min<size_t>(runs.columns.size(), first + clu.ncol), next};
-        mark_tables(clu, key, tables_of_cluster({index, loaded(TAB_TABLE).size()}, clu.objn));
-        at = end;
+const CLU *find_cluster(std::span<const CLU> clusters, uint32_t objn) {
+    const auto found = std::partition_point(clusters.begin(), clusters.end(),
+                                            [&](const CLU &clu) { return clu.objn < objn; });
+    return found != clusters.end() && found->objn == objn ? &*found : nullptr;
+}
+
+// The key of a cluster in front of the columns of one of its tables. It may run on into the columns of the
+// next object, but not past the array.
+TABLE_KEY table_key(const TAB &tab, const CLU &clu, const COL_RUNS &runs) {
+    const uint32_t first = find_run(runs, clu.objn, 0)->start;
+    const size_t rest = runs.columns.size() - first;
+    return {tab.coff, tab.tcol, first, first + static_cast<uint32_t>(std::min<size_t>(rest, clu.ncol)), 0};
+}
+
+// Carries the flag of the clusters to their tables, and lists the keys of those that have columns, ordered by
+// these, which tables may share, then by where the keys begin. Returns how many keys there are.
+size_t list_keys(std::span<const CLU> clusters, const COL_RUNS &runs, TABLE_KEY *keys) {
+    size_t count = 0;
+    for (TAB &tab : loaded(TAB_TABLE)) {
+        const CLU *clu = find_cluster(clusters, tab.objb);
+        if (clu == nullptr)
+            continue;
+        if ((clu->flag & CLU_ROW_DEPENDENCIES) != 0)
+            tab.flag |= TAB_ROW_DEPENDENCIES;
+        if (clu->ncol != 0 && !table_columns(tab).empty())
+            keys[count++] = table_key(tab, *clu, runs);
     }
+    std::sort(keys, keys + count, [](const TABLE_KEY &a, const TABLE_KEY &b) {
+        return a.coff != b.coff ? a.coff < b.coff : a.first < b.first;
+    });
+    return count;
+}
+
+NUMBERED_COLUMNS index_numbers(std::span<COL> columns, uint32_t *order) {
+    std::iota(order, order + columns.size(), 0U);
+    std::sort(order, order + columns.size(), [&](uint32_t a, uint32_t b) {
+        return columns[a].scid != columns[b].scid ? columns[a].scid < columns[b].scid : a < b;
+    });
+    return {columns, {order, columns.size()}};
+}
+
+// The first column of the number `scid` at index `from` or behind; null when there is none.
+const uint32_t *find_number(const NUMBERED_COLUMNS &table, uint32_t scid, uint32_t from) {
+    const auto found = std::partition_point(table.order.begin(), table.order.end(), [&](uint32_t i) {
+        const uint32_t have = table.columns[i].scid;
+        return have != scid ? have < scid : i < from;
+    });
+    return found != table.order.end() && table.columns[*found].scid == scid ? &*found : nullptr;
+}
+
+// Marks the columns of number `scid` that the keys come to next; `next` is the key column behind that number.
+// The way never goes back in the table: a key that finds no such column has come to its end. Keys that meet
+// go on as one, the longer one. Of two keys that which began earlier is never behind, so that those that meet
+// stand side by side. Returns the number of keys that go on, which are moved to the front.
+size_t mark_number(const NUMBERED_COLUMNS &table, uint32_t scid, uint32_t next, std::span<TABLE_KEY> keys) {
+    size_t count = 0;
+    for (TABLE_KEY key : keys) {
+        const uint32_t *at = find_number(table, scid, key.at);
+        if (at == nullptr)
+            continue;
+        table.columns[*at].flag |= COL_CLUSTER_KEY;
+        key.at = *at;
+        if (count > 0 && keys[count - 1].at == key.at)
+            keys[count - 1].end = std::max(keys[count - 1].end, key.end);
+        else if (key.end > next)
+            keys[count++] = key;
+    }
+    return count;
+}
+
+// Marks the columns of one table that the keys name. The keys, of which a sound dictionary has one, go
+// through the loaded columns together, each from its first one on. Of key columns with one number in a row
+// all match the same column, so that each number is looked for once.
+void mark_columns(const NUMBERED_COLUMNS &table, std::span<TABLE_KEY> keys, const uint32_t *next) {
+    const std::span<COL> all = loaded(COL_TABLE);
+    size_t begun = 0, going = 0;
+    for (uint32_t k = 0; going > 0 || begun < keys.size(); k = next[k]) {
+        if (going == 0)
+            k = keys[begun].first;
+        for (; begun < keys.size() && keys[begun].first < next[k]; begun++)
+            keys[going++] = keys[begun];
+        going = mark_number(table, all[k].scid, next[k], keys.first(going));
+    }
+}
+
+// Marks the tables of all clusters, whose records change.
+int mark_all(std::span<CLU> clusters, const COL_RUNS &runs) {
+    uint32_t *next = index_next_numbers(runs.columns);
+    uint32_t *order = next != nullptr ? allocate<uint32_t>(runs.columns.size()) : nullptr;
+    TABLE_KEY *keys = order != nullptr ? allocate<TABLE_KEY>(loaded(TAB_TABLE).size()) : nullptr;
+    const bool complete = keys != nullptr;
+    const size_t count = complete ? list_keys(merge_clusters(clusters), runs, keys) : 0;
+    for (TABLE_KEY *at = keys, *end = nullptr; at != keys + count; at = end) {
+        end = std::find_if(at, keys + count, [&](const TABLE_KEY &key) { return key.coff != at->coff; });
+        const std::span<COL> columns = loaded(COL_TABLE).subspan(at->coff, at->tcol);
+        mark_columns(index_numbers(columns, order), {at, end}, next);
+    }
+    free(keys);
+    free(order);
     free(next);
-    free(index);
     return complete ? 0 : -1;
 }
 

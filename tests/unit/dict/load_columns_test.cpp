@@ -310,6 +310,96 @@ TEST_F(Attach, FullSizeFileOfClustersWithOneObjectNumberAndEndlessKeys) {
     EXPECT_EQ(marked, TABLES - 1);
 }
 
+// Tables with one object number share its columns, whose clusters they may not share.
+TEST_F(Attach, KeysThatMeetInSharedColumnsReachAsFarAsTheLongerOne) {
+    const std::vector<COL> col = {column(2, 1), column(3, 2), column(3, 3), column(3, 4), column(9, 1),
+                                  column(9, 2), column(9, 3), column(9, 4), column(9, 5)};
+    // The key of cluster 2 comes to column 2 of the table, where that of cluster 3 begins.
+    for (const std::uint32_t longer : {1U, 2U, 3U, 4U})
+        for (const std::uint32_t shorter : {0U, 1U, 2U, 3U})
+            expect_scan_result({table(9, 2), table(9, 3)}, col,
+                               {CLU{.flag = 0, .objn = 2, .objd = 1, .ncol = longer},
+                                CLU{.flag = 0, .objn = 3, .objd = 1, .ncol = shorter}});
+}
+
+TEST_F(Attach, KeyThatEndsInSharedColumnsEndsNoOther) {
+    // The first cluster's key finds no column 8; that of the second does not come to it.
+    expect_scan_result({table(9, 2), table(9, 3)},
+                       {column(2, 1), column(2, 8), column(2, 2), column(3, 2), column(3, 3), column(9, 1),
+                        column(9, 2), column(9, 3)},
+                       {CLU{.flag = 0, .objn = 2, .objd = 1, .ncol = 3},
+                        CLU{.flag = 0x10000, .objn = 3, .objd = 1, .ncol = 2}});
+    for (const std::size_t marked : {5U, 6U, 7U})
+        EXPECT_EQ(loaded_column(marked).flag, 0x10000U) << marked;
+    EXPECT_EQ(loaded_table(0).flag, 0U);
+    EXPECT_EQ(loaded_table(1).flag, 0x10000U);
+}
+
+TEST_F(Attach, KeysStandAtDifferentColumnsOfOneNumberInSharedColumns) {
+    // Behind number 7 the first cluster's key looks for the 5 behind it, the second's takes the 5 before.
+    expect_scan_result(
+        {table(9, 2), table(9, 3)}, {column(2, 7), column(3, 5), column(9, 5), column(9, 7), column(9, 5)},
+        {CLU{.flag = 0, .objn = 2, .objd = 1, .ncol = 2}, CLU{.flag = 0, .objn = 3, .objd = 1, .ncol = 1}});
+    for (const std::size_t marked : {2U, 3U, 4U})
+        EXPECT_EQ(loaded_column(marked).flag, 0x10000U) << marked;
+}
+
+// Files in which every table record stands for one object, each in a cluster of its own. Cluster by cluster
+// their columns would take hours to go through.
+class AttachShared : public Attach {
+protected:
+    static constexpr std::uint32_t CLUSTERS = 800000, SHARED = 1, FIRST_CLUSTER = 2;
+
+    // Loads `CLUSTERS` tables with `shared` as their columns. The key of cluster i begins with number(i), the
+    // cluster's only column, and has `ncol` columns.
+    template <class NUMBER>
+    void load_shared(const std::vector<COL> &shared, std::uint32_t ncol, NUMBER &&number) {
+        std::vector<TAB> tab;
+        std::vector<COL> col = shared;
+        std::vector<CLU> clu;
+        for (std::uint32_t i = 0; i < CLUSTERS; i++) {
+            tab.push_back(table(SHARED, FIRST_CLUSTER + i));
+            col.push_back(column(FIRST_CLUSTER + i, number(i)));
+            clu.push_back(CLU{.flag = 0, .objn = FIRST_CLUSTER + i, .objd = 1, .ncol = ncol});
+        }
+        store("tab", tab);
+        store("col", col);
+        store("cluster", clu);
+        char args[] = "dict";
+        int result = -1;
+        messages_of([&] { result = load_dict_handle(args); });
+        EXPECT_EQ(result, 0);
+    }
+
+    // `CLUSTERS` columns with the numbers from 1 on.
+    static std::vector<COL> shared_columns() {
+        std::vector<COL> col;
+        for (std::uint32_t i = 0; i < CLUSTERS; i++)
+            col.push_back(column(SHARED, i + 1));
+        return col;
+    }
+
+    // Expects that the columns which are(scid) are marked, of those that the tables share.
+    template <class ARE>
+    static void expect_marked(ARE &&are) {
+        std::uint32_t different = 0;
+        for (const COL &c : loaded(COL_TABLE))
+            different += c.flag != (c.objn == SHARED && are(c.scid) ? 0x10000U : 0U);
+        EXPECT_EQ(different, 0U);
+    }
+};
+
+TEST_F(AttachShared, ColumnsOfTablesInManyClustersAreNotGoneThroughForEachOfThem) {
+    // Keys of one column each, all in the second half of the columns.
+    load_shared(shared_columns(), 1, [](std::uint32_t i) { return CLUSTERS / 2 + i % 1000; });
+    expect_marked([](std::uint32_t scid) { return scid >= CLUSTERS / 2 && scid < CLUSTERS / 2 + 1000; });
+}
+
+TEST_F(AttachShared, KeysThatRunOnThroughTheColumnsOfLaterClustersGoOnAsOneWhereTheyMeet) {
+    load_shared(shared_columns(), 0xFFFFFFFF, [](std::uint32_t i) { return i + 1; });
+    expect_marked([](std::uint32_t) { return true; });
+}
+
 // ---- Random files ---------------------------------------------------------------------------------------
 
 struct random_files {
@@ -376,6 +466,21 @@ TEST_F(Attach, RandomUnsortedFilesWithDuplicates) {
         const std::vector<TAB> tab = random.tables(objects);
         const std::vector<COL> col = random.columns(objects);
         expect_scan_result(tab, col, random.clusters(objects));
+    }
+}
+
+TEST_F(Attach, RandomKeysThroughSharedColumns) {
+    random_files random{std::mt19937(47)};
+    for (int round = 0; round < 800 && !HasFailure(); round++) {
+        std::vector<TAB> tab(1 + random.below(12), table(4));
+        for (TAB &t : tab)
+            t.objb = random.below(8);
+        std::vector<COL> col = random.columns(8);
+        for (std::uint32_t i = random.below(10); i > 0; i--)
+            col.push_back(column(4, random.below(4)));
+        if (round % 2 == 0)
+            sort_by_objn(col);
+        expect_scan_result(tab, col, random.clusters(8));
     }
 }
 

@@ -77,8 +77,7 @@ int unload_parts(ULDR *ul, const DICT_TABLE<PART> &parts, bool in_order, uint32_
 int unload_composite(ULDR *ul) {
     const uint32_t objp = ul->tabp->objn;
     for (const TABPART &part : parts_near(TABCOMPART_TABLE, ul->in_order.tabcompart, objp))
-        if (part.objp == objp &&
-            unload_parts(ul, TABSUBPART_TABLE, ul->in_order.tabsubpart, part.objn) < 0)
+        if (part.objp == objp && unload_parts(ul, TABSUBPART_TABLE, ul->in_order.tabsubpart, part.objn) < 0)
             return -1;
     return 0;
 }

@@ -301,6 +301,7 @@ TEST_F(UnloadSegment, MapThatClaimsMoreExtentsThanFitsStaysInsideItsBlock) {
     store(rdba(HEADER_BLOCK), raw);
     const Outcome got = unload();
     EXPECT_EQ(got.result, 0);
+    EXPECT_EQ(got.err, "extent map at rdba=0x01400001 claims more extents than fit into its block.\n");
     EXPECT_EQ(got.rows, expected_.raw);
 }
 

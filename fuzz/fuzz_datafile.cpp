@@ -50,7 +50,7 @@ void list_file(const std::string &path) {
 void read_blocks(const DATAFILE &df) {
     const std::unique_ptr<uint8_t[]> buf(new uint8_t[3 * df.bsz]);
     for (const uint32_t rdba : {0U, 1U, 2U, make_rdba(df.rfn, 2), NO_INDEX}) {
-        read_block(&df, rdba, buf.get());
+        read_extent_blocks(&df, rdba, 1, buf.get());
         read_extent_blocks(&df, rdba, 3, buf.get());
     }
 }

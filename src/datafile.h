@@ -34,5 +34,3 @@ uint32_t blocks_in_reach(const DATAFILE *df, uint32_t rdba);
 // or missing.
 int read_extent_blocks(const DATAFILE *df, uint32_t rdba, int blocks, uint8_t *buf);
 
-// Reads the one block at `rdba`; false when it was not delivered whole.
-bool read_block(const DATAFILE *df, uint32_t rdba, uint8_t *buf);

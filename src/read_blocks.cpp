@@ -36,7 +36,3 @@ int read_extent_blocks(const DATAFILE *df, uint32_t rdba, int blocks, uint8_t *b
     }
     return bytes;
 }
-
-bool read_block(const DATAFILE *df, uint32_t rdba, uint8_t *buf) {
-    return read_extent_blocks(df, rdba, 1, buf) == static_cast<int>(df->bsz);
-}

@@ -121,6 +121,7 @@ int unload_to_file(const char *name, const char (&user)[NAME_SIZE], std::span<TA
     ul.ntab = static_cast<int32_t>(tinf.size());
     ul.tinf = tinf.data();
     ul.data_ofs = static_cast<uint64_t>(HEAD_SPACE + directory);
+    ul.in_order = find_part_order();
     for (TAB_INFO &info : tinf)
         unload_listed_table(&ul, &info, user);
     const int result = write_header(&ul, user);

@@ -3,6 +3,7 @@
 #include "column.h"
 #include "data/dump_file.h"
 #include "data/rows.h"
+#include "format/row_piece.h"
 #include "format/stored_value.h"
 
 namespace {
@@ -16,15 +17,33 @@ int64_t entries_size(const uint8_t *p, const uint8_t *end, int n) {
     return (behind != nullptr ? behind : end) - p + n;
 }
 
-// The same for the values of a piece whose first one may continue another: its length may be FF, which is no
-// NULL there, so that it cannot be told where the values end. All bytes up to the end of the block count, and
-// the length that a value gets which begins here.
-int64_t cut_entries_size(const uint8_t *p, const uint8_t *end, int n) {
-    return end - p + n + MARK_SIZE;
+// The position behind a value that is cut; `end` where its first byte is FF, which is a length or a NULL by
+// the column that takes it, and where the value leaves the block.
+const uint8_t *behind_cut_value(const uint8_t *p, const uint8_t *end) {
+    VALUE value;
+    return p < end && *p != 0xFF && next_value(p, end, &value) ? p : end;
 }
 
+// As entries_size for the values of a piece with flag byte `fb`, whose first and last one may be cut, and the
+// length that a value gets which begins here.
+int64_t cut_entries_size(const uint8_t *p, const uint8_t *end, int n, uint8_t fb) {
+    const uint8_t *at = p;
+    int whole = n;
+    if ((fb & ROW_PREVIOUS) != 0 && whole > 0) {
+        at = behind_cut_value(at, end);
+        whole--;
+    }
+    const bool continues = (fb & ROW_NEXT) != 0 && whole > 0;
+    at = skip_columns(at, end, continues ? whole - 1 : whole);
+    if (at != nullptr && continues)
+        at = behind_cut_value(at, end);
+    return (at != nullptr ? at : end) - p + n + MARK_SIZE;
+}
+
+// The entries of the key columns that are still to come.
 int64_t key_size(const ULDR *ul, const CLUSTER_KEY &key) {
-    const auto keys = std::count_if(ul->cols.begin(), ul->cols.end(), is_cluster_key);
+    const auto begin = ul->cols.begin() + std::min<ptrdiff_t>(ul->curc, std::ssize(ul->cols));
+    const auto keys = std::count_if(begin, ul->cols.end(), is_cluster_key);
     return entries_size(key.p, key.end, static_cast<int>(keys));
 }
 
@@ -46,8 +65,9 @@ int make_room_for_row(ULDR *ul, const uint8_t *p, const uint8_t *end, int cc, co
     return has_room_for_any(ul) ? 0 : make_room(ul, entries_size(p, end, cc), key);
 }
 
-int make_room_for_piece(ULDR *ul, const uint8_t *p, const uint8_t *end, int cc, const CLUSTER_KEY &key) {
+int make_room_for_piece(ULDR *ul, const uint8_t *p, const uint8_t *end, int cc, uint8_t fb,
+                        const CLUSTER_KEY &key) {
     if (ul->clen + ul->bsz + PIECE_RESERVE > ul->csz)
         return write_cache(ul);
-    return has_room_for_any(ul) ? 0 : make_room(ul, cut_entries_size(p, end, cc), key);
+    return has_room_for_any(ul) ? 0 : make_room(ul, cut_entries_size(p, end, cc, fb), key);
 }

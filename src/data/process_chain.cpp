@@ -157,7 +157,7 @@ PIECE_RESULT take_piece(ULDR *ul, const ROW_AREA &head, const uint8_t *piece, co
     }
     if (!next_values(ul, fb, p, end, next))
         return PIECE_RESULT::damaged;
-    if (make_room_for_piece(ul, p, end, column_count(piece), *key) < 0)
+    if (make_room_for_piece(ul, p, end, column_count(piece), fb, *key) < 0)
         return PIECE_RESULT::failed;
     return process_chained_piece(ul, p, end, column_count(piece), fb, *key);
 }

@@ -93,7 +93,7 @@ PIECE_RESULT process_chained_row(ULDR *ul, const ROW_AREA &area, int row, const 
     if (result != PIECE_RESULT::taken)
         return result;
     if (first) {
-        if (make_room_for_piece(ul, p, end, column_count(piece), key) < 0)
+        if (make_room_for_piece(ul, p, end, column_count(piece), fb, key) < 0)
             return PIECE_RESULT::failed;
         result = process_chained_piece(ul, p, end, column_count(piece), fb, key);
         if (result != PIECE_RESULT::taken)

@@ -55,5 +55,6 @@ constexpr int64_t longest_row(int32_t bsz) {
 // message.
 int make_room_for_row(ULDR *ul, const uint8_t *p, const uint8_t *end, int cc, const CLUSTER_KEY &key);
 
-// The same for one piece of a longer row, which is given 4000 bytes more.
-int make_room_for_piece(ULDR *ul, const uint8_t *p, const uint8_t *end, int cc, const CLUSTER_KEY &key);
+// The same for one piece, with flag byte `fb`, of a longer row, which is given 4000 bytes more.
+int make_room_for_piece(ULDR *ul, const uint8_t *p, const uint8_t *end, int cc, uint8_t fb,
+                        const CLUSTER_KEY &key);

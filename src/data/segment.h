@@ -3,8 +3,11 @@
 
 #include "data/uldr.h"
 
+// What holds of the loaded partitions for a whole dump file.
+PARTS_IN_ORDER find_part_order();
+
 // Unloads the table `tabp` into the dump file: its column list, its rows, the end mark. Needs fd, data_ofs,
-// tabp and nlob, and nrow 0. Returns 0, or -1 after its message.
+// tabp, nlob and in_order, and nrow 0. Returns 0, or -1 after its message.
 int unload_one_table(ULDR *ul);
 
 // Unloads the rows of the segment whose header is at `hdba` in tablespace `tsn`. Returns 0, or -1 after its

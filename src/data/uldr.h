@@ -13,6 +13,14 @@ struct TAB_INFO;
 
 constexpr int CACHE_SIZE = 0x400000;
 
+// Whether the partitions stand in the order of their parents, as their sorts leave them, so that those of one
+// parent are found without a scan.
+struct PARTS_IN_ORDER {
+    bool tabpart;
+    bool tabcompart;
+    bool tabsubpart;
+};
+
 // As long as the dump file. Everything in it is appended through the cache.
 struct ULDR_FILE {
     int32_t fd;        // dump file
@@ -22,6 +30,7 @@ struct ULDR_FILE {
     uint8_t *cache;    // the buffers are carved out of the work buffer
     int32_t csz;       // cache capacity
     int32_t clen;      // cache bytes not yet written
+    PARTS_IN_ORDER in_order;
 };
 
 // As long as one table of the file.

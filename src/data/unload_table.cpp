@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "console.h"
 #include "data/entry.h"
 #include "data/ordinary_row.h"
@@ -50,18 +52,32 @@ int unload_segment_of(ULDR *ul, const OWNER &owner) {
     return -1;
 }
 
+template <class PART>
+bool is_in_order(const DICT_TABLE<PART> &parts) {
+    return std::ranges::is_sorted(loaded(parts), {}, &PART::objp);
+}
+
+// The records among which those of the parent `objp` are, in their order: all of them where they stand in
+// none.
+template <class PART>
+std::span<PART> parts_near(const DICT_TABLE<PART> &parts, bool in_order, uint32_t objp) {
+    const std::span<PART> all = loaded(parts);
+    return in_order ? std::span<PART>(std::ranges::equal_range(all, objp, {}, &PART::objp)) : all;
+}
+
 // Unloads the partitions or subpartitions whose parent is the object `objp`.
 template <class PART>
-int unload_parts(ULDR *ul, const DICT_TABLE<PART> &parts, uint32_t objp) {
-    for (const PART &part : loaded(parts))
+int unload_parts(ULDR *ul, const DICT_TABLE<PART> &parts, bool in_order, uint32_t objp) {
+    for (const PART &part : parts_near(parts, in_order, objp))
         if (part.objp == objp && unload_segment_of(ul, part) < 0)
             return -1;
     return 0;
 }
 
 int unload_composite(ULDR *ul) {
-    for (const TABPART &part : loaded(TABCOMPART_TABLE))
-        if (part.objp == ul->tabp->objn && unload_parts(ul, TABSUBPART_TABLE, part.objn) < 0)
+    const uint32_t objp = ul->tabp->objn;
+    for (const TABPART &part : parts_near(TABCOMPART_TABLE, ul->in_order.tabcompart, objp))
+        if (part.objp == objp && unload_parts(ul, TABSUBPART_TABLE, ul->in_order.tabsubpart, part.objn) < 0)
             return -1;
     return 0;
 }
@@ -71,11 +87,15 @@ int unload_segments(ULDR *ul) {
     if ((tab.flag & TAB_PARTITIONED) == 0)
         return unload_segment_of(ul, tab);
     if ((tab.flag & TAB_COMPOSITE) == 0)
-        return unload_parts(ul, TABPART_TABLE, tab.objn);
+        return unload_parts(ul, TABPART_TABLE, ul->in_order.tabpart, tab.objn);
     return unload_composite(ul);
 }
 
 } // namespace
+
+PARTS_IN_ORDER find_part_order() {
+    return {is_in_order(TABPART_TABLE), is_in_order(TABCOMPART_TABLE), is_in_order(TABSUBPART_TABLE)};
+}
 
 int unload_one_table(ULDR *ul) {
     ul->cache = g_ctx.wrk;

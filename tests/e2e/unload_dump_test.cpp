@@ -160,6 +160,15 @@ TEST_F(UnloadDump, LongPropertyValuesAreCutTo63Characters) {
     EXPECT_EQ(head.dbtimezone, value.substr(0, 63));
 }
 
+TEST_F(UnloadDump, NlsLangOfLongValuesIsCutTo127Characters) {
+    add_numbers("T", 1);
+    finish();
+    const std::string language(60, 'l'), territory(60, 't'), charset(100, 'c');
+    const dump_header head = header_with(
+        {{"NLS_LANGUAGE", language}, {"NLS_TERRITORY", territory}, {"NLS_CHARACTERSET", charset}});
+    EXPECT_EQ(head.nls_lang, language + "_" + territory + "." + std::string(5, 'c'));
+}
+
 TEST_F(UnloadDump, PropertyFilesOfMoreThanOneChunkAreReadToTheEnd) {
     add_numbers("T", 1);
     finish();

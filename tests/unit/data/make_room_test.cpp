@@ -151,6 +151,45 @@ TEST_F(UnloadCache, PieceThatDoesNotFlushGetsItsLength) {
     EXPECT_TRUE(got.rows == expected_.raw);
 }
 
+// A piece behind the key columns needs room for its own values alone, however long the key is and whatever
+// stands behind them in the block.
+TEST_F(UnloadCache, PieceBehindALongClusterKeyDoesNotFlushWhileOneBlockAnd4000BytesAreLeft) {
+    constexpr uint32_t BSZ = 16384;
+    constexpr size_t KEY_VALUE = 3000, BEFORE_PIECE = 2 * (KEY_VALUE + 2) + 2 + 1 + 2 + 5;
+    use_block_size(BSZ);
+    columns({column(VARCHAR2, COL_CLUSTER_KEY), column(VARCHAR2, COL_CLUSTER_KEY), column(), column()});
+    tab_.tabn = 1;
+    PieceHead head;
+    head.key_index = 0;
+    const auto add_row = [&](const Row &key, const Bytes &stored) {
+        sample::TableBlock blk = block(next_block_++, 2);
+        blk.add(sample::encode_key_piece({}, key), 0);
+        blk.add(stored, 1);
+        store(blk);
+    };
+    size_t left = CACHE - BSZ - 4000 - BEFORE_PIECE - list_size();
+    while (left > 0) {
+        constexpr size_t MARKS = 8; // two NULL keys, the length of the value, the end of the row
+        const size_t size = left > 2 * 15000 ? 15000 : left > 15000 ? left / 2 : left;
+        const Bytes value(size - MARKS, 0x55);
+        add_row({{}, {}}, sample::encode_piece(head, Row{value}));
+        expected_.row({{}, {}, value});
+        left -= size;
+    }
+    sample::TableBlock away = block(AWAY, 2);
+    away.add(piece(H | F | L, {Bytes(14000, 0x55)}), 1);
+    away.add(piece(P | L, {text("BBB")}), 1);
+    store(away);
+    const Bytes key(KEY_VALUE, 'k');
+    head.flags = H | F | N;
+    head.next = at(AWAY, 1);
+    add_row({key, key}, sample::encode_piece(head, Row{text("Z"), text("AAAAA")}));
+    expected_.row({key, key, text("Z"), text("AAAAABBB")});
+    const Outcome got = unload_all();
+    EXPECT_EQ(got.err, "");
+    EXPECT_TRUE(got.rows == expected_.raw);
+}
+
 // With one-byte lengths an entry is a byte longer than the stored value, so a block full of short values is
 // longer as a row than the room that a flush guarantees.
 class UnloadLongerRow : public UnloadCache {

@@ -138,6 +138,7 @@ ULDR SegmentTest::begin_unload() {
     ULDR ul{};
     ul.lfd = -1;
     ul.tabp = &tab_;
+    ul.in_order = find_part_order();
     ul.nlob = static_cast<int32_t>(std::count_if(
         cols_.begin(), cols_.end(), [](const COL &c) { return c.ctyp == TYPE_CLOB || c.ctyp == TYPE_BLOB; }));
     return ul;

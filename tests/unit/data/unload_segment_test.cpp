@@ -301,6 +301,7 @@ TEST_F(UnloadSegment, MapThatClaimsMoreExtentsThanFitsStaysInsideItsBlock) {
     store(rdba(HEADER_BLOCK), raw);
     const Outcome got = unload();
     EXPECT_EQ(got.result, 0);
+    EXPECT_EQ(got.err, "extent map at rdba=0x01400001 claims more extents than fit into its block.\n");
     EXPECT_EQ(got.rows, expected_.raw);
 }
 
@@ -350,6 +351,25 @@ TEST_F(UnloadPartitions, BlockFollowedInOneSegmentIsNotTakenForThatOfTheNext) {
     renumber_file(OTHER, RFN);
     partition(TSN + 1);
     EXPECT_EQ(rows_of_segment(), expected_.raw);
+}
+
+// Partitions whose parents are in no order come out as well, in the order in which they stand.
+TEST_F(UnloadPartitions, AreFoundInAnyOrderOfTheirParents) {
+    columns(plain_columns(1));
+    add_row(2);
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(2), 1}}, 0);
+    expected_.raw.insert(expected_.raw.end(), expected_.raw.begin(), expected_.raw.end());
+    partition(TSN);
+    TABPART ordered[]{parts_[0], parts_[0], parts_[1], parts_[1]}, mixed[]{parts_[0], parts_[0], parts_[1]};
+    ordered[0].objp = tab_.objn - 1;
+    ordered[3].objp = tab_.objn + 1;
+    mixed[1].objp = tab_.objn - 1;
+    for (const std::span<TABPART> parts : {std::span<TABPART>(ordered), std::span<TABPART>(mixed)}) {
+        g_ctx.tp = parts.data();
+        g_ctx.sys.ntp = g_ctx.cap.ntp = static_cast<uint32_t>(parts.size());
+        EXPECT_EQ(find_part_order().tabpart, parts.data() == ordered);
+        EXPECT_EQ(rows_of_segment(), expected_.raw);
+    }
 }
 
 // The pieces that the rows of one segment follow are counted for that segment alone.

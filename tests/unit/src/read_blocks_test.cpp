@@ -199,13 +199,5 @@ TEST_F(FilesReadBlocks, ReadErrorNamesTheFile) {
     EXPECT_EQ(read(1, 1, "read \"" + path("u.dbf") + "\": Is a directory\n"), -1);
 }
 
-TEST_F(FilesReadBlocks, OneBlockThatWasNotDeliveredWholeIsNoBlock) {
-    make_file(2);
-    resize_file(path("u.dbf"), 3 * SIZE - 1);
-    EXPECT_TRUE(read_block(&df_, 1, buffer_.data()));
-    EXPECT_FALSE(read_block(&df_, 2, buffer_.data()));
-    EXPECT_FALSE(read_block(&df_, 3, buffer_.data()));
-}
-
 } // namespace
 } // namespace vexlo_test

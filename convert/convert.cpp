@@ -115,32 +115,41 @@ bool Conversion::convert_table(TableTask &task) {
         return true;
     } catch (const OutputError &error) {
         report_.failure(error.what());
-        return false;
+    } catch (const InputError &error) { // in the middle of a row, which leaves the output useless
+        report_.failure(error.what());
     }
+    return false;
 }
 
 void Conversion::write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &writer,
                             TableReport &report) {
     const std::unique_ptr<RowFormatter> formatter = writer.formatter(decoder);
     RowBatch batch;
-    try {
-        Row row;
-        while (reader.next(row)) {
-            if (reader.has_damage())
-                add_damage(reader, batch.losses);
-            formatter->format(row, batch);
-            if (batch.full())
-                write_batch(batch, writer, report);
-            if (row.number % ROWS_PER_LOOK == 0) {
-                const std::lock_guard lock(progress_mutex_);
-                progress_.update(decoder.table().name, row.number, queue_.bytes_done() + reader.position());
-            }
+    batch.spill = [&](RowBatch &full) { write_batch(full, writer, report); };
+    Row row;
+    while (next_row(reader, row)) {
+        if (reader.has_damage())
+            add_damage(reader, batch.losses);
+        formatter->format(row, batch);
+        if (batch.full())
+            write_batch(batch, writer, report);
+        if (row.number % ROWS_PER_LOOK == 0) {
+            const std::lock_guard lock(progress_mutex_);
+            progress_.update(decoder.table().name, row.number, queue_.bytes_done() + reader.position());
         }
-    } catch (const InputError &error) { // the rows before the bad place are kept
-        report_.failure(error.what());
     }
     add_damage(reader, batch.losses);
     write_batch(batch, writer, report);
+}
+
+// A file that cannot be read any further ends the table: the rows before the bad place are kept.
+bool Conversion::next_row(DumpReader &reader, Row &row) {
+    try {
+        return reader.next(row);
+    } catch (const InputError &error) {
+        report_.failure(error.what());
+        return false;
+    }
 }
 
 } // namespace vexlo

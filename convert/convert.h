@@ -31,6 +31,7 @@ private:
     void work();
     bool convert_table(TableTask &task);
     void write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &writer, TableReport &report);
+    bool next_row(DumpReader &reader, Row &row);
     void summarise(double seconds);
 
     const Options &options_;

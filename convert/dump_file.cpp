@@ -169,16 +169,36 @@ void DumpFile::read_head(bool strict) {
     read_directory(load_be32(head + HEAD_TAB_CNT));
 }
 
+// The directory ends where the first of the sections begins that it tells of, whatever the header says.
 void DumpFile::read_directory(uint32_t count) {
-    const uint64_t room = size_ > DIRECTORY_OFFSET ? (size_ - DIRECTORY_OFFSET) / TAB_SIZE : 0;
-    const size_t readable = static_cast<size_t>(std::min<uint64_t>(count, room));
-    if (readable < count)
+    constexpr size_t ENTRIES_AT_ONCE = 1024;
+    std::vector<uint8_t> records(ENTRIES_AT_ONCE * TAB_SIZE);
+    uint64_t at = DIRECTORY_OFFSET, end = size_;
+    const uint32_t most = std::min(count, TABLES_MAX);
+    const auto left = [&] {
+        return std::min<uint64_t>(most - tables_.size(), end > at ? (end - at) / TAB_SIZE : 0);
+    };
+    while (left() > 0) {
+        const size_t want = static_cast<size_t>(std::min<uint64_t>(left(), ENTRIES_AT_ONCE)) * TAB_SIZE;
+        const size_t got = read_at(fd(), records.data(), want, at, path_);
+        for (size_t i = 0; i + TAB_SIZE <= got && left() > 0; i += TAB_SIZE, at += TAB_SIZE) {
+            tables_.push_back(table_record(records.data() + i));
+            const uint64_t section = tables_.back().offset;
+            if (section > at && section < end && is_column_list(section))
+                end = section;
+        }
+        if (got < want)
+            break;
+    }
+    if (tables_.size() < count)
         faults_.push_back("header says " + std::to_string(count) + " tables, the file has room for " +
-                          std::to_string(readable));
-    std::vector<uint8_t> records(readable * TAB_SIZE);
-    const size_t got = read_at(fd(), records.data(), records.size(), DIRECTORY_OFFSET, path_);
-    for (size_t at = 0; at + TAB_SIZE <= got; at += TAB_SIZE)
-        tables_.push_back(table_record(records.data() + at));
+                          std::to_string(tables_.size()));
+}
+
+// Whether a column list begins at the file offset.
+bool DumpFile::is_column_list(uint64_t offset) const {
+    uint8_t entry[COL_SIZE];
+    return read_at(fd(), entry, sizeof entry, offset, path_) == sizeof entry && is_column_entry(entry);
 }
 
 // A section ends where the next one begins. Of tables with the same offset only the last has a section: the

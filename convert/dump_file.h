@@ -34,7 +34,8 @@ struct TableInfo {
     std::string fault;  // why the section cannot be read; empty when it can
 };
 
-constexpr uint32_t COLUMNS_MAX = 4096; // no table has more
+constexpr uint32_t COLUMNS_MAX = 4096;    // no table has more
+constexpr uint32_t TABLES_MAX = 1U << 17; // that are taken from one directory
 
 // How a dump without a sound header and directory is read: the tables are found by their column lists, and
 // get the names that the directory, as far as it is sound, or the dictionary has for them.
@@ -70,6 +71,7 @@ private:
     void name_found(const Dictionary *dictionary, TableInfo &table);
     void read_head(bool strict);
     void read_directory(uint32_t count);
+    bool is_column_list(uint64_t offset) const;
     void find_sections();
     void read_columns(TableInfo &table);
 

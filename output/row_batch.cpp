@@ -10,6 +10,20 @@ void RowLosses::tell(TableReport &report) {
     count_ = 0;
 }
 
+void RowBatch::give_away() {
+    ends_in_row = true;
+    spill(*this);
+    ends_in_row = false;
+}
+
+bool is_large_row(const Row &row, size_t columns) {
+    constexpr uint64_t LARGE = 1 << 17;
+    uint64_t size = 0;
+    for (const Field *field = row.fields, *const end = field + columns; field != end; ++field)
+        size += field->kind == FieldKind::stream ? LARGE : field->size;
+    return size >= LARGE;
+}
+
 void RowBatch::clear() {
     bytes.clear();
     rejected.clear();

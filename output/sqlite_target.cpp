@@ -80,6 +80,15 @@ std::string sqlite_real_expression(std::string_view text) {
     return expression;
 }
 
+bool fits_sqlite(uint64_t size, uint64_t most, const Row &row, const Column &column, RowLosses &losses) {
+    if (size <= most)
+        return true;
+    losses.add(row.number, row.offset,
+               "column \"" + printable(column.name) + "\": " + std::to_string(size) +
+                   " bytes are more than SQLite takes, taken as NULL");
+    return false;
+}
+
 std::string sqlite_table_name(const std::string &name) {
     return strncasecmp(name.c_str(), KEPT_PREFIX, sizeof KEPT_PREFIX - 1) == 0 ? "_" + name : name;
 }

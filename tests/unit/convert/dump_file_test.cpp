@@ -98,6 +98,20 @@ TEST_F(DumpFileTest, TableCountIsComparedWithTheFile) {
     EXPECT_EQ(file.faults().size(), 1U);
 }
 
+// Behind the first section there is no directory, however large the file: nothing of it is taken for entries.
+TEST_F(DumpFileTest, DirectoryEndsBeforeTheFirstSection) {
+    Dump dump;
+    dump.tables = {table("A"), table("B")};
+    dump.tables[1].rows = std::vector<Bytes>(1000, row({value(Bytes(100, 'x'))}));
+    dump.tab_cnt = 0xFFFFFFFF;
+    const vexlo::DumpFile file = open(dump_bytes(dump));
+    ASSERT_EQ(file.tables().size(), 512U / 56);
+    EXPECT_EQ(file.tables()[0].fault, "");
+    EXPECT_EQ(file.tables()[1].fault, "");
+    EXPECT_EQ(file.faults(),
+              std::vector<std::string>{"header says 4294967295 tables, the file has room for 9"});
+}
+
 // A dump whose header, directory or both are damaged is read by its column lists.
 TEST_F(DumpFileTest, SalvageFindsTablesByTheirColumnLists) {
     Dump dump;

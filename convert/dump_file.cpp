@@ -14,6 +14,7 @@
 #include "convert/salvage.h"
 #include "convert/surplus.h"
 #include "format/byte_order.h"
+#include "output/console.h"
 #include "values/column_type.h"
 #include "values/errors.h"
 
@@ -60,6 +61,15 @@ bool has_column_names(const TableInfo &table) {
            });
 }
 
+// Where the directory has the first of its tables; where the data of a dump begins when it has none.
+uint64_t first_section(const std::vector<TableInfo> &tables) {
+    uint64_t first = UINT64_MAX;
+    for (const TableInfo &table : tables)
+        if (table.fault.empty())
+            first = std::min(first, table.offset);
+    return first == UINT64_MAX ? DIRECTORY_OFFSET + DIRECTORY_SIZE_MIN : first;
+}
+
 } // namespace
 
 DumpFile::DumpFile(const std::string &path, const Salvage *how) : DumpFile(open_input(path), path, how) {}
@@ -91,19 +101,17 @@ bool DumpFile::is_sound() const {
 // Tables are where column lists are found. What the directory says is believed where it leads to one.
 void DumpFile::salvage(const Salvage &how) {
     const Dictionary *const dictionary = how.dictionary ? &*how.dictionary : nullptr;
+    const uint64_t begin = first_section(tables_);
+    const std::vector<TableInfo> directory = tables_;
     std::erase_if(tables_, [](const TableInfo &table) { return !has_column_names(table); });
-    uint64_t begin = DIRECTORY_OFFSET + DIRECTORY_SIZE_MIN;
-    if (!tables_.empty())
-        begin = std::min_element(tables_.begin(), tables_.end(), [](const TableInfo &a, const TableInfo &b) {
-                    return a.offset < b.offset;
-                })->offset;
     const size_t known = tables_.size();
+    std::vector<std::string> remarks;
     for (FoundList &list : find_column_lists(fd(), path_, begin, size_)) {
         const auto is_known = [&](const TableInfo &table) {
             return list.offset >= table.offset && list.offset < table.rows_at;
         };
         if (std::none_of(tables_.begin(), tables_.begin() + static_cast<std::ptrdiff_t>(known), is_known))
-            add_found(dictionary, std::move(list));
+            add_found(dictionary, directory, std::move(list), remarks);
     }
     if (tables_.empty())
         throw NoDumpError(path_ + ": not a dump file, and no column lists are in it");
@@ -113,6 +121,7 @@ void DumpFile::salvage(const Salvage &how) {
         tables_[i].end = i + 1 < tables_.size() ? tables_[i + 1].offset : size_;
     faults_ = {"header or directory is damaged; " + std::to_string(tables_.size()) +
                " tables found by their column lists"};
+    faults_.insert(faults_.end(), remarks.begin(), remarks.end());
     if (dictionary != nullptr && charset().empty()) {
         nls_lang_ = dictionary->property("NLS_LANGUAGE") + "_" + dictionary->property("NLS_TERRITORY") + "." +
                     dictionary->property("NLS_CHARACTERSET");
@@ -121,19 +130,33 @@ void DumpFile::salvage(const Salvage &how) {
     }
 }
 
-void DumpFile::add_found(const Dictionary *dictionary, FoundList &&list) {
+void DumpFile::add_found(const Dictionary *dictionary, const std::vector<TableInfo> &directory,
+                         FoundList &&list, std::vector<std::string> &remarks) {
     TableInfo table{};
     table.offset = list.offset;
     table.ncol = static_cast<uint32_t>(list.columns.size());
     table.rows_at = list.offset + list.columns.size() * COL_SIZE;
     table.columns = std::move(list.columns);
-    name_found(dictionary, table);
+    table.end = size_;
+    if (list.damaged > 0)
+        infer_types(fd(), path_, table);
+    name_found(dictionary, directory, table);
+    if (list.damaged > 0)
+        remarks.push_back("table \"" + printable(table.name) + "\": " + std::to_string(list.damaged) +
+                          " entries of its column list are damaged, their types follow from the values");
     tables_.push_back(std::move(table));
 }
 
-// Names a table that the directory does not know.
-void DumpFile::name_found(const Dictionary *dictionary, TableInfo &table) {
-    table.name = "TABLE_" + std::to_string(tables_.size() + 1);
+// Names a table that the directory does not know, or knows without a sound column list.
+void DumpFile::name_found(const Dictionary *dictionary, const std::vector<TableInfo> &directory,
+                          TableInfo &table) {
+    const auto listed = std::find_if(directory.begin(), directory.end(), [&](const TableInfo &record) {
+        return record.offset == table.offset && record.ncol == table.ncol && !record.name.empty();
+    });
+    const bool is_listed = listed != directory.end();
+    table.name = is_listed ? listed->name : "TABLE_" + std::to_string(tables_.size() + 1);
+    table.counted = is_listed;
+    table.nrows = is_listed ? listed->nrows : 0;
     const Dictionary::Table *const known =
         dictionary == nullptr ? nullptr : dictionary->find(table.columns, owner_);
     for (const ColumnInfo &column : table.columns) {

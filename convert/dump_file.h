@@ -67,8 +67,9 @@ public:
 private:
     bool is_sound() const;
     void salvage(const Salvage &salvage);
-    void add_found(const Dictionary *dictionary, FoundList &&list);
-    void name_found(const Dictionary *dictionary, TableInfo &table);
+    void add_found(const Dictionary *dictionary, const std::vector<TableInfo> &directory, FoundList &&list,
+                   std::vector<std::string> &remarks);
+    void name_found(const Dictionary *dictionary, const std::vector<TableInfo> &directory, TableInfo &table);
     void read_head(bool strict);
     void read_directory(uint32_t count);
     bool is_column_list(uint64_t offset) const;

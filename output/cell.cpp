@@ -127,7 +127,8 @@ Cell CellDecoder::decode(const Row &row, size_t index, char *scratch, RowLosses 
     if (end == nullptr && column.ctyp == TYPE_UROWID)
         return hex_cell(field);
     if (end == nullptr) {
-        losses.add(row.number, row.offset, undecodable(column, field));
+        ++counts_[index].nulls;
+        losses.add_null(row.number, row.offset, undecodable(column, field));
         return NULL_CELL;
     }
     counts_[index].finer += (facts_ & FINER_THAN_MICROS) != 0;
@@ -294,6 +295,7 @@ std::string CellDecoder::undecodable(const Column &column, const Field &field) c
 void CellDecoder::merge(CellDecoder &&other) {
     for (size_t i = 0; i < counts_.size(); ++i) {
         counts_[i].replaced += other.counts_[i].replaced;
+        counts_[i].nulls += other.counts_[i].nulls;
         counts_[i].lobs += other.counts_[i].lobs;
         counts_[i].regions += other.counts_[i].regions;
         counts_[i].finer += other.counts_[i].finer;
@@ -310,6 +312,10 @@ void CellDecoder::finish(TableReport &report) const {
         if (counts.replaced != 0)
             report.loss(where + std::to_string(counts.replaced) + " characters not valid in " +
                         std::string(decoder.charset_name()) + " replaced by U+FFFD");
+        if (counts.nulls != 0)
+            report.note(where + std::to_string(counts.nulls) + " values could not be decoded, taken as NULL");
+        report.count_replaced(counts.replaced);
+        report.count_nulls(counts.lobs);
         if (counts.lobs != 0)
             report.loss(where + std::to_string(counts.lobs) +
                         " LOB values are not in the dump, taken as NULL");

@@ -107,6 +107,7 @@ public:
 private:
     struct Counts {
         uint64_t replaced = 0; // characters
+        uint64_t nulls = 0;    // values that could not be decoded
         uint64_t lobs = 0;
         uint64_t regions = 0;
         uint64_t finer = 0; // moments and intervals finer than microseconds

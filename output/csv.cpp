@@ -174,7 +174,7 @@ private:
     static void give_to_oracle(const Row &row, const Column &column, Cell &cell, RowBatch &batch) {
         if (!is_unwritable_in_oracle(column, cell))
             return;
-        batch.losses.add(row.number, row.offset, unwritable_in_oracle(column));
+        batch.losses.add_null(row.number, row.offset, unwritable_in_oracle(column));
         cell = {CellKind::null, nullptr, 0};
     }
 
@@ -236,6 +236,8 @@ public:
             rejected_->finish();
         file_->finish();
     }
+
+    std::string path() const override { return file_->path(); }
 
     void tell(TableReport &report) const override {
         if (rejected_)

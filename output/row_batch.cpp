@@ -6,8 +6,8 @@ void RowLosses::tell(TableReport &report) {
     for (const Loss &loss : kept_)
         report.row_loss(loss.row, loss.offset, loss.text);
     report.more_row_losses(count_ - kept_.size());
-    kept_.clear();
-    count_ = 0;
+    report.count_nulls(nulls_);
+    *this = {};
 }
 
 void RowBatch::give_away() {

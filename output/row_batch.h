@@ -29,6 +29,11 @@ public:
         if (kept_.size() < TableReport::ROW_LINES_MAX)
             kept_.push_back({row, offset, std::move(text)});
     }
+    // The same of a value that is NULL in the output because it could not be had.
+    void add_null(uint64_t row, uint64_t offset, std::string text) {
+        ++nulls_;
+        add(row, offset, std::move(text));
+    }
     bool empty() const { return count_ == 0; }
     uint64_t count() const { return count_; }
     // Counts the rows of the losses from behind the first `rows` rows of the table.
@@ -42,6 +47,7 @@ public:
 private:
     std::vector<Loss> kept_;
     uint64_t count_ = 0;
+    uint64_t nulls_ = 0; // of those
 };
 
 struct RowBatch {

@@ -61,6 +61,8 @@ public:
         file_->finish();
     }
 
+    std::string path() const override { return file_->path(); }
+
     bool takes_rows() const override { return part_ != SqlPart::ddl; }
 
     void tell(TableReport &report) const override { rejected_.tell(report); }

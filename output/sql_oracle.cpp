@@ -251,7 +251,7 @@ private:
         const Column &column = table.columns[index];
         Cell cell = decoder_.decode(row, index, scratch_, batch.losses);
         if (is_unwritable_in_oracle(column, cell)) {
-            batch.losses.add(row.number, row.offset, unwritable_in_oracle(column));
+            batch.losses.add_null(row.number, row.offset, unwritable_in_oracle(column));
             cell = {CellKind::null, nullptr, 0};
         }
         visit(cell, OracleValues{column, table.local_zone.has_value(), batch.bytes});

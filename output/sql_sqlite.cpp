@@ -103,8 +103,8 @@ private:
 
 class SqliteInserts : public RowFormatter {
 public:
-    SqliteInserts(CellDecoder &decoder, const std::string &name)
-        : decoder_(decoder), insert_(insert_into(name)) {}
+    explicit SqliteInserts(CellDecoder &decoder)
+        : decoder_(decoder), insert_(insert_into(decoder.table().name)) {}
 
     void format(const Row &row, RowBatch &batch) override {
         const std::vector<Column> &columns = decoder_.table().columns;
@@ -138,12 +138,12 @@ public:
     std::string epilogue() const override { return "COMMIT;\n"; }
 
     std::string create_table(const Table &table) const override {
-        return create_table_statement(table, sqlite_table_name(table.name), Dialect::sqlite);
+        return create_table_statement(table, table.name, Dialect::sqlite);
     }
 
     std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const override {
         decoder.set_style({});
-        return std::make_unique<SqliteInserts>(decoder, sqlite_table_name(decoder.table().name));
+        return std::make_unique<SqliteInserts>(decoder);
     }
 };
 

@@ -34,10 +34,10 @@ namespace {
 
 class Database {
 public:
+    // Opens the file at `path`, which exists.
     explicit Database(const std::string &path) : path_(path) {
         const int rc =
-            sqlite3_open_v2(path.c_str(), &handle_,
-                            SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+            sqlite3_open_v2(path.c_str(), &handle_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
         if (rc != SQLITE_OK) {
             const std::string message = handle_ != nullptr ? sqlite3_errmsg(handle_) : sqlite3_errstr(rc);
             sqlite3_close(handle_);
@@ -368,7 +368,7 @@ private:
 class SqliteFormat : public Format {
 public:
     SqliteFormat(const std::string &path, bool all_real)
-        : path_(path), database_(path_.temporary()), all_real_(all_real) {
+        : path_(path), database_(created(path_)), all_real_(all_real) {
         database_.execute("PRAGMA journal_mode=OFF");
         database_.execute("PRAGMA synchronous=OFF");
         database_.execute("PRAGMA locking_mode=EXCLUSIVE");
@@ -387,6 +387,12 @@ public:
     }
 
 private:
+    // An empty file is an empty database.
+    static const std::string &created(const PendingPath &path) {
+        path.create();
+        return path.temporary();
+    }
+
     PendingPath path_; // before the database: the file is removed after it has been closed
     Database database_;
     UniqueNames names_;

@@ -23,7 +23,4 @@ constexpr uint64_t SQLITE_LENGTH_MAX = 1000000000; // bytes of a value, a row or
 // Whether `size`, the bytes of a value, are at most `most`; adds a loss when they are not.
 bool fits_sqlite(uint64_t size, uint64_t most, const Row &row, const Column &column, RowLosses &losses);
 
-// `name`, or "_name" for the names that SQLite keeps for itself.
-std::string sqlite_table_name(const std::string &name);
-
 } // namespace vexlo

@@ -111,7 +111,7 @@ private:
         const Column &column = decoder.table().columns[i];
         Cell cell = decoder.decode(row, i, scratch_, losses);
         if (is_unwritable_in_oracle(column, cell)) {
-            losses.add(row.number, row.offset, unwritable_in_oracle(column));
+            losses.add_null(row.number, row.offset, unwritable_in_oracle(column));
             cell = {CellKind::null, nullptr, 0};
         }
         return cell;
@@ -153,6 +153,8 @@ public:
         data_.finish();
         control_.finish();
     }
+
+    std::string path() const override { return control_.path(); }
 
 private:
     void write_control() {

@@ -334,6 +334,33 @@ TEST_F(Program, FilesThatAreNoDumpsAreSkippedAmongSeveral) {
     EXPECT_EQ(alone.err, line + "\nvexlo-convert: no dump file was given\n");
 }
 
+// Text, numbers, a program, zeros, nothing: no column list is in any of them.
+TEST_F(Program, SalvageOfFilesThatAreNoDumps) {
+    const std::string good = one_table(employees());
+    Bytes numbers;
+    for (unsigned i = 0; i < 30000; ++i)
+        numbers += static_cast<char>(i * i >> 3);
+    const std::pair<const char *, Bytes> others[] = {{"text", "some text\nand more\n"},
+                                                     {"numbers", numbers},
+                                                     {"zeros", Bytes(200000, '\0')},
+                                                     {"nothing", ""},
+                                                     {"program", read_text("/bin/sh")}};
+    for (const auto &[name, bytes] : others) {
+        write_text(dir_ / name, bytes);
+        const std::string line =
+            "vexlo-convert: " + (dir_ / name) + ": not a dump file, and no column lists are in it";
+        const ProgramResult alone = convert("csv", dir_ / name, {"--salvage"});
+        EXPECT_EQ(alone.status, 2) << name;
+        EXPECT_EQ(alone.err, line + "\nvexlo-convert: no dump file was given\n");
+        EXPECT_FALSE(std::filesystem::exists(dir_ / "out"));
+        const ProgramResult among = convert("csv", dir_ / name, {"--salvage", good});
+        EXPECT_EQ(among.status, 1) << name;
+        EXPECT_EQ(among.err, line + ", skipped\n");
+        EXPECT_EQ(output("SCOTT.EMP.csv"), "ID,NAME\r\n1,KING\r\n2,\r\n");
+        std::filesystem::remove_all(dir_ / "out");
+    }
+}
+
 TEST_F(Program, UnreadableInputDoesNotStopTheNext) {
     const std::string good = one_table(employees());
     const ProgramResult result = convert("csv", dir_ / "missing.dat", {good});
@@ -399,6 +426,41 @@ TEST_F(Program, NamesThatAreNotValidAreTold) {
                               prefix +
                               "column \"N\xEF\xBF\xBD\": characters of its name are not valid in their "
                               "character set\n");
+}
+
+// A replaced character leaves a value that is not quite right, NULL one that is gone: they are told and
+// counted apart.
+TEST_F(Program, ReplacedCharactersAndValuesTakenAsNullAreToldApart) {
+    DumpTable table = employees();
+    table.columns = {{"D", 12, 7}, {"S", 1, 9}, {"L", 112, 0}};
+    table.rows = {row({value(ora_date(2000, 13, 1)), value("a\xFF\xFE"), lob()}),
+                  row({value(ora_date(2000, 14, 1)), value("b\xFD")})};
+    const std::string file = one_table(table);
+    const ProgramResult result = convert("csv", file);
+    EXPECT_EQ(result.status, 1);
+    const std::string prefix = "vexlo-convert: " + file + ": table \"EMP\"";
+    EXPECT_EQ(result.err,
+              prefix +
+                  ", row 1, offset 1680: column \"D\": 7 bytes 78640D01010101 are no DATE, taken as NULL\n" +
+                  prefix +
+                  ", row 2, offset 1698: column \"D\": 7 bytes 78640E01010101 are no DATE, taken as NULL\n" +
+                  prefix + ": column \"D\": 2 values could not be decoded, taken as NULL\n" + prefix +
+                  ": column \"S\": 3 characters not valid in AL32UTF8 replaced by U+FFFD\n" + prefix +
+                  ": column \"L\": 1 LOB values are not in the dump, taken as NULL\n");
+    EXPECT_EQ(result.summary, "1 tables, 2 rows, 4 losses, 3 values taken as NULL, 3 characters replaced");
+}
+
+// What becomes of names for a target is told, but not that letters are in the case that was asked for.
+TEST_F(Program, NamesThatTheTargetChangesAreTold) {
+    DumpTable table = employees("SQLITE_T");
+    table.columns[0].name = "XMIN";
+    const std::string file = one_table(table);
+    const std::string prefix = "vexlo-convert: " + file + ": table \"";
+    EXPECT_EQ(convert("sql", file, {"--dialect", "sqlite"}).err,
+              prefix + "SQLITE_T\": is named \"_SQLITE_T\"\n");
+    EXPECT_EQ(convert("sql", file, {"--dialect", "postgresql", "--lowercase"}).err,
+              prefix + "SQLITE_T\": column \"XMIN\" is named \"xmin_\"\n");
+    EXPECT_EQ(convert("csv", file, {"--lowercase"}).err, "");
 }
 
 TEST_F(Program, JsonNumbersStayExact) {

@@ -165,7 +165,7 @@ TEST_F(DumpFileTest, SalvageMakesUpForDamagedColumnEntries) {
             Bytes damaged = sound;
             damaged.replace(0, 1536, Bytes(1536, '\0'));
             damaged.replace(whole.tables()[table].offset + column * 48, 48, Bytes(48, '\x01'));
-            write_file(dir_ / "a.dat", damaged);
+            write_text(dir_ / "a.dat", damaged);
             const vexlo::DumpFile file(dir_ / "a.dat", &salvage);
             ASSERT_EQ(file.tables().size(), 2U) << table << " " << column;
             const vexlo::TableInfo &info = file.tables()[table];
@@ -190,7 +190,7 @@ TEST_F(DumpFileTest, SalvageKeepsTheNameOfATableWhoseListIsDamaged) {
     Bytes damaged = dump_bytes(dump_of_four_columns());
     damaged[0] = 'V';
     damaged.replace(1536, 48, Bytes(48, '\x01'));
-    write_file(dir_ / "a.dat", damaged);
+    write_text(dir_ / "a.dat", damaged);
     const vexlo::Salvage salvage{};
     const vexlo::DumpFile file(dir_ / "a.dat", &salvage);
     ASSERT_EQ(file.tables().size(), 2U);
@@ -208,7 +208,7 @@ TEST_F(DumpFileTest, SalvageTakesNoRowsForColumnEntries) {
                        {.name = "B", .columns = {{"ID", 1, 200}}, .rows = {row({value("y")})}}};
         Bytes bytes = dump_bytes(dump);
         bytes.replace(0, 1536, Bytes(1536, '\0'));
-        write_file(dir_ / "a.dat", bytes);
+        write_text(dir_ / "a.dat", bytes);
         const vexlo::Salvage salvage{};
         const vexlo::DumpFile file(dir_ / "a.dat", &salvage);
         ASSERT_EQ(file.tables().size(), 2U) << size;

@@ -34,6 +34,8 @@ std::string csv_fault(const FormatOptions &options) {
     if (options.null_text.find_first_of("\"\r\n") != std::string::npos ||
         options.null_text.find(options.delimiter) != std::string::npos)
         return "--null takes a text without delimiters, quotes and line ends";
+    if (options.null_text == "\\.") // alone on a line it ends the data for psql
+        return "--null takes another text than \\.";
     return "";
 }
 

@@ -31,7 +31,7 @@ const std::vector<Nonsense> NONSENSE = {
     {"--dialect", {"", "db2", "ORACLE", "oracle\n"}, SQL},
     {"--encoding", {"", "latin1", "raw,utf8"}, CSV},
     {"--eol", {"", "cr", "\n"}, CSV},
-    {"--null", {"a,b", "\"", "a\nb", "\r"}, CSV},
+    {"--null", {"\\.", "a,b", "\"", "a\nb", "\r"}, CSV},
     {"--delimiter", {"", "ab", "\"", "\n", "a", "5", "-", ".", "\\", "\\n", "\x80", "\xC2\xA6"}, CSV},
     {"--no-header", {"=x"}, CSV},
     {"--date-format", {"", "%Q", "%", "%Y%", std::string(1000, 'x')}, CSV},

@@ -32,6 +32,16 @@ ColumnInfo column_entry(const uint8_t *p) {
             load_be32(p + COL_CLEN), text_field(p + COL_NAME, NAME_SIZE)};
 }
 
+ColumnInfo damaged_column_entry(const uint8_t *p) {
+    ColumnInfo column = column_entry(p);
+    if (column_kind(column.ctyp, false) == ColumnKind::unknown)
+        column.ctyp = 0;
+    if (!is_name_field(p + COL_NAME, NAME_SIZE))
+        column.name.clear();
+    column.clen = VALUE_MAX;
+    return column;
+}
+
 bool is_column_entry(const uint8_t *p) {
     const uint32_t clen = load_be32(p + COL_CLEN);
     const ColumnKind kind = column_kind(load_be32(p + COL_CTYP), false);

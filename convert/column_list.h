@@ -20,6 +20,9 @@ std::string text_field(const uint8_t *p, size_t width);
 // The column entry in the COL_SIZE bytes at `p`.
 ColumnInfo column_entry(const uint8_t *p);
 
+// What can be had of a damaged entry: its type, 0 when that is none, and its name, empty when that is none.
+ColumnInfo damaged_column_entry(const uint8_t *p);
+
 // Whether the COL_SIZE bytes at `p` can be nothing but a column entry: a known type, a length it can have, a
 // name.
 bool is_column_entry(const uint8_t *p);

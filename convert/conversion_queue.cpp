@@ -40,6 +40,7 @@ bool ConversionQueue::take(TableTask &task) {
         task.info = run.tables[run.next++];
         if (open_output(task)) {
             ++run.open;
+            task.number = ++handed_out_;
             return true;
         }
     }
@@ -89,7 +90,7 @@ bool ConversionQueue::open_output(TableTask &task) {
         return false;
     }
     try {
-        apply_output_names(options_.format, task.table);
+        name_output(run, task.table);
         check_raw_text(options_.format, task.table, run.dump.charset());
         if (!run.format)
             run.format = make_format(options_.format, destination_, database_name(run.dump.path()),
@@ -101,6 +102,20 @@ bool ConversionQueue::open_output(TableTask &task) {
         run.failed = true;
         return false;
     }
+}
+
+// Not all targets and file systems tell names apart that differ in case alone. Databases of SQLite have the
+// tables of one dump, other targets those of one owner.
+void ConversionQueue::name_output(const DumpRun &run, Table &table) {
+    TableReport report(report_, run.dump.path(), table.name);
+    for (const std::string &text : apply_output_names(options_.format, table))
+        report.note(text);
+    const bool by_dump = options_.format.format == "sqlite";
+    const std::string given = names_[by_dump ? run.dump.path() : table.owner].take(table.name);
+    if (given != table.name)
+        report.note("is named \"" + printable(given) +
+                    "\": there is a table whose name differs at most in case");
+    table.name = given;
 }
 
 void ConversionQueue::finish(DumpRun &run) {

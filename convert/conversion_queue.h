@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -37,6 +38,7 @@ struct DumpRun {
 struct TableTask {
     std::shared_ptr<DumpRun> run;
     const TableInfo *info = nullptr;
+    uint64_t number = 0; // in the order of the run
     Table table;
     std::unique_ptr<TableWriter> writer;
 };
@@ -61,6 +63,7 @@ private:
     void select_tables(DumpRun &run);
     void check_standard_output(const DumpRun &run) const;
     bool open_output(TableTask &task);
+    void name_output(const DumpRun &run, Table &table);
     void finish(DumpRun &run);
 
     const Options &options_;
@@ -68,9 +71,11 @@ private:
     Destination &destination_;
     Report &report_;
     InputFiles files_;
+    std::map<std::string, UniqueNames> names_; // of tables, by where they must differ
     std::mutex mutex_;
     std::shared_ptr<DumpRun> current_;
     uint64_t bytes_done_ = 0;
+    uint64_t handed_out_ = 0; // tables
 };
 
 } // namespace vexlo

@@ -51,7 +51,8 @@ void report_end(const DumpReader &reader, const TableInfo &info, TableReport &re
 
 Conversion::Conversion(const Options &options, Report &report)
     : options_(options), report_(report), selection_(options.tables, options.excluded),
-      destination_(options.output), queue_(options, selection_, destination_, report),
+      destination_(options.output), load_script_(options.format, destination_),
+      queue_(options, selection_, destination_, report),
       progress_(report.console(), !options.quiet && isatty(STDERR_FILENO) != 0, total_size(options.files)) {}
 
 void Conversion::run() {
@@ -66,6 +67,7 @@ void Conversion::run() {
     report_.console().clear_status();
     if (failure_)
         std::rethrow_exception(failure_);
+    write_load_script();
     selection_.report(report_);
     if (!options_.quiet)
         summarise(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
@@ -85,11 +87,15 @@ void Conversion::work() {
 }
 
 void Conversion::summarise(double seconds) {
-    char text[120];
-    std::snprintf(text, sizeof text, "%llu tables, %llu rows, %llu losses, %.1f seconds",
-                  static_cast<unsigned long long>(tables_done_), static_cast<unsigned long long>(rows_done_),
-                  static_cast<unsigned long long>(report_.losses()), seconds);
-    report_.note(text);
+    char time[40];
+    std::snprintf(time, sizeof time, "%.1f seconds", seconds);
+    std::string text = std::to_string(tables_done_) + " tables, " + std::to_string(rows_done_) + " rows, " +
+                       std::to_string(report_.losses()) + " losses, ";
+    if (report_.nulls() != 0)
+        text += std::to_string(report_.nulls()) + " values taken as NULL, ";
+    if (report_.replaced() != 0)
+        text += std::to_string(report_.replaced()) + " characters replaced, ";
+    report_.note(text + time);
 }
 
 // False when the output could not be written.
@@ -99,7 +105,7 @@ bool Conversion::convert_table(TableTask &task) {
     try {
         if (!task.writer->takes_rows()) {
             task.writer->finish();
-            ++tables_done_;
+            complete(task, 0);
             return true;
         }
         CellDecoder decoder(task.table, run.texts.charsets());
@@ -110,12 +116,28 @@ bool Conversion::convert_table(TableTask &task) {
         report.finish();
         task.writer->finish();
         task.writer->tell(report);
-        ++tables_done_;
-        rows_done_ += reader.rows();
+        complete(task, reader.rows());
         return true;
     } catch (const OutputError &error) {
         report_.failure(error.what());
-        return false;
+    } catch (const InputError &error) { // in the middle of a row, which leaves the output useless
+        report_.failure(error.what());
+    }
+    return false;
+}
+
+void Conversion::complete(TableTask &task, uint64_t rows) {
+    ++tables_done_;
+    rows_done_ += rows;
+    load_script_.add(task.number, task.table, task.writer->path(),
+                     options_.format.raw ? task.run->dump.charset() : "AL32UTF8");
+}
+
+void Conversion::write_load_script() {
+    try {
+        load_script_.write(report_);
+    } catch (const OutputError &error) {
+        report_.failure(error.what());
     }
 }
 
@@ -123,24 +145,31 @@ void Conversion::write_rows(DumpReader &reader, CellDecoder &decoder, TableWrite
                             TableReport &report) {
     const std::unique_ptr<RowFormatter> formatter = writer.formatter(decoder);
     RowBatch batch;
-    try {
-        Row row;
-        while (reader.next(row)) {
-            if (reader.has_damage())
-                add_damage(reader, batch.losses);
-            formatter->format(row, batch);
-            if (batch.full())
-                write_batch(batch, writer, report);
-            if (row.number % ROWS_PER_LOOK == 0) {
-                const std::lock_guard lock(progress_mutex_);
-                progress_.update(decoder.table().name, row.number, queue_.bytes_done() + reader.position());
-            }
+    batch.spill = [&](RowBatch &full) { write_batch(full, writer, report); };
+    Row row;
+    while (next_row(reader, row)) {
+        if (reader.has_damage())
+            add_damage(reader, batch.losses);
+        formatter->format(row, batch);
+        if (batch.full())
+            write_batch(batch, writer, report);
+        if (row.number % ROWS_PER_LOOK == 0) {
+            const std::lock_guard lock(progress_mutex_);
+            progress_.update(decoder.table().name, row.number, queue_.bytes_done() + reader.position());
         }
-    } catch (const InputError &error) { // the rows before the bad place are kept
-        report_.failure(error.what());
     }
     add_damage(reader, batch.losses);
     write_batch(batch, writer, report);
+}
+
+// A file that cannot be read any further ends the table: the rows before the bad place are kept.
+bool Conversion::next_row(DumpReader &reader, Row &row) {
+    try {
+        return reader.next(row);
+    } catch (const InputError &error) {
+        report_.failure(error.what());
+        return false;
+    }
 }
 
 } // namespace vexlo

@@ -13,6 +13,7 @@
 #include "convert/options.h"
 #include "convert/selection.h"
 #include "output/format.h"
+#include "output/load_script.h"
 #include "output/progress.h"
 #include "output/report.h"
 
@@ -30,13 +31,17 @@ public:
 private:
     void work();
     bool convert_table(TableTask &task);
+    void complete(TableTask &task, uint64_t rows);
+    void write_load_script();
     void write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &writer, TableReport &report);
+    bool next_row(DumpReader &reader, Row &row);
     void summarise(double seconds);
 
     const Options &options_;
     Report &report_;
     TableSelection selection_;
     Destination destination_;
+    LoadScript load_script_;
     ConversionQueue queue_;
     Progress progress_;
     std::mutex progress_mutex_;

@@ -14,6 +14,7 @@
 #include "convert/salvage.h"
 #include "convert/surplus.h"
 #include "format/byte_order.h"
+#include "output/console.h"
 #include "values/column_type.h"
 #include "values/errors.h"
 
@@ -60,6 +61,15 @@ bool has_column_names(const TableInfo &table) {
            });
 }
 
+// Where the directory has the first of its tables; where the data of a dump begins when it has none.
+uint64_t first_section(const std::vector<TableInfo> &tables) {
+    uint64_t first = UINT64_MAX;
+    for (const TableInfo &table : tables)
+        if (table.fault.empty())
+            first = std::min(first, table.offset);
+    return first == UINT64_MAX ? DIRECTORY_OFFSET + DIRECTORY_SIZE_MIN : first;
+}
+
 } // namespace
 
 DumpFile::DumpFile(const std::string &path, const Salvage *how) : DumpFile(open_input(path), path, how) {}
@@ -91,19 +101,17 @@ bool DumpFile::is_sound() const {
 // Tables are where column lists are found. What the directory says is believed where it leads to one.
 void DumpFile::salvage(const Salvage &how) {
     const Dictionary *const dictionary = how.dictionary ? &*how.dictionary : nullptr;
+    const uint64_t begin = first_section(tables_);
+    const std::vector<TableInfo> directory = tables_;
     std::erase_if(tables_, [](const TableInfo &table) { return !has_column_names(table); });
-    uint64_t begin = DIRECTORY_OFFSET + DIRECTORY_SIZE_MIN;
-    if (!tables_.empty())
-        begin = std::min_element(tables_.begin(), tables_.end(), [](const TableInfo &a, const TableInfo &b) {
-                    return a.offset < b.offset;
-                })->offset;
     const size_t known = tables_.size();
+    std::vector<std::string> remarks;
     for (FoundList &list : find_column_lists(fd(), path_, begin, size_)) {
         const auto is_known = [&](const TableInfo &table) {
             return list.offset >= table.offset && list.offset < table.rows_at;
         };
         if (std::none_of(tables_.begin(), tables_.begin() + static_cast<std::ptrdiff_t>(known), is_known))
-            add_found(dictionary, std::move(list));
+            add_found(dictionary, directory, std::move(list), remarks);
     }
     if (tables_.empty())
         throw NoDumpError(path_ + ": not a dump file, and no column lists are in it");
@@ -113,6 +121,7 @@ void DumpFile::salvage(const Salvage &how) {
         tables_[i].end = i + 1 < tables_.size() ? tables_[i + 1].offset : size_;
     faults_ = {"header or directory is damaged; " + std::to_string(tables_.size()) +
                " tables found by their column lists"};
+    faults_.insert(faults_.end(), remarks.begin(), remarks.end());
     if (dictionary != nullptr && charset().empty()) {
         nls_lang_ = dictionary->property("NLS_LANGUAGE") + "_" + dictionary->property("NLS_TERRITORY") + "." +
                     dictionary->property("NLS_CHARACTERSET");
@@ -121,19 +130,33 @@ void DumpFile::salvage(const Salvage &how) {
     }
 }
 
-void DumpFile::add_found(const Dictionary *dictionary, FoundList &&list) {
+void DumpFile::add_found(const Dictionary *dictionary, const std::vector<TableInfo> &directory,
+                         FoundList &&list, std::vector<std::string> &remarks) {
     TableInfo table{};
     table.offset = list.offset;
     table.ncol = static_cast<uint32_t>(list.columns.size());
     table.rows_at = list.offset + list.columns.size() * COL_SIZE;
     table.columns = std::move(list.columns);
-    name_found(dictionary, table);
+    table.end = size_;
+    if (list.damaged > 0)
+        infer_types(fd(), path_, table);
+    name_found(dictionary, directory, table);
+    if (list.damaged > 0)
+        remarks.push_back("table \"" + printable(table.name) + "\": " + std::to_string(list.damaged) +
+                          " entries of its column list are damaged, their types follow from the values");
     tables_.push_back(std::move(table));
 }
 
-// Names a table that the directory does not know.
-void DumpFile::name_found(const Dictionary *dictionary, TableInfo &table) {
-    table.name = "TABLE_" + std::to_string(tables_.size() + 1);
+// Names a table that the directory does not know, or knows without a sound column list.
+void DumpFile::name_found(const Dictionary *dictionary, const std::vector<TableInfo> &directory,
+                          TableInfo &table) {
+    const auto listed = std::find_if(directory.begin(), directory.end(), [&](const TableInfo &record) {
+        return record.offset == table.offset && record.ncol == table.ncol && !record.name.empty();
+    });
+    const bool is_listed = listed != directory.end();
+    table.name = is_listed ? listed->name : "TABLE_" + std::to_string(tables_.size() + 1);
+    table.counted = is_listed;
+    table.nrows = is_listed ? listed->nrows : 0;
     const Dictionary::Table *const known =
         dictionary == nullptr ? nullptr : dictionary->find(table.columns, owner_);
     for (const ColumnInfo &column : table.columns) {
@@ -169,16 +192,36 @@ void DumpFile::read_head(bool strict) {
     read_directory(load_be32(head + HEAD_TAB_CNT));
 }
 
+// The directory ends where the first of the sections begins that it tells of, whatever the header says.
 void DumpFile::read_directory(uint32_t count) {
-    const uint64_t room = size_ > DIRECTORY_OFFSET ? (size_ - DIRECTORY_OFFSET) / TAB_SIZE : 0;
-    const size_t readable = static_cast<size_t>(std::min<uint64_t>(count, room));
-    if (readable < count)
+    constexpr size_t ENTRIES_AT_ONCE = 1024;
+    std::vector<uint8_t> records(ENTRIES_AT_ONCE * TAB_SIZE);
+    uint64_t at = DIRECTORY_OFFSET, end = size_;
+    const uint32_t most = std::min(count, TABLES_MAX);
+    const auto left = [&] {
+        return std::min<uint64_t>(most - tables_.size(), end > at ? (end - at) / TAB_SIZE : 0);
+    };
+    while (left() > 0) {
+        const size_t want = static_cast<size_t>(std::min<uint64_t>(left(), ENTRIES_AT_ONCE)) * TAB_SIZE;
+        const size_t got = read_at(fd(), records.data(), want, at, path_);
+        for (size_t i = 0; i + TAB_SIZE <= got && left() > 0; i += TAB_SIZE, at += TAB_SIZE) {
+            tables_.push_back(table_record(records.data() + i));
+            const uint64_t section = tables_.back().offset;
+            if (section > at && section < end && is_column_list(section))
+                end = section;
+        }
+        if (got < want)
+            break;
+    }
+    if (tables_.size() < count)
         faults_.push_back("header says " + std::to_string(count) + " tables, the file has room for " +
-                          std::to_string(readable));
-    std::vector<uint8_t> records(readable * TAB_SIZE);
-    const size_t got = read_at(fd(), records.data(), records.size(), DIRECTORY_OFFSET, path_);
-    for (size_t at = 0; at + TAB_SIZE <= got; at += TAB_SIZE)
-        tables_.push_back(table_record(records.data() + at));
+                          std::to_string(tables_.size()));
+}
+
+// Whether a column list begins at the file offset.
+bool DumpFile::is_column_list(uint64_t offset) const {
+    uint8_t entry[COL_SIZE];
+    return read_at(fd(), entry, sizeof entry, offset, path_) == sizeof entry && is_column_entry(entry);
 }
 
 // A section ends where the next one begins. Of tables with the same offset only the last has a section: the

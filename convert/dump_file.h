@@ -34,7 +34,8 @@ struct TableInfo {
     std::string fault;  // why the section cannot be read; empty when it can
 };
 
-constexpr uint32_t COLUMNS_MAX = 4096; // no table has more
+constexpr uint32_t COLUMNS_MAX = 4096;    // no table has more
+constexpr uint32_t TABLES_MAX = 1U << 17; // that are taken from one directory
 
 // How a dump without a sound header and directory is read: the tables are found by their column lists, and
 // get the names that the directory, as far as it is sound, or the dictionary has for them.
@@ -66,10 +67,12 @@ public:
 private:
     bool is_sound() const;
     void salvage(const Salvage &salvage);
-    void add_found(const Dictionary *dictionary, FoundList &&list);
-    void name_found(const Dictionary *dictionary, TableInfo &table);
+    void add_found(const Dictionary *dictionary, const std::vector<TableInfo> &directory, FoundList &&list,
+                   std::vector<std::string> &remarks);
+    void name_found(const Dictionary *dictionary, const std::vector<TableInfo> &directory, TableInfo &table);
     void read_head(bool strict);
     void read_directory(uint32_t count);
+    bool is_column_list(uint64_t offset) const;
     void find_sections();
     void read_columns(TableInfo &table);
 

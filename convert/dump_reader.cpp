@@ -13,7 +13,7 @@ namespace vexlo {
 namespace {
 
 constexpr uint64_t LOOK_BACK_MAX = 0x20000;   // bytes of the row before that are searched again
-constexpr uint64_t LONG_JOINED_MAX = 4 << 20; // a LONG value up to this size is handed out in one piece
+constexpr uint64_t LONG_JOINED_MAX = 1 << 20; // a longer LONG value is handed out as a stream
 
 // The rules of a row's entries.
 std::vector<ColumnRule> rules_of(const TableInfo &table) {
@@ -35,8 +35,8 @@ std::string bytes_text(uint64_t count) {
 DumpReader::DumpReader(const DumpFile &file, const TableInfo &table, size_t window_size)
     : file_(file), table_(table), window_(file.fd(), file.path(), table.rows_at, table.end, window_size),
       scanner_(window_, rules_of(table)), finder_(window_, scanner_), fields_(scanner_.columns()),
-      columns_(table.entry_columns.empty() ? 0 : table.columns.size()), previous_at_(table.rows_at),
-      previous_entries_(scanner_.columns()) {}
+      columns_(table.entry_columns.empty() ? 0 : table.columns.size()), long_stream_(file.fd(), file.path()),
+      previous_at_(table.rows_at), previous_entries_(scanner_.columns()) {}
 
 std::vector<Damage> DumpReader::take_damage() {
     return std::exchange(damage_, {});
@@ -271,8 +271,10 @@ void DumpReader::join_long(const RowScan &scan) {
     if (scan.long_size == 0)
         return;
     if (scan.long_size > LONG_JOINED_MAX) {
-        note("LONG value of " + bytes_text(scan.long_size) + " is too long, taken as NULL",
-             window_.position());
+        const uint64_t row = window_.position();
+        long_stream_.set_block(row + scan.long_at, row + scan.size);
+        field.kind = FieldKind::stream;
+        field.stream = &long_stream_;
         return;
     }
     const uint8_t *value = nullptr;

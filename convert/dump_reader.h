@@ -9,6 +9,7 @@
 
 #include "convert/byte_window.h"
 #include "convert/dump_file.h"
+#include "convert/long_stream.h"
 #include "convert/row_finder.h"
 #include "convert/row_scanner.h"
 #include "values/row.h"
@@ -68,9 +69,10 @@ private:
     ByteWindow window_;
     RowScanner scanner_;
     RowFinder finder_;
-    std::vector<Field> fields_;  // of the entries
-    std::vector<Field> columns_; // of the columns, where these are others
-    std::vector<uint8_t> long_value_;
+    std::vector<Field> fields_;       // of the entries
+    std::vector<Field> columns_;      // of the columns, where these are others
+    std::vector<uint8_t> long_value_; // of the row handed out last, the same its stream
+    LongStream long_stream_;
     std::vector<Damage> damage_;
     uint64_t rows_ = 0;
     uint64_t empty_rows_ = 0;

@@ -4,8 +4,14 @@
 #include "convert/list.h"
 #include "convert/options.h"
 #include "output/report.h"
+#include "output/unfinished_files.h"
 
 namespace {
+
+void convert(const vexlo::Options &options, vexlo::Report &report) {
+    vexlo::remove_unfinished_on_signals();
+    vexlo::Conversion(options, report).run();
+}
 
 int run(const vexlo::Options &options) {
     vexlo::Console console(vexlo::PROGRAM_NAME);
@@ -14,9 +20,9 @@ int run(const vexlo::Options &options) {
         if (options.list)
             vexlo::list_files(options, report);
         else
-            vexlo::Conversion(options, report).run();
+            convert(options, report);
     } catch (const std::exception &error) {
-        report.failure(error.what());
+        report.failure(vexlo::printable(error.what()));
     }
     return report.exit_status();
 }

@@ -30,17 +30,22 @@ void define_options(CLI::App &app, Options &options) {
         ->check(CLI::Range(1U, JOBS_MAX))
         ->default_val(1U);
     app.add_option("--output", options.output, "Directory for the output, - for standard output")
+        ->check(not_empty())
         ->default_val(".");
-    app.add_option("--charset", options.charset, "Character set of the text, in place of the dump's");
-    app.add_option("--ncharset", options.ncharset, "National character set, in place of the dump's");
+    app.add_option("--charset", options.charset, "Character set of the text, in place of the dump's")
+        ->check(not_empty());
+    app.add_option("--ncharset", options.ncharset, "National character set, in place of the dump's")
+        ->check(not_empty());
     CLI::Option *salvage =
         app.add_flag("--salvage", options.salvage, "Find the tables of dumps whose header is damaged");
     app.add_option("--dictionary", options.dictionary,
                    "Directory of dictionary files that name salvaged tables")
+        ->check(not_empty())
         ->needs(salvage);
     app.add_flag("--quiet", options.quiet, "Show no progress");
     app.add_option("FILE", options.files, "Dump files, - for standard input")->required();
     app.set_version_flag("--version", "vexlo-convert " VEXLO_VERSION);
+    refuse_flag_values(app);
 }
 
 // The first of `names` that has been given; empty when none has.
@@ -86,13 +91,13 @@ int parse_options(int argc, char **argv, Options &options) {
             app.exit(error);
             return EXIT_CONVERTED;
         }
-        Console(PROGRAM_NAME).line(error.what());
+        Console(PROGRAM_NAME).line(parser_fault(error.what()));
         return EXIT_FAILED;
     }
     const std::string fault = format.finish();
     const std::string problem = fault.empty() ? conflict(app, options) : fault;
     if (!problem.empty()) {
-        Console(PROGRAM_NAME).line(problem);
+        Console(PROGRAM_NAME).line(printable(problem));
         return EXIT_FAILED;
     }
     return -1;

@@ -16,6 +16,8 @@ constexpr size_t ANY_ROWS = 8;   // the same of rows whose lengths alone are rig
 constexpr size_t SOUND_ROWS_INSIDE = 2;
 constexpr size_t ANY_ROWS_INSIDE = 4;
 
+constexpr size_t PLACES_MAX = 1 << 20; // that are looked at in one row: a value of nothing but zeros has many
+
 // The entry of a row begins two bytes before its data.
 bool is_entry(const Field *fields, size_t entries, const uint8_t *mark) {
     const auto found = std::lower_bound(fields, fields + entries, mark + MARK_SIZE,
@@ -151,9 +153,9 @@ bool RowFinder::spend(const RowScan &scan) {
 
 bool RowFinder::holds_rows(const RowScan &scan, const Field *fields) {
     const size_t end = std::min<uint64_t>(scan.size, window_.available());
-    std::vector<size_t> places; // the window may move while rows are followed
+    std::vector<uint32_t> places; // the window may move while rows are followed
     const uint8_t *const data = window_.data();
-    for (size_t at = 0; at + MARK_SIZE < end;) {
+    for (size_t at = 0; at + MARK_SIZE < end && places.size() < PLACES_MAX;) {
         const auto *zero = static_cast<const uint8_t *>(std::memchr(data + at, 0, end - at));
         if (zero == nullptr)
             break;
@@ -163,11 +165,11 @@ bool RowFinder::holds_rows(const RowScan &scan, const Field *fields) {
         if (at - begin < MARK_SIZE || at == end)
             continue;
         if (at - begin > MARK_SIZE && !is_entry(fields, scan.entries, data + at - 1))
-            places.push_back(at - 1);
+            places.push_back(static_cast<uint32_t>(at - 1));
         if (!is_entry(fields, scan.entries, data + at))
-            places.push_back(at);
+            places.push_back(static_cast<uint32_t>(at));
     }
-    return std::any_of(places.begin(), places.end(), [&](size_t place) { return rows_inside(place, end); });
+    return std::any_of(places.begin(), places.end(), [&](uint32_t place) { return rows_inside(place, end); });
 }
 
 bool RowFinder::rows_inside(size_t from, size_t end) {

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "convert/dump_format.h"
+#include "format/byte_order.h"
 #include "output/file_handle.h"
 
 namespace vexlo {
@@ -12,6 +13,7 @@ namespace {
 
 constexpr size_t CHUNK_SIZE = 1 << 20;
 constexpr size_t COLUMNS_MAX_IN_LIST = 4096;
+constexpr size_t DAMAGED_MAX = 4;    // entries side by side
 constexpr size_t LISTS_MAX = 100000; // a file of nothing but column entries ends the search
 
 // The first column entry in `size` bytes; `size` when there is none.
@@ -27,8 +29,36 @@ size_t find_entry(const uint8_t *data, size_t size) {
     return size;
 }
 
-FoundList read_list(int fd, const std::string &path, uint64_t offset, uint64_t end) {
-    FoundList list{offset, {}};
+bool is_behind_end_mark(int fd, const std::string &path, uint64_t offset) {
+    uint8_t mark[2];
+    return offset >= sizeof mark &&
+           read_at(fd, mark, sizeof mark, offset - sizeof mark, path) == sizeof mark &&
+           load_be16(mark) == TABLE_END;
+}
+
+// How many damaged entries stand before the list at `offset`. They begin at `floor`, where the data begins or
+// the list before this one ends, or behind the end mark of a table.
+size_t damaged_before(int fd, const std::string &path, uint64_t floor, uint64_t offset) {
+    for (size_t count = 0; count <= DAMAGED_MAX && offset - floor >= count * COL_SIZE; ++count) {
+        const uint64_t begin = offset - count * COL_SIZE;
+        if (begin == floor || is_behind_end_mark(fd, path, begin))
+            return count;
+    }
+    return 0;
+}
+
+// Adds `count` damaged entries from `offset` on.
+void add_damaged(int fd, const std::string &path, uint64_t offset, size_t count, FoundList &list) {
+    uint8_t entry[COL_SIZE];
+    for (size_t i = 0;
+         i < count && read_at(fd, entry, sizeof entry, offset + i * COL_SIZE, path) == sizeof entry; ++i) {
+        list.columns.push_back(damaged_column_entry(entry));
+        ++list.damaged;
+    }
+}
+
+// Adds the sound entries from `offset` on.
+void add_list(int fd, const std::string &path, uint64_t offset, uint64_t end, FoundList &list) {
     uint8_t entry[COL_SIZE];
     for (uint64_t at = offset; end - at >= COL_SIZE && list.columns.size() < COLUMNS_MAX_IN_LIST;
          at += COL_SIZE) {
@@ -36,12 +66,16 @@ FoundList read_list(int fd, const std::string &path, uint64_t offset, uint64_t e
             break;
         list.columns.push_back(column_entry(entry));
     }
-    return list;
+}
+
+uint64_t end_of(const FoundList &list) {
+    return list.offset + list.columns.size() * COL_SIZE;
 }
 
 } // namespace
 
 std::vector<FoundList> find_column_lists(int fd, const std::string &path, uint64_t begin, uint64_t end) {
+    const uint64_t data_begin = begin;
     std::vector<FoundList> lists;
     std::vector<uint8_t> chunk(CHUNK_SIZE);
     while (begin < end && end - begin >= COL_SIZE && lists.size() < LISTS_MAX) {
@@ -54,8 +88,15 @@ std::vector<FoundList> find_column_lists(int fd, const std::string &path, uint64
             begin += got - COL_SIZE + 1;
             continue;
         }
-        lists.push_back(read_list(fd, path, begin + at, end));
-        begin += at + lists.back().columns.size() * COL_SIZE;
+        const uint64_t found = begin + at;
+        const uint64_t floor = lists.empty() ? data_begin : end_of(lists.back());
+        const size_t damaged = damaged_before(fd, path, floor, found);
+        const uint64_t list_begin = found - damaged * COL_SIZE;
+        if (lists.empty() || list_begin != floor || damaged == 0)
+            lists.push_back({list_begin, {}});
+        add_damaged(fd, path, list_begin, damaged, lists.back());
+        add_list(fd, path, found, end, lists.back());
+        begin = end_of(lists.back());
     }
     return lists;
 }

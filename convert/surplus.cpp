@@ -77,6 +77,14 @@ bool is_readable(const uint8_t *data, size_t size) {
                         [](uint8_t c) { return c < ' ' && c != '\t' && c != '\n' && c != '\r'; });
 }
 
+// As the database writes a NUMBER: a negative one has a mark at its end unless it has all the digits there
+// can be. That tells numbers from texts.
+bool is_stored_number(const uint8_t *data, size_t size) {
+    constexpr size_t SIZE_MAX_STORED = 21;
+    constexpr uint8_t POSITIVE = 0x80, NEGATIVE_END = 0x66;
+    return size == 1 || size >= SIZE_MAX_STORED || data[0] >= POSITIVE || data[size - 1] == NEGATIVE_END;
+}
+
 bool fits(const Entry &entry, const ColumnRule &rule) {
     const bool is_long = rule.kind == ColumnKind::long_text || rule.kind == ColumnKind::long_raw;
     switch (entry.mark) {
@@ -89,7 +97,8 @@ bool fits(const Entry &entry, const ColumnRule &rule) {
     default:
         return rule.possible(entry.mark) && entry.mark <= rule.declared &&
                is_sound_value(rule.kind, entry.data, entry.mark) &&
-               (rule.kind != ColumnKind::text || is_readable(entry.data, entry.mark));
+               (rule.kind != ColumnKind::text || is_readable(entry.data, entry.mark)) &&
+               (rule.kind != ColumnKind::number || is_stored_number(entry.data, entry.mark));
     }
 }
 
@@ -131,25 +140,35 @@ std::vector<size_t> give_entries(const Sample &sample, const std::vector<ColumnR
     return columns;
 }
 
-// A column for an entry that none is known for: of the first type that all its values are of.
-ColumnInfo extra_column(const Sample &sample, size_t entry, size_t number) {
-    ColumnInfo column{false, 0, VALUE_MAX, "EXTRA_" + std::to_string(number)};
-    for (const uint32_t ctyp : INFERRED_TYPES) {
-        column.ctyp = ctyp;
-        if (all_fit(sample, entry, column_rule(column)))
-            return column;
-    }
-    column.ctyp = 0;
-    return column;
+// The first type that all values of an entry are of; 0 when there is none.
+uint32_t inferred_type(const Sample &sample, size_t entry) {
+    for (const uint32_t ctyp : INFERRED_TYPES)
+        if (all_fit(sample, entry, column_rule({false, ctyp, VALUE_MAX, ""})))
+            return ctyp;
+    return 0;
+}
+
+// The first bytes of a table's rows.
+std::vector<uint8_t> first_bytes(int fd, const std::string &path, const TableInfo &table) {
+    std::vector<uint8_t> bytes(
+        static_cast<size_t>(std::min<uint64_t>(SAMPLE_SIZE, table.end - table.rows_at)));
+    bytes.resize(read_at(fd, bytes.data(), bytes.size(), table.rows_at, path));
+    return bytes;
 }
 
 } // namespace
 
+void infer_types(int fd, const std::string &path, TableInfo &table) {
+    const std::vector<uint8_t> bytes = first_bytes(fd, path, table);
+    const Sample sample = take_sample(bytes, table.columns.size());
+    for (size_t i = 0; i < table.columns.size() && !sample.empty(); ++i)
+        if (table.columns[i].ctyp == 0)
+            table.columns[i].ctyp = inferred_type(sample, i);
+}
+
 void find_surplus(int fd, const std::string &path, TableInfo &table) {
     const size_t columns = table.columns.size();
-    std::vector<uint8_t> bytes(
-        static_cast<size_t>(std::min<uint64_t>(SAMPLE_SIZE, table.end - table.rows_at)));
-    bytes.resize(read_at(fd, bytes.data(), bytes.size(), table.rows_at, path));
+    const std::vector<uint8_t> bytes = first_bytes(fd, path, table);
     const Sample sample = take_sample(bytes, columns + SURPLUS_MAX);
     size_t entries = 0, longer = 0;
     for (const std::vector<Entry> &row : sample) {
@@ -176,7 +195,8 @@ void find_surplus(int fd, const std::string &path, TableInfo &table) {
         if (!table.open)
             continue;
         table.entry_columns[i] = table.columns.size();
-        table.columns.push_back(extra_column(sample, i, ++extras));
+        table.columns.push_back(
+            {false, inferred_type(sample, i), VALUE_MAX, "EXTRA_" + std::to_string(++extras)});
     }
     table.remark =
         "rows have " + std::to_string(entries) + " entries for " + std::to_string(columns) + " columns; ";

@@ -14,4 +14,8 @@ namespace vexlo {
 // InputError.
 void find_surplus(int fd, const std::string &path, TableInfo &table);
 
+// Gives columns without a type, 0, the first type that the values of the first rows are all of. Throws
+// InputError.
+void infer_types(int fd, const std::string &path, TableInfo &table);
+
 } // namespace vexlo

@@ -8,6 +8,7 @@
 #include <map>
 #include <stdexcept>
 
+#include "dump_corpus.h"
 #include "sample/bootstrap.h"
 #include "sample/database.h"
 #include "sample/system_tables.h"
@@ -423,6 +424,11 @@ void add_texts(Corpus &corpus) {
         "desc scott.emp\nexport dict\nload dict\nhelp\n");
 }
 
+void add_dumps(Corpus &corpus) {
+    for (const DumpSeed &seed : dump_seeds())
+        corpus.add_text(seed.target, seed.name, seed.bytes);
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -440,6 +446,7 @@ int main(int argc, char **argv) {
         add_segments(corpus);
         add_rows(corpus);
         add_texts(corpus);
+        add_dumps(corpus);
     } catch (const std::exception &e) {
         std::fprintf(stderr, "make_corpus: %s\n", e.what());
         return 1;

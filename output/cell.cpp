@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "values/binary_float.h"
 #include "values/date_format.h"
@@ -56,59 +57,37 @@ public:
     StreamForm form() const override { return StreamForm::text; }
 
     void for_each_piece(const Take &take) override {
+        std::vector<uint8_t> open(READ_SLACK); // what was cut off before, with its slack
+        uint64_t replaced = 0;
         stored_.for_each_piece([&](std::span<const uint8_t> piece) {
-            pending_.insert(pending_.end(), piece.begin(), piece.end());
-            decode(character_end(), take);
+            open.insert(open.end() - READ_SLACK, piece.begin(), piece.end());
+            size_t used = 0;
+            give(decoder_.decode_part(open.data(), open.size() - READ_SLACK, replaced, used), take);
+            open.erase(open.begin(), open.begin() + static_cast<ptrdiff_t>(used));
         });
-        decode(pending_.size(), take);
+        give(decoder_.decode(open.data(), open.size() - READ_SLACK, replaced), take);
+        if (!std::exchange(counted_, true))
+            replaced_ += replaced;
     }
 
 private:
-    // The end of the last character that is certainly whole. Below 0x30 no byte is part of a longer
-    // character, in no character set of a database that is ASCII below 0x80; a text without such bytes is cut
-    // where it stands.
-    size_t character_end() const {
-        constexpr size_t LOOK_BACK = 1 << 16;
-        const size_t lowest = pending_.size() > LOOK_BACK ? pending_.size() - LOOK_BACK : 0;
-        for (size_t end = pending_.size(); end > lowest; --end)
-            if (pending_[end - 1] < 0x30)
-                return end;
-        return pending_.size() > LOOK_BACK ? pending_.size() : 0;
-    }
-
-    void decode(size_t size, const Take &take) {
-        if (size == 0)
-            return;
-        std::vector<uint8_t> rest(pending_.begin() + static_cast<ptrdiff_t>(size), pending_.end());
-        pending_.resize(size + READ_SLACK);
-        const std::string_view text = decoder_.decode(pending_.data(), size, replaced_);
-        take({reinterpret_cast<const uint8_t *>(text.data()), text.size()});
-        pending_.swap(rest);
+    static void give(std::string_view text, const Take &take) {
+        if (!text.empty())
+            take({reinterpret_cast<const uint8_t *>(text.data()), text.size()});
     }
 
     ValueStream &stored_;
     TextDecoder &decoder_;
     uint64_t &replaced_;
-    std::vector<uint8_t> pending_;
+    bool counted_ = false; // whoever reads it again finds the same characters
 };
 
 } // namespace
 
-std::string hold_stream(ValueStream &stream) {
-    std::string held;
-    stream.for_each_piece([&](std::span<const uint8_t> piece) {
-        held.append(reinterpret_cast<const char *>(piece.data()), piece.size());
-    });
-    held.append(READ_SLACK, '\0');
-    return held;
-}
-
-Cell whole_cell(const Cell &cell, std::string &held) {
-    if (cell.stream == nullptr)
-        return cell;
-    held = hold_stream(*cell.stream);
-    const CellKind kind = cell.kind == CellKind::text_stream ? CellKind::text : CellKind::binary;
-    return {kind, held.data(), held.size() - READ_SLACK};
+uint64_t stream_size(ValueStream &stream) {
+    uint64_t size = 0;
+    stream.for_each_piece([&size](std::span<const uint8_t> piece) { size += piece.size(); });
+    return size;
 }
 
 CellDecoder::CellDecoder(const Table &table, const TextCharsets &charsets)
@@ -148,7 +127,8 @@ Cell CellDecoder::decode(const Row &row, size_t index, char *scratch, RowLosses 
     if (end == nullptr && column.ctyp == TYPE_UROWID)
         return hex_cell(field);
     if (end == nullptr) {
-        losses.add(row.number, row.offset, undecodable(column, field));
+        ++counts_[index].nulls;
+        losses.add_null(row.number, row.offset, undecodable(column, field));
         return NULL_CELL;
     }
     counts_[index].finer += (facts_ & FINER_THAN_MICROS) != 0;
@@ -315,6 +295,7 @@ std::string CellDecoder::undecodable(const Column &column, const Field &field) c
 void CellDecoder::merge(CellDecoder &&other) {
     for (size_t i = 0; i < counts_.size(); ++i) {
         counts_[i].replaced += other.counts_[i].replaced;
+        counts_[i].nulls += other.counts_[i].nulls;
         counts_[i].lobs += other.counts_[i].lobs;
         counts_[i].regions += other.counts_[i].regions;
         counts_[i].finer += other.counts_[i].finer;
@@ -331,6 +312,10 @@ void CellDecoder::finish(TableReport &report) const {
         if (counts.replaced != 0)
             report.loss(where + std::to_string(counts.replaced) + " characters not valid in " +
                         std::string(decoder.charset_name()) + " replaced by U+FFFD");
+        if (counts.nulls != 0)
+            report.note(where + std::to_string(counts.nulls) + " values could not be decoded, taken as NULL");
+        report.count_replaced(counts.replaced);
+        report.count_nulls(counts.lobs);
         if (counts.lobs != 0)
             report.loss(where + std::to_string(counts.lobs) +
                         " LOB values are not in the dump, taken as NULL");

@@ -107,6 +107,7 @@ public:
 private:
     struct Counts {
         uint64_t replaced = 0; // characters
+        uint64_t nulls = 0;    // values that could not be decoded
         uint64_t lobs = 0;
         uint64_t regions = 0;
         uint64_t finer = 0; // moments and intervals finer than microseconds
@@ -138,8 +139,8 @@ private:
     std::unique_ptr<ValueStream> decoded_; // of the cell decoded last
 };
 
-// The whole value of a stream, with READ_SLACK behind it.
-std::string hold_stream(ValueStream &stream);
+// Bytes of a stream, which is read for that.
+uint64_t stream_size(ValueStream &stream);
 
 // Hands the pieces of a stream to take(std::string_view), which appends them to the batch in some form; what
 // the batch holds may be given away in between.
@@ -151,12 +152,9 @@ void for_each_part(ValueStream &stream, RowBatch &batch, TAKE &&take) {
     });
 }
 
-// `cell`, or when that is a stream its whole value, which is put into `held`.
-Cell whole_cell(const Cell &cell, std::string &held);
-
 // Calls the function of `target` that takes cells of this kind: null(), or number(), special(), moment(),
-// text(), hex() or binary() with the bytes of the cell, or text_stream() or binary_stream() with its stream.
-// A target without the last two gets the values of streams whole, as text() and binary().
+// text(), hex() or binary() with the bytes of the cell, or text_stream() or binary_stream() with its stream;
+// a target without these two is never given one.
 template <class Target>
 auto visit(const Cell &cell, Target &&target) {
     constexpr bool TAKES_STREAMS = requires {
@@ -176,19 +174,13 @@ auto visit(const Cell &cell, Target &&target) {
     case CellKind::binary:
         return target.binary(cell.view());
     case CellKind::text_stream:
-        if constexpr (TAKES_STREAMS) {
+        if constexpr (TAKES_STREAMS)
             return target.text_stream(*cell.stream);
-        } else {
-            const std::string held = hold_stream(*cell.stream);
-            return target.text(std::string_view(held).substr(0, held.size() - READ_SLACK));
-        }
+        break;
     case CellKind::binary_stream:
-        if constexpr (TAKES_STREAMS) {
+        if constexpr (TAKES_STREAMS)
             return target.binary_stream(*cell.stream);
-        } else {
-            const std::string held = hold_stream(*cell.stream);
-            return target.binary(std::string_view(held).substr(0, held.size() - READ_SLACK));
-        }
+        break;
     case CellKind::null:
         break;
     }

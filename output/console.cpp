@@ -33,6 +33,10 @@ void Console::remove_status() {
     status_shown_ = false;
 }
 
+std::string parser_fault(std::string_view what) {
+    return printable(what.substr(0, what.find('\n')));
+}
+
 std::string printable(std::string_view name) {
     std::string text;
     for (const char c : name) {

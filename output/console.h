@@ -32,6 +32,9 @@ private:
     bool status_shown_ = false;
 };
 
+// What is wrong with a command line, as its parser says it: the first line, fit for a terminal.
+std::string parser_fault(std::string_view what);
+
 // `name` fit for a terminal: control characters are written as \xHH.
 std::string printable(std::string_view name);
 

@@ -2,6 +2,7 @@
 // quote, a line end, looks like NULL or starts with a backslash, which some readers take for their
 // end-of-data mark. In a dialect the values have the forms that this target reads.
 #include <optional>
+#include <utility>
 
 #include "output/column_types.h"
 #include "output/format.h"
@@ -46,24 +47,32 @@ char *put_quoted(std::string_view text, char *out) {
     return out;
 }
 
-// psql ends its input at a line that is "\.", even inside quotes: there the point gets quotes of its own,
-// which make no difference to the value.
-void put_quoted_for_psql(std::string_view text, ByteBuffer &bytes) {
-    char *out = bytes.reserve(3 * text.size() + 2);
-    *out++ = '"';
-    for (size_t i = 0; i < text.size(); ++i) {
-        const bool ends_input =
-            text[i] == '.' && i >= 2 && text[i - 1] == '\\' && (text[i - 2] == '\n' || text[i - 2] == '\r');
-        if (ends_input)
-            *out++ = '"';
-        if (text[i] == '"')
-            *out++ = '"';
-        *out++ = text[i];
-        if (ends_input)
-            *out++ = '"';
+// A text, in one part or several, with its quotes doubled for psql. That ends its input at a line that is
+// "\.", even inside quotes: there the point gets quotes of its own, which make no difference to the value.
+class PsqlText {
+public:
+    void put(std::string_view part, ByteBuffer &bytes) {
+        char *out = bytes.reserve(3 * part.size());
+        for (const char c : part) {
+            const bool ends_input = c == '.' && last_ == '\\' && (before_ == '\n' || before_ == '\r');
+            if (ends_input || c == '"')
+                *out++ = '"';
+            *out++ = c;
+            if (ends_input)
+                *out++ = '"';
+            before_ = std::exchange(last_, c);
+        }
+        bytes.commit_to(out);
     }
-    *out++ = '"';
-    bytes.commit_to(out);
+
+private:
+    char before_ = 0, last_ = 0;
+};
+
+void put_quoted_for_psql(std::string_view text, ByteBuffer &bytes) {
+    bytes.put('"');
+    PsqlText().put(text, bytes);
+    bytes.put('"');
 }
 
 // `text` has READ_SLACK.
@@ -105,12 +114,18 @@ struct CsvFields {
     // What a value in pieces holds is not known before it is written: it is quoted.
     void text_stream(ValueStream &stream) {
         bytes.put('"');
+        PsqlText for_psql;
         for_each_part(stream, batch, [&](std::string_view part) {
-            bytes.commit_to(put_doubled(part, bytes.reserve(2 * part.size() + WRITE_SLACK)));
+            if (form.dialect == Dialect::postgresql)
+                for_psql.put(part, bytes);
+            else
+                bytes.commit_to(put_doubled(part, bytes.reserve(2 * part.size() + WRITE_SLACK)));
         });
         bytes.put('"');
     }
     void binary_stream(ValueStream &stream) {
+        if (form.dialect == Dialect::postgresql)
+            bytes.append("\\x");
         for_each_part(stream, batch, [&](std::string_view part) { bytes.append_hex(part); });
     }
 
@@ -128,10 +143,13 @@ private:
 class CsvFormatter : public RowFormatter {
 public:
     CsvFormatter(CellDecoder &decoder, const CsvForm &form)
-        : decoder_(decoder), form_(form), rejecter_(decoder) {}
+        : decoder_(decoder), form_(form), check_(decoder), rejecter_(decoder) {}
 
     void format(const Row &row, RowBatch &batch) override {
         const std::vector<Column> &columns = decoder_.table().columns;
+        const bool large = is_large_row(row, columns.size());
+        if (form_.dialect == Dialect::postgresql && large && is_refused(row, batch))
+            return;
         const size_t start = batch.bytes.size();
         for (size_t i = 0; i < columns.size(); ++i) {
             char *out = batch.bytes.reserve(CellDecoder::SCRATCH_SIZE + 1);
@@ -139,36 +157,55 @@ public:
                 *out++ = form_.delimiter;
             batch.bytes.commit_to(out);
             Cell cell = decoder_.decode(row, i, out, batch.losses);
-            if (form_.dialect != Dialect::none && !suits_dialect(row, columns[i], cell, start, batch))
+            if (form_.dialect == Dialect::oracle)
+                give_to_oracle(row, columns[i], cell, batch);
+            else if (form_.dialect == Dialect::postgresql && !large &&
+                     is_refused(row, columns[i], cell, start, batch))
                 return;
             visit(cell, CsvFields{form_, batch});
+            if (large)
+                batch.relieve();
         }
         batch.bytes.append(form_.line_end);
         ++batch.rows;
     }
 
 private:
-    // False when the row has been rejected; `start` is where it begins in the batch.
-    bool suits_dialect(const Row &row, const Column &column, Cell &cell, size_t start, RowBatch &batch) {
-        if (form_.dialect == Dialect::oracle && is_unwritable_in_oracle(column, cell)) {
-            batch.losses.add(row.number, row.offset, unwritable_in_oracle(column));
-            cell = {CellKind::null, nullptr, 0};
-        }
-        if (form_.dialect != Dialect::postgresql)
-            return true;
-        cell = whole_cell(cell, held_); // a row that is rejected must not have been given away in part
+    static void give_to_oracle(const Row &row, const Column &column, Cell &cell, RowBatch &batch) {
+        if (!is_unwritable_in_oracle(column, cell))
+            return;
+        batch.losses.add_null(row.number, row.offset, unwritable_in_oracle(column));
+        cell = {CellKind::null, nullptr, 0};
+    }
+
+    // Whether the server would refuse the row for this cell; then it is rejected and what the batch has of it
+    // from `start` on is taken back.
+    bool is_refused(const Row &row, const Column &column, const Cell &cell, size_t start, RowBatch &batch) {
         const std::string refusal = postgresql_refusal(column, cell);
         if (refusal.empty())
-            return true;
+            return false;
         batch.bytes.truncate(start);
+        reject(row, refusal, batch);
+        return true;
+    }
+
+    // The same of all its cells before the batch has anything of it.
+    bool is_refused(const Row &row, RowBatch &batch) {
+        const std::string refusal = check_.refusal(row);
+        if (!refusal.empty())
+            reject(row, refusal, batch);
+        return !refusal.empty();
+    }
+
+    void reject(const Row &row, const std::string &refusal, RowBatch &batch) {
         rejecter_.reject(row, refusal, batch);
-        return false;
+        ++batch.rows;
     }
 
     CellDecoder &decoder_;
     const CsvForm &form_;
+    PostgresqlCheck check_;
     RowRejecter rejecter_;
-    std::string held_;
 };
 
 class CsvWriter : public TableWriter {
@@ -199,6 +236,8 @@ public:
             rejected_->finish();
         file_->finish();
     }
+
+    std::string path() const override { return file_->path(); }
 
     void tell(TableReport &report) const override {
         if (rejected_)

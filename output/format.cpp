@@ -34,6 +34,8 @@ std::string csv_fault(const FormatOptions &options) {
     if (options.null_text.find_first_of("\"\r\n") != std::string::npos ||
         options.null_text.find(options.delimiter) != std::string::npos)
         return "--null takes a text without delimiters, quotes and line ends";
+    if (options.null_text == "\\.") // alone on a line it ends the data for psql
+        return "--null takes another text than \\.";
     return "";
 }
 
@@ -90,13 +92,23 @@ void check_raw_text(const FormatOptions &options, const Table &table, const std:
                              "\" is in another character set than the rest");
 }
 
-void apply_output_names(const FormatOptions &options, Table &table) {
-    const NameRules rules{options.lowercase, dialect_of(options.dialect) == Dialect::postgresql};
+std::vector<std::string> apply_output_names(const FormatOptions &options, Table &table) {
+    const Dialect dialect = dialect_of(options.dialect);
+    const NameRules rules{options.lowercase, dialect == Dialect::postgresql,
+                          dialect == Dialect::sqlite || options.format == "sqlite"};
+    std::vector<std::string> told;
+    const auto rename = [&](std::string &name, const std::string &given, const std::string &what) {
+        if (given != rules.in_case(name))
+            told.push_back(what + "is named \"" + printable(given) + "\"");
+        name = given;
+    };
     table.owner = rules.apply(table.owner);
-    table.name = rules.apply(table.name);
+    rename(table.name, rules.apply_to_table(table.name), "");
     UniqueNames names;
     for (Column &column : table.columns)
-        column.name = names.take(rules.apply_to_column(column.name));
+        rename(column.name, names.take(rules.apply_to_column(column.name)),
+               "column \"" + printable(column.name) + "\" ");
+    return told;
 }
 
 std::unique_ptr<Format> make_format(const FormatOptions &options, Destination &destination,

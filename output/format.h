@@ -28,6 +28,8 @@ public:
     virtual void write(RowBatch &batch) = 0;
     // The table is complete: its output gets its final name.
     virtual void finish() = 0;
+    // Where the output is, with several files the one that a loader starts from; empty when it is shared.
+    virtual std::string path() const { return ""; }
     // Whether rows go into the output at all; where not, none need to be read.
     virtual bool takes_rows() const { return true; }
     // Tells, when the table is complete, what became of rows that are not in the output.
@@ -72,8 +74,9 @@ std::string format_options_fault(const FormatOptions &options);
 // set `charset`, by Oracle's name, does not suit it or every column of the table.
 void check_raw_text(const FormatOptions &options, const Table &table, const std::string &charset);
 
-// Gives the table and its columns the names they have in the output.
-void apply_output_names(const FormatOptions &options, Table &table);
+// Gives the table and its columns the names they have in the output. Returns what is to be told of those that
+// became others, but for the case of letters.
+std::vector<std::string> apply_output_names(const FormatOptions &options, Table &table);
 
 // The format for the tables of one input. `database` names the output where all tables share one; `charset`
 // is Oracle's name of the character set of text that is passed through. Throws UsageError when the program

@@ -15,6 +15,17 @@ char delimiter_of(const std::string &text) {
 
 } // namespace
 
+CLI::Validator not_empty() {
+    return CLI::Validator([](const std::string &text) { return text.empty() ? "must not be empty" : ""; },
+                          "");
+}
+
+void refuse_flag_values(CLI::App &app) {
+    for (CLI::Option *option : app.get_options())
+        if (option->get_items_expected_max() == 0)
+            option->disable_flag_override();
+}
+
 FormatFlags::FormatFlags(CLI::App &app, FormatOptions &options) : app_(app), options_(options) {
     app_.add_option("--to", options_.format, "Output format")
         ->check(CLI::IsMember({"csv", "jsonl", "sql", "sqlldr", "sqlite"}));
@@ -37,7 +48,8 @@ void FormatFlags::define_csv() {
         ->default_val(",");
     app_.add_flag("--no-header", no_header_, "CSV without its header line");
     app_.add_option("--date-format", options_.date_format,
-                    "How dates are written in CSV and JSON Lines, in the letters of strftime");
+                    "How dates are written in CSV and JSON Lines, in the letters of strftime")
+        ->check(not_empty());
     app_.add_option("--json-numbers", json_numbers_, "Numbers of JSON Lines as numbers or as strings")
         ->check(CLI::IsMember({"number", "string"}))
         ->default_val("number");

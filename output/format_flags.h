@@ -8,9 +8,16 @@
 
 namespace CLI {
 class App;
-}
+class Validator;
+} // namespace CLI
 
 namespace vexlo {
+
+// For options whose value cannot be empty.
+CLI::Validator not_empty();
+
+// Options that take no value are given without one: "--list=false" is refused.
+void refuse_flag_values(CLI::App &app);
 
 class FormatFlags {
 public:

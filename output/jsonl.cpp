@@ -13,11 +13,14 @@ public:
         : decoder_(decoder), keys_(keys), quote_numbers_(quote_numbers) {}
 
     void format(const Row &row, RowBatch &batch) override {
+        const bool large = is_large_row(row, keys_.size());
         batch.bytes.put('{');
         for (size_t i = 0; i < keys_.size(); ++i) {
             batch.bytes.append(keys_[i]);
             visit(decoder_.decode(row, i, scratch_, batch.losses),
                   JsonValues{decoder_.table().columns[i], batch, batch.bytes, quote_numbers_});
+            if (large)
+                batch.relieve();
         }
         batch.bytes.append("}\n");
         ++batch.rows;

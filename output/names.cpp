@@ -12,6 +12,7 @@ namespace {
 
 constexpr size_t FILE_NAME_MAX = 180; // leaves room for an extension and the name of the unfinished file
 constexpr std::string_view RESERVED = "/\\:*?\"'<>|%";
+constexpr std::string_view KEPT_BY_SQLITE = "sqlite_";
 
 bool is_reserved(char c) {
     const auto byte = static_cast<unsigned char>(c);
@@ -67,10 +68,14 @@ std::string UniqueNames::take(const std::string &name) {
     }
 }
 
+std::string NameRules::in_case(const std::string &name) const {
+    return lowercase ? folded(name) : name;
+}
+
 std::string NameRules::apply(const std::string &name) const {
     // Room is left for the number of a name that is not the first of its kind.
     constexpr size_t POSTGRESQL_MAX = 63 - 4;
-    std::string text = lowercase ? folded(name) : name;
+    std::string text = in_case(name);
     if (!postgresql || text.size() <= POSTGRESQL_MAX + 4)
         return text;
     size_t size = POSTGRESQL_MAX;
@@ -79,12 +84,21 @@ std::string NameRules::apply(const std::string &name) const {
     return text.substr(0, size);
 }
 
+std::string NameRules::apply_to_table(const std::string &name) const {
+    const std::string text = apply(name);
+    return sqlite ? sqlite_table_name(text) : text;
+}
+
 std::string NameRules::apply_to_column(const std::string &name) const {
     constexpr std::string_view SYSTEM_COLUMNS[] = {"tableoid", "xmin", "cmin", "xmax", "cmax", "ctid"};
     const std::string text = apply(name);
     const bool taken =
         std::find(std::begin(SYSTEM_COLUMNS), std::end(SYSTEM_COLUMNS), text) != std::end(SYSTEM_COLUMNS);
     return postgresql && taken ? text + "_" : text;
+}
+
+std::string sqlite_table_name(const std::string &name) {
+    return folded(name).starts_with(KEPT_BY_SQLITE) ? "_" + name : name;
 }
 
 std::string quoted_identifier(std::string_view name) {

@@ -32,10 +32,17 @@ private:
 struct NameRules {
     bool lowercase;  // ASCII letters
     bool postgresql; // which takes 63 bytes and has column names of its own
+    bool sqlite;     // which has table names of its own
 
+    // The name with its letters in the case that is asked for, and nothing else changed.
+    std::string in_case(const std::string &name) const;
     std::string apply(const std::string &name) const;
+    std::string apply_to_table(const std::string &name) const;
     std::string apply_to_column(const std::string &name) const;
 };
+
+// `name`, or "_name" for the names that SQLite keeps for itself.
+std::string sqlite_table_name(const std::string &name);
 
 // `name` in double quotes, those inside it doubled; NUL bytes, which no target can hold there, are left out.
 std::string quoted_identifier(std::string_view name);

@@ -4,11 +4,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
 
+#include "output/unfinished_files.h"
 #include "values/errors.h"
 
 namespace vexlo {
@@ -26,13 +26,6 @@ std::string temporary_name(const std::string &final_path) {
     const size_t base = slash == std::string::npos ? 0 : slash + 1;
     return final_path.substr(0, base) + "." + final_path.substr(base) + "." + std::to_string(getpid()) +
            std::string(UNFINISHED);
-}
-
-FileHandle create(const std::string &path) {
-    FileHandle file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    if (file.get() < 0)
-        fail(path, "cannot be created");
-    return file;
 }
 
 FileHandle duplicate_standard_output() {
@@ -59,17 +52,24 @@ PendingPath::PendingPath(const std::string &final_path)
 
 PendingPath::~PendingPath() {
     if (pending_)
-        unlink(temporary_.c_str());
+        remove_unfinished(temporary_);
+}
+
+FileHandle PendingPath::create() const {
+    FileHandle file = create_unfinished(temporary_);
+    if (file.get() < 0)
+        fail(temporary_, "cannot be created");
+    return file;
 }
 
 void PendingPath::commit() {
-    if (std::rename(temporary_.c_str(), final_.c_str()) != 0)
+    if (rename_unfinished(temporary_, final_) != 0)
         fail(final_, "cannot be given its name");
     pending_ = false;
 }
 
 OutputFile::OutputFile(const std::string &final_path, std::vector<WrittenFile> *log, Compression compression)
-    : path_(std::make_unique<PendingPath>(final_path)), log_(log), file_(create(path_->temporary())),
+    : path_(std::make_unique<PendingPath>(final_path)), log_(log), file_(path_->create()),
       sink_(file_.get(), log != nullptr ? &digest_ : nullptr, compression) {}
 
 OutputFile::OutputFile(Compression compression)
@@ -143,6 +143,10 @@ std::string Destination::path_for(std::string_view name, std::string_view extens
     std::filesystem::create_directories(directory_, error);
     if (error)
         throw OutputError(directory_ + ": cannot be created: " + error.message());
+    return reserve(name, extension);
+}
+
+std::string Destination::reserve(std::string_view name, std::string_view extension) {
     return directory_ + "/" + used_.take(safe_file_name(name)) + std::string(extension);
 }
 

@@ -27,6 +27,8 @@ public:
 
     const std::string &temporary() const { return temporary_; }
     const std::string &final_path() const { return final_; }
+    // Creates the output under its temporary name, empty; throws OutputError.
+    FileHandle create() const;
     // Gives the output its final name, in place of an older file of that name; throws OutputError.
     void commit();
 
@@ -63,6 +65,8 @@ public:
 
     // Writes the rest and gives the file its final name.
     void finish();
+    // Where the file is then; empty for standard output.
+    std::string path() const { return path_ ? path_->final_path() : ""; }
 
 private:
     void flush();
@@ -94,6 +98,8 @@ public:
     std::string path_for(std::string_view name, std::string_view extension);
     // The same with what its compression adds.
     std::string stream_path_for(std::string_view name, std::string_view extension);
+    // A path for an output that all tables share: no other gets its name. Nothing is created.
+    std::string reserve(std::string_view name, std::string_view extension);
     // A file at a path from path_for(), not compressed.
     std::unique_ptr<OutputFile> open_path(const std::string &path);
     // The output file at a path from stream_path_for(), or standard output.

@@ -19,12 +19,14 @@ void RowRejecter::reject(const Row &row, const std::string &reason, RowBatch &ba
     bytes.append("{\"_ROW\":" + std::to_string(row.number) + ",\"_REASON\":");
     put_json_string(reason, bytes);
     RowLosses known;
+    const bool large = is_large_row(row, keys_.size());
     for (size_t i = 0; i < keys_.size(); ++i) {
         if (i == 0)
             bytes.put(',');
         bytes.append(keys_[i]);
-        visit(whole_cell(plain_->decode(row, i, scratch_, known), held_),
-              JsonValues{decoder_.table().columns[i], batch, bytes});
+        visit(plain_->decode(row, i, scratch_, known), JsonValues{decoder_.table().columns[i], batch, bytes});
+        if (large)
+            batch.relieve();
     }
     bytes.append("}\n");
     ++batch.rejected_rows;

@@ -22,7 +22,6 @@ private:
     const CellDecoder &decoder_;
     std::unique_ptr<CellDecoder> plain_; // from the first rejected row on
     std::vector<std::string> keys_;
-    std::string held_;
     char scratch_[CellDecoder::SCRATCH_SIZE];
 };
 

@@ -25,14 +25,21 @@ public:
     // An input or an output that failed as a whole.
     void failure(std::string_view text);
 
+    // Values that are NULL in the output because they could not be had, and characters that had to be
+    // replaced. These only count what is told elsewhere.
+    void count_nulls(uint64_t count) { nulls_ += count; }
+    void count_replaced(uint64_t count) { replaced_ += count; }
+
     int exit_status() const { return status_; }
     uint64_t losses() const { return losses_; }
+    uint64_t nulls() const { return nulls_; }
+    uint64_t replaced() const { return replaced_; }
     Console &console() { return console_; }
 
 private:
     Console &console_;
     std::atomic<int> status_ = EXIT_CONVERTED;
-    std::atomic<uint64_t> losses_ = 0;
+    std::atomic<uint64_t> losses_ = 0, nulls_ = 0, replaced_ = 0;
 };
 
 // The report of one table. Lines start with the file and the table; of the losses of single rows and values
@@ -50,6 +57,8 @@ public:
     void row_loss(uint64_t row, uint64_t offset, std::string_view text);
     // As many losses more, whose text is not known: they count among those not told one by one.
     void more_row_losses(uint64_t count) { row_losses_ += count; }
+    void count_nulls(uint64_t count) { report_.count_nulls(count); }
+    void count_replaced(uint64_t count) { report_.count_replaced(count); }
     // Tells how many losses were not told one by one.
     void finish();
 

@@ -9,6 +9,7 @@
 
 #include "output/byte_buffer.h"
 #include "output/report.h"
+#include "values/row.h"
 
 namespace vexlo {
 
@@ -28,6 +29,11 @@ public:
         if (kept_.size() < TableReport::ROW_LINES_MAX)
             kept_.push_back({row, offset, std::move(text)});
     }
+    // The same of a value that is NULL in the output because it could not be had.
+    void add_null(uint64_t row, uint64_t offset, std::string text) {
+        ++nulls_;
+        add(row, offset, std::move(text));
+    }
     bool empty() const { return count_ == 0; }
     uint64_t count() const { return count_; }
     // Counts the rows of the losses from behind the first `rows` rows of the table.
@@ -41,6 +47,7 @@ public:
 private:
     std::vector<Loss> kept_;
     uint64_t count_ = 0;
+    uint64_t nulls_ = 0; // of those
 };
 
 struct RowBatch {
@@ -54,19 +61,26 @@ struct RowBatch {
     size_t longest_record = 0;   // of the main output, where the format has to tell it
     std::vector<size_t> longest; // bytes of the longest value of each column, the same
 
-    // Takes what the batch holds in the middle of a row whose values come in pieces; may be empty: then the
-    // batch grows.
+    // Takes what the batch holds in the middle of a row that is large; may be empty: then the batch grows.
     std::function<void(RowBatch &)> spill;
+    bool ends_in_row = false; // while spill() runs: the row that was begun goes on in the next batch
 
     // Gives the bytes so far to spill() when they are many.
     void relieve() {
         if (full() && spill)
-            spill(*this);
+            give_away();
     }
     // Whether the batch is large enough to be written; a format takes batches of any size.
     bool full() const { return bytes.size() + rejected.size() >= FULL_SIZE; }
     // Makes the batch as good as new without giving up its memory.
     void clear();
+
+private:
+    void give_away();
 };
+
+// Whether the row of `columns` fields is to be written in parts, by relieve(): a value of it comes in pieces,
+// or all together are many bytes.
+bool is_large_row(const Row &row, size_t columns);
 
 } // namespace vexlo

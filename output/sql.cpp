@@ -40,10 +40,13 @@ public:
     }
 
     void write(RowBatch &batch) override {
-        if (takes_rows() && !batch.bytes.empty()) {
-            file_->append(dialect_.batch_head());
+        if (takes_rows() && (!batch.bytes.empty() || in_batch_)) {
+            if (!in_batch_)
+                file_->append(dialect_.batch_head());
             file_->take(batch.bytes);
-            file_->append(dialect_.batch_tail());
+            if (!batch.ends_in_row)
+                file_->append(dialect_.batch_tail());
+            in_batch_ = batch.ends_in_row;
         }
         if (takes_rows())
             rejected_.take(batch);
@@ -58,6 +61,8 @@ public:
         file_->finish();
     }
 
+    std::string path() const override { return file_->path(); }
+
     bool takes_rows() const override { return part_ != SqlPart::ddl; }
 
     void tell(TableReport &report) const override { rejected_.tell(report); }
@@ -67,6 +72,7 @@ private:
     SqlPart part_;
     std::unique_ptr<OutputFile> file_;
     RejectedFile rejected_;
+    bool in_batch_ = false; // a row goes on with the next bytes
 };
 
 class SqlFormat : public Format {

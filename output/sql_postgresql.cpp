@@ -10,7 +10,8 @@ namespace {
 
 // Takes the cells of a row in the text form of COPY.
 struct CopyValues {
-    ByteBuffer &bytes;
+    RowBatch &batch;
+    ByteBuffer &bytes = batch.bytes;
 
     void null() { bytes.append("\\N"); }
     void number(std::string_view digits) { bytes.append(digits); }
@@ -20,6 +21,13 @@ struct CopyValues {
     void binary(std::string_view data) {
         bytes.append("\\\\x");
         bytes.append_hex(data);
+    }
+    void text_stream(ValueStream &stream) {
+        for_each_part(stream, batch, [&](std::string_view part) { text(part); });
+    }
+    void binary_stream(ValueStream &stream) {
+        bytes.append("\\\\x");
+        for_each_part(stream, batch, [&](std::string_view part) { bytes.append_hex(part); });
     }
     void text(std::string_view utf8) {
         char *out = bytes.reserve(2 * utf8.size());
@@ -52,29 +60,33 @@ private:
 
 class CopyFormatter : public RowFormatter {
 public:
-    explicit CopyFormatter(CellDecoder &decoder) : decoder_(decoder), rejecter_(decoder) {}
+    explicit CopyFormatter(CellDecoder &decoder) : decoder_(decoder), check_(decoder), rejecter_(decoder) {}
 
     void format(const Row &row, RowBatch &batch) override {
         const std::vector<Column> &columns = decoder_.table().columns;
-        const size_t start = batch.bytes.size();
         ++batch.rows;
-        for (size_t i = 0; i < columns.size(); ++i) {
-            const Cell cell = whole_cell(decoder_.decode(row, i, scratch_, batch.losses), held_);
-            const std::string refusal = postgresql_refusal(columns[i], cell);
-            if (!refusal.empty()) {
-                batch.bytes.truncate(start);
-                rejecter_.reject(row, refusal, batch);
-                return;
-            }
-            visit(cell, CopyValues{batch.bytes});
+        const bool large = is_large_row(row, columns.size());
+        std::string refusal = large ? check_.refusal(row) : "";
+        const size_t start = batch.bytes.size();
+        for (size_t i = 0; i < columns.size() && refusal.empty(); ++i) {
+            const Cell cell = decoder_.decode(row, i, scratch_, batch.losses);
+            if (!large)
+                refusal = postgresql_refusal(columns[i], cell);
+            visit(cell, CopyValues{batch});
             batch.bytes.put(i + 1 < columns.size() ? '\t' : '\n');
+            if (large)
+                batch.relieve();
+        }
+        if (!refusal.empty()) {
+            batch.bytes.truncate(start);
+            rejecter_.reject(row, refusal, batch);
         }
     }
 
 private:
     CellDecoder &decoder_;
+    PostgresqlCheck check_;
     RowRejecter rejecter_;
-    std::string held_;
     char scratch_[CellDecoder::SCRATCH_SIZE];
 };
 

@@ -7,6 +7,9 @@ namespace vexlo {
 
 namespace {
 
+constexpr uint64_t SCRIPT_VALUE_MAX =
+    SQLITE_LENGTH_MAX / 2 - 1000; // in digits, with the rest of its statement
+constexpr std::string_view CAST_HEAD = "CAST(", CAST_TAIL = " AS TEXT)"; // around bytes that are a text
 constexpr size_t PIECES_MAX = 100; // of one text expression; SQLite bounds the depth of expressions
 
 bool is_control(char c) {
@@ -24,7 +27,8 @@ size_t count_pieces(std::string_view text) {
 // Takes the cells of a row as expressions.
 struct SqliteValues {
     const Column &column;
-    ByteBuffer &bytes;
+    RowBatch &batch;
+    ByteBuffer &bytes = batch.bytes;
 
     void null() { bytes.append("NULL"); }
     void number(std::string_view digits) {
@@ -53,13 +57,23 @@ struct SqliteValues {
         bytes.append_hex(data);
         bytes.put('\'');
     }
+    void binary_stream(ValueStream &stream) {
+        bytes.append("X'");
+        for_each_part(stream, batch, [&](std::string_view part) { bytes.append_hex(part); });
+        bytes.put('\'');
+    }
+    void text_stream(ValueStream &stream) {
+        bytes.append(CAST_HEAD);
+        binary_stream(stream);
+        bytes.append(CAST_TAIL);
+    }
     // The shell reads line by line: CR LF becomes LF there and NUL ends the statement.
     void text(std::string_view utf8) {
         const size_t pieces = count_pieces(utf8);
         if (pieces > PIECES_MAX) {
-            bytes.append("CAST(");
+            bytes.append(CAST_HEAD);
             binary(utf8);
-            bytes.append(" AS TEXT)");
+            bytes.append(CAST_TAIL);
             return;
         }
         for (bool first = true; first || !utf8.empty(); first = false) {
@@ -89,16 +103,23 @@ private:
 
 class SqliteInserts : public RowFormatter {
 public:
-    SqliteInserts(CellDecoder &decoder, const std::string &name)
-        : decoder_(decoder), insert_(insert_into(name)) {}
+    explicit SqliteInserts(CellDecoder &decoder)
+        : decoder_(decoder), insert_(insert_into(decoder.table().name)) {}
 
     void format(const Row &row, RowBatch &batch) override {
-        batch.bytes.append(insert_);
         const std::vector<Column> &columns = decoder_.table().columns;
+        const bool large = is_large_row(row, columns.size());
+        batch.bytes.append(insert_);
         for (size_t i = 0; i < columns.size(); ++i) {
             if (i > 0)
                 batch.bytes.put(',');
-            visit(decoder_.decode(row, i, scratch_, batch.losses), SqliteValues{columns[i], batch.bytes});
+            Cell cell = decoder_.decode(row, i, scratch_, batch.losses);
+            if (cell.stream != nullptr &&
+                !fits_sqlite(stream_size(*cell.stream), SCRIPT_VALUE_MAX, row, columns[i], batch.losses))
+                cell = {CellKind::null, nullptr, 0};
+            visit(cell, SqliteValues{columns[i], batch});
+            if (large)
+                batch.relieve();
         }
         batch.bytes.append(");\n");
         ++batch.rows;
@@ -117,12 +138,12 @@ public:
     std::string epilogue() const override { return "COMMIT;\n"; }
 
     std::string create_table(const Table &table) const override {
-        return create_table_statement(table, sqlite_table_name(table.name), Dialect::sqlite);
+        return create_table_statement(table, table.name, Dialect::sqlite);
     }
 
     std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const override {
         decoder.set_style({});
-        return std::make_unique<SqliteInserts>(decoder, sqlite_table_name(decoder.table().name));
+        return std::make_unique<SqliteInserts>(decoder);
     }
 };
 

@@ -1,8 +1,12 @@
 // SQLite databases, each written in one transaction. Formatting turns cells into what SQLite will store and
-// puts them into the batch as bytes: a kind, then an integer, a double, or a length and as many bytes.
+// puts them into the batch as bytes: a kind, then an integer, a double, or a length and as many bytes. Of a
+// value that comes in pieces there is first its size. Its bytes follow, for a text, which SQLite takes in one
+// piece alone; those of a BLOB stand behind its row, into which they are written when the row is there.
 #include <charconv>
 #include <cstring>
+#include <deque>
 #include <limits>
+#include <utility>
 
 #include "output/format.h"
 #include "values/errors.h"
@@ -30,10 +34,10 @@ namespace {
 
 class Database {
 public:
+    // Opens the file at `path`, which exists.
     explicit Database(const std::string &path) : path_(path) {
         const int rc =
-            sqlite3_open_v2(path.c_str(), &handle_,
-                            SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+            sqlite3_open_v2(path.c_str(), &handle_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
         if (rc != SQLITE_OK) {
             const std::string message = handle_ != nullptr ? sqlite3_errmsg(handle_) : sqlite3_errstr(rc);
             sqlite3_close(handle_);
@@ -59,6 +63,8 @@ public:
             throw OutputError(path_ + ": " + sqlite3_errmsg(handle_));
     }
 
+    sqlite3 *handle() const { return handle_; }
+
     void close() {
         check(sqlite3_close(handle_));
         handle_ = nullptr;
@@ -76,11 +82,27 @@ std::string insert_statement(const std::string &name, size_t columns) {
     return sql + ")";
 }
 
-enum class StoredKind : char { null, integer, real, text, blob };
+enum class StoredKind : char {
+    null,
+    integer,
+    real,
+    text,
+    blob,
+    text_begin, // the size of a text, whose parts follow
+    text_part,
+    empty_blob, // the size of a BLOB, whose parts stand behind the row
+    blob_part,  // behind the number of its column
+};
 
 template <class Value>
 void put_raw(Value value, ByteBuffer &bytes) {
     bytes.append({reinterpret_cast<const char *>(&value), sizeof value});
+}
+
+void put_sized(StoredKind kind, std::string_view data, ByteBuffer &bytes) {
+    put_raw(kind, bytes);
+    put_raw(data.size(), bytes);
+    bytes.append(data);
 }
 
 template <class Value>
@@ -89,6 +111,11 @@ Value take_raw(const char *&p) {
     std::memcpy(&value, p, sizeof value);
     p += sizeof value;
     return value;
+}
+
+std::string_view take_sized(const char *&p) {
+    const auto size = take_raw<size_t>(p);
+    return {std::exchange(p, p + size), size};
 }
 
 template <class Value>
@@ -133,11 +160,7 @@ private:
         put_raw(StoredKind::real, bytes);
         put_raw(value, bytes);
     }
-    void sized(StoredKind kind, std::string_view data) {
-        put_raw(kind, bytes);
-        put_raw(data.size(), bytes);
-        bytes.append(data);
-    }
+    void sized(StoredKind kind, std::string_view data) { put_sized(kind, data, bytes); }
 };
 
 class SqliteFormatter : public RowFormatter {
@@ -146,24 +169,98 @@ public:
 
     void format(const Row &row, RowBatch &batch) override {
         const std::vector<Column> &columns = decoder_.table().columns;
-        for (size_t i = 0; i < columns.size(); ++i)
-            visit(decoder_.decode(row, i, scratch_, batch.losses),
-                  StoredValues{columns[i], all_real_, batch.bytes});
+        const bool large = is_large_row(row, columns.size());
+        blobs_.clear();
+        for (size_t i = 0; i < columns.size(); ++i) {
+            const Cell cell = decoder_.decode(row, i, scratch_, batch.losses);
+            if (cell.stream == nullptr)
+                visit(cell, StoredValues{columns[i], all_real_, batch.bytes});
+            else
+                put_stream(row, i, cell, batch);
+            if (large)
+                batch.relieve();
+        }
+        for (const size_t i : blobs_)
+            put_blob_parts(row, i, batch);
         ++batch.rows;
     }
 
 private:
+    void put_stream(const Row &row, size_t index, const Cell &cell, RowBatch &batch) {
+        const uint64_t size = stream_size(*cell.stream);
+        if (!fits_sqlite(size, SQLITE_LENGTH_MAX, row, decoder_.table().columns[index], batch.losses))
+            return put_raw(StoredKind::null, batch.bytes);
+        const bool is_text = cell.kind == CellKind::text_stream;
+        put_raw(is_text ? StoredKind::text_begin : StoredKind::empty_blob, batch.bytes);
+        put_raw(size, batch.bytes);
+        if (!is_text)
+            return blobs_.push_back(index);
+        for_each_part(*cell.stream, batch,
+                      [&](std::string_view part) { put_sized(StoredKind::text_part, part, batch.bytes); });
+    }
+
+    void put_blob_parts(const Row &row, size_t index, RowBatch &batch) {
+        const Cell cell = decoder_.decode(row, index, scratch_, batch.losses);
+        for_each_part(*cell.stream, batch, [&](std::string_view part) {
+            put_raw(StoredKind::blob_part, batch.bytes);
+            put_raw(index, batch.bytes);
+            put_raw(part.size(), batch.bytes);
+            batch.bytes.append(part);
+        });
+    }
+
     CellDecoder &decoder_;
     bool all_real_;
+    std::vector<size_t> blobs_; // columns of the row whose BLOBs come in pieces
     char scratch_[CellDecoder::SCRATCH_SIZE];
+};
+
+// Writes the pieces of a BLOB into a row that has room for them.
+class BlobWriter {
+public:
+    BlobWriter(const Database &database, const std::string &table) : database_(database), table_(table) {}
+    ~BlobWriter() { close(); }
+    BlobWriter(const BlobWriter &) = delete;
+    BlobWriter &operator=(const BlobWriter &) = delete;
+
+    // The next piece of the BLOB in `column` of the row that was inserted last.
+    void write(const std::string &column, std::string_view part) {
+        if (column != column_)
+            open(column);
+        database_.check(sqlite3_blob_write(blob_, part.data(), static_cast<int>(part.size()),
+                                           static_cast<int>(written_)));
+        written_ += part.size();
+    }
+
+    void close() {
+        sqlite3_blob_close(blob_);
+        blob_ = nullptr;
+        column_.clear();
+    }
+
+private:
+    void open(const std::string &column) {
+        close();
+        sqlite3 *const handle = database_.handle();
+        database_.check(sqlite3_blob_open(handle, "main", table_.c_str(), column.c_str(),
+                                          sqlite3_last_insert_rowid(handle), 1, &blob_));
+        column_ = column;
+        written_ = 0;
+    }
+
+    const Database &database_;
+    const std::string &table_;
+    std::string column_; // of the BLOB that is open; empty when none is
+    sqlite3_blob *blob_ = nullptr;
+    uint64_t written_ = 0;
 };
 
 // A table that is not finished is dropped again: the database has no journal to roll back with.
 class SqliteWriter : public TableWriter {
 public:
     SqliteWriter(const Table &table, Database &database, const std::string &name, bool all_real)
-        : all_real_(all_real), columns_(static_cast<int>(table.columns.size())), database_(database),
-          name_(name) {
+        : all_real_(all_real), columns_(table.columns), database_(database), name_(name),
+          blob_(database_, name_) {
         database_.execute(create_table_statement(table, name, Dialect::sqlite));
         insert_ = database_.prepare(insert_statement(name, table.columns.size()));
     }
@@ -171,6 +268,7 @@ public:
     ~SqliteWriter() override {
         if (insert_ == nullptr)
             return;
+        blob_.close();
         sqlite3_finalize(insert_);
         try {
             database_.execute("DROP TABLE " + quoted_identifier(name_));
@@ -184,60 +282,93 @@ public:
     }
 
     void write(RowBatch &batch) override {
-        const char *at = batch.bytes.data();
-        for (uint64_t row = 0; row < batch.rows; ++row) {
-            for (int i = 1; i <= columns_; ++i)
-                database_.check(bind(i, at));
-            database_.check(sqlite3_step(insert_));
-            sqlite3_reset(insert_);
-        }
+        // What is bound is used where it stands, unless the row goes on when the batch is gone.
+        lifetime_ = batch.ends_in_row ? SQLITE_TRANSIENT : SQLITE_STATIC;
+        for (const char *at = batch.bytes.data(), *const end = at + batch.bytes.size(); at < end;)
+            take(at);
         batch.clear();
     }
 
     void finish() override {
+        blob_.close();
         sqlite3_finalize(insert_);
         insert_ = nullptr;
     }
 
 private:
-    // Binds the value at `p` and steps behind it.
-    int bind(int index, const char *&p) {
+    // Takes what stands at `p` and steps behind it.
+    void take(const char *&p) {
         const auto kind = take_raw<StoredKind>(p);
         switch (kind) {
-        case StoredKind::integer:
-            return sqlite3_bind_int64(insert_, index, take_raw<int64_t>(p));
-        case StoredKind::real:
-            return sqlite3_bind_double(insert_, index, take_raw<double>(p));
-        case StoredKind::text:
-        case StoredKind::blob:
-            return bind_sized(index, kind, p);
-        case StoredKind::null:
-            break;
+        case StoredKind::blob_part: {
+            const auto column = take_raw<size_t>(p);
+            return blob_.write(columns_[column].name, take_sized(p));
         }
-        return sqlite3_bind_null(insert_, index);
+        case StoredKind::text_begin:
+            held_size_ = take_raw<uint64_t>(p);
+            held_.emplace_back().reserve(held_size_);
+            break;
+        case StoredKind::text_part:
+            held_.back().append(take_sized(p));
+            break;
+        default:
+            return bound(bind(kind, p));
+        }
+        if (held_.back().size() == held_size_)
+            bound(bind_text(held_.back(), SQLITE_STATIC));
     }
 
-    // The bytes stay where they are until the row has been written.
-    int bind_sized(int index, StoredKind kind, const char *&p) {
-        const auto size = take_raw<size_t>(p);
-        const char *data = p;
-        p += size;
-        return kind == StoredKind::text
-                   ? sqlite3_bind_text64(insert_, index, data, size, SQLITE_STATIC, SQLITE_UTF8)
-                   : sqlite3_bind_blob64(insert_, index, data, size, SQLITE_STATIC);
+    int bind(StoredKind kind, const char *&p) {
+        switch (kind) {
+        case StoredKind::integer:
+            return sqlite3_bind_int64(insert_, next_, take_raw<int64_t>(p));
+        case StoredKind::real:
+            return sqlite3_bind_double(insert_, next_, take_raw<double>(p));
+        case StoredKind::text:
+            return bind_text(take_sized(p), lifetime_);
+        case StoredKind::blob: {
+            const std::string_view data = take_sized(p);
+            return sqlite3_bind_blob64(insert_, next_, data.data(), data.size(), lifetime_);
+        }
+        case StoredKind::empty_blob:
+            return sqlite3_bind_zeroblob64(insert_, next_, take_raw<uint64_t>(p));
+        default:
+            return sqlite3_bind_null(insert_, next_);
+        }
+    }
+
+    int bind_text(std::string_view text, sqlite3_destructor_type lifetime) {
+        return sqlite3_bind_text64(insert_, next_, text.data(), text.size(), lifetime, SQLITE_UTF8);
+    }
+
+    // A value has been bound with the result `rc`; the row is written with its last one.
+    void bound(int rc) {
+        database_.check(rc);
+        if (next_++ < static_cast<int>(columns_.size()))
+            return;
+        blob_.close();
+        database_.check(sqlite3_step(insert_));
+        sqlite3_reset(insert_);
+        next_ = 1;
+        held_.clear();
     }
 
     bool all_real_;
-    int columns_;
+    const std::vector<Column> &columns_;
     Database &database_;
     std::string name_;
     sqlite3_stmt *insert_ = nullptr;
+    int next_ = 1;                 // parameter to be bound
+    std::deque<std::string> held_; // the texts of the row that came in parts
+    uint64_t held_size_ = 0;       // bytes that the last one gets
+    sqlite3_destructor_type lifetime_ = SQLITE_STATIC;
+    BlobWriter blob_;
 };
 
 class SqliteFormat : public Format {
 public:
     SqliteFormat(const std::string &path, bool all_real)
-        : path_(path), database_(path_.temporary()), all_real_(all_real) {
+        : path_(path), database_(created(path_)), all_real_(all_real) {
         database_.execute("PRAGMA journal_mode=OFF");
         database_.execute("PRAGMA synchronous=OFF");
         database_.execute("PRAGMA locking_mode=EXCLUSIVE");
@@ -256,6 +387,12 @@ public:
     }
 
 private:
+    // An empty file is an empty database.
+    static const std::string &created(const PendingPath &path) {
+        path.create();
+        return path.temporary();
+    }
+
     PendingPath path_; // before the database: the file is removed after it has been closed
     Database database_;
     UniqueNames names_;

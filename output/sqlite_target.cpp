@@ -1,7 +1,5 @@
 #include "output/sqlite_target.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -13,7 +11,6 @@ namespace {
 
 constexpr int REAL_DIGITS = 15;    // decimal digits that survive a double
 constexpr int REAL_EXPONENT = 290; // powers of ten that surely stay inside its range
-constexpr char KEPT_PREFIX[] = "sqlite_";
 
 // Digits between the first and the last that is not zero.
 int significant_digits(std::string_view digits) {
@@ -80,8 +77,13 @@ std::string sqlite_real_expression(std::string_view text) {
     return expression;
 }
 
-std::string sqlite_table_name(const std::string &name) {
-    return strncasecmp(name.c_str(), KEPT_PREFIX, sizeof KEPT_PREFIX - 1) == 0 ? "_" + name : name;
+bool fits_sqlite(uint64_t size, uint64_t most, const Row &row, const Column &column, RowLosses &losses) {
+    if (size <= most)
+        return true;
+    losses.add_null(row.number, row.offset,
+                    "column \"" + printable(column.name) + "\": " + std::to_string(size) +
+                        " bytes are more than SQLite takes, taken as NULL");
+    return false;
 }
 
 } // namespace vexlo

@@ -18,7 +18,9 @@ SqliteStorage sqlite_storage(std::string_view text);
 // literals is exact for short ones only; the others are written as a whole number and powers of two.
 std::string sqlite_real_expression(std::string_view text);
 
-// `name`, or "_name" for the names that SQLite keeps for itself.
-std::string sqlite_table_name(const std::string &name);
+constexpr uint64_t SQLITE_LENGTH_MAX = 1000000000; // bytes of a value, a row or a statement
+
+// Whether `size`, the bytes of a value, are at most `most`; adds a loss when they are not.
+bool fits_sqlite(uint64_t size, uint64_t most, const Row &row, const Column &column, RowLosses &losses);
 
 } // namespace vexlo

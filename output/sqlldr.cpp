@@ -16,7 +16,7 @@ constexpr int LONG_DIGITS = 10;
 constexpr size_t DEFAULT_RECORD = 65536;
 
 bool is_long(ColumnKind kind) {
-    return kind == ColumnKind::long_text || kind == ColumnKind::long_raw;
+    return kind == ColumnKind::long_text || kind == ColumnKind::long_raw || kind == ColumnKind::lob;
 }
 
 bool is_binary(ColumnKind kind) {
@@ -47,30 +47,81 @@ std::string escaped(const std::string &text) {
 
 class SqlldrFormatter : public RowFormatter {
 public:
-    explicit SqlldrFormatter(CellDecoder &decoder) : decoder_(decoder) {}
+    explicit SqlldrFormatter(CellDecoder &decoder)
+        : decoder_(decoder), sizes_(decoder.table().columns.size()) {}
 
     void format(const Row &row, RowBatch &batch) override {
-        const std::vector<Column> &columns = decoder_.table().columns;
-        batch.longest.resize(columns.size());
-        record_.clear();
-        for (size_t i = 0; i < columns.size(); ++i) {
-            Cell cell = decoder_.decode(row, i, scratch_, batch.losses);
-            if (is_unwritable_in_oracle(columns[i], cell)) {
-                batch.losses.add(row.number, row.offset, unwritable_in_oracle(columns[i]));
-                cell = {CellKind::null, nullptr, 0};
-            }
-            put_padded(cell.size, field_digits(columns[i].kind), record_);
-            record_.append(cell.view());
-            batch.longest[i] = std::max(batch.longest[i], cell.size);
-        }
-        batch.longest_record = std::max(batch.longest_record, record_.size());
-        put_padded(record_.size(), RECORD_DIGITS, batch.bytes);
-        batch.bytes.append(record_.view());
+        if (is_large_row(row, sizes_.size()))
+            put_large(row, batch);
+        else
+            put_record(row, batch);
+        batch.longest.resize(sizes_.size()); // anew where the batch was given away
+        for (size_t i = 0; i < sizes_.size(); ++i)
+            batch.longest[i] = std::max(batch.longest[i], sizes_[i]);
         ++batch.rows;
     }
 
 private:
+    void put_record(const Row &row, RowBatch &batch) {
+        record_.clear();
+        for (size_t i = 0; i < sizes_.size(); ++i) {
+            const Cell cell = cell_of(decoder_, row, i, batch.losses);
+            sizes_[i] = cell.size;
+            put_padded(cell.size, digits_of(i), record_);
+            record_.append(cell.view());
+        }
+        begin_record(record_.size(), batch);
+        batch.bytes.append(record_.view());
+    }
+
+    // Lengths stand before what they count: a row that is not to be held is gone through twice.
+    void put_large(const Row &row, RowBatch &batch) {
+        measure(row, batch);
+        for (size_t i = 0; i < sizes_.size(); ++i) {
+            const Cell cell = cell_of(decoder_, row, i, batch.losses);
+            put_padded(sizes_[i], digits_of(i), batch.bytes);
+            if (cell.stream == nullptr)
+                batch.bytes.append(cell.view());
+            else
+                for_each_part(*cell.stream, batch, [&](std::string_view part) { batch.bytes.append(part); });
+            batch.relieve();
+        }
+    }
+
+    // Begins the record with its size.
+    void measure(const Row &row, RowBatch &batch) {
+        if (!measuring_)
+            measuring_ = decoder_.twin(ORACLE_STYLE);
+        RowLosses known;
+        size_t record = 0;
+        for (size_t i = 0; i < sizes_.size(); ++i) {
+            const Cell cell = cell_of(*measuring_, row, i, known);
+            sizes_[i] = cell.stream == nullptr ? cell.size : stream_size(*cell.stream);
+            record += static_cast<size_t>(digits_of(i)) + sizes_[i];
+        }
+        begin_record(record, batch);
+    }
+
+    static void begin_record(size_t size, RowBatch &batch) {
+        batch.longest_record = std::max(batch.longest_record, size);
+        put_padded(size, RECORD_DIGITS, batch.bytes);
+    }
+
+    Cell cell_of(CellDecoder &decoder, const Row &row, size_t i, RowLosses &losses) {
+        const Column &column = decoder.table().columns[i];
+        Cell cell = decoder.decode(row, i, scratch_, losses);
+        if (is_unwritable_in_oracle(column, cell)) {
+            losses.add_null(row.number, row.offset, unwritable_in_oracle(column));
+            cell = {CellKind::null, nullptr, 0};
+        }
+        return cell;
+    }
+
+    int digits_of(size_t i) const { return field_digits(decoder_.table().columns[i].kind); }
+
     CellDecoder &decoder_;
+    std::unique_ptr<CellDecoder> measuring_; // from the first large row on
+    std::vector<size_t> sizes_;              // of the values of the row
     ByteBuffer record_;
     char scratch_[CellDecoder::SCRATCH_SIZE];
 };
@@ -102,6 +153,8 @@ public:
         data_.finish();
         control_.finish();
     }
+
+    std::string path() const override { return control_.path(); }
 
 private:
     void write_control() {

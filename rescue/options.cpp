@@ -113,12 +113,6 @@ void settle(RescueOptions &options, RawOptions &raw) {
         throw UsageError("--by-partition writes files, --to sqlite has one database");
 }
 
-// The first line of what the parser has to say.
-std::string first_line(const char *text) {
-    const std::string_view view(text);
-    return std::string(view.substr(0, view.find('\n')));
-}
-
 int refuse(const std::string &reason) {
     Console(RESCUE_PROGRAM).line(printable(reason));
     return EXIT_FAILED;
@@ -141,7 +135,7 @@ int parse_rescue_options(const std::vector<std::string> &command, RescueOptions 
     } catch (const CLI::Success &success) {
         return app.exit(success);
     } catch (const CLI::ParseError &error) {
-        return refuse(first_line(error.what()));
+        return refuse(parser_fault(error.what()));
     } catch (const UsageError &error) {
         return refuse(error.what());
     }

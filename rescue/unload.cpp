@@ -73,7 +73,7 @@ public:
         return output_->writer().formatter(decoder);
     }
     void write(RowBatch &batch, TableReport &report) {
-        if (batch.rows == 0 && batch.bytes.empty())
+        if (batch.rows == 0 && batch.bytes.empty() && batch.rejected.empty())
             return;
         null_values_ += batch.losses.count();
         batch.losses.shift(rows_);

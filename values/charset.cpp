@@ -2,6 +2,9 @@
 
 #include <strings.h>
 
+#include <algorithm>
+#include <cctype>
+
 #include "values/errors.h"
 #include "values/iconv_library.h"
 #include "values/single_byte.h"
@@ -178,7 +181,7 @@ bool keeps_ascii(const Charset &set) {
            std::string_view(low).substr(0, size);
 }
 
-// A set that a program without iconv has under iconv's name; null when there is none.
+// A set that is built in and that iconv has under this name; null when there is none.
 const Charset *find_by_iconv_name(std::string_view name) {
     for (const Charset &set : CHARSETS)
         if (same_name(set.iconv, name) && is_built_in(set))
@@ -212,17 +215,18 @@ uint32_t national_characters(const Charset &national, uint32_t bytes) {
 Charset charset_of_user(const std::string &name) {
     if (const Charset *set = find_charset(name))
         return *set;
-    Charset set{name, name.c_str(), Codec::iconv, false, 1};
-    if (HAVE_ICONV) {
-        if (!iconv_knows(name))
-            throw UsageError("character set \"" + name + "\" is not known");
-    } else if (const Charset *same = find_by_iconv_name(name)) {
+    const bool has_letters =
+        std::any_of(name.begin(), name.end(), [](unsigned char c) { return std::isalnum(c); });
+    Charset set{name, name.c_str(), Codec::iconv, false, 0};
+    if (const Charset *same = find_by_iconv_name(name)) {
         set.codec = same->codec;
         set.unit = same->unit;
-    } else {
-        throw UsageError("character set \"" + name +
-                         "\" is not known to this program without shared libraries");
+    } else if (has_letters) { // a name without any is that of the locale
+        set.unit = iconv_unit(name);
     }
+    if (set.unit == 0)
+        throw UsageError("character set \"" + name + "\" is not known" +
+                         (HAVE_ICONV ? "" : " to this program without shared libraries"));
     set.ascii = keeps_ascii(set);
     return set;
 }

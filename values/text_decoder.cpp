@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "values/errors.h"
 
@@ -108,6 +109,18 @@ void give_wave_dash(char *text, size_t size) {
         WAVE_DASH.copy(text + at, WAVE_DASH.size());
 }
 
+// Bytes at the end of a UTF-8 text that begin a character and do not end it.
+size_t open_utf8(const uint8_t *data, size_t size) {
+    for (size_t back = 1; back <= std::min<size_t>(size, 3); ++back) {
+        const uint8_t byte = data[size - back];
+        if (is_continuation(byte))
+            continue;
+        const size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
+        return back < length ? back : 0;
+    }
+    return 0;
+}
+
 // The end of the leading part that is sound UTF-8 as it is.
 const uint8_t *sound_utf8(const uint8_t *p, const uint8_t *end) {
     while (p < end) {
@@ -166,6 +179,47 @@ std::string_view TextDecoder::convert(const uint8_t *data, size_t size, uint64_t
         break;
     }
     return decode_utf8(data, size, replaced);
+}
+
+std::string_view TextDecoder::decode_part(const uint8_t *data, size_t size, uint64_t &replaced,
+                                          size_t &used) {
+    if (iconv_ != NO_ICONV)
+        return decode_iconv(data, size, replaced, &used);
+    used = whole_characters(data, size);
+    return decode(data, used, replaced);
+}
+
+// How many bytes at the begin of a text that goes on are whole characters; of sets that are built in.
+size_t TextDecoder::whole_characters(const uint8_t *data, size_t size) const {
+    switch (charset_.codec) {
+    case Codec::utf8:
+        return size - open_utf8(data, size);
+    case Codec::cesu8:
+        size -= open_utf8(data, size);
+        return size >= 3 && data[size - 3] == 0xED && (data[size - 2] & 0xF0) == 0xA0 ? size - 3 : size;
+    case Codec::utf16be:
+    case Codec::utf16le:
+        size -= size % 2;
+        return size > 0 && (data[size - (charset_.codec == Codec::utf16be ? 2 : 1)] & 0xFC) == 0xD8 ? size - 2
+                                                                                                    : size;
+    case Codec::iconv:
+        return without_open_letter(data, size);
+    case Codec::raw:
+        break;
+    }
+    return size;
+}
+
+// The last letter can take the marks that the next part begins with.
+size_t TextDecoder::without_open_letter(const uint8_t *data, size_t size) const {
+    constexpr size_t MARKS_MAX = 8; // behind one letter
+    const std::span<const Composition> compositions = single_byte_->set.compositions;
+    for (size_t back = 1; !compositions.empty() && back <= std::min(size, MARKS_MAX); ++back) {
+        const char16_t last = single_byte_->set.characters[data[size - back]];
+        if (std::ranges::none_of(compositions, [last](const Composition &c) { return c.mark == last; }))
+            return size - back;
+    }
+    return size;
 }
 
 std::string_view TextDecoder::decode_utf8(const uint8_t *data, size_t size, uint64_t &replaced) {
@@ -264,7 +318,11 @@ std::string_view TextDecoder::decode_combining(const uint8_t *data, size_t size,
     return {start, static_cast<size_t>(out - start)};
 }
 
-std::string_view TextDecoder::decode_iconv(const uint8_t *data, size_t size, uint64_t &replaced) {
+// A character that the end cuts is left to the next part where there can be one, for which `used_bytes` is
+// given.
+std::string_view TextDecoder::decode_iconv(const uint8_t *data, size_t size, uint64_t &replaced,
+                                           size_t *used_bytes) {
+    size_t open = 0;
     iconv(iconv_, nullptr, nullptr, nullptr, nullptr);
     buffer_.resize(std::max(buffer_.size(), 4 * size + 16 + READ_SLACK));
     // iconv() does not write to its input.
@@ -284,6 +342,10 @@ std::string_view TextDecoder::decode_iconv(const uint8_t *data, size_t size, uin
             flushing = false;
             continue;
         }
+        if (errno == EINVAL && used_bytes != nullptr) {
+            open = std::exchange(from_left, 0);
+            continue;
+        }
         put_replacement(buffer_.data() + used);
         used += REPLACEMENT_SIZE;
         ++replaced;
@@ -291,6 +353,8 @@ std::string_view TextDecoder::decode_iconv(const uint8_t *data, size_t size, uin
         from += skip;
         from_left -= skip;
     }
+    if (used_bytes != nullptr)
+        *used_bytes = size - open;
     if (charset_.wave_dash)
         give_wave_dash(buffer_.data(), used);
     return {buffer_.data(), used};

@@ -32,6 +32,10 @@ public:
                                                       : convert(data, size, replaced);
     }
 
+    // The same of the begin of a longer text, or of the next part of it: `used` is set to the bytes that make
+    // whole characters. The rest, a few bytes, belongs in front of the next part.
+    std::string_view decode_part(const uint8_t *data, size_t size, uint64_t &replaced, size_t &used);
+
     // Oracle's name of the set, or iconv's where the user gave that.
     std::string_view charset_name() const { return charset_.oracle; }
 
@@ -41,7 +45,10 @@ private:
     std::string_view decode_utf16(const uint8_t *data, size_t size, uint64_t &replaced);
     std::string_view decode_single_byte(const uint8_t *data, size_t size, uint64_t &replaced);
     std::string_view decode_combining(const uint8_t *data, size_t size, uint64_t &replaced);
-    std::string_view decode_iconv(const uint8_t *data, size_t size, uint64_t &replaced);
+    std::string_view decode_iconv(const uint8_t *data, size_t size, uint64_t &replaced,
+                                  size_t *used_bytes = nullptr);
+    size_t whole_characters(const uint8_t *data, size_t size) const;
+    size_t without_open_letter(const uint8_t *data, size_t size) const;
     char *room_for(size_t bytes);
 
     // A character of a single-byte set in UTF-8.

@@ -74,13 +74,24 @@ TEST_F(Program, SelectedTables) {
     EXPECT_TRUE(std::filesystem::exists(dir_ / "out/SCOTT.C.csv"));
     const ProgramResult missing = convert("csv", file, {"--table", "NONE"});
     EXPECT_EQ(missing.status, 2);
-    EXPECT_NE(missing.err.find("NONE"), std::string::npos);
+    EXPECT_EQ(missing.err,
+              "vexlo-convert: --table NONE: no such table in the files; there is SCOTT.A, SCOTT.B, "
+              "SCOTT.C\n");
 }
 
 TEST_F(Program, TableNameNeverLeavesTheDirectory) {
     EXPECT_EQ(convert("csv", one_table(employees("/../../EVIL"))).status, 0);
     EXPECT_TRUE(std::filesystem::exists(dir_ / "out/SCOTT.%2F..%2F..%2FEVIL.csv"));
 }
+
+// What the list says of the dump itself.
+std::string list_head(const std::string &file) {
+    return file + ": owner SCOTT, character set AL32UTF8, national character set AL16UTF16, NLS_LANG "
+                  "AMERICAN_AMERICA.AL32UTF8, 1 tables\n";
+}
+
+const std::string LISTED_COLUMNS = "    ID                             NUMBER\n"
+                                   "    NAME                           VARCHAR2(30)\n";
 
 TEST_F(Program, List) {
     DumpTable table = employees();
@@ -89,13 +100,9 @@ TEST_F(Program, List) {
     const std::string file = one_table(table);
     const ProgramResult result = run_convert({"--list", file});
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out,
-              file + ": owner SCOTT, character set AL32UTF8, national character set AL16UTF16, NLS_LANG "
-                     "AMERICAN_AMERICA.AL32UTF8, 1 tables\n"
-                     "  table EMP: 2 rows recorded, 2 found, LONG yes, LOB yes, complete\n"
-                     "    ID                             NUMBER\n"
-                     "    NAME                           VARCHAR2(30)\n"
-                     "    NOTE                           NVARCHAR2(40)\n");
+    EXPECT_EQ(result.out, list_head(file) +
+                              "  table EMP: 2 rows recorded, 2 found, LONG yes, LOB yes, complete\n" +
+                              LISTED_COLUMNS + "    NOTE                           NVARCHAR2(40)\n");
     EXPECT_EQ(result.err, "");
 }
 
@@ -123,8 +130,16 @@ TEST_F(Program, QuickListTrustsTheCounts) {
     const std::string file = one_table(table);
     const ProgramResult result = run_convert({"--list", "--quick", file});
     EXPECT_EQ(result.status, 0);
-    EXPECT_NE(result.out.find("  table EMP: 7 rows recorded, LONG no, LOB no\n"), std::string::npos);
-    EXPECT_EQ(run_convert({"--list", "--quick", "--json", file}).out.find("rows_found"), std::string::npos);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out,
+              list_head(file) + "  table EMP: 7 rows recorded, LONG no, LOB no\n" + LISTED_COLUMNS);
+    EXPECT_EQ(run_convert({"--list", "--quick", "--json", file}).out,
+              "{\"files\":[\n {\"path\":\"" + file +
+                  "\",\"owner\":\"SCOTT\",\"character_set\":\"AL32UTF8\",\"national_character_set\":"
+                  "\"AL16UTF16\",\"nls_lang\":\"AMERICAN_AMERICA.AL32UTF8\",\"tables\":[\n"
+                  "  {\"name\":\"EMP\",\"rows_recorded\":7,\"long\":false,\"lob\":false,\"columns\":[\n"
+                  "   {\"name\":\"ID\",\"type\":\"NUMBER\",\"length\":22},\n"
+                  "   {\"name\":\"NAME\",\"type\":\"VARCHAR2(30)\",\"length\":30}]}]}]}\n");
 }
 
 TEST_F(Program, ListThatCannotBeWrittenFails) {
@@ -139,9 +154,16 @@ TEST_F(Program, ListTellsWhatIsNotComplete) {
     DumpTable table = employees();
     table.nrows = 7;
     table.end_mark = false;
-    const ProgramResult result = run_convert({"--list", one_table(table)});
+    const std::string file = one_table(table);
+    const ProgramResult result = run_convert({"--list", file});
     EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.out.find("7 rows recorded, 2 found, LONG no, LOB no, not complete"), std::string::npos);
+    EXPECT_EQ(result.out, list_head(file) +
+                              "  table EMP: 7 rows recorded, 2 found, LONG no, LOB no, not complete\n" +
+                              LISTED_COLUMNS);
+    const std::string prefix = "vexlo-convert: " + file + ": table \"EMP\": ";
+    EXPECT_EQ(result.err, prefix +
+                              "row 3, offset 1650: the end mark is missing, the table is not complete\n" +
+                              prefix + "the directory says 7 rows, 2 were found\n");
 }
 
 // One line says what is wrong, and nothing is written.
@@ -178,10 +200,20 @@ TEST_F(Program, UsageErrors) {
                    "\"\"A\" is no table: the quote is not closed");
     expect_refused({"--to", "csv", "--output", out, file, "--table", "SCOTT."},
                    "\"SCOTT.\" is no table: a name is empty");
-    EXPECT_EQ(run_convert({"--to", "xml", file}).status, 2);
-    EXPECT_EQ(run_convert({"--to", "sql", "--dialect", "db2", file}).status, 2);
-    EXPECT_EQ(run_convert({"--help"}).status, 0);
-    EXPECT_EQ(run_convert({"--version"}).out.substr(0, 14), "vexlo-convert ");
+    expect_refused({"--to", "xml", file}, "--to: xml not in {csv,jsonl,sql,sqlldr,sqlite}");
+    expect_refused({"--to", "sql", "--dialect", "db2", file},
+                   "--dialect: db2 not in {oracle,postgresql,sqlite}");
+}
+
+TEST_F(Program, HelpAndVersionGoToStandardOutput) {
+    for (const char *option : {"--help", "--version"}) {
+        const ProgramResult result = run_convert({option});
+        EXPECT_EQ(result.status, 0) << option;
+        EXPECT_EQ(result.err, "") << option;
+        EXPECT_EQ(result.out.find("vexlo-convert"),
+                  option[2] == 'v' ? 0U : result.out.find("vexlo-convert [OPTIONS]"));
+        EXPECT_TRUE(result.out.ends_with('\n')) << option;
+    }
 }
 
 // Several tables of one dump and of two owners.
@@ -334,6 +366,33 @@ TEST_F(Program, FilesThatAreNoDumpsAreSkippedAmongSeveral) {
     EXPECT_EQ(alone.err, line + "\nvexlo-convert: no dump file was given\n");
 }
 
+// Text, numbers, a program, zeros, nothing: no column list is in any of them.
+TEST_F(Program, SalvageOfFilesThatAreNoDumps) {
+    const std::string good = one_table(employees());
+    Bytes numbers;
+    for (unsigned i = 0; i < 30000; ++i)
+        numbers += static_cast<char>(i * i >> 3);
+    const std::pair<const char *, Bytes> others[] = {{"text", "some text\nand more\n"},
+                                                     {"numbers", numbers},
+                                                     {"zeros", Bytes(200000, '\0')},
+                                                     {"nothing", ""},
+                                                     {"program", read_text("/bin/sh")}};
+    for (const auto &[name, bytes] : others) {
+        write_text(dir_ / name, bytes);
+        const std::string line =
+            "vexlo-convert: " + (dir_ / name) + ": not a dump file, and no column lists are in it";
+        const ProgramResult alone = convert("csv", dir_ / name, {"--salvage"});
+        EXPECT_EQ(alone.status, 2) << name;
+        EXPECT_EQ(alone.err, line + "\nvexlo-convert: no dump file was given\n");
+        EXPECT_FALSE(std::filesystem::exists(dir_ / "out"));
+        const ProgramResult among = convert("csv", dir_ / name, {"--salvage", good});
+        EXPECT_EQ(among.status, 1) << name;
+        EXPECT_EQ(among.err, line + ", skipped\n");
+        EXPECT_EQ(output("SCOTT.EMP.csv"), "ID,NAME\r\n1,KING\r\n2,\r\n");
+        std::filesystem::remove_all(dir_ / "out");
+    }
+}
+
 TEST_F(Program, UnreadableInputDoesNotStopTheNext) {
     const std::string good = one_table(employees());
     const ProgramResult result = convert("csv", dir_ / "missing.dat", {good});
@@ -362,7 +421,8 @@ TEST_F(Program, UnknownCharacterSetIsToldAndReadAsUtf8) {
     dump.tables = {employees()};
     const ProgramResult result = convert("csv", dump_file(dump));
     EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.err.find("--charset"), std::string::npos);
+    EXPECT_EQ(result.err, "vexlo-convert: " + (dir_ / "SCOTT.dat") +
+                              ": character set \"\" is not known, text is read as UTF-8 (see --charset)\n");
     EXPECT_EQ(output("SCOTT.EMP.csv"), "ID,NAME\r\n1,KING\r\n2,\r\n");
 }
 
@@ -372,7 +432,9 @@ TEST_F(Program, LobsAreNullAndTold) {
     table.rows = {row({value(ora_number("1")), value("A"), lob()})};
     const ProgramResult result = convert("csv", one_table(table));
     EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.err.find("\"DOC\": 1 LOB values are not in the dump"), std::string::npos);
+    EXPECT_EQ(result.err,
+              "vexlo-convert: " + (dir_ / "SCOTT.dat") +
+                  ": table \"EMP\": column \"DOC\": 1 LOB values are not in the dump, taken as NULL\n");
     EXPECT_EQ(output("SCOTT.EMP.csv"), "ID,NAME,DOC\r\n1,A,\r\n");
 }
 
@@ -399,6 +461,41 @@ TEST_F(Program, NamesThatAreNotValidAreTold) {
                               prefix +
                               "column \"N\xEF\xBF\xBD\": characters of its name are not valid in their "
                               "character set\n");
+}
+
+// A replaced character leaves a value that is not quite right, NULL one that is gone: they are told and
+// counted apart.
+TEST_F(Program, ReplacedCharactersAndValuesTakenAsNullAreToldApart) {
+    DumpTable table = employees();
+    table.columns = {{"D", 12, 7}, {"S", 1, 9}, {"L", 112, 0}};
+    table.rows = {row({value(ora_date(2000, 13, 1)), value("a\xFF\xFE"), lob()}),
+                  row({value(ora_date(2000, 14, 1)), value("b\xFD")})};
+    const std::string file = one_table(table);
+    const ProgramResult result = convert("csv", file);
+    EXPECT_EQ(result.status, 1);
+    const std::string prefix = "vexlo-convert: " + file + ": table \"EMP\"";
+    EXPECT_EQ(result.err,
+              prefix +
+                  ", row 1, offset 1680: column \"D\": 7 bytes 78640D01010101 are no DATE, taken as NULL\n" +
+                  prefix +
+                  ", row 2, offset 1698: column \"D\": 7 bytes 78640E01010101 are no DATE, taken as NULL\n" +
+                  prefix + ": column \"D\": 2 values could not be decoded, taken as NULL\n" + prefix +
+                  ": column \"S\": 3 characters not valid in AL32UTF8 replaced by U+FFFD\n" + prefix +
+                  ": column \"L\": 1 LOB values are not in the dump, taken as NULL\n");
+    EXPECT_EQ(result.summary, "1 tables, 2 rows, 4 losses, 3 values taken as NULL, 3 characters replaced");
+}
+
+// What becomes of names for a target is told, but not that letters are in the case that was asked for.
+TEST_F(Program, NamesThatTheTargetChangesAreTold) {
+    DumpTable table = employees("SQLITE_T");
+    table.columns[0].name = "XMIN";
+    const std::string file = one_table(table);
+    const std::string prefix = "vexlo-convert: " + file + ": table \"";
+    EXPECT_EQ(convert("sql", file, {"--dialect", "sqlite"}).err,
+              prefix + "SQLITE_T\": is named \"_SQLITE_T\"\n");
+    EXPECT_EQ(convert("sql", file, {"--dialect", "postgresql", "--lowercase"}).err,
+              prefix + "SQLITE_T\": column \"XMIN\" is named \"xmin_\"\n");
+    EXPECT_EQ(convert("csv", file, {"--lowercase"}).err, "");
 }
 
 TEST_F(Program, JsonNumbersStayExact) {
@@ -456,9 +553,9 @@ TEST_F(Program, OracleScriptOfLongValues) {
     EXPECT_EQ(convert("sql", one_table(table)).status, 0);
     const std::string script = output("SCOTT.L.sql");
     EXPECT_NE(script.find("VALUES (TO_CLOB('"), std::string::npos);
-    EXPECT_NE(script.find("DECLARE\nb1 BLOB;\nBEGIN\nDBMS_LOB.CREATETEMPORARY(b1, TRUE);\n"),
+    EXPECT_NE(script.find("DECLARE\nc1 CLOB;\nb2 BLOB;\nBEGIN\nDBMS_LOB.CREATETEMPORARY(b2, TRUE);\n"),
               std::string::npos);
-    EXPECT_NE(script.find("VALUES (NULL,\nb1);\nEND;\nEND;\n/\n"), std::string::npos);
+    EXPECT_NE(script.find("VALUES (NULL,\nb2);\nEND;\nEND;\n/\n"), std::string::npos);
     size_t at = 0;
     for (size_t end; (end = script.find('\n', at)) != std::string::npos; at = end + 1)
         EXPECT_LE(end - at, 2499U);
@@ -495,7 +592,8 @@ TEST_F(Program, TableThatFailedIsToldAndTheNextConverted) {
     dump.tables[1].nrows = 0;
     const ProgramResult result = convert("csv", dump_file(dump));
     EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.err.find("table \"FAILED\": has no data at offset"), std::string::npos);
+    EXPECT_EQ(result.err,
+              "vexlo-convert: " + (dir_ / "SCOTT.dat") + ": table \"FAILED\": has no data at offset 1652\n");
     EXPECT_TRUE(std::filesystem::exists(dir_ / "out/SCOTT.B.csv"));
     EXPECT_FALSE(std::filesystem::exists(dir_ / "out/SCOTT.FAILED.csv"));
 }

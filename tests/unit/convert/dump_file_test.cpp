@@ -98,6 +98,20 @@ TEST_F(DumpFileTest, TableCountIsComparedWithTheFile) {
     EXPECT_EQ(file.faults().size(), 1U);
 }
 
+// Behind the first section there is no directory, however large the file: nothing of it is taken for entries.
+TEST_F(DumpFileTest, DirectoryEndsBeforeTheFirstSection) {
+    Dump dump;
+    dump.tables = {table("A"), table("B")};
+    dump.tables[1].rows = std::vector<Bytes>(1000, row({value(Bytes(100, 'x'))}));
+    dump.tab_cnt = 0xFFFFFFFF;
+    const vexlo::DumpFile file = open(dump_bytes(dump));
+    ASSERT_EQ(file.tables().size(), 512U / 56);
+    EXPECT_EQ(file.tables()[0].fault, "");
+    EXPECT_EQ(file.tables()[1].fault, "");
+    EXPECT_EQ(file.faults(),
+              std::vector<std::string>{"header says 4294967295 tables, the file has room for 9"});
+}
+
 // A dump whose header, directory or both are damaged is read by its column lists.
 TEST_F(DumpFileTest, SalvageFindsTablesByTheirColumnLists) {
     Dump dump;
@@ -124,6 +138,83 @@ TEST_F(DumpFileTest, SalvageFindsTablesByTheirColumnLists) {
     EXPECT_FALSE(nameless.tables()[0].counted);
     write_text(dir_ / "a.dat", no_magic);
     EXPECT_EQ(vexlo::DumpFile(dir_ / "a.dat", &salvage).tables()[0].name, "EMP");
+}
+
+// Two tables of four columns, each with rows.
+Dump dump_of_four_columns() {
+    Dump dump;
+    for (const char *name : {"EMP", "DEPT"}) {
+        DumpTable made{.name = name,
+                       .columns = {{"ID", 2, 22}, {"NAME", 1, 10}, {"BORN", 12, 7}, {"N", 2, 22}}};
+        for (int i = 0; i < 25; ++i)
+            made.rows.push_back(row({value(ora_number(std::to_string(i))), value("SMITH"),
+                                     value(ora_date(2000, 1, 1 + i)), value(ora_number("7"))}));
+        dump.tables.push_back(made);
+    }
+    return dump;
+}
+
+// The first entries of a list, and those in its middle, may be damaged: they belong to it all the same, with
+// what can be had of them, and the rows are read as if nothing was wrong.
+TEST_F(DumpFileTest, SalvageMakesUpForDamagedColumnEntries) {
+    const Bytes sound = dump_bytes(dump_of_four_columns());
+    const vexlo::DumpFile whole = open(sound);
+    const vexlo::Salvage salvage{};
+    for (const size_t table : {0U, 1U})
+        for (const size_t column : {0U, 1U, 2U}) {
+            Bytes damaged = sound;
+            damaged.replace(0, 1536, Bytes(1536, '\0'));
+            damaged.replace(whole.tables()[table].offset + column * 48, 48, Bytes(48, '\x01'));
+            write_text(dir_ / "a.dat", damaged);
+            const vexlo::DumpFile file(dir_ / "a.dat", &salvage);
+            ASSERT_EQ(file.tables().size(), 2U) << table << " " << column;
+            const vexlo::TableInfo &info = file.tables()[table];
+            EXPECT_EQ(info.offset, whole.tables()[table].offset);
+            EXPECT_EQ(info.rows_at, whole.tables()[table].rows_at);
+            EXPECT_EQ(info.end, whole.tables()[table].end);
+            ASSERT_EQ(info.columns.size(), 4U);
+            for (size_t i = 0; i < 4; ++i) {
+                EXPECT_EQ(info.columns[i].ctyp, whole.tables()[table].columns[i].ctyp) << column << " " << i;
+                EXPECT_EQ(info.columns[i].name, i == column ? "" : whole.tables()[table].columns[i].name);
+            }
+            EXPECT_EQ(
+                file.faults(),
+                (std::vector<std::string>{
+                    "header or directory is damaged; 2 tables found by their column lists",
+                    "table \"TABLE_" + std::to_string(table + 1) +
+                        "\": 1 entries of its column list are damaged, their types follow from the values"}));
+        }
+}
+
+TEST_F(DumpFileTest, SalvageKeepsTheNameOfATableWhoseListIsDamaged) {
+    Bytes damaged = dump_bytes(dump_of_four_columns());
+    damaged[0] = 'V';
+    damaged.replace(1536, 48, Bytes(48, '\x01'));
+    write_text(dir_ / "a.dat", damaged);
+    const vexlo::Salvage salvage{};
+    const vexlo::DumpFile file(dir_ / "a.dat", &salvage);
+    ASSERT_EQ(file.tables().size(), 2U);
+    EXPECT_EQ(file.tables()[0].name, "EMP");
+    EXPECT_EQ(file.tables()[0].nrows, 25U);
+    EXPECT_TRUE(file.tables()[0].counted);
+    EXPECT_EQ(file.tables()[1].name, "DEPT");
+}
+
+// A table whose end mark is followed by the list of the next is no damaged entry, whatever its size.
+TEST_F(DumpFileTest, SalvageTakesNoRowsForColumnEntries) {
+    for (size_t size = 40; size < 60; ++size) {
+        Dump dump;
+        dump.tables = {{.name = "A", .columns = {{"ID", 1, 200}}, .rows = {row({value(Bytes(size, 'x'))})}},
+                       {.name = "B", .columns = {{"ID", 1, 200}}, .rows = {row({value("y")})}}};
+        Bytes bytes = dump_bytes(dump);
+        bytes.replace(0, 1536, Bytes(1536, '\0'));
+        write_text(dir_ / "a.dat", bytes);
+        const vexlo::Salvage salvage{};
+        const vexlo::DumpFile file(dir_ / "a.dat", &salvage);
+        ASSERT_EQ(file.tables().size(), 2U) << size;
+        EXPECT_EQ(file.tables()[1].columns.size(), 1U) << size;
+        EXPECT_EQ(file.faults().size(), 1U) << size;
+    }
 }
 
 TEST_F(DumpFileTest, SalvageChangesNothingOfASoundDump) {

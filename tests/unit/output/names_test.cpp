@@ -42,6 +42,12 @@ TEST(Names, UniqueWhateverTheCase) {
     EXPECT_EQ(names.take("ID_2"), "ID_2_2");
 }
 
+TEST(Names, ThoseThatSqliteKeepsForItself) {
+    EXPECT_EQ(vexlo::sqlite_table_name("SQLITE_STAT"), "_SQLITE_STAT");
+    EXPECT_EQ(vexlo::sqlite_table_name("sqlite_"), "_sqlite_");
+    EXPECT_EQ(vexlo::sqlite_table_name("EMP"), "EMP");
+}
+
 TEST(Names, QuotesAreDoubled) {
     EXPECT_EQ(quoted_identifier("EMP"), "\"EMP\"");
     EXPECT_EQ(quoted_identifier("a\"b"), "\"a\"\"b\"");

@@ -23,9 +23,4 @@ TEST(SqliteTarget, WhatADoubleWouldChangeIsText) {
         EXPECT_EQ(sqlite_storage(text), SqliteStorage::text) << text;
 }
 
-TEST(SqliteTarget, KeptNames) {
-    EXPECT_EQ(vexlo::sqlite_table_name("SQLITE_STAT"), "_SQLITE_STAT");
-    EXPECT_EQ(vexlo::sqlite_table_name("EMP"), "EMP");
-}
-
 } // namespace

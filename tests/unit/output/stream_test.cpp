@@ -90,10 +90,42 @@ TEST(Streams, JsonWritesRawAsHexadecimalDigits) {
     EXPECT_EQ(formatted("jsonl", "", ColumnKind::long_raw, stream_field(stream)), "{\"C\":\"0102\"}\n");
 }
 
-TEST(Streams, FormatsThatTakeNoPiecesGetTheWholeValue) {
-    PiecesStream stream(StreamForm::text, {"it", "'s"});
-    EXPECT_NE(formatted("sql", "oracle", ColumnKind::lob, stream_field(stream)).find("it''s"),
+TEST(Streams, OracleScriptAppendsThePiecesToAVariable) {
+    PiecesStream text(StreamForm::text, {"it", "'s\n"});
+    EXPECT_EQ(formatted("sql", "oracle", ColumnKind::lob, stream_field(text)),
+              "DECLARE\nb1 BLOB;\nc1 CLOB;\nBEGIN\nDBMS_LOB.CREATETEMPORARY(c1, TRUE);\n"
+              "DBMS_LOB.APPEND(c1, 'it');\nDBMS_LOB.APPEND(c1, '''s'||\nCHR(10));\n"
+              "INSERT INTO \"T\" VALUES (c1);\nEND;\n");
+    PiecesStream bytes(StreamForm::binary, {"\x01", "\xFF"});
+    EXPECT_NE(formatted("sql", "oracle", ColumnKind::lob, stream_field(bytes))
+                  .find("DBMS_LOB.WRITEAPPEND(b1, 1, HEXTORAW('01'));\n"
+                        "DBMS_LOB.WRITEAPPEND(b1, 1, HEXTORAW('FF'));\nINSERT INTO \"T\" VALUES (b1);\n"),
               std::string::npos);
+}
+
+TEST(Streams, PostgresqlTakesPieces) {
+    PiecesStream text(StreamForm::text, {"a\t", "\\"});
+    EXPECT_EQ(formatted("sql", "postgresql", ColumnKind::lob, stream_field(text)), "a\\t\\\\\n");
+    PiecesStream bytes(StreamForm::binary, {"\x01", "\xFF"});
+    EXPECT_EQ(formatted("sql", "postgresql", ColumnKind::lob, stream_field(bytes)), "\\\\x01FF\n");
+    EXPECT_EQ(formatted("csv", "postgresql", ColumnKind::lob, stream_field(bytes)), "\\x01FF\r\n");
+    PiecesStream end_mark(StreamForm::text, {"a\n", "\\", ".\"b"});
+    EXPECT_EQ(formatted("csv", "postgresql", ColumnKind::lob, stream_field(end_mark)),
+              "\"a\n\\\".\"\"\"b\"\r\n");
+}
+
+TEST(Streams, SqliteScriptTakesPieces) {
+    PiecesStream text(StreamForm::text, {"it", "'s"});
+    EXPECT_EQ(formatted("sql", "sqlite", ColumnKind::lob, stream_field(text)),
+              "INSERT INTO \"T\" VALUES (CAST(X'69742773' AS TEXT));\n");
+    PiecesStream bytes(StreamForm::binary, {"\x01", "\xFF"});
+    EXPECT_EQ(formatted("sql", "sqlite", ColumnKind::lob, stream_field(bytes)),
+              "INSERT INTO \"T\" VALUES (X'01FF');\n");
+}
+
+TEST(Streams, SqlLoaderCountsThePiecesFirst) {
+    PiecesStream text(StreamForm::text, {"it", "'s"});
+    EXPECT_EQ(formatted("sqlldr", "", ColumnKind::lob, stream_field(text)), "00000000140000000004it's");
 }
 
 TEST(Streams, StoredTextIsDecodedWithoutCuttingCharacters) {
@@ -152,6 +184,35 @@ TEST(Base64, Padding) {
     EXPECT_EQ(base64("fo"), "Zm8=");
     EXPECT_EQ(base64("foo"), "Zm9v");
     EXPECT_EQ(base64("\xFF\xEF\xBE"), "/+++");
+}
+
+// No piece shows whether its last character goes on, in sets of one to four bytes a character.
+TEST(Streams, CharactersOfEverySetAreLeftWhole) {
+    const auto csv = [](const char *charset_name, const std::string &text, size_t first) {
+        PiecesStream stream(StreamForm::stored, {text.substr(0, first), text.substr(first)});
+        return formatted("csv", "", ColumnKind::long_text, stream_field(stream), charset_name);
+    };
+    const std::string clef = "\xF0\x9D\x84\x9E", middle = "\xE4\xB8\xAD", kingdom = "\xE6\x96\x87";
+    for (size_t first = 0; first <= 6; ++first) {
+        EXPECT_EQ(csv("UTF8", "\xED\xA0\xB4\xED\xB4\x9E", first), "\"" + clef + "\"\r\n") << first;
+        EXPECT_EQ(csv("ZHS16GBK", "\xD6\xD0\xCE\xC4\xD6\xD0", first),
+                  "\"" + middle + kingdom + middle + "\"\r\n")
+            << first;
+        EXPECT_EQ(csv("ZHS32GB18030", "\x94\x32\xBE\x34\xD6\xD0", first), "\"" + clef + middle + "\"\r\n")
+            << first;
+        EXPECT_EQ(csv("AL16UTF16", std::string("\xD8\x34\xDD\x1E\0a", 6), first), "\"" + clef + "a\"\r\n")
+            << first;
+    }
+    // In the Vietnamese set a mark behind a letter combines with it.
+    for (size_t first = 0; first <= 4; ++first)
+        EXPECT_EQ(csv("VN8MSWIN1258",
+                      "a\xEC"
+                      "b\xEC",
+                      first),
+                  "\"\u00E1b\u0301\"\r\n")
+            << first;
+    // What ends a value in the middle of a character is lost, once.
+    EXPECT_EQ(csv("AL32UTF8", "a\xE4\xB8", 2), "\"a\xEF\xBF\xBD\"\r\n");
 }
 
 } // namespace

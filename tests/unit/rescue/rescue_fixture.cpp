@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "format/cache_header.h"
+#include "output/cell.h"
 #include "values/number.h"
 
 namespace rescue_test {
@@ -11,12 +12,6 @@ namespace rescue_test {
 using namespace vexlo;
 
 namespace {
-
-size_t stream_size(ValueStream &stream) {
-    size_t size = 0;
-    stream.for_each_piece([&](std::span<const uint8_t> piece) { size += piece.size(); });
-    return size;
-}
 
 std::string text_of(const Column &column, const Field &field) {
     constexpr uint64_t SHOWN = 8000;

@@ -65,4 +65,30 @@ TEST(Charset, UserMayNameOneOfIconv) {
     EXPECT_THROW(vexlo::charset_of_user("NO-SUCH-SET"), vexlo::UsageError);
 }
 
+// A bad unit, at whichever place, costs one replacement, and the units behind it are read as what they are.
+TEST(Charset, WideSetsThatTheUserNamesKeepTheirAlignmentBehindABadUnit) {
+    using namespace std::string_literals;
+    const std::string replaced_between = "A\xEF\xBF\xBD\xE2\x82\xAC";
+    const std::pair<const char *, std::string> bad[] = {
+        {"UTF-16BE", "\0A\xDC\x00\x20\xAC"s},
+        {"UTF-16BE", "\0A\xD8\x34\x20\xAC"s},
+        {"utf-16le", "A\0\x00\xDC\xAC\x20"s},
+        {"UTF16LE", "A\0\x34\xD8\xAC\x20"s},
+        {"UCS-2BE", "\0A\xDC\x00\x20\xAC"s},
+        {"UTF-32BE", "\0\0\0A\x7F\0\0\0\0\0\x20\xAC"s},
+        {"UTF-32LE", "A\0\0\0\0\0\0\x7F\xAC\x20\0\0"s},
+    };
+    for (const auto &[name, bytes] : bad) {
+        uint64_t replaced = 0;
+        EXPECT_EQ(decode(vexlo::charset_of_user(name), bytes, replaced), replaced_between) << name;
+        EXPECT_EQ(replaced, 1U) << name;
+    }
+    uint64_t replaced = 0;
+    EXPECT_EQ(decode(vexlo::charset_of_user("UTF-16BE"), "\0A\x20\xAC\0"s, replaced),
+              "A\xE2\x82\xAC\xEF\xBF\xBD");
+    EXPECT_EQ(replaced, 1U);
+    EXPECT_EQ(vexlo::charset_of_user("UTF-16BE").unit, 2U);
+    EXPECT_EQ(vexlo::charset_of_user("ISO-2022-JP").unit, 1U);
+}
+
 } // namespace

@@ -105,17 +105,27 @@ PostgresqlServer::~PostgresqlServer() {
 }
 
 std::vector<std::string> PostgresqlServer::psql(const std::string &database) const {
-    return {programs_ + "/psql", "-h", directory_, "-U", "vexlo", "-d", database, "-X", "-q", "-A", "-t"};
+    std::vector<std::string> words = {programs_ + "/psql", "-X", "-q", "-A", "-t"};
+    const std::vector<std::string> options = connection(database);
+    words.insert(words.end(), options.begin(), options.end());
+    return words;
+}
+
+std::vector<std::string> PostgresqlServer::connection(const std::string &database) const {
+    return {"-h", directory_, "-U", "vexlo", "-d", database};
 }
 
 void PostgresqlServer::create_database(const std::string &name) {
     query("postgres", "CREATE DATABASE " + name);
 }
 
-ProgramResult PostgresqlServer::run_script(const std::string &database, const std::string &path) {
+ProgramResult PostgresqlServer::run_script(const std::string &database, const std::string &path,
+                                           const std::string &work_dir) {
     std::vector<std::string> command = psql(database);
     command.insert(command.end(), {"-f", path});
-    return run_program(command);
+    vexlo_test::run_options options;
+    options.work_dir = work_dir;
+    return run_program(command, options);
 }
 
 ProgramResult PostgresqlServer::command(const std::string &database, const std::string &sql) {

@@ -14,7 +14,10 @@ public:
 
     // Runs psql in a new database `name`.
     void create_database(const std::string &name);
-    ProgramResult run_script(const std::string &database, const std::string &path);
+    ProgramResult run_script(const std::string &database, const std::string &path,
+                             const std::string &work_dir = "");
+    // Options of psql that lead to a database.
+    std::vector<std::string> connection(const std::string &database) const;
     // What a command prints, a line a row and "|" between the fields. Throws when it fails.
     std::string query(const std::string &database, const std::string &sql);
     ProgramResult command(const std::string &database, const std::string &sql);

@@ -10,10 +10,17 @@ void RowLosses::tell(TableReport &report) {
     count_ = 0;
 }
 
+void RowBatch::number_from(uint64_t rows_before) {
+    losses.shift(rows_before);
+    for (Rejected &reject : rejects)
+        reject.row += rows_before;
+}
+
 void RowBatch::clear() {
     bytes.clear();
     rejected.clear();
-    rows = rejected_rows = 0;
+    rejects.clear();
+    rows = 0;
     losses = {};
     longest_record = 0;
     longest.clear();

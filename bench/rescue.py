@@ -5,7 +5,6 @@ The limits are measured in the same minute, taking turns, and medians are compar
 unloading, cat for checking, and PostgreSQL's COPY TO of the same rows where its server is installed.
 """
 
-import argparse
 import glob
 import json
 import os
@@ -13,60 +12,33 @@ import random
 import shutil
 import statistics
 import subprocess
-import sys
 import time
+
+from common import Programs, parser_of, print_table
 
 BLOCK_SIZE = 8192
 
 
-def timed(command, log, **options):
-    """Runs a command; returns its wall seconds and its peak memory in MiB."""
-    start = time.monotonic()
-    subprocess.run(["/usr/bin/time", "-f", "%M", "-o", log] + command, stdout=subprocess.DEVNULL,
-                   stderr=subprocess.DEVNULL, check=False, **options)
-    seconds = time.monotonic() - start
-    with open(log) as file:
-        return seconds, int(file.read().split()[-1]) / 1024
+class Bench(Programs):
+    def __init__(self, arguments):
+        super().__init__(arguments)
+        self.out = os.path.join(self.work, "out")
 
-
-class Bench:
-    def __init__(self, build, work, mib, runs):
-        self.vexlo, self.convert, self.rescue, self.data = (
-            os.path.join(build, "bin", name)
-            for name in ("vexlo", "vexlo-convert", "vexlo-rescue", "vexlo-bench-data"))
-        self.work, self.mib, self.runs = work, mib, runs
-        self.out = os.path.join(work, "out")
-        self.log = os.path.join(work, "time.log")
-
-    def database(self, kind, n):
-        """Directory of the database of that kind, written when it is not there yet."""
-        path = os.path.join(self.work, f"{kind}-{n}")
-        if not os.path.exists(os.path.join(path, "config.ini")):
-            shutil.rmtree(path, ignore_errors=True)
-            subprocess.run([self.data, path, kind, str(n)], check=True)
-        return path
-
-    def medians(self, commands):
-        """Runs the commands in turns; returns the median seconds and the peak memory of each."""
-        seconds, memory = {name: [] for name in commands}, dict.fromkeys(commands, 0)
+    def measure(self, commands):
+        """Runs the commands in turns; returns of each the median seconds, the least processor seconds, and the peak
+        memory."""
+        seconds, processor = {name: [] for name in commands}, {name: [] for name in commands}
+        memory = dict.fromkeys(commands, 0)
         for turn in range(self.runs + 1):  # the first turn warms up
             for name, command in commands.items():
                 shutil.rmtree(self.out, ignore_errors=True)
                 os.makedirs(self.out)
-                took, peak = timed(command, self.log)
+                took, worked, peak = self.timed(command, check=False)
                 if turn > 0:
                     seconds[name].append(took)
+                    processor[name].append(worked)
                     memory[name] = max(memory[name], peak)
-        return {name: (statistics.median(seconds[name]), memory[name]) for name in commands}
-
-
-def print_table(title, head, rows):
-    print(f"\n{title}\n")
-    print("| " + " | ".join(head) + " |")
-    print("|" + "---|" * len(head))
-    for row in rows:
-        print("| " + " | ".join(str(cell) for cell in row) + " |")
-    sys.stdout.flush()
+        return {name: (statistics.median(seconds[name]), min(processor[name]), memory[name]) for name in commands}
 
 
 def unload_rows(bench):
@@ -79,20 +51,20 @@ def unload_rows(bench):
     two = (f"'{bench.vexlo}' config='{path}/config.ini' < '{script}' && "
            f"exec '{bench.convert}' --quiet --to csv --output '{bench.out}' '{dump}'")
     rescue = [bench.rescue, "unload", "--files", files, "--quiet", "--to", "csv", "--output", bench.out]
-    results = bench.medians({"vexlo + vexlo-convert": ["sh", "-c", two], "one job": rescue + ["--jobs", "1"],
+    results = bench.measure({"vexlo + vexlo-convert": ["sh", "-c", two], "one job": rescue + ["--jobs", "1"],
                              "two jobs": rescue + ["--jobs", "2"]})
-    limit = results["vexlo + vexlo-convert"][0]
+    limit, work, _ = results["vexlo + vexlo-convert"]
     most = {"vexlo + vexlo-convert": "", "one job": "0.80", "two jobs": "0.45"}
-    return [[name, f"{seconds:.2f}", f"{seconds / limit:.2f}", most[name], f"{memory:.0f}"]
-            for name, (seconds, memory) in results.items()]
+    return [[name, f"{seconds:.2f}", f"{seconds / limit:.2f}", most[name], f"{worked:.2f}", f"{worked / work:.2f}",
+             f"{memory:.0f}"] for name, (seconds, worked, memory) in results.items()]
 
 
 def check_rows(bench):
     path = os.path.join(bench.database("ordinary", bench.mib), "bench_data01.dbf")
     check = [bench.rescue, "check", "--quiet", "--files", path, "--jobs"]
-    results = bench.medians({"cat": ["sh", "-c", f"cat '{path}' > /dev/null"], "check, one job": check + ["1"],
+    results = bench.measure({"cat": ["sh", "-c", f"cat '{path}' > /dev/null"], "check, one job": check + ["1"],
                              "check, two jobs": check + ["2"]})
-    rate = {name: os.path.getsize(path) / 2**20 / seconds for name, (seconds, _) in results.items()}
+    rate = {name: os.path.getsize(path) / 2**20 / seconds for name, (seconds, _, _) in results.items()}
     return [[name, f"{results[name][0]:.2f}", f"{rate[name]:.0f}", f"{rate[name] / rate['cat']:.2f}"]
             for name in results]
 
@@ -100,8 +72,8 @@ def check_rows(bench):
 def dictionary_rows(bench, columns=1_000_000):
     """The time to read the dictionary: the run ends behind that, since no table is selected."""
     path = bench.database("dictionary", columns)
-    results = bench.medians({"read": [bench.rescue, "list", "--files", os.path.join(path, "*.dbf"), "nobody.nothing"]})
-    seconds, memory = results["read"]
+    results = bench.measure({"read": [bench.rescue, "list", "--files", os.path.join(path, "*.dbf"), "nobody.nothing"]})
+    seconds, _, memory = results["read"]
     return [[f"{columns} columns", f"{seconds:.2f}", "2.00", f"{memory:.0f}"]]
 
 
@@ -147,7 +119,7 @@ def copy_rows(bench):
     finally:
         server("pg_ctl", "-D", data, "-m", "immediate", "stop")
         shutil.rmtree(folder)
-    return [["COPY TO", f"{statistics.median(times):.2f}", "", "", ""]]
+    return [["COPY TO", f"{statistics.median(times):.2f}", "", "", "", "", ""]]
 
 
 def overwrite_blocks(path, share, seed):
@@ -207,16 +179,12 @@ def rows_by_block(bench, path):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--build", default="build/bench", help="build directory")
-    parser.add_argument("--work", default="build/bench/data", help="where the databases are written")
-    parser.add_argument("--mib", type=int, default=1024, help="size of the table")
-    parser.add_argument("--runs", type=int, default=5, help="counted runs of each")
+    parser = parser_of(__doc__)
     parser.add_argument("--seeds", type=int, default=3, help="databases with lost blocks")
     arguments = parser.parse_args()
-    os.makedirs(arguments.work, exist_ok=True)
-    bench = Bench(arguments.build, arguments.work, arguments.mib, arguments.runs)
-    print_table("unload --to csv (median seconds)", ["what", "seconds", "ratio", "at most", "peak MiB"],
+    bench = Bench(arguments)
+    print_table("unload --to csv (median seconds, least processor seconds)",
+                ["what", "seconds", "ratio", "at most", "CPU", "ratio", "peak MiB"],
                 unload_rows(bench) + copy_rows(bench))
     print_table("check (median seconds)", ["what", "seconds", "MiB/s", "ratio"], check_rows(bench))
     print_table("Reading a dictionary (median seconds)", ["size", "seconds", "at most", "peak MiB"],

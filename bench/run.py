@@ -6,15 +6,15 @@ same file system. They take turns, and the medians are compared. cat leaves the 
 bytes once; dd shows what reading them into memory and writing them out costs before anything is decoded.
 """
 
-import argparse
 import os
 import re
 import resource
 import shutil
 import statistics
 import subprocess
-import sys
 import time
+
+from common import Programs, parser_of, print_table
 
 KINDS = [  # kind, table, checksum, most the unload may cost in copies
     ("ordinary", "ORDINARY", False, 1.5),
@@ -29,38 +29,14 @@ DICTIONARY_SIZES = [10_000, 100_000, 1_000_000]
 DATAFILES = 5000
 
 
-def timed(command, log, **options):
-    """Runs a command; returns its wall seconds and its peak memory in MiB."""
-    start = time.monotonic()
-    subprocess.run(["/usr/bin/time", "-f", "%M", "-o", log] + command, stdout=subprocess.DEVNULL,
-                   stderr=subprocess.DEVNULL, check=True, **options)
-    seconds = time.monotonic() - start
-    with open(log) as file:
-        return seconds, int(file.read()) / 1024
-
-
-class Bench:
-    def __init__(self, build, work, mib, runs):
-        self.vexlo = os.path.join(build, "bin", "vexlo")
-        self.data = os.path.join(build, "bin", "vexlo-bench-data")
-        self.convert = os.path.join(build, "bin", "vexlo-convert")
-        self.loops = os.path.join(build, "bin", "vexlo-bench-loops")
-        self.interposer = self.find(build, "libvexlo_interposer.so")
-        self.work = work
-        self.mib = mib
-        self.runs = runs
+class Bench(Programs):
+    def __init__(self, arguments):
+        super().__init__(arguments)
+        self.interposer = self.find(self.build, "libvexlo_interposer.so")
 
     @staticmethod
     def find(folder, name):
         return next((os.path.join(at, name) for at, _, files in os.walk(folder) if name in files), None)
-
-    def database(self, kind, n):
-        """Directory of the database of that kind, written when it is not there yet."""
-        path = os.path.join(self.work, f"{kind}-{n}")
-        if not os.path.exists(os.path.join(path, "config.ini")):
-            shutil.rmtree(path, ignore_errors=True)
-            subprocess.run([self.data, path, kind, str(n)], check=True)
-        return path
 
     def config(self, path, checksum):
         """A configuration beside the database's own, with checking as asked for."""
@@ -78,9 +54,6 @@ class Bench:
         with open(script) as stdin:
             return self.timed([self.vexlo, f"config={config}"], stdin=stdin, **options)
 
-    def timed(self, command, **options):
-        return timed(command, os.path.join(self.work, "time.log"), **options)
-
     def count_calls(self, config, commands):
         """Read and write calls on data and dump files, or None without the interposer."""
         if self.interposer is None:
@@ -96,7 +69,7 @@ class Bench:
 
 def copy_time(bench, command, copy):
     """Seconds of a shell command that makes a copy, which is removed."""
-    seconds, _ = bench.timed(["sh", "-c", command])
+    seconds, _, _ = bench.timed(["sh", "-c", command])
     os.remove(copy)
     return seconds
 
@@ -113,7 +86,7 @@ def unload_row(bench, kind, table, checksum, most):
     for turn in range(bench.runs + 1):  # the first turn warms up
         seconds = copy_time(bench, f"exec cat '{datafile}' > '{copy}'", copy)
         transfer = copy_time(bench, f"exec dd if='{datafile}' of='{copy}' bs=64K status=none", copy)
-        unload, memory = bench.console(config, commands)
+        unload, _, memory = bench.console(config, commands)
         size_out = os.path.getsize(dump)
         os.remove(dump)
         if turn > 0:
@@ -138,11 +111,11 @@ def against(bench, label, command, limit_command, most, clean):
         for name in clean:
             if os.path.exists(name):
                 os.remove(name)
-        limit, _ = bench.timed(["sh", "-c", limit_command])
+        limit, _, _ = bench.timed(["sh", "-c", limit_command])
         for name in clean:
             if os.path.exists(name):
                 os.remove(name)
-        seconds, memory = bench.timed(command)
+        seconds, _, memory = bench.timed(command)
         if turn > 0:
             limits.append(limit)
             ours.append(seconds)
@@ -234,7 +207,7 @@ def many_files_row(bench):
 
 def command_row(bench, label, config, commands):
     runs = [bench.console(config, commands) for _ in range(bench.runs)]
-    return [label, f"{statistics.median(run[0] for run in runs) * 1000:.0f}", f"{max(run[1] for run in runs):.1f}"]
+    return [label, f"{statistics.median(run[0] for run in runs) * 1000:.0f}", f"{max(run[2] for run in runs):.1f}"]
 
 
 def command_rows(bench):
@@ -248,23 +221,9 @@ def command_rows(bench):
                         ["load dict", f"unload table bench.t{last}"])]
 
 
-def print_table(title, head, rows):
-    widths = [max(len(str(row[i])) for row in [head] + rows) for i in range(len(head))]
-    print(f"\n{title}\n")
-    for row in [head] + rows:
-        print("  ".join(str(cell).ljust(width) if i == 0 else str(cell).rjust(width)
-                        for i, (cell, width) in enumerate(zip(row, widths))))
-
-
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--build", default="build/bench", help="build directory")
-    parser.add_argument("--work", default="build/bench/data", help="where the databases are written")
-    parser.add_argument("--mib", type=int, default=1024, help="size of the tables")
-    parser.add_argument("--runs", type=int, default=5, help="counted runs of each")
-    args = parser.parse_args()
-    os.makedirs(args.work, exist_ok=True)
-    bench = Bench(args.build, os.path.abspath(args.work), args.mib, args.runs)
+    args = parser_of(__doc__).parse_args()
+    bench = Bench(args)
 
     print_table("Unload against copying the datafile (median seconds)",
                 ["table", "MiB in", "MiB out", "cat", "dd", "unload", "to cat", "at most", "to dd", "peak MiB", "preads",

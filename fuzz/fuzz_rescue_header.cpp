@@ -25,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     try {
         vexlo::FileSet set(std::move(files), std::nullopt);
         set.find(0, 5);
-        set.place_file(1, 0, 1);
+        set.place_files({{1, 0, 1, 10}});
     } catch (const vexlo::UsageError &) {
     }
     return 0;

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "format/byte_order.h"
+#include "output/crc32_folding.h"
 
 namespace vexlo {
 
@@ -37,15 +38,26 @@ inline uint32_t four_bytes(uint32_t word, size_t behind) {
 } // namespace
 
 void Digest::add(const char *data, size_t size) {
+    static const bool CAN_FOLD = can_fold_crc32();
     bytes_ += size;
     const auto *p = reinterpret_cast<const uint8_t *>(data);
-    uint32_t state = state_;
+    if (CAN_FOLD && size >= FOLDED_LEAST) {
+        uint8_t rest[16];
+        const size_t taken = fold_crc32(p, size, state_, rest);
+        state_ = crc32_by_tables(rest, sizeof rest, 0);
+        p += taken;
+        size -= taken;
+    }
+    state_ = crc32_by_tables(p, size, state_);
+}
+
+uint32_t crc32_by_tables(const uint8_t *p, size_t size, uint32_t state) {
     for (; size >= STEP; p += STEP, size -= STEP)
         state = four_bytes(load_le32(p) ^ state, 12) ^ four_bytes(load_le32(p + 4), 8) ^
                 four_bytes(load_le32(p + 8), 4) ^ four_bytes(load_le32(p + 12), 0);
     for (; size > 0; ++p, --size)
         state = state >> 8 ^ TABLES[0][(state ^ *p) & 0xFF];
-    state_ = state;
+    return state;
 }
 
 } // namespace vexlo

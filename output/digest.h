@@ -20,4 +20,7 @@ private:
     uint32_t state_ = 0xFFFFFFFF;
 };
 
+// The state of a CRC-32 behind `size` bytes more, as any processor computes it.
+uint32_t crc32_by_tables(const uint8_t *data, size_t size, uint32_t state);
+
 } // namespace vexlo

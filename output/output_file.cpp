@@ -38,6 +38,9 @@ FileHandle duplicate_standard_output() {
 } // namespace
 
 std::optional<std::string> unfinished_output(std::string_view name) {
+    constexpr std::string_view JOURNAL = "-journal";
+    if (name.ends_with(JOURNAL))
+        name.remove_suffix(JOURNAL.size());
     if (!name.starts_with('.') || !name.ends_with(UNFINISHED))
         return std::nullopt;
     name = name.substr(1, name.size() - 1 - UNFINISHED.size());
@@ -49,6 +52,9 @@ std::optional<std::string> unfinished_output(std::string_view name) {
 
 PendingPath::PendingPath(const std::string &final_path)
     : final_(final_path), temporary_(temporary_name(final_path)) {}
+
+PendingPath::PendingPath(const std::string &final_path, const std::string &temporary)
+    : final_(final_path), temporary_(temporary) {}
 
 PendingPath::~PendingPath() {
     if (pending_)

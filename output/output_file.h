@@ -21,6 +21,8 @@ namespace vexlo {
 class PendingPath {
 public:
     explicit PendingPath(const std::string &final_path);
+    // An output that an earlier run has begun at `temporary`.
+    PendingPath(const std::string &final_path, const std::string &temporary);
     ~PendingPath();
     PendingPath(const PendingPath &) = delete;
     PendingPath &operator=(const PendingPath &) = delete;
@@ -29,6 +31,8 @@ public:
     const std::string &final_path() const { return final_; }
     // Creates the output under its temporary name, empty; throws OutputError.
     FileHandle create() const;
+    // The output stays where it is for a later run to go on with, when there is no commit().
+    void keep() { pending_ = false; }
     // Gives the output its final name, in place of an older file of that name; throws OutputError.
     void commit();
 
@@ -38,7 +42,8 @@ private:
     bool pending_ = true;
 };
 
-// The name that the unfinished output called `name` in its directory was to get; nothing for any other file.
+// The name that the unfinished output called `name` in its directory, or the journal of one, was to get;
+// nothing for any other file.
 std::optional<std::string> unfinished_output(std::string_view name);
 
 // An output that has got its final name.

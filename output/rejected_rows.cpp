@@ -16,7 +16,8 @@ void RowRejecter::reject(const Row &row, const std::string &reason, RowBatch &ba
         keys_ = json_keys(decoder_.table());
     }
     ByteBuffer &bytes = batch.rejected;
-    bytes.append("{\"_ROW\":" + std::to_string(row.number) + ",\"_REASON\":");
+    const size_t start = bytes.size();
+    bytes.append(",\"_REASON\":");
     put_json_string(reason, bytes);
     RowLosses known;
     const bool large = is_large_row(row, keys_.size());
@@ -29,7 +30,7 @@ void RowRejecter::reject(const Row &row, const std::string &reason, RowBatch &ba
             batch.relieve();
     }
     bytes.append("}\n");
-    ++batch.rejected_rows;
+    batch.rejects.push_back({row.number, bytes.size() - start});
     batch.losses.add(row.number, row.offset, reason + ", the row is rejected");
 }
 
@@ -37,16 +38,23 @@ RejectedFile::RejectedFile(Destination &destination, const std::string &path)
     : destination_(&destination), path_(path + ".rejected") {}
 
 void RejectedFile::take(RowBatch &batch) {
-    rows_ += batch.rejected_rows;
-    if (batch.rejected.empty())
+    rows_ += batch.rejects.size();
+    if (batch.rejects.empty())
         return;
+    ByteBuffer lines;
+    std::string_view rest = batch.rejected.view();
+    for (const RowBatch::Rejected &reject : batch.rejects) {
+        lines.append("{\"_ROW\":" + std::to_string(reject.row));
+        lines.append(rest.substr(0, reject.size));
+        rest.remove_prefix(reject.size);
+    }
     if (destination_->is_standard_output()) {
-        std::fwrite(batch.rejected.data(), 1, batch.rejected.size(), stderr);
+        std::fwrite(lines.data(), 1, lines.size(), stderr);
         return;
     }
     if (!file_)
         file_ = destination_->open_path(path_);
-    file_->take(batch.rejected);
+    file_->take(lines);
 }
 
 void RejectedFile::finish() {

@@ -24,10 +24,17 @@ bool is_large_row(const Row &row, size_t columns) {
     return size >= LARGE;
 }
 
+void RowBatch::number_from(uint64_t rows_before) {
+    losses.shift(rows_before);
+    for (Rejected &reject : rejects)
+        reject.row += rows_before;
+}
+
 void RowBatch::clear() {
     bytes.clear();
     rejected.clear();
-    rows = rejected_rows = 0;
+    rejects.clear();
+    rows = 0;
     losses = {};
     longest_record = 0;
     longest.clear();

@@ -53,10 +53,16 @@ private:
 struct RowBatch {
     static constexpr size_t FULL_SIZE = 1 << 18;
 
-    ByteBuffer bytes;    // of the main output
-    ByteBuffer rejected; // rows that the target would refuse
-    uint64_t rows = 0;   // with those rejected
-    uint64_t rejected_rows = 0;
+    // A row that the target would refuse.
+    struct Rejected {
+        uint64_t row;
+        size_t size; // bytes of it in `rejected`
+    };
+
+    ByteBuffer bytes;              // of the main output
+    uint64_t rows = 0;             // in them
+    ByteBuffer rejected;           // rows that the target would refuse, each without its number
+    std::vector<Rejected> rejects; // these rows
     RowLosses losses;
     size_t longest_record = 0;   // of the main output, where the format has to tell it
     std::vector<size_t> longest; // bytes of the longest value of each column, the same
@@ -72,6 +78,11 @@ struct RowBatch {
     }
     // Whether the batch is large enough to be written; a format takes batches of any size.
     bool full() const { return bytes.size() + rejected.size() >= FULL_SIZE; }
+    // Rows that have been formatted, those rejected among them.
+    uint64_t taken() const { return rows + rejects.size(); }
+    // The batch counts its rows from 1: makes their numbers those behind the first `rows_before` rows of the
+    // table.
+    void number_from(uint64_t rows_before);
     // Makes the batch as good as new without giving up its memory.
     void clear();
 

@@ -2,21 +2,40 @@
 // puts them into the batch as bytes: a kind, then an integer, a double, or a length and as many bytes. Of a
 // value that comes in pieces there is first its size. Its bytes follow, for a text, which SQLite takes in one
 // piece alone; those of a BLOB stand behind its row, into which they are written when the row is there.
+#include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <deque>
 #include <limits>
 #include <utility>
 
-#include "output/format.h"
+#include "output/sqlite_database.h"
 #include "values/errors.h"
 
 #ifndef VEXLO_HAVE_SQLITE
 
 namespace vexlo {
 
-std::unique_ptr<Format> make_sqlite_format(Destination &, const std::string &, const FormatOptions &) {
+namespace {
+
+[[noreturn]] void refuse() {
     throw UsageError("format \"sqlite\" is not available: this program was built without the SQLite library");
+}
+
+} // namespace
+
+std::unique_ptr<Format> make_sqlite_format(Destination &, const std::string &, const FormatOptions &) {
+    refuse();
+}
+
+std::unique_ptr<ResumableDatabase> open_resumable_database(const std::string &, const std::string &,
+                                                           const FormatOptions &) {
+    refuse();
+}
+
+std::optional<std::set<std::string>> database_tables(const std::string &) {
+    return std::nullopt;
 }
 
 } // namespace vexlo
@@ -34,10 +53,10 @@ namespace {
 
 class Database {
 public:
-    // Opens the file at `path`, which exists.
-    explicit Database(const std::string &path) : path_(path) {
-        const int rc =
-            sqlite3_open_v2(path.c_str(), &handle_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    // `flags` are those of sqlite3_open_v2(), beside SQLITE_OPEN_READWRITE.
+    explicit Database(const std::string &path, int flags = SQLITE_OPEN_CREATE) : path_(path) {
+        const int rc = sqlite3_open_v2(path.c_str(), &handle_,
+                                       SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | flags, nullptr);
         if (rc != SQLITE_OK) {
             const std::string message = handle_ != nullptr ? sqlite3_errmsg(handle_) : sqlite3_errstr(rc);
             sqlite3_close(handle_);
@@ -57,6 +76,21 @@ public:
         check(sqlite3_prepare_v2(handle_, sql.c_str(), -1, &statement, nullptr));
         return statement;
     }
+
+    // The first column of what a query gives.
+    std::vector<std::string> texts(const std::string &sql) {
+        sqlite3_stmt *statement = prepare(sql);
+        std::vector<std::string> texts;
+        int rc;
+        while ((rc = sqlite3_step(statement)) == SQLITE_ROW)
+            texts.emplace_back(reinterpret_cast<const char *>(sqlite3_column_text(statement, 0)));
+        sqlite3_finalize(statement);
+        check(rc);
+        return texts;
+    }
+
+    // A failure can end a transaction.
+    bool in_transaction() const { return sqlite3_get_autocommit(handle_) == 0; }
 
     void check(int rc) const {
         if (rc != SQLITE_OK && rc != SQLITE_DONE)
@@ -399,11 +433,84 @@ private:
     bool all_real_;
 };
 
+constexpr char TABLE_NAMES[] = "SELECT name FROM sqlite_schema WHERE type='table'";
+
+// What lies between two commits is one transaction. Its journal has the pages that were there before alone,
+// which are few.
+class ResumableSqliteFormat : public ResumableDatabase {
+public:
+    ResumableSqliteFormat(const std::string &path, const std::string &earlier, bool all_real)
+        : path_(take_over(path, earlier)), database_(path_->temporary()), all_real_(all_real) {
+        database_.execute("PRAGMA locking_mode=EXCLUSIVE");
+        database_.execute("PRAGMA synchronous=NORMAL");
+        database_.execute("BEGIN");
+    }
+
+    std::unique_ptr<TableWriter> open_table(const Table &table) override {
+        return std::make_unique<SqliteWriter>(table, database_, sqlite_table_name(table.name), all_real_);
+    }
+
+    void keep_tables(const std::set<std::string> &names) override {
+        for (const std::string &table : database_.texts(TABLE_NAMES))
+            if (!names.contains(table))
+                database_.execute("DROP TABLE " + quoted_identifier(table));
+        commit();
+    }
+
+    void commit() override { end_transaction("COMMIT"); }
+    void roll_back() override { end_transaction("ROLLBACK"); }
+
+    void finish() override {
+        database_.execute("COMMIT");
+        database_.close();
+        path_->commit();
+    }
+
+private:
+    // A finished database gets an unfinished one's name again.
+    static std::unique_ptr<PendingPath> take_over(const std::string &path, const std::string &earlier) {
+        const bool unfinished = !earlier.empty() && earlier != path;
+        auto pending =
+            unfinished ? std::make_unique<PendingPath>(path, earlier) : std::make_unique<PendingPath>(path);
+        pending->keep();
+        if (earlier == path && std::rename(path.c_str(), pending->temporary().c_str()) != 0)
+            throw OutputError(path + ": cannot be renamed: " + std::strerror(errno));
+        return pending;
+    }
+
+    void end_transaction(const char *how) {
+        if (database_.in_transaction())
+            database_.execute(how);
+        database_.execute("BEGIN");
+    }
+
+    std::unique_ptr<PendingPath> path_;
+    Database database_;
+    bool all_real_;
+};
+
 } // namespace
 
 std::unique_ptr<Format> make_sqlite_format(Destination &destination, const std::string &name,
                                            const FormatOptions &options) {
     return std::make_unique<SqliteFormat>(destination.path_for(name, ".sqlite"), options.real_numbers);
+}
+
+std::unique_ptr<ResumableDatabase>
+open_resumable_database(const std::string &path, const std::string &earlier, const FormatOptions &options) {
+    return std::make_unique<ResumableSqliteFormat>(path, earlier, options.real_numbers);
+}
+
+std::optional<std::set<std::string>> database_tables(const std::string &path) {
+    try {
+        Database database(path, 0);
+        if (database.texts("PRAGMA quick_check(1)") != std::vector<std::string>{"ok"})
+            return std::nullopt;
+        const std::vector<std::string> names = database.texts(TABLE_NAMES);
+        return std::set<std::string>(names.begin(), names.end());
+    } catch (const OutputError &) {
+        return std::nullopt;
+    }
 }
 
 } // namespace vexlo

@@ -42,7 +42,8 @@ std::string_view range_text(Health health) {
 class Check {
 public:
     Check(const RescueOptions &options, Console &console)
-        : options_(options), console_(console), report_(console), files_(options.where), scans_(files_) {
+        : options_(options), console_(console), report_(console), files_(options.where),
+          scans_(files_, options.reading.trust_blocks) {
         for (const std::string &note : files_.notes())
             report_.note(printable(note));
         read_dictionary();

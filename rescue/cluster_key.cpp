@@ -65,31 +65,80 @@ private:
         return piece && (piece->flags() & ROW_KEY) != 0 ? piece : std::nullopt;
     }
 
-    // Adds all values of a piece, or none of them.
-    bool add_values(const KeyPiece &piece, bool holds) {
-        const uint8_t *p = piece.data + KEY_DATA;
+    // Where the values of a piece begin: behind the address of the head where the key migrated, and that of
+    // the next piece where there is one. Null when they leave the block.
+    static const uint8_t *values_of(const KeyPiece &piece) {
         const uint8_t flags = piece.flags();
-        p += (flags & (ROW_FIRST | ROW_HEAD)) == ROW_FIRST ? ROWID_SIZE : 0;
-        p += (flags & ROW_LAST) == 0 ? ROWID_SIZE : 0;
-        std::vector<VALUE> values(piece.data[2]);
-        for (VALUE &value : values)
-            if (p > piece.end || !next_value(p, piece.end, &value))
+        const int addresses =
+            ((flags & (ROW_FIRST | ROW_HEAD)) == ROW_FIRST ? 1 : 0) + ((flags & ROW_LAST) == 0 ? 1 : 0);
+        const int head = KEY_DATA + addresses * ROWID_SIZE;
+        return piece.end - piece.data < head ? nullptr : piece.data + head;
+    }
+
+    // Appends the values of a piece. False when one leaves the block or is cut.
+    static bool take_values(const KeyPiece &piece, std::vector<VALUE> &values) {
+        const uint8_t *p = values_of(piece);
+        if (p == nullptr || (piece.flags() & (ROW_PREVIOUS | ROW_NEXT)) != 0)
+            return false;
+        VALUE value;
+        for (int left = column_count(piece.data); left > 0; --left) {
+            if (!next_value(p, piece.end, &value))
                 return false;
-        for (const VALUE &value : values)
-            row_.add_key(value, holds);
+            values.push_back(value);
+        }
         return true;
     }
 
-    // A key row that migrated: its head has no values and leads to the piece that has them all.
-    bool follow(const KeyPiece &head) {
-        if ((head.flags() & (ROW_HEAD | ROW_FIRST | ROW_LAST)) != ROW_HEAD ||
-            head.end - head.data < KEY_DATA + ROWID_SIZE)
+    // Adds all values of a piece that has the whole key, or none of them.
+    bool add_values(const KeyPiece &piece, bool holds) {
+        std::vector<VALUE> values;
+        if (!take_values(piece, values))
             return false;
-        const std::optional<KeyPiece> moved = fetch(head.address(KEY_DATA));
-        constexpr uint8_t WHOLE = ROW_FIRST | ROW_LAST;
-        return moved && (moved->flags() & (WHOLE | ROW_HEAD)) == WHOLE &&
-               moved->end - moved->data >= KEY_DATA + ROWID_SIZE && moved->address(KEY_DATA) == head.self &&
-               add_values(*moved, false);
+        add(values, holds);
+        return true;
+    }
+
+    void add(const std::vector<VALUE> &values, bool holds) {
+        for (const VALUE &value : values)
+            row_.add_key(value, holds);
+    }
+
+    // A key row that goes on elsewhere. Its head has no values when it migrated, else the first ones.
+    bool follow(const KeyPiece &head) {
+        const uint8_t flags = head.flags();
+        if ((flags & ROW_HEAD) == 0 || (flags & ROW_LAST) != 0)
+            return false;
+        std::vector<VALUE> values;
+        if ((flags & ROW_FIRST) != 0 && !take_values(head, values))
+            return false;
+        if (!follow_chain(head, values))
+            return false;
+        add(values, false);
+        return true;
+    }
+
+    // Takes the values of the pieces behind the head. A key has few columns, and so few pieces: all of their
+    // blocks stay in the reader.
+    bool follow_chain(const KeyPiece &head, std::vector<VALUE> &values) {
+        constexpr int MOST_PIECES = 16;
+        static_assert(MOST_PIECES < BlockReader::CACHED_BLOCKS);
+        const bool migrated = (head.flags() & ROW_FIRST) == 0;
+        std::optional<KeyPiece> piece = head;
+        for (int i = 0; i < MOST_PIECES; ++i) {
+            const uint8_t *end = values_of(*piece);
+            if (end == nullptr)
+                return false;
+            piece = fetch(piece->address(static_cast<int>(end - piece->data) - ROWID_SIZE));
+            const bool first = migrated && i == 0;
+            if (!piece || (piece->flags() & ROW_HEAD) != 0 || ((piece->flags() & ROW_FIRST) != 0) != first ||
+                !take_values(*piece, values))
+                return false;
+            if (first && piece->address(KEY_DATA) != head.self)
+                return false;
+            if ((piece->flags() & ROW_LAST) != 0)
+                return true;
+        }
+        return false;
     }
 
     // The row of the same key in the previous or next block, when it names this one as its neighbour.

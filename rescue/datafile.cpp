@@ -22,6 +22,26 @@ std::string error_text(const std::string &path, const char *what) {
     return path + ": " + what + ": " + std::strerror(errno);
 }
 
+// What the file begins with. Pages that cannot be read are zero there, as of a header that is lost.
+std::vector<uint8_t> read_start(int fd) {
+    constexpr size_t PAGE = 4096; // the disk fails in pieces no smaller
+    std::vector<uint8_t> start(PROBE_START);
+    int error;
+    size_t got = read_fully(fd, start.data(), start.size(), 0, error);
+    if (error != 0)
+        for (got = 0; got < start.size(); got += PAGE) {
+            const size_t page = read_fully(fd, start.data() + got, PAGE, got, error);
+            if (error != 0) {
+                std::memset(start.data() + got, 0, PAGE);
+            } else if (page < PAGE) { // the end of the file
+                got += page;
+                break;
+            }
+        }
+    start.resize(got);
+    return start;
+}
+
 } // namespace
 
 const char *status_text(FileStatus status) {
@@ -73,9 +93,7 @@ void Datafile::identify() {
     const off_t end = lseek(file_.get(), 0, SEEK_END); // devices have no size of their own
     size_ = end > 0 ? static_cast<uint64_t>(end) : 0;
 
-    std::vector<uint8_t> start(PROBE_START);
-    int error;
-    start.resize(read_fully(file_.get(), start.data(), start.size(), 0, error));
+    const std::vector<uint8_t> start = read_start(file_.get());
     FileFinding finding = probe_file(file_.get(), start, size_);
     identity_ = std::move(finding.identity);
     status_ = finding.status;

@@ -48,6 +48,19 @@ std::string interval_type(const ColumnRecord &column, const char *leading, const
     return text;
 }
 
+// Types whose values no output knows by their code.
+std::string other_type(const ColumnRecord &column) {
+    constexpr uint16_t TYPE_BFILE = 114, TYPE_JSON = 119;
+    switch (column.type) {
+    case TYPE_BFILE:
+        return "BFILE";
+    case TYPE_JSON:
+        return "JSON";
+    default:
+        return type_text(column.type, column.is_national(), column.length);
+    }
+}
+
 } // namespace
 
 std::string declared_type(const ColumnRecord &column) {
@@ -66,7 +79,7 @@ std::string declared_type(const ColumnRecord &column) {
     case ColumnKind::interval_ds:
         return interval_type(column, "DAY", "SECOND");
     default:
-        return type_text(column.type, column.is_national(), column.length);
+        return other_type(column);
     }
 }
 

@@ -70,15 +70,26 @@ Fit fit_of(const ROW_AREA &area, const TABLE_ROWS &rows, uint32_t tabn,
 
 } // namespace
 
-uint32_t find_dependency_width(const ROW_AREA &area, uint32_t tabn, uint32_t compatibility) {
+uint32_t find_dependency_width(const ROW_AREA &area, uint32_t tabn, uint32_t compatibility,
+                               bool may_be_none) {
     const uint32_t expected = compatibility >= VERSION_12_2 ? DEPENDENCY_WIDE : DEPENDENCY_NARROW;
     const uint32_t other = expected == DEPENDENCY_WIDE ? DEPENDENCY_NARROW : DEPENDENCY_WIDE;
     TABLE_ROWS rows;
+    uint32_t best = may_be_none ? 0 : expected;
     if (!find_table(area, tabn, &rows))
-        return expected;
+        return best;
     const std::vector<const uint8_t *> starts = piece_starts(area);
-    const Fit usual = fit_of(area, rows, tabn, starts, expected);
-    return fit_of(area, rows, tabn, starts, other).is_better_than(usual) ? other : expected;
+    Fit best_fit = fit_of(area, rows, tabn, starts, best);
+    for (const uint32_t width : {expected, other}) {
+        if (width == best)
+            continue;
+        const Fit fit = fit_of(area, rows, tabn, starts, width);
+        if (fit.is_better_than(best_fit)) {
+            best = width;
+            best_fit = fit;
+        }
+    }
+    return best;
 }
 
 } // namespace vexlo

@@ -1,6 +1,7 @@
 #include "rescue/dictionary.h"
 
 #include <algorithm>
+#include <set>
 
 #include "rescue/dictionary_reader.h"
 #include "values/errors.h"
@@ -33,14 +34,18 @@ std::span<const RECORD> find_records(const std::vector<RECORD> &records, KEY key
 } // namespace
 
 std::string_view obstacle_text(Obstacle obstacle) {
-    constexpr std::string_view TEXTS[] = {"",
-                                          "index-organized table",
-                                          "storage of a nested table",
-                                          "external table",
-                                          "temporary table",
-                                          "columns are lost",
-                                          "row that says where it is is lost",
-                                          "no storage"};
+    constexpr std::string_view TEXTS[] = {
+        "",
+        "index-organized table",
+        "storage of a nested table",
+        "external table",
+        "temporary table",
+        "columns are lost",
+        "partitions are lost",
+        "row of TAB$ and columns are lost",
+        "row of TAB$ is lost, which tells its rows from others of its cluster",
+        "row of TAB$ is lost, and no block of the table is found",
+        "no storage"};
     return TEXTS[static_cast<size_t>(obstacle)];
 }
 
@@ -92,6 +97,17 @@ std::span<const ColumnRecord> Dictionary::columns(uint32_t table) const {
 
 std::span<const PartitionRecord> Dictionary::partitions(uint32_t parent) const {
     return find_records(partitions_, parent, &PartitionRecord::parent);
+}
+
+// The row counts columns that can be selected by *, which have numbers; the hidden ones that store an object
+// have the number of its column.
+uint32_t Dictionary::lost_columns(const TableRecord &table) const {
+    std::set<uint16_t> numbers;
+    for (const ColumnRecord &column : columns(table.object))
+        if (column.column != 0)
+            numbers.insert(column.column);
+    const auto known = static_cast<uint32_t>(numbers.size());
+    return table.columns > known ? table.columns - known : 0;
 }
 
 std::span<const LobRecord> Dictionary::lobs(uint32_t table) const {
@@ -154,24 +170,34 @@ Obstacle Dictionary::obstacle(const TableRecord &table) const {
         return Obstacle::external;
     if (temporary || (table.property & TABLE_TEMPORARY) != 0)
         return Obstacle::temporary;
-    if (table.row_lost)
-        return Obstacle::row_lost;
     if (columns(table.object).empty())
-        return Obstacle::no_columns;
+        return table.row_lost ? Obstacle::row_lost : Obstacle::no_columns;
+    if (table.row_lost && lies_in_cluster(table))
+        return Obstacle::lost_in_cluster;
     const std::vector<TableSegment> parts = segments(table);
-    if (parts.empty())
-        return Obstacle::row_lost;
     const bool stored = std::any_of(parts.begin(), parts.end(),
                                     [](const TableSegment &part) { return part.segment.has_storage(); });
-    return stored ? Obstacle::none : Obstacle::no_storage;
+    if (stored)
+        return Obstacle::none;
+    return table.row_lost  ? Obstacle::unplaced
+           : parts.empty() ? Obstacle::no_partitions
+                           : Obstacle::no_storage;
+}
+
+// A table in a cluster has the data object number of the cluster.
+bool Dictionary::lies_in_cluster(const TableRecord &lost) const {
+    return std::any_of(clusters_.begin(), clusters_.end(), [&](const ClusterRecord &cluster) {
+        return cluster.data_object != 0 && cluster.data_object == lost.data_object;
+    });
 }
 
 std::vector<TableSegment> Dictionary::segments(const TableRecord &table) const {
-    if (table.row_lost)
-        return {};
     if (table.cluster != 0)
         return {cluster_segment(table)};
-    if ((table.property & TABLE_PARTITIONED) == 0 && partitions(table.object).empty())
+    const bool partitioned = (table.property & TABLE_PARTITIONED) != 0 || !partitions(table.object).empty();
+    if (table.row_lost && !partitioned)
+        return {};
+    if (!partitioned)
         return {{{table.tablespace, table.file, table.block, table.object, table.data_object},
                  {},
                  {},

@@ -94,7 +94,7 @@ struct TableRecord {
     uint64_t property;
     uint64_t rows;                   // as last analysed
     std::array<uint8_t, 7> analyzed; // when, a stored DATE; all zero when never
-    bool row_lost;                   // the object says that it is a table, the row that describes it is gone
+    bool row_lost; // an object or columns say that there is a table, the row that describes it is gone
 
     bool is_analyzed() const { return analyzed[0] != 0; }
 };
@@ -217,6 +217,12 @@ struct FileRecord {
     uint32_t blocks;
     uint32_t tablespace;
     uint32_t relative_file;
+
+    // Others have been dropped.
+    bool is_available() const {
+        constexpr uint32_t AVAILABLE = 2;
+        return status == AVAILABLE;
+    }
 };
 
 // A column of a primary key.
@@ -233,12 +239,15 @@ enum class Obstacle : uint8_t {
     nested,
     external,
     temporary,
-    no_columns, // none are known
-    row_lost,   // where it lies is not known
-    no_storage, // it never got any; nothing is lost
+    no_columns,      // none are known
+    no_partitions,   // it has some, and none are known
+    row_lost,        // its row of TAB$ is not there, nor are its columns
+    lost_in_cluster, // its row of TAB$, which says which rows of its cluster are its own, is not there
+    unplaced,        // its row of TAB$ is not there: blocks are to be looked for, see place_lost_tables()
+    no_storage,      // it never got any; nothing is lost
 };
 
-// "index-organized table", ...; empty for none.
+// "index-organized table", ...; empty for none. Of an unplaced table: that no block was found.
 std::string_view obstacle_text(Obstacle obstacle);
 
 // A segment that holds rows of a table.
@@ -282,6 +291,8 @@ public:
     // In partition order; of a composite table the composite partitions, whose own partitions are asked for
     // by their object number.
     std::span<const PartitionRecord> partitions(uint32_t parent) const;
+    // How many columns the table's own row counts beyond those that are known.
+    uint32_t lost_columns(const TableRecord &table) const;
     std::span<const LobRecord> lobs(uint32_t table) const;
     std::span<const LobFragmentRecord> lob_fragments(uint32_t lob_object) const;
     std::span<const KeyColumnRecord> primary_key(uint32_t table) const; // by position
@@ -306,6 +317,7 @@ public:
     // Whether and why not the rows of a table can be read.
     Obstacle obstacle(const TableRecord &table) const;
     // The segments that hold the table's rows, in partition order; a table in a cluster shares the cluster's.
+    // None where the row that says where they are is lost.
     std::vector<TableSegment> segments(const TableRecord &table) const;
 
     // What of the dictionary itself was lost, and lines that say which parts are not complete.
@@ -315,6 +327,7 @@ public:
 private:
     friend class DictionaryReader;
 
+    bool lies_in_cluster(const TableRecord &lost) const;
     TableSegment cluster_segment(const TableRecord &table) const;
     TableSegment partition_segment(const PartitionRecord &part, NameRef partition,
                                    NameRef subpartition) const;

@@ -1,7 +1,6 @@
 #include "rescue/dictionary_reader.h"
 
 #include <algorithm>
-#include <set>
 #include <tuple>
 
 #include "format/block_address.h"
@@ -239,9 +238,7 @@ void DictionaryReader::read_tables(Takers takers) {
 }
 
 void DictionaryReader::read_group(const SegmentRef &segment, std::span<RowTaker *const> group) {
-    ReadOptions options = options_;
-    options.ignore_maps = options.ignore_maps || !segment.has_storage();
-    SegmentRuns runs(files_, scans_, segment, options);
+    SegmentRuns runs(files_, scans_, segment, options_);
     std::vector<std::unique_ptr<RowReader>> readers;
     for (const RowTaker *taker : group)
         readers.push_back(std::make_unique<RowReader>(RowSource{files_,
@@ -250,7 +247,7 @@ void DictionaryReader::read_group(const SegmentRef &segment, std::span<RowTaker 
                                                                 segment.object,
                                                                 runs.data_object(),
                                                                 nullptr,
-                                                                options,
+                                                                options_,
                                                                 {}}));
     std::vector<uint8_t> buffer(SegmentRuns::RUN_BYTES + RUN_SLACK);
     SegmentTally tally;
@@ -499,19 +496,24 @@ void DictionaryReader::finish_keys() {
 
 // ---- What is left to do
 
-// Objects that are tables and have no row in TAB$.
+// Tables that have no row in TAB$: objects that say that they are one, and what has stored columns and no
+// object. Of these the data object number is lost too; it is the object number until a table is truncated or
+// moved.
 void DictionaryReader::add_lost_tables() {
     Dictionary &d = dictionary_;
     std::vector<TableRecord> lost;
-    for (const ObjectRecord &object : d.objects_) {
-        if (object.type != OBJECT_TABLE || d.table(object.object) != nullptr)
-            continue;
+    const auto add = [&](uint32_t object, uint32_t data_object) {
         TableRecord table{};
-        table.object = object.object;
-        table.data_object = object.data_object;
+        table.object = object;
+        table.data_object = data_object;
         table.row_lost = true;
         lost.push_back(table);
-    }
+    };
+    for (const ObjectRecord &object : d.objects_)
+        if (object.type == OBJECT_TABLE && d.table(object.object) == nullptr)
+            add(object.object, object.data_object);
+    for (const uint32_t object : unknown_objects())
+        add(object, object);
     if (lost.empty())
         return;
     d.notes_.push_back(std::to_string(lost.size()) +
@@ -520,9 +522,25 @@ void DictionaryReader::add_lost_tables() {
     sort_unique(d.tables_, [](const TableRecord &r) { return r.object; });
 }
 
+// What nothing but stored columns tells of. Clusters, which have such columns too, are known by their tables.
+std::set<uint32_t> DictionaryReader::unknown_objects() const {
+    const Dictionary &d = dictionary_;
+    std::set<uint32_t> unknown;
+    for (const ColumnRecord &column : d.columns_)
+        if (column.segment_column != 0 && d.object(column.table) == nullptr &&
+            d.table(column.table) == nullptr && d.cluster(column.table) == nullptr)
+            unknown.insert(column.table);
+    for (const TableRecord &table : d.tables_)
+        unknown.erase(table.cluster);
+    return unknown;
+}
+
 void DictionaryReader::place_files() {
+    std::vector<ExpectedFile> expected;
     for (const FileRecord &file : dictionary_.files_)
-        files_.place_file(file.file, file.tablespace, file.relative_file);
+        if (file.is_available())
+            expected.push_back({file.file, file.tablespace, file.relative_file, file.blocks});
+    files_.place_files(std::move(expected));
 }
 
 } // namespace vexlo

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -40,6 +41,7 @@ private:
     void finish_further();
     void finish_keys();
     void add_lost_tables();
+    std::set<uint32_t> unknown_objects() const;
     void place_files();
 
     Dictionary &dictionary_;

@@ -59,6 +59,7 @@ FileSet::FileSet(std::vector<std::unique_ptr<Datafile>> files, std::optional<uin
     drop_repeated_paths();
     choose_database(dbid);
     drop_duplicates();
+    drop_damaged_copies();
     index_files();
     if (by_tablespace_.empty() && placeless_.empty())
         throw InputError("none of the files is a datafile that can be read");
@@ -202,23 +203,90 @@ std::vector<MissingFile> FileSet::missing() const {
     return {missing_.begin(), missing_.end()};
 }
 
-void FileSet::place_file(uint32_t file, uint32_t tablespace, uint32_t relative_file) {
-    for (const auto &input : inputs_)
-        if (input->status() == FileStatus::damaged_header &&
-            input->identity().relative_file == relative_file &&
-            !claims_place(tablespace, relative_file, *input)) {
-            input->set_place(file, tablespace);
-            index_files();
-            return;
-        }
+std::vector<ExpectedFile> FileSet::missing_of(uint32_t tablespace) const {
+    std::vector<ExpectedFile> missing;
+    for (const ExpectedFile &file : expected_)
+        if (file.tablespace == tablespace && find_file(tablespace, file.relative_file) == nullptr)
+            missing.push_back(file);
+    return missing;
 }
 
-// Whether another file, whose header is sound, has this place.
-bool FileSet::claims_place(uint32_t tablespace, uint32_t relative_file, const Datafile &other_than) const {
-    return std::any_of(inputs_.begin(), inputs_.end(), [&](const std::unique_ptr<Datafile> &file) {
-        return file.get() != &other_than && file->status() == FileStatus::used &&
-               file->identity().tablespace == tablespace && file->identity().relative_file == relative_file;
+void FileSet::place_files(std::vector<ExpectedFile> expected) {
+    expected_ = std::move(expected);
+    if (std::ranges::none_of(inputs_,
+                             [](const auto &file) { return file->status() == FileStatus::damaged_header; }))
+        return;
+    for (const ExpectedFile &file : expected_)
+        if (place_file(file))
+            drop_damaged_copies();
+    drop_placeless_copies();
+    index_files();
+}
+
+// True when a file has got the place.
+bool FileSet::place_file(const ExpectedFile &expected) {
+    if (holder_of(expected.tablespace, expected.relative_file) != nullptr)
+        return false;
+    for (const auto &input : inputs_)
+        if (input->status() == FileStatus::damaged_header &&
+            input->identity().relative_file == expected.relative_file &&
+            input->identity().tablespace.value_or(expected.tablespace) == expected.tablespace) {
+            input->set_place(expected.file, expected.tablespace);
+            return true;
+        }
+    return false;
+}
+
+// A file whose header is sound, and which has this place.
+const Datafile *FileSet::holder_of(uint32_t tablespace, uint32_t relative_file) const {
+    const auto it = std::ranges::find_if(inputs_, [&](const std::unique_ptr<Datafile> &file) {
+        return file->status() == FileStatus::used && file->identity().tablespace == tablespace &&
+               file->identity().relative_file == relative_file;
     });
+    return it == inputs_.end() ? nullptr : it->get();
+}
+
+// A file with a damaged header at a place that a sound one has is a copy of it; of several damaged ones the
+// one with the most blocks stays.
+void FileSet::drop_damaged_copies() {
+    std::map<std::pair<uint32_t, uint32_t>, Datafile *> kept; // by tablespace and relative number
+    for (const auto &file : inputs_) {
+        const FileIdentity &identity = file->identity();
+        if (file->status() != FileStatus::damaged_header || !identity.tablespace)
+            continue;
+        if (const Datafile *sound = holder_of(*identity.tablespace, identity.relative_file)) {
+            file->set_status(FileStatus::duplicate, "copy of " + quoted(*sound) + ", whose header is sound");
+            continue;
+        }
+        auto [it, first] = kept.emplace(std::pair(*identity.tablespace, identity.relative_file), file.get());
+        if (first)
+            continue;
+        Datafile *loser = file.get();
+        if (loser->blocks() > it->second->blocks())
+            std::swap(loser, it->second);
+        loser->set_status(FileStatus::duplicate,
+                          "copy of " + quoted(*it->second) + ", the headers of both are damaged");
+    }
+}
+
+// A file of no known tablespace is a copy when every place of its number that the dictionary names has
+// another file; where the dictionary names no files, when any sound file has its number.
+void FileSet::drop_placeless_copies() {
+    for (const auto &file : inputs_) {
+        const uint32_t number = file->identity().relative_file;
+        if (file->status() != FileStatus::damaged_header || file->identity().tablespace)
+            continue;
+        std::map<uint32_t, const Datafile *> holders; // of the number, by tablespace
+        for (const auto &other : inputs_)
+            if (other->is_used() && other->identity().tablespace &&
+                other->identity().relative_file == number && other->block_size() == file->block_size())
+                holders.emplace(*other->identity().tablespace, other.get());
+        const bool has_free_place = std::ranges::any_of(expected_, [&](const ExpectedFile &expected) {
+            return expected.relative_file == number && !holders.contains(expected.tablespace);
+        });
+        if (!holders.empty() && !has_free_place)
+            file->set_status(FileStatus::duplicate, "copy of " + quoted(*holders.begin()->second));
+    }
 }
 
 } // namespace vexlo

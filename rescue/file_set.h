@@ -40,6 +40,14 @@ struct MissingFile {
     auto operator<=>(const MissingFile &) const = default;
 };
 
+// A file that the dictionary names.
+struct ExpectedFile {
+    uint32_t file;
+    uint32_t tablespace;
+    uint32_t relative_file;
+    uint64_t blocks;
+};
+
 class FileSet {
 public:
     // Opens the files that `query` asks for. Throws UsageError when a path, list or pattern gives nothing, or
@@ -71,16 +79,23 @@ public:
     // Files that find() was asked for in vain.
     std::vector<MissingFile> missing() const;
 
-    // Gives a file with a lost header its place, as FILE$ states it. Not while other threads read.
-    void place_file(uint32_t file, uint32_t tablespace, uint32_t relative_file);
+    // The files of a tablespace that the dictionary names and that are not there.
+    std::vector<ExpectedFile> missing_of(uint32_t tablespace) const;
+
+    // Gives files with lost headers their places as the dictionary states them; one whose place another file
+    // has is a copy of that. Not while other threads read.
+    void place_files(std::vector<ExpectedFile> expected);
 
 private:
     void drop_repeated_paths();
     void choose_database(std::optional<uint32_t> dbid);
     void drop_duplicates();
+    void drop_damaged_copies();
+    bool place_file(const ExpectedFile &expected);
+    void drop_placeless_copies();
     void index_files();
     void sort_tablespaces();
-    bool claims_place(uint32_t tablespace, uint32_t relative_file, const Datafile &other_than) const;
+    const Datafile *holder_of(uint32_t tablespace, uint32_t relative_file) const;
     const Datafile *find_file(uint32_t tablespace, uint32_t relative_file) const;
 
     std::vector<std::unique_ptr<Datafile>> inputs_;
@@ -90,6 +105,7 @@ private:
     const Datafile *root_ = nullptr;
     std::map<uint32_t, std::vector<const Datafile *>> by_tablespace_;
     std::vector<const Datafile *> placeless_; // used, of a tablespace that is not known
+    std::vector<ExpectedFile> expected_;      // empty when the dictionary names none
     mutable std::mutex missing_lock_;
     mutable std::set<MissingFile> missing_;
 };

@@ -75,12 +75,15 @@ std::vector<std::string> obstacles_of(const Dictionary &dictionary, const Planne
     std::vector<std::string> obstacles;
     if (table.obstacle != Obstacle::none)
         obstacles.emplace_back(obstacle_text(table.obstacle));
+    if (table.was_searched())
+        obstacles.emplace_back(SEARCHED_TEXT);
     const auto add = [&](uint64_t count, const std::string &what) {
         if (count > 0)
             obstacles.push_back(std::to_string(count) + " " + what);
     };
     const std::string seen =
         sample.is_whole() ? "" : " among " + std::to_string(sample.sampled) + " looked at";
+    add(dictionary.lost_columns(*table.table), "columns lost");
     add(blocks_of(sample.tally, true), "blocks in missing files");
     add(blocks_of(sample.tally, false), "damaged blocks" + seen);
     add(sample.tally.counts.compressed, "compressed blocks" + seen);
@@ -206,7 +209,7 @@ std::string json_text(const std::vector<ListedTable> &tables, bool with_columns)
 int run_list(const RescueOptions &options, Console &console) {
     Report report(console);
     const OpenDatabase database(options, report);
-    const std::vector<PlannedTable> planned = plan_tables(database.dictionary, options);
+    const std::vector<PlannedTable> planned = plan_tables(database, options);
     if (planned.empty())
         throw UsageError("no table is selected");
     std::vector<ListedTable> tables;

@@ -9,7 +9,6 @@ namespace {
 
 constexpr Charset RAW{"raw", "", Codec::raw, false, 1};
 constexpr Charset FALLBACK{"UTF-8", "UTF-8", Codec::utf8, true, 1};
-constexpr uint32_t FILE_AVAILABLE = 2; // FILE$.STATUS$; others have been dropped
 
 Charset choose(std::string_view stored, const std::string &by_user, const char *option, Report &report) {
     if (!by_user.empty())
@@ -60,7 +59,8 @@ std::optional<Charset> user_charset(const RescueOptions &options) {
 }
 
 OpenDatabase::OpenDatabase(const RescueOptions &options, Report &report)
-    : files(options.where), scans(files), dictionary(files, scans, options.reading, user_charset(options)) {
+    : files(options.where), scans(files, options.reading.trust_blocks),
+      dictionary(files, scans, options.reading, user_charset(options)) {
     for (const std::string &note : files.notes())
         report.note(printable(note));
     for (const std::string &note : dictionary.notes())
@@ -91,7 +91,7 @@ std::vector<FileEntry> file_entries(const FileSet &files, const Dictionary &dict
             known.emplace(*file->identity().tablespace, file->identity().relative_file);
     }
     for (const FileRecord &file : dictionary.files())
-        if (file.status == FILE_AVAILABLE && known.emplace(file.tablespace, file.relative_file).second)
+        if (file.is_available() && known.emplace(file.tablespace, file.relative_file).second)
             entries.push_back(missing_entry(file.file, file.tablespace, file.relative_file));
     for (const MissingFile &file : files.missing())
         if (known.emplace(file.tablespace, file.relative_file).second)

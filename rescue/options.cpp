@@ -52,7 +52,7 @@ void define_selection(CLI::App &verb, RescueOptions &options, RawOptions &raw) {
     verb.add_flag("--hidden", options.hidden, "Take hidden, unused and virtual columns too");
 }
 
-// The format and what shapes its values. What a run of many tables cannot do is refused in settle().
+// The format and what shapes its values.
 void define_values(CLI::App &verb, RescueOptions &options, RawOptions &raw) {
     raw.format.emplace(verb, options.format);
     verb.get_option("--to")->required();
@@ -99,8 +99,6 @@ void define_verbs(CLI::App &app, RescueOptions &options, RawOptions &raw) {
 void settle(RescueOptions &options, RawOptions &raw) {
     if (const std::string fault = options.verb == Verb::unload ? raw.format->finish() : ""; !fault.empty())
         throw UsageError(fault);
-    if (!options.format.compress.empty() || options.format.part != SqlPart::all)
-        throw UsageError("--compress, --ddl-only and --data-only do not apply to unload");
     for (const std::string &pattern : raw.patterns)
         options.patterns.emplace_back(pattern);
     options.where.dbid = raw.dbid;
@@ -155,8 +153,8 @@ bool same_outputs(const RescueOptions &one, const RescueOptions &other) {
                           options.reading.trust_blocks, options.hidden, options.by_partition, format.format,
                           format.dialect, format.lf, format.raw, format.null_text, format.delimiter,
                           format.header, format.date_format, format.json_number_strings, format.real_numbers,
-                          format.lowercase, options.lobs, options.lob_limit, options.charset,
-                          options.ncharset, options.where.dbid);
+                          format.lowercase, format.part, format.compress, options.lobs, options.lob_limit,
+                          options.charset, options.ncharset, options.where.dbid);
     };
     return shape(one) == shape(other);
 }

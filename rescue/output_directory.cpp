@@ -23,6 +23,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr char JOURNAL[] = "-journal"; // behind the name of a database
+
 bool holds_output(const std::string &path, const OutputEntry &output) {
     const FileHandle file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat st;
@@ -68,7 +70,9 @@ void OutputDirectory::refuse_existing(const std::vector<std::string> &paths) con
     }
 }
 
-void OutputDirectory::remove_unfinished(const std::vector<std::string> &paths) const {
+// Calls visit(path) for what was left of each of these outputs.
+template <class VISIT>
+void OutputDirectory::visit_unfinished(const std::vector<std::string> &paths, VISIT &&visit) const {
     std::set<std::string> finals, folders;
     for (const std::string &path : paths) {
         const fs::path final = fs::path(full(path)).lexically_normal();
@@ -80,8 +84,25 @@ void OutputDirectory::remove_unfinished(const std::vector<std::string> &paths) c
         for (const fs::directory_entry &entry : fs::directory_iterator(folder, error))
             if (const auto name = unfinished_output(entry.path().filename().string());
                 name && finals.contains(folder + "/" + *name))
-                unlink(entry.path().c_str());
+                visit(entry.path().string());
     }
+}
+
+std::string OutputDirectory::find_unfinished(const std::string &path) const {
+    std::string found;
+    visit_unfinished({path}, [&](const std::string &unfinished) {
+        if (!unfinished.ends_with(JOURNAL))
+            found = unfinished;
+    });
+    return found;
+}
+
+void OutputDirectory::remove_unfinished(const std::vector<std::string> &paths,
+                                        const std::string &kept) const {
+    visit_unfinished(paths, [&](const std::string &unfinished) {
+        if (kept.empty() || (unfinished != kept && unfinished != kept + JOURNAL))
+            unlink(unfinished.c_str());
+    });
 }
 
 void OutputDirectory::remove_others(const std::vector<std::string> &paths,

@@ -25,8 +25,12 @@ public:
     // Throws UsageError when one of the paths exists.
     void refuse_existing(const std::vector<std::string> &paths) const;
 
-    // Removes what runs that were killed have left of these outputs.
-    void remove_unfinished(const std::vector<std::string> &paths) const;
+    // What a run that was ended has left of an output: the full path of a file beside it; empty when there is
+    // none.
+    std::string find_unfinished(const std::string &path) const;
+    // Removes what runs that were ended have left of these outputs, but for `kept`, a full path, and its
+    // journal.
+    void remove_unfinished(const std::vector<std::string> &paths, const std::string &kept) const;
     // Removes what an earlier run has left at those of the paths that are none of `outputs`.
     void remove_others(const std::vector<std::string> &paths, const std::vector<OutputEntry> &outputs) const;
 
@@ -34,6 +38,8 @@ public:
     bool holds(const std::vector<OutputEntry> &outputs) const;
 
 private:
+    template <class VISIT>
+    void visit_unfinished(const std::vector<std::string> &paths, VISIT &&visit) const;
     std::string full(const std::string &path) const { return path_ + "/" + path; }
 
     std::string path_;

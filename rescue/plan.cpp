@@ -90,6 +90,22 @@ std::vector<PlannedTable> split_partitions(const Dictionary &dictionary, const P
     return parts;
 }
 
+// The segment of a table whose place is lost: it lies in the tablespace that has blocks of its data object.
+// Files that belong to no tablespace for sure count when no other has any.
+std::vector<TableSegment> search_table(const OpenDatabase &database, const TableRecord &table) {
+    std::vector<TableSegment> found;
+    for (const uint32_t tablespace : database.files.tablespaces()) {
+        const std::span<const ScanRange> ranges = database.scans.of(tablespace).object(table.data_object);
+        const bool is_own = std::ranges::any_of(
+            ranges, [&](const ScanRange &range) { return range.file->identity().tablespace == tablespace; });
+        if (is_own || (!ranges.empty() && found.empty()))
+            found = {{{tablespace, 0, 0, table.object, table.data_object, true}, {}, {}, table.object}};
+        if (is_own)
+            break;
+    }
+    return found;
+}
+
 } // namespace
 
 OracleOwners::OracleOwners(const Dictionary &dictionary)
@@ -106,7 +122,8 @@ bool OracleOwners::contains(uint32_t user) const {
     return marked_ ? record->is_oracle_maintained() : is_oracle_name(dictionary_.bytes(record->name));
 }
 
-std::vector<PlannedTable> plan_tables(const Dictionary &dictionary, const RescueOptions &options) {
+std::vector<PlannedTable> plan_tables(const OpenDatabase &database, const RescueOptions &options) {
+    const Dictionary &dictionary = database.dictionary;
     const OracleOwners oracle_owners(dictionary);
     std::vector<PlannedTable> tables;
     for (const TableRecord &record : dictionary.tables()) {
@@ -119,7 +136,11 @@ std::vector<PlannedTable> plan_tables(const Dictionary &dictionary, const Rescue
             continue;
         table.obstacle = dictionary.obstacle(record);
         table.segments = dictionary.segments(record);
-        const bool partitioned = (record.property & TABLE_PARTITIONED) != 0 && !table.segments.empty();
+        const bool partitioned = !dictionary.partitions(record.object).empty() && !table.segments.empty();
+        if (table.obstacle == Obstacle::unplaced && record.data_object != 0)
+            table.segments = search_table(database, record);
+        if (table.was_searched())
+            table.obstacle = Obstacle::none;
         if (options.by_partition && partitioned)
             std::ranges::move(split_partitions(dictionary, table), std::back_inserter(tables));
         else

@@ -5,8 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "rescue/dictionary.h"
-#include "rescue/options.h"
+#include "rescue/open_database.h"
 
 namespace vexlo {
 
@@ -20,6 +19,8 @@ struct PlannedTable {
     std::string stem;         // path in the output directory that outputs get, without extension
     std::string suspect_stem; // the same of rows that cannot be trusted
 
+    // Whether the table's blocks had to be looked for, so that nobody knows whether they are all there are.
+    bool was_searched() const { return !segments.empty() && segments.front().segment.unplaced; }
     // OWNER.TABLE or OWNER.TABLE/PARTITION
     std::string title() const { return owner + "." + name + (partition ? "/" + *partition : ""); }
 };
@@ -35,8 +36,12 @@ private:
     bool marked_; // the dictionary tells
 };
 
-// The tables that the options select, in the order of the dictionary.
-std::vector<PlannedTable> plan_tables(const Dictionary &dictionary, const RescueOptions &options);
+// Why a table that was searched is not complete.
+constexpr char SEARCHED_TEXT[] = "row of TAB$ is lost, blocks were found by going through the files";
+
+// The tables that the options select, in the order of the dictionary. The blocks of those whose place is lost
+// are looked for in all files.
+std::vector<PlannedTable> plan_tables(const OpenDatabase &database, const RescueOptions &options);
 
 // Gives every planned table its stems: names fit for files, long ones cut, equal ones numbered in their
 // order.

@@ -66,7 +66,7 @@ private:
 } // namespace
 
 std::string_view fault_text(RowFault fault) {
-    constexpr std::string_view TEXTS[] = {
+    static constexpr std::string_view TEXTS[] = {
         "",
         "check value of the block is wrong",
         "tail of the block is torn",
@@ -209,8 +209,9 @@ bool RowReader::State::open_block(const LoadedRun &run, uint32_t i, SegmentTally
     if (has_free_slots(*area, *rows))
         free_ = free_slots(*area);
     block_fault_ = fault_of({blk, health, LossKind::unreadable, &file});
-    if (layout_.row_dependencies)
-        dependency_width_ = find_dependency_width(*area, tabn_, source_.files.compatibility());
+    if (layout_.dependencies != Dependencies::none)
+        dependency_width_ = find_dependency_width(*area, tabn_, source_.files.compatibility(),
+                                                  layout_.dependencies == Dependencies::unknown);
     row_.relative_file = file.identity().relative_file;
     row_.block = number;
     row_.row.offset = file.offset(number);

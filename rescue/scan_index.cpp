@@ -1,11 +1,11 @@
 #include "rescue/scan_index.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "format/block.h"
 #include "format/cache_header.h"
 #include "format/lob_block.h"
+#include "rescue/block_health.h"
 #include "rescue/segment.h"
 
 namespace vexlo {
@@ -14,10 +14,6 @@ namespace {
 
 constexpr uint32_t NO_OBJECT = 0;
 constexpr uint64_t FIRST_SCANNED_BLOCK = 2; // behind the file header
-
-bool is_zero(const uint8_t *blk, uint32_t bsz) {
-    return blk[0] == 0 && std::memcmp(blk, blk + 1, bsz - 1) == 0;
-}
 
 // Adds a block to ranges that come in rising order.
 void extend(std::vector<ScanRange> &ranges, uint32_t object, const Datafile *file, uint64_t block) {
@@ -50,7 +46,7 @@ std::span<const ScanRange> ranges_of(const std::vector<ScanRange> &ranges, uint3
 // Goes through the blocks of a file in order.
 class ScanIndex::Builder {
 public:
-    explicit Builder(ScanIndex &index) : index_(index) {}
+    Builder(ScanIndex &index, bool trust_blocks) : index_(index), trust_blocks_(trust_blocks) {}
 
     void begin_file(const Datafile &file) {
         file_ = &file;
@@ -60,9 +56,14 @@ public:
 
     void take(uint64_t block, const uint8_t *blk) {
         const uint32_t bsz = file_->block_size();
-        if (block_rdba(blk) != file_->rdba(block)) {
-            if (!is_zero(blk, bsz))
-                take_ownerless(block);
+        const Health health = block_health(blk, bsz, file_->rdba(block), trust_blocks_);
+        if (is_bad(health)) {
+            // What the block states of its owner may be right, and then its rows can be had as suspects.
+            if (health != Health::address && block_type(blk) == BLOCK_TABLE_DATA)
+                extend(index_.rows_, block_object(blk), file_, block);
+            take_ownerless(block);
+        } else if (health == Health::unformatted) {
+            return;
         } else if (block_type(blk) == BLOCK_TABLE_DATA) {
             take_owned(index_.rows_, block_object(blk), block);
         } else if (LOB_PAGE page; locate_lob_page({blk, bsz, file_->rdba(block)}, &page)) {
@@ -96,13 +97,14 @@ private:
     }
 
     ScanIndex &index_;
+    const bool trust_blocks_;
     const Datafile *file_ = nullptr;
     uint32_t before_ = NO_OBJECT; // data object of the last block that had one
     size_t pending_ = 0;          // first ownerless range not settled
 };
 
-ScanIndex::ScanIndex(const FileSet &files, uint32_t tablespace) {
-    Builder builder(*this);
+ScanIndex::ScanIndex(const FileSet &files, uint32_t tablespace, bool trust_blocks) {
+    Builder builder(*this, trust_blocks);
     std::vector<uint8_t> buffer(SegmentRuns::RUN_BYTES + RUN_SLACK);
     for (const Datafile *file : files.scanned(tablespace)) {
         builder.begin_file(*file);
@@ -150,7 +152,8 @@ const ScanIndex &ScanIndexes::of(uint32_t tablespace) const {
             place = std::make_unique<Slot>();
         slot = place.get();
     }
-    std::call_once(slot->made, [&] { slot->index = std::make_unique<ScanIndex>(files_, tablespace); });
+    std::call_once(slot->made,
+                   [&] { slot->index = std::make_unique<ScanIndex>(files_, tablespace, trust_blocks_); });
     return *slot->index;
 }
 

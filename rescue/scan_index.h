@@ -24,15 +24,17 @@ struct ScanRange {
 // The index of one tablespace.
 class ScanIndex {
 public:
-    // Reads all blocks of the tablespace's files. Memory grows with the number of ranges alone.
-    ScanIndex(const FileSet &files, uint32_t tablespace);
+    // Reads all blocks of the tablespace's files. Memory grows with the number of ranges alone. With
+    // `trust_blocks` neither check values nor tails are tested.
+    ScanIndex(const FileSet &files, uint32_t tablespace, bool trust_blocks);
 
     // The ranges of blocks with a transaction header (type 6) of a data object, by file and block.
     std::span<const ScanRange> object(uint32_t object) const;
     // The same for blocks of BasicFile LOBs, whose object number stands at another place.
     std::span<const ScanRange> lob_object(uint32_t object) const;
-    // Ranges of blocks that say nothing of their owner, because they are not what belongs at their place or
-    // cannot be read, and that lie beside blocks of the data object.
+    // Ranges of blocks that say nothing of their owner, or nothing that can be believed, because they are
+    // damaged, not what belongs at their place, or cannot be read, and that lie beside blocks of the data
+    // object.
     std::span<const ScanRange> beside(uint32_t object) const;
     // All ranges of such blocks, by file and block; `object` is 0.
     std::span<const ScanRange> ownerless() const { return ownerless_; }
@@ -49,7 +51,8 @@ private:
 // The indexes of all tablespaces, each made when it is first asked for. Thread-safe.
 class ScanIndexes {
 public:
-    explicit ScanIndexes(const FileSet &files) : files_(files) {}
+    explicit ScanIndexes(const FileSet &files, bool trust_blocks = false)
+        : files_(files), trust_blocks_(trust_blocks) {}
 
     const ScanIndex &of(uint32_t tablespace) const;
 
@@ -60,6 +63,7 @@ private:
     };
 
     const FileSet &files_;
+    const bool trust_blocks_;
     mutable std::mutex lock_;
     mutable std::map<uint32_t, std::unique_ptr<Slot>> slots_;
 };

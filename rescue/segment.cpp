@@ -53,15 +53,9 @@ public:
     State(const FileSet &files, const ScanIndexes &scans, const SegmentRef &segment, ReadOptions options)
         : files_(files), scans_(scans), segment_(segment), options_(options),
           reader_(files, options.trust_blocks), object_(segment.data_object) {
-        if (!segment_.has_storage() && !options_.ignore_maps)
-            return;
-        next_map_ = segment_.has_storage() ? make_rdba(segment_.file, segment_.block) : 0;
-        maps_left_ = next_map_ != 0;
-        if (options_.ignore_maps) {
-            learn_object();
-            maps_left_ = false;
-            lost_ = true;
-        }
+        lost_ = options_.ignore_maps || segment_.unplaced;
+        maps_left_ = !lost_ && segment_.has_storage();
+        next_map_ = maps_left_ ? make_rdba(segment_.file, segment_.block) : 0;
     }
 
     bool next(BlockRun &run) {
@@ -179,13 +173,15 @@ private:
         }
         map_block_.assign(block.blk.data, block.blk.data + block.blk.bsz);
         const BLOCK copy{map_block_.data(), block.blk.bsz, rdba};
-        if (!locate_extent_map(copy, &map_))
-            return false;
-        const uint32_t object = extent_map_object(map_);
+        const bool is_map = locate_extent_map(copy, &map_);
+        const uint32_t object = is_map ? extent_map_object(map_) : 0;
         if (object_ == 0)
             object_ = object;
-        if (object != object_ && object != 0) {
+        // A segment has one extent at least, and its header names it.
+        const bool is_empty = is_map && seen_maps_.size() == 1 && map_.count == 0 && map_.next == 0;
+        if (!is_map || is_empty || (object != object_ && object != 0)) {
             map_ = {};
+            tally_.add_loss(loss_at(LossKind::address, files_.find(segment_.tablespace, rdba), rdba, 1));
             return false;
         }
         return true;
@@ -212,8 +208,23 @@ private:
         learn_object();
         if (object_ == 0)
             return;
+        add_missing_files();
         const ScanIndex &index = scans_.of(segment_.tablespace);
         ranges_ = MergedRanges(index.object(object_), index.beside(object_));
+    }
+
+    // Nothing tells whether files that are not there, or not whole, have blocks of the segment.
+    void add_missing_files() {
+        for (const ExpectedFile &file : files_.missing_of(segment_.tablespace))
+            tally_.add_loss(
+                {LossKind::missing_file, segment_.tablespace, 0, file.relative_file, 1, file.blocks});
+        for (const Datafile *file : files_.tablespace(segment_.tablespace)) {
+            const FileIdentity &identity = file->identity();
+            if (identity.header_blocks >= file->blocks())
+                tally_.add_loss({LossKind::unreadable, segment_.tablespace, identity.file,
+                                 identity.relative_file, file->blocks(),
+                                 identity.header_blocks + 1 - file->blocks()});
+        }
     }
 
     bool open_range() {

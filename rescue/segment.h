@@ -23,6 +23,7 @@ struct SegmentRef {
     uint32_t block = 0;  // block number of the header
     uint32_t object = 0; // object number: no block of the segment has a data object number below it
     uint32_t data_object = 0; // data object number; 0 when not known, the header's is taken then
+    bool unplaced = false;    // where its header is is lost: only going through the files finds its blocks
 
     bool has_storage() const { return block != 0; }
 };

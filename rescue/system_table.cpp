@@ -85,8 +85,8 @@ SystemTable define_table(const CoreTable &core, std::span<const CreateText> text
     SystemTable table{std::string(core.name), {}, core.cluster_table, split(core.key), split(core.columns)};
     const uint32_t object = core.cluster.empty() ? core.object : core.cluster_object;
     const CreateText *place = core.cluster.empty() ? nullptr : find_text(texts, core.cluster, true);
-    table.segment =
-        place != nullptr ? segment_of(*place, tablespace) : SegmentRef{tablespace, 0, 0, object, object};
+    table.segment = place != nullptr ? segment_of(*place, tablespace)
+                                     : SegmentRef{tablespace, 0, 0, object, object, true};
     return table;
 }
 

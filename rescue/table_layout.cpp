@@ -114,7 +114,9 @@ private:
         layout_.cluster_table = table_.cluster != 0 ? table_.cluster_table : 0;
         const uint64_t flags =
             table_.flags | (cluster_ != nullptr && table_.cluster != 0 ? cluster_->flags : 0);
-        layout_.row_dependencies = (flags & FLAGS_ROW_DEPENDENCIES) != 0;
+        layout_.dependencies = table_.row_lost                         ? Dependencies::unknown
+                               : (flags & FLAGS_ROW_DEPENDENCIES) != 0 ? Dependencies::carried
+                                                                       : Dependencies::none;
         UniqueNames names;
         for (const ColumnRecord *column : shown_) {
             std::string name = dictionary_.text(column->name);

@@ -31,15 +31,17 @@ struct AddedDefault {
     uint32_t size = 0;          // bytes of `value` without the slack
 };
 
+// Whether head pieces carry an SCN in front of their columns; not known where the table's row is lost.
+enum class Dependencies : uint8_t { none, carried, unknown };
+
 struct TableLayout {
     uint32_t object = 0; // object number of the table
     Table table;         // owner, name and the columns that come out, in output order; all UTF-8
     std::vector<StoredColumn> stored;
     std::vector<AddedDefault> defaults;
-    int32_t guard_column = -1;     // index in `stored` of the guard column of added defaults
-    uint32_t cluster_table = 0;    // number of the table in its blocks; 0 outside a cluster
-    bool row_dependencies = false; // head pieces carry an SCN in front of their columns
-    bool plain = false;            // columns come out as they are stored, one for one, none of them special
+    int32_t guard_column = -1;  // index in `stored` of the guard column of added defaults
+    uint32_t cluster_table = 0; // number of the table in its blocks; 0 outside a cluster
+    Dependencies dependencies = Dependencies::none;
     std::vector<uint16_t> internal_columns; // INTCOL# of each output column
 };
 

@@ -4,13 +4,13 @@
 
 #include <filesystem>
 
+#include "output/sqlite_target.h"
 #include "values/errors.h"
 
 namespace vexlo {
 
 namespace {
 
-constexpr char DATABASE_NAME[] = "rescue";
 constexpr char DATABASE_FILE[] = "rescue.sqlite";
 
 bool is_shared(const FormatOptions &options) {
@@ -21,9 +21,11 @@ bool is_shared(const FormatOptions &options) {
 std::vector<std::string> extensions(const FormatOptions &options) {
     if (options.format == "sqlldr")
         return {".ctl", ".ldr"};
+    const std::string own =
+        "." + options.format + std::string(compression_extension(compression_of(options.compress)));
     if (options.dialect == "postgresql")
-        return {"." + options.format, "." + options.format + ".rejected"};
-    return {"." + options.format};
+        return {own, own + ".rejected"};
+    return {own};
 }
 
 class FileOutput : public TableOutput {
@@ -52,38 +54,75 @@ private:
 
 class SharedOutput : public TableOutput {
 public:
-    SharedOutput(Format &format, const Table &table)
-        : table_(table), writer_(format.open_table(with_owner(table_))) {}
+    SharedOutput(Format &format, const Table &table, const std::string &name)
+        : table_(renamed(table, name)), writer_(format.open_table(table_)) {}
 
     TableWriter &writer() override { return *writer_; }
     void finish(std::vector<OutputEntry> &) override { writer_->finish(); }
 
 private:
-    // Tables of several owners are in one database.
-    static const Table &with_owner(Table &table) {
-        table.name = output_name(table);
+    static Table renamed(Table table, const std::string &name) {
+        table.name = name;
         return table;
     }
 
-    Table table_;
+    const Table table_;
     std::unique_ptr<TableWriter> writer_;
 };
 
 } // namespace
 
-OutputFactory::OutputFactory(const RescueOptions &options, const TextCharsets &charsets)
-    : options_(options), charset_(charsets.database.oracle) {
+std::vector<SharedNames> shared_names(const FormatOptions &options, const std::vector<PlannedTable> &tables) {
+    UniqueNames names;
+    std::vector<SharedNames> shared;
+    for (const PlannedTable &planned : tables) {
+        Table table;
+        table.owner = planned.owner;
+        table.name = planned.name;
+        apply_output_names(options, table);
+        shared.push_back({names.take(sqlite_table_name(output_name(table))), {}});
+    }
+    for (SharedNames &table : shared)
+        table.suspect = names.take(table.main + ".suspect");
+    return shared;
+}
+
+OutputFactory::OutputFactory(const RescueOptions &options, const TextCharsets &charsets,
+                             const std::vector<PlannedTable> &tables, const EarlierDatabase &earlier)
+    : options_(options), earlier_(earlier), charset_(charsets.database.oracle) {
     if (!is_shared(options.format))
         return;
-    shared_destination_ = std::make_unique<Destination>(options.output);
-    shared_ = make_format(options.format, *shared_destination_, DATABASE_NAME, charset_);
+    const std::vector<SharedNames> names = shared_names(options.format, tables);
+    for (size_t i = 0; i < tables.size(); ++i) {
+        shared_names_.emplace(tables[i].stem, names[i].main);
+        shared_names_.emplace(tables[i].suspect_stem, names[i].suspect);
+    }
 }
 
 OutputFactory::~OutputFactory() = default;
 
-std::unique_ptr<TableOutput> OutputFactory::open(const Table &table, const std::string &stem) {
+ResumableDatabase &OutputFactory::shared() {
+    if (shared_ == nullptr) {
+        shared_ =
+            open_resumable_database(options_.output + "/" + DATABASE_FILE, earlier_.path, options_.format);
+        shared_->keep_tables(earlier_.kept_tables);
+    }
+    return *shared_;
+}
+
+void OutputFactory::commit() {
     if (shared_ != nullptr)
-        return std::make_unique<SharedOutput>(*shared_, table);
+        shared_->commit();
+}
+
+void OutputFactory::roll_back() {
+    if (shared_ != nullptr)
+        shared_->roll_back();
+}
+
+std::unique_ptr<TableOutput> OutputFactory::open(const Table &table, const std::string &stem) {
+    if (is_shared(options_.format))
+        return std::make_unique<SharedOutput>(shared(), table, shared_names_.at(stem));
     const std::string folder = std::filesystem::path(options_.output + "/" + stem).parent_path();
     std::error_code error;
     std::filesystem::create_directories(folder, error);
@@ -93,10 +132,11 @@ std::unique_ptr<TableOutput> OutputFactory::open(const Table &table, const std::
 }
 
 void OutputFactory::finish(std::vector<TableEntry> &tables) {
-    if (shared_ == nullptr)
-        return;
-    shared_->finish();
     const std::string path = options_.output + "/" + DATABASE_FILE;
+    const bool nothing_new = shared_ == nullptr && (earlier_.path.empty() || earlier_.path == path);
+    if (!is_shared(options_.format) || nothing_new)
+        return;
+    shared().finish();
     const FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     const OutputEntry output{DATABASE_FILE, std::filesystem::file_size(path), file_crc32(file.get(), path)};
     for (TableEntry &table : tables)

@@ -69,16 +69,19 @@ public:
         is_open_ = true;
     }
     bool is_open() const { return is_open_; }
+    // Whether rows go into the outputs at all. They are open.
+    bool takes_rows() const { return output_->writer().takes_rows(); }
     std::unique_ptr<RowFormatter> formatter(CellDecoder &decoder) const {
         return output_->writer().formatter(decoder);
     }
     void write(RowBatch &batch, TableReport &report) {
-        if (batch.rows == 0 && batch.bytes.empty() && batch.rejected.empty())
+        if (batch.taken() == 0 && batch.bytes.empty())
             return;
-        null_values_ += batch.losses.count();
-        batch.losses.shift(rows_);
+        null_values_ += batch.losses.count() - batch.rejects.size(); // each has one loss of its own
+        batch.number_from(taken());
         batch.losses.tell(report);
         rows_ += batch.rows;
+        rejected_rows_ += batch.rejects.size();
         output_->writer().write(batch);
     }
     // Appends the outputs to those of the entry.
@@ -89,6 +92,8 @@ public:
         output_->writer().tell(report);
     }
     uint64_t rows() const { return rows_; }
+    uint64_t rejected_rows() const { return rejected_rows_; } // beside them
+    uint64_t taken() const { return rows_ + rejected_rows_; }
     uint64_t null_values() const { return null_values_; }
 
 private:
@@ -98,6 +103,7 @@ private:
     std::unique_ptr<TableOutput> output_;
     std::atomic<bool> is_open_ = false;
     uint64_t rows_ = 0;
+    uint64_t rejected_rows_ = 0;
     uint64_t null_values_ = 0;
 };
 
@@ -144,12 +150,10 @@ public:
     void work(RunItem &item, FLUSH &&flush) {
         item.rows.spill = item.suspects.spill = [&](RowBatch &) { flush(); };
         reader_->read(item.run, item.tally, [&](const RescuedRow &row) {
-            std::string reason(fault_text(row.fault));
-            const Row values = lobs_ ? lobs_->resolve(row.row, reason) : row.row;
-            if (reason.empty())
-                take_row(values, item.rows);
+            if (lobs_ || row.is_suspect())
+                take_doubtful(row, item, flush);
             else
-                take_suspect(row, values, reason, item.suspects, flush);
+                take_row(row.row, item.rows);
             if (item.rows.bytes.size() + item.suspects.bytes.size() > BATCH_LIMIT)
                 flush();
         });
@@ -163,10 +167,21 @@ public:
     const CellDecoder &suspect_decoder() const { return suspect_decoder_; }
 
 private:
+    // A row that is suspect, or may become it when its LOBs are read.
+    template <class FLUSH>
+    void take_doubtful(const RescuedRow &row, RunItem &item, FLUSH &&flush) {
+        std::string reason(fault_text(row.fault));
+        const Row values = lobs_ ? lobs_->resolve(row.row, reason) : row.row;
+        if (reason.empty())
+            take_row(values, item.rows);
+        else
+            take_suspect(row, values, reason, item.suspects, flush);
+    }
+
     void take_row(const Row &row, RowBatch &batch) {
         if (main_files_ != nullptr && lobs_)
-            lobs_->move_to_files(*main_files_, main_.rows() + batch.rows + 1);
-        main_formatter_->format({batch.rows + 1, row.offset, row.fields}, batch);
+            lobs_->move_to_files(*main_files_, main_.taken() + batch.taken() + 1);
+        main_formatter_->format({batch.taken() + 1, row.offset, row.fields}, batch);
     }
 
     // The first suspect row opens its output, at its own place in the order of all rows, so that what is
@@ -186,7 +201,7 @@ private:
         if (suspect_formatter_ == nullptr)
             open_suspects(flush);
         if (suspect_files_ != nullptr && lobs_)
-            lobs_->move_to_files(*suspect_files_, suspect_.rows() + batch.rows + 1);
+            lobs_->move_to_files(*suspect_files_, suspect_.taken() + batch.taken() + 1);
         block_.set(std::to_string(row.relative_file) + "/" + std::to_string(row.block));
         slot_.set(std::to_string(row.slot));
         reason_.set(reason);
@@ -195,7 +210,7 @@ private:
         suspect_fields_[2] = reason_.field();
         const size_t columns = suspect_fields_.size() - SUSPECT_COLUMNS;
         std::copy_n(values.fields, columns, suspect_fields_.begin() + SUSPECT_COLUMNS);
-        suspect_formatter_->format({batch.rows + 1, values.offset, suspect_fields_.data()}, batch);
+        suspect_formatter_->format({batch.taken() + 1, values.offset, suspect_fields_.data()}, batch);
     }
 
     const UnloadContext &context_;
@@ -234,8 +249,9 @@ public:
         main_.open();
         workers_.push_back(std::make_unique<UnloadWorker>(context_, main_, suspect_));
         open_lob_files();
-        for (const TableSegment &segment : planned_.segments)
-            unload_segment(segment);
+        if (main_.takes_rows())
+            for (const TableSegment &segment : planned_.segments)
+                unload_segment(segment);
         return finish();
     }
 
@@ -330,7 +346,7 @@ private:
         for (size_t i = 1; i < workers_.size(); ++i)
             workers_[0]->merge(*workers_[i]);
         workers_[0]->main_decoder().finish(table_report_);
-        if (suspect_.rows() > 0)
+        if (suspect_.taken() > 0)
             workers_[0]->suspect_decoder().finish(table_report_);
         tell_lobs();
         tally_.coalesce();
@@ -356,7 +372,7 @@ private:
 
     void fill(TableEntry &entry) const {
         entry.rows = main_.rows();
-        entry.suspect_rows = suspect_.rows();
+        entry.suspect_rows = suspect_.taken();
         entry.null_values =
             main_.null_values() + suspect_.null_values() + counts_.lost_defaults + counts_.encrypted_values;
         entry.blocks = {tally_.counts.data, tally_.counts.unformatted, tally_.counts.foreign,
@@ -387,6 +403,10 @@ private:
         add(tally_.counts.compressed, "compressed blocks not recovered");
         add(tally_.counts.encrypted, "encrypted blocks not recovered");
         add(entry.null_values, "values lost");
+        add(context_.dictionary.lost_columns(*planned_.table), "columns lost");
+        add(main_.rejected_rows() + suspect_.rejected_rows(), "rows rejected");
+        if (planned_.was_searched())
+            text += (text.empty() ? "" : ", ") + std::string(SEARCHED_TEXT);
         return text;
     }
 

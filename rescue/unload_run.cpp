@@ -7,6 +7,7 @@
 #include <array>
 #include <filesystem>
 #include <map>
+#include <set>
 
 #include "output/standard_output.h"
 #include "rescue/open_database.h"
@@ -54,8 +55,7 @@ public:
     UnloadRun(const RescueOptions &options, Console &console)
         : options_(options), console_(console), report_(console), database_(options, report_),
           charsets_(text_charsets(database_.dictionary, options, report_)),
-          tables_(plan_tables(database_.dictionary, options)), directory_(options.output),
-          record_file_(options.output) {
+          tables_(plan_tables(database_, options)), directory_(options.output), record_file_(options.output) {
         if (tables_.empty())
             throw UsageError("no table is selected");
     }
@@ -96,7 +96,7 @@ private:
             resume();
         else if (!options_.overwrite)
             directory_.refuse_existing(paths);
-        directory_.remove_unfinished(paths);
+        directory_.remove_unfinished(paths, earlier_database_.path);
     }
 
     // Every path in the output directory that this run may write.
@@ -115,14 +115,44 @@ private:
         if (!earlier)
             return;
         require_same(*earlier);
+        record_.started = earlier->started;
+        if (!shared_files(options_.format).empty())
+            return resume_database(earlier->tables);
         for (size_t i = 0; i < tables_.size(); ++i) {
             const TableEntry &entry = earlier->tables[i];
-            const bool finished =
-                entry.status == TableStatus::complete || entry.status == TableStatus::partial;
-            if (finished && !entry.outputs.empty() && directory_.holds(entry.outputs))
+            if (is_finished(entry) && !entry.outputs.empty() && directory_.holds(entry.outputs))
                 record_.tables[i] = entry;
         }
-        record_.started = earlier->started;
+    }
+
+    static bool is_finished(const TableEntry &entry) {
+        return entry.status == TableStatus::complete || entry.status == TableStatus::partial;
+    }
+
+    // Takes over the tables that the database has which the earlier run has left, finished or not.
+    void resume_database(const std::vector<TableEntry> &earlier) {
+        const std::string name = shared_files(options_.format).front();
+        const auto written = std::ranges::find_if(
+            earlier, [&](const TableEntry &entry) { return is_finished(entry) && !entry.outputs.empty(); });
+        const bool whole = written != earlier.end() && directory_.holds(written->outputs);
+        const std::string path = whole ? options_.output + "/" + name : directory_.find_unfinished(name);
+        const std::optional<std::set<std::string>> tables =
+            path.empty() ? std::nullopt : database_tables(path);
+        if (!tables)
+            return;
+        earlier_database_.path = path;
+        const auto is_there = [&](const std::string &table) { return tables->contains(table); };
+        const std::vector<SharedNames> names = shared_names(options_.format, tables_);
+        for (size_t i = 0; i < tables_.size(); ++i) {
+            const bool has_suspects = earlier[i].suspect_rows > 0;
+            if (!is_finished(earlier[i]) || !is_there(names[i].main) ||
+                (has_suspects && !is_there(names[i].suspect)))
+                continue;
+            record_.tables[i] = earlier[i];
+            earlier_database_.kept_tables.insert(names[i].main);
+            if (has_suspects)
+                earlier_database_.kept_tables.insert(names[i].suspect);
+        }
     }
 
     void require_same(const RunRecord &earlier) const {
@@ -145,7 +175,7 @@ private:
     bool is_done(size_t i) const { return record_.tables[i].status != TableStatus::failed; }
 
     void unload_tables() {
-        OutputFactory outputs(options_, charsets_);
+        OutputFactory outputs(options_, charsets_, tables_, earlier_database_);
         const bool shows = !options_.quiet && isatty(STDERR_FILENO) != 0;
         RescueProgress progress(console_, shows, tables_.size(),
                                 shows ? count_blocks(database_, tables_, options_.reading) : 0);
@@ -164,11 +194,14 @@ private:
         TableEntry &entry = record_.tables[i];
         try {
             entry = unload_table(context, tables_[i]);
+            context.outputs.commit();
             directory_.remove_others(output_files(options_.format, tables_[i].stem, tables_[i].suspect_stem),
                                      entry.outputs);
         } catch (const OutputError &error) {
+            entry = empty_entry(tables_[i]);
             entry.reason = error.what();
             report_.failure(error.what());
+            context.outputs.roll_back();
         } catch (const Stopped &) {
             entry.reason = INTERRUPTED;
             throw;
@@ -201,6 +234,7 @@ private:
     TextCharsets charsets_;
     std::vector<PlannedTable> tables_;
     OutputDirectory directory_;
+    EarlierDatabase earlier_database_; // that a run goes on with
     RecordFile record_file_;
     RunRecord record_;
     bool stopped_ = false;

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
@@ -49,17 +50,22 @@ constexpr name_value ERROR_NAMES[] = {
     {"ENFILE", ENFILE}, {"ENOENT", ENOENT}, {"ENOMEM", ENOMEM}, {"ENOSPC", ENOSPC}, {"EOVERFLOW", EOVERFLOW},
     {"EPERM", EPERM},   {"EROFS", EROFS},   {"ESPIPE", ESPIPE}, {"ESTALE", ESTALE}};
 
+constexpr name_value SIGNAL_NAMES[] = {
+    {"KILL", SIGKILL}, {"INT", SIGINT}, {"TERM", SIGTERM}, {"HUP", SIGHUP}};
+
 struct rule {
     char text[MAX_TEXT]; // as given, for the log
     unsigned calls;
     char path[MAX_TEXT]; // empty: any
     long fd;
     long min;
+    long at;    // a byte of the file
     long first; // acts on the matching call with this number,
     long step;  // and on every step-th after it; 0: on none after it
     long error;
     long count;
     long size;
+    long signal;
     long seen; // matching calls so far
     long bytes;
 };
@@ -113,6 +119,13 @@ long parse_error(const char *text) {
     return error != 0 ? error : parse_number(text);
 }
 
+long parse_signal(const char *text) {
+    const int signal = find_name(SIGNAL_NAMES, text);
+    if (signal == 0)
+        reject(text);
+    return signal;
+}
+
 void parse_nth(rule &r, char *text) {
     char *step = text;
     r.first = parse_number(strsep(&step, "+"));
@@ -134,6 +147,8 @@ void parse_field(rule &r, char *field) {
         r.fd = parse_number(value);
     else if (strcmp(key, "min") == 0)
         r.min = parse_number(value);
+    else if (strcmp(key, "at") == 0)
+        r.at = parse_number(value);
     else if (strcmp(key, "nth") == 0)
         parse_nth(r, value);
     else if (strcmp(key, "errno") == 0)
@@ -142,13 +157,15 @@ void parse_field(rule &r, char *field) {
         r.count = parse_number(value);
     else if (strcmp(key, "size") == 0)
         r.size = parse_number(value);
+    else if (strcmp(key, "signal") == 0)
+        r.signal = parse_signal(value);
     else
         reject(key);
 }
 
 void parse_rule(rule &r, char *text) {
     copy_text(r.text, text);
-    r.fd = r.min = r.error = r.count = r.size = ABSENT;
+    r.fd = r.min = r.at = r.error = r.count = r.size = r.signal = ABSENT;
     r.first = r.step = 1;
     for (char *field = strsep(&text, ","); field != nullptr; field = strsep(&text, ","))
         parse_field(r, field);
@@ -240,6 +257,7 @@ struct request {
     const char *path; // null: the path of fd
     int fd;           // -1: none
     size_t size;      // bytes asked for, 0 where a call has none
+    off_t at = -1;    // where in the file, of a positioned call
 };
 
 // What the rules have decided about one call. `matched` has a bit for each rule that matched.
@@ -281,11 +299,13 @@ bool matches(const rule &r, const request &req) {
         return false;
     if (r.min != ABSENT && req.size < static_cast<size_t>(r.min))
         return false;
+    if (r.at != ABSENT && (req.at < 0 || r.at < req.at || static_cast<size_t>(r.at - req.at) >= req.size))
+        return false;
     return path_matches(r, req);
 }
 
 bool has_action(const rule &r) {
-    return r.error != ABSENT || r.count != ABSENT || r.size != ABSENT;
+    return r.error != ABSENT || r.count != ABSENT || r.size != ABSENT || r.signal != ABSENT;
 }
 
 bool is_turn(const rule &r) {
@@ -307,6 +327,8 @@ verdict judge(const request &req) {
         if (v.acting == nullptr && has_action(r) && is_turn(r))
             v.acting = &r;
     }
+    if (v.acting != nullptr && v.acting->signal != ABSENT)
+        raise(static_cast<int>(v.acting->signal));
     errno = saved;
     return v;
 }
@@ -324,8 +346,8 @@ void add_bytes(const verdict &v, ssize_t n) {
 
 // A read or write of n bytes; `real` makes the call for the number of bytes it is given.
 template <class Real>
-ssize_t transfer(unsigned call, int fd, size_t n, Real real) {
-    const verdict v = judge({call, nullptr, fd, n});
+ssize_t transfer(unsigned call, int fd, size_t n, off_t at, Real real) {
+    const verdict v = judge({call, nullptr, fd, n, at});
     if (v.fails())
         return refuse(v);
     if (v.limits() && v.acting->count == 0)
@@ -336,19 +358,19 @@ ssize_t transfer(unsigned call, int fd, size_t n, Real real) {
 }
 
 ssize_t judged_read(int fd, void *buffer, size_t n) {
-    return transfer(CALL_READ, fd, n, [=](size_t limit) { return real_read(fd, buffer, limit); });
+    return transfer(CALL_READ, fd, n, -1, [=](size_t limit) { return real_read(fd, buffer, limit); });
 }
 
 ssize_t judged_write(int fd, const void *buffer, size_t n) {
-    return transfer(CALL_WRITE, fd, n, [=](size_t limit) { return real_write(fd, buffer, limit); });
+    return transfer(CALL_WRITE, fd, n, -1, [=](size_t limit) { return real_write(fd, buffer, limit); });
 }
 
 ssize_t judged_pread(int fd, void *buffer, size_t n, off_t at) {
-    return transfer(CALL_PREAD, fd, n, [=](size_t limit) { return real_pread(fd, buffer, limit, at); });
+    return transfer(CALL_PREAD, fd, n, at, [=](size_t limit) { return real_pread(fd, buffer, limit, at); });
 }
 
 ssize_t judged_pwrite(int fd, const void *buffer, size_t n, off_t at) {
-    return transfer(CALL_PWRITE, fd, n, [=](size_t limit) { return real_pwrite(fd, buffer, limit, at); });
+    return transfer(CALL_PWRITE, fd, n, at, [=](size_t limit) { return real_pwrite(fd, buffer, limit, at); });
 }
 
 int judged_close(int fd) {

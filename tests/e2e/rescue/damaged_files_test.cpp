@@ -171,6 +171,56 @@ TEST_F(DamagedFiles, MapsMayBeIgnoredAtOnce) {
     EXPECT_EQ(ids, numbers(60));
 }
 
+TEST_F(DamagedFiles, DamagedBlocksAreTheSameLossWhenMapsAreIgnored) {
+    for (const size_t offset : {size_t{0}, size_t{24}, size_t{8000}}) { // type, data object, rows
+        SCOPED_TRACE(offset);
+        open();
+        places_.clear();
+        fill(40);
+        finish();
+        patch_file(users_file(), block_size(), block_number(places_[20].rdba), offset, Bytes{0x55}, false);
+        unload({"--ignore-maps", "--overwrite"});
+        EXPECT_EQ(column("T", "ID"), ids_outside(places_[20].rdba));
+        expect_loss("check value", places_[20].rdba);
+    }
+}
+
+TEST_F(DamagedFiles, FilesThatAreNotThereOrNotWholeAreLossesWhenMapsAreIgnored) {
+    for (const bool missing : {true, false}) {
+        SCOPED_TRACE(missing);
+        DatabaseOptions options;
+        options.layout.full = true;
+        open(options, 2);
+        places_.clear();
+        fill(60);
+        finish();
+        if (missing)
+            std::filesystem::remove(users_file(1));
+        else
+            std::filesystem::resize_file(users_file(1), 12 * block_size());
+        unload({"--ignore-maps", "--overwrite"});
+        const Json losses = record("T").at("losses");
+        ASSERT_EQ(losses.size(), 1U) << losses;
+        EXPECT_EQ(losses[0].at("kind"), missing ? "missing file" : "unreadable");
+        EXPECT_EQ(losses[0].at("block"), missing ? 1 : 12);
+        EXPECT_EQ(record("T").at("status"), "partial");
+        EXPECT_EQ(result_.status, 1);
+    }
+}
+
+TEST_F(DamagedFiles, HeaderThatIsNoMapOfTheSegmentIsALoss) {
+    open();
+    const size_t t = fill(40);
+    finish();
+    constexpr size_t TYPE_IN_TAIL = 3; // from the end
+    patch_file(users_file(), block_size(), segment_header(t), block_size() - TYPE_IN_TAIL, Bytes{0x20},
+               false);
+    patch_file(users_file(), block_size(), segment_header(t), 0, Bytes{0x20}, true);
+    unload();
+    EXPECT_EQ(column("T", "ID"), numbers(40));
+    expect_loss("address", segment_header(t));
+}
+
 TEST_F(DamagedFiles, MissingFileIsALossOfItsRowsAlone) {
     open({}, 2);
     fill(60);

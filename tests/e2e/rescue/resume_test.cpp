@@ -1,13 +1,8 @@
 // Runs that are interrupted, and what --resume makes of them.
-#include <fcntl.h>
-#include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
+#include <algorithm>
 #include <filesystem>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -21,45 +16,11 @@ using namespace vexlo_test;
 
 constexpr unsigned TABLES = 40;
 
-// Starts vexlo-rescue with its console streams closed.
-pid_t start_rescue(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), VEXLO_RESCUE_PROGRAM);
-    std::vector<char *> argv;
-    for (std::string &argument : arguments)
-        argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        const int null = open("/dev/null", O_RDWR);
-        dup2(null, STDOUT_FILENO);
-        dup2(null, STDERR_FILENO);
-        execv(argv[0], argv.data());
-        _exit(127);
-    }
-    return child;
-}
-
-size_t count_complete(const std::string &output) {
-    if (!file_exists(output + "/rescue.json"))
-        return 0;
-    size_t complete = 0;
-    const Json record = read_record(output);
-    for (const Json &entry : record["tables"])
-        complete += entry["status"] == "complete";
-    return complete;
-}
-
-// Sends the signal once some tables are complete; returns how the child ended, as waitpid() tells.
-int interrupt(pid_t child, const std::string &output, int signal) {
-    int status = 0;
-    while (count_complete(output) < 3) {
-        if (waitpid(child, &status, WNOHANG) == child)
-            return status; // it ended by itself
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    kill(child, signal);
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    return status;
+// The run gets the signal when it opens this output.
+run_options signal_at(const std::string &signal, const std::string &output, int nth = 1) {
+    run_options options;
+    options.io_rules = "call=open,path=" + output + ",nth=" + std::to_string(nth) + ",signal=" + signal;
+    return options;
 }
 
 class Resume : public testing::Test {
@@ -74,7 +35,7 @@ protected:
         return unload_arguments(dir_.file("db"), dir_.file(output), more);
     }
 
-    // The files that were there before and are still the same.
+    // The files of an output directory and what they are.
     std::map<std::string, ino_t> inodes(const std::string &output) const {
         std::map<std::string, ino_t> inodes;
         for (const auto &entry : std::filesystem::directory_iterator(dir_.file(output))) {
@@ -95,9 +56,8 @@ protected:
 };
 
 TEST_F(Resume, GoesOnAfterAKillAndKeepsWhatIsFinished) {
-    const pid_t child = start_rescue(arguments("out", {"--jobs", "1"}));
-    const int status = interrupt(child, dir_.file("out"), SIGKILL);
-    ASSERT_TRUE(WIFSIGNALED(status)) << "the run was over before it was killed";
+    const run_result killed = run_rescue(arguments("out"), signal_at("KILL", "SCOTT.T7.csv"));
+    ASSERT_EQ(killed.end, ending::signalled) << killed.describe();
     const Json record = read_record(dir_.file("out"));
     EXPECT_TRUE(record["finished"].is_null());
     EXPECT_TRUE(record["exit_status"].is_null());
@@ -105,6 +65,7 @@ TEST_F(Resume, GoesOnAfterAKillAndKeepsWhatIsFinished) {
     for (const Json &entry : record["tables"])
         for (const Json &output : entry["outputs"])
             finished[output["path"]] = inodes("out").at(output["path"]);
+    EXPECT_EQ(finished.size(), 6U);
     EXPECT_EQ(run_rescue(arguments("out", {"--resume", "--jobs", "2"})).status, 0);
     expect_whole("out");
     for (const auto &[name, inode] : finished)
@@ -125,21 +86,21 @@ TEST_F(Resume, ClearsAwayWhatAKilledRunLeftUnfinished) {
 }
 
 TEST_F(Resume, SignalsLeaveARecordToResumeFrom) {
-    for (const int signal : {SIGINT, SIGTERM}) {
-        const std::string output = "out" + std::to_string(signal);
-        const pid_t child = start_rescue(arguments(output, {"--jobs", "1"}));
-        const int status = interrupt(child, dir_.file(output), signal);
-        ASSERT_TRUE(WIFEXITED(status));
-        EXPECT_EQ(WEXITSTATUS(status), 1);
-        const Json record = read_record(dir_.file(output));
+    for (const char *signal : {"INT", "TERM", "HUP"}) {
+        SCOPED_TRACE(signal);
+        const run_result ended = run_rescue(arguments(signal), signal_at(signal, "SCOTT.T7.csv"));
+        EXPECT_EQ(ended.status, 1) << ended.describe();
+        EXPECT_EQ(ended.err, "vexlo-rescue: interrupted; --resume goes on\n");
+        const Json record = read_record(dir_.file(signal));
         EXPECT_TRUE(record["finished"].is_null());
         EXPECT_EQ(record["exit_status"], 1);
-        EXPECT_EQ(record["tables"].size(), TABLES);
-        EXPECT_EQ(record["tables"].back()["status"], "failed");
-        for (const auto &[name, content] : read_outputs(dir_.file(output)))
-            EXPECT_FALSE(name.ends_with(".part")) << name;
-        EXPECT_EQ(run_rescue(arguments(output, {"--resume"})).status, 0);
-        expect_whole(output);
+        ASSERT_EQ(record["tables"].size(), TABLES);
+        EXPECT_EQ(record["tables"][5]["status"], "complete");
+        EXPECT_EQ(record["tables"][6]["reason"], "interrupted");
+        EXPECT_EQ(record["tables"][7]["reason"], "not reached");
+        EXPECT_EQ(read_outputs(dir_.file(signal)).size(), 6U);
+        EXPECT_EQ(run_rescue(arguments(signal, {"--resume"})).status, 0);
+        expect_whole(signal);
     }
 }
 
@@ -185,6 +146,136 @@ TEST_F(Resume, ARecordThatCannotBeReadIsRefused) {
     EXPECT_TRUE(
         result.err.starts_with("vexlo-rescue: " + dir_.file("out/rescue.json") + ": is no record of a run: "))
         << result.err;
+}
+
+// The same with one database for all tables.
+class ResumeDatabase : public Resume {
+protected:
+    static std::vector<std::string> to_sqlite(std::vector<std::string> arguments) {
+        *std::ranges::find(arguments, "csv") = "sqlite";
+        return arguments;
+    }
+    run_result run(const std::string &output, const std::vector<std::string> &more = {},
+                   const run_options &options = {}) const {
+        return run_rescue(to_sqlite(arguments(output, more)), options);
+    }
+
+    // What the statements print on the database at `path`.
+    static std::string query(const std::string &path, const std::string &sql) {
+        constexpr char SCRIPT[] = "import sqlite3, sys\n"
+                                  "d = sqlite3.connect(sys.argv[1])\n"
+                                  "for r in d.execute(sys.argv[2]): print(*r, sep='|')\n"
+                                  "d.commit()\n";
+        const run_result result = run_process({PYTHON_PROGRAM, "-c", SCRIPT, path, sql});
+        EXPECT_EQ(result.status, 0) << result.describe();
+        return result.out;
+    }
+    static std::string dump(const std::string &path) {
+        constexpr char SCRIPT[] = "import sqlite3, sys\n"
+                                  "d = sqlite3.connect(sys.argv[1])\n"
+                                  "print(*sorted(d.iterdump()), sep='\\n')\n";
+        const run_result result = run_process({PYTHON_PROGRAM, "-c", SCRIPT, path});
+        EXPECT_EQ(result.status, 0) << result.describe();
+        return result.out;
+    }
+
+    // The file beside its place that an interrupted run has left.
+    std::string unfinished(const std::string &output) const {
+        for (const auto &[name, content] : read_outputs(dir_.file(output)))
+            if (name.starts_with(".rescue.sqlite.") && name.ends_with(".part"))
+                return dir_.file(output) + "/" + name;
+        ADD_FAILURE() << "no unfinished database";
+        return "";
+    }
+
+    void expect_whole_database(const std::string &output) {
+        const auto outputs = read_outputs(dir_.file(output));
+        ASSERT_EQ(outputs.size(), 1U) << outputs.begin()->first << ", " << outputs.rbegin()->first;
+        if (whole_.empty()) {
+            EXPECT_EQ(run("whole-database").status, 0);
+            whole_ = dump(dir_.file("whole-database/rescue.sqlite"));
+        }
+        EXPECT_TRUE(dump(dir_.file(output) + "/rescue.sqlite") == whole_);
+        const Json record = read_record(dir_.file(output));
+        EXPECT_EQ(record["exit_status"], 0);
+        for (const Json &entry : record["tables"]) {
+            EXPECT_EQ(entry["status"], "complete");
+            EXPECT_EQ(entry["outputs"], record["tables"][0]["outputs"]);
+        }
+        EXPECT_EQ(record["tables"][0]["outputs"][0]["bytes"], outputs.begin()->second.size());
+    }
+
+    std::string whole_;
+};
+
+TEST_F(ResumeDatabase, KeepsTheTablesThatWereFinishedBeforeAKill) {
+    // The record is written once before the first table: its eighth writing is the one with T7.
+    const run_result killed = run("out", {}, signal_at("KILL", "rescue.json", 8));
+    ASSERT_EQ(killed.end, ending::signalled) << killed.describe();
+    query(unfinished("out"), "UPDATE \"SCOTT.T6\" SET NAME = 'kept' WHERE ID = 1");
+    query(unfinished("out"), "UPDATE \"SCOTT.T7\" SET NAME = 'not in the record' WHERE ID = 1");
+    EXPECT_EQ(run("out", {"--resume"}).status, 0);
+    const std::string path = dir_.file("out/rescue.sqlite");
+    EXPECT_EQ(query(path, "SELECT NAME FROM \"SCOTT.T6\" WHERE ID = 1"), "kept\n");
+    EXPECT_EQ(query(path, "SELECT NAME FROM \"SCOTT.T7\" WHERE ID = 1"), "row 1\n");
+    query(path, "UPDATE \"SCOTT.T6\" SET NAME = 'row 1' WHERE ID = 1");
+    EXPECT_TRUE(dump(path) == (run("whole-database"), dump(dir_.file("whole-database/rescue.sqlite"))));
+}
+
+TEST_F(ResumeDatabase, GoesOnWhereverAKillCame) {
+    for (const int write : {1, 2, 3, 5, 9, 30, 100, 300, 500}) {
+        SCOPED_TRACE(write);
+        const std::string output = "out" + std::to_string(write);
+        run_options options;
+        options.io_rules =
+            "call=write|pwrite,path=rescue.sqlite,nth=" + std::to_string(write) + ",signal=KILL";
+        const run_result killed = run(output, {}, options);
+        ASSERT_EQ(killed.end, ending::signalled) << killed.describe();
+        EXPECT_EQ(run(output, {"--resume"}).status, 0);
+        expect_whole_database(output);
+    }
+}
+
+TEST_F(ResumeDatabase, GoesOnAfterASignalAndAgain) {
+    for (const int nth : {4, 5}) {
+        const run_result ended =
+            run("out", nth == 4 ? std::vector<std::string>{} : std::vector<std::string>{"--resume"},
+                signal_at("TERM", "rescue.json", nth));
+        EXPECT_EQ(ended.status, 1) << ended.describe();
+        EXPECT_FALSE(file_exists(dir_.file("out/rescue.sqlite")));
+    }
+    EXPECT_EQ(run("out", {"--resume"}).status, 0);
+    expect_whole_database("out");
+}
+
+TEST_F(ResumeDatabase, ADatabaseThatIsWholeStaysAsItIs) {
+    EXPECT_EQ(run("out").status, 0);
+    const auto before = inodes("out").at("rescue.sqlite");
+    EXPECT_EQ(run("out", {"--resume"}).status, 0);
+    EXPECT_EQ(inodes("out").at("rescue.sqlite"), before);
+    expect_whole_database("out");
+}
+
+TEST_F(ResumeDatabase, TablesThatFailedAreAddedToAFinishedDatabase) {
+    run_options options;
+    options.io_rules = "call=pwrite,path=rescue.sqlite,nth=40,errno=ENOSPC";
+    const run_result failed = run("out", {}, options);
+    EXPECT_EQ(failed.status, 2) << failed.describe();
+    EXPECT_TRUE(file_exists(dir_.file("out/rescue.sqlite")));
+    query(dir_.file("out/rescue.sqlite"), "SELECT count(*) FROM \"SCOTT.T1\"");
+    EXPECT_EQ(run("out", {"--resume"}).status, 0);
+    expect_whole_database("out");
+}
+
+TEST_F(ResumeDatabase, ADatabaseThatIsDamagedIsWrittenAnew) {
+    const run_result killed = run("out", {}, signal_at("KILL", "rescue.json", 8));
+    ASSERT_EQ(killed.end, ending::signalled) << killed.describe();
+    std::string content = read_text(unfinished("out"));
+    for (size_t at = 4096; at < content.size(); at += 4096)
+        content.replace(at, 64, std::string(64, '\x5A'));
+    write_text(unfinished("out"), content);
+    EXPECT_EQ(run("out", {"--resume"}).status, 0);
+    expect_whole_database("out");
 }
 
 } // namespace

@@ -1,8 +1,10 @@
 // `unload`: what comes out, what is refused, and what the record says.
 #include <filesystem>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
+#include "emp_csv.h"
 #include "rescue_program.h"
 #include "sample/demo.h"
 #include "scratch_dir.h"
@@ -11,22 +13,6 @@ namespace {
 
 using namespace sample;
 using namespace vexlo_test;
-
-constexpr char EMP[] = "EMPNO,ENAME,JOB,MGR,HIREDATE,SAL,COMM,DEPTNO\n"
-                       "7369,SMITH,CLERK,7902,1980-12-17T00:00:00,800,,20\n"
-                       "7499,ALLEN,SALESMAN,7698,1981-02-20T00:00:00,1600,300,30\n"
-                       "7521,WARD,SALESMAN,7698,1981-02-22T00:00:00,1250,500,30\n"
-                       "7566,JONES,MANAGER,7839,1981-04-02T00:00:00,2975,,20\n"
-                       "7654,MARTIN,SALESMAN,7698,1981-09-28T00:00:00,1250,1400,30\n"
-                       "7698,BLAKE,MANAGER,7839,1981-05-01T00:00:00,2850,,30\n"
-                       "7782,CLARK,MANAGER,7839,1981-06-09T00:00:00,2450,,10\n"
-                       "7788,SCOTT,ANALYST,7566,1987-04-19T00:00:00,3000,,20\n"
-                       "7839,KING,PRESIDENT,,1981-11-17T00:00:00,5000,,10\n"
-                       "7844,TURNER,SALESMAN,7698,1981-09-08T00:00:00,1500,0,30\n"
-                       "7876,ADAMS,CLERK,7788,1987-05-23T00:00:00,1100,,20\n"
-                       "7900,JAMES,CLERK,7698,1981-12-03T00:00:00,950,,30\n"
-                       "7902,FORD,ANALYST,7566,1981-12-03T00:00:00,3000,,20\n"
-                       "7934,MILLER,CLERK,7782,1982-01-23T00:00:00,1300,,10\n";
 
 std::vector<std::string> names_of(const std::map<std::string, std::string> &outputs) {
     std::vector<std::string> names;
@@ -45,7 +31,8 @@ TEST(Unload, EmployeesOfTheDemonstrationComeOutAsCsv) {
     EXPECT_EQ(result.err, "TABLE      STATUS    ROWS  SUSPECT  BLOCKS LOST  REASON\n"
                           "SCOTT.EMP  complete    14        0            0\n"
                           "1 table                14        0            0\n");
-    EXPECT_EQ(read_outputs(dir.file("out")), (std::map<std::string, std::string>{{"SCOTT.EMP.csv", EMP}}));
+    EXPECT_EQ(read_outputs(dir.file("out")),
+              (std::map<std::string, std::string>{{"SCOTT.EMP.csv", EMP_CSV}}));
 }
 
 TEST(Unload, TheRecordSaysWhatWasReadAndWhatCameOfIt) {
@@ -177,6 +164,79 @@ INSTANTIATE_TEST_SUITE_P(Formats, UnloadFormats,
                                          std::vector<std::string>{"--to", "sql", "--dialect", "postgresql"},
                                          std::vector<std::string>{"--to", "sqlldr"},
                                          std::vector<std::string>{"--to", "sqlite"}));
+
+TEST(Unload, RowsThatTheTargetWouldRefuseHaveTheirNumberInTheTable) {
+    constexpr int ROWS = 5000;
+    const scratch_dir dir;
+    SimpleDatabase simple(dir.file("db"), 0, 0);
+    const size_t t = simple.db.add_table(
+        table_def(simple.scott, "T", simple.users, {number_column("ID"), varchar2_column("NAME", 300)}));
+    for (int i = 1; i <= ROWS; ++i)
+        simple.db.insert(
+            t, {number(i), text(i == 3 || i == 4900 ? std::string("a\0b", 3) : std::string(250, 'n'))});
+    simple.db.finish();
+    for (const char *jobs : {"1", "3"}) {
+        const std::string out = dir.file(jobs);
+        const run_result result =
+            run_rescue({"unload", "--files", dir.file("db/*.dbf"), "--to", "csv", "--dialect", "postgresql",
+                        "--output", out, "--quiet", "--jobs", jobs});
+        EXPECT_EQ(result.status, 1) << result.describe();
+        std::vector<Json> rejected;
+        std::istringstream lines(read_text(out + "/SCOTT.T.csv.rejected"));
+        for (std::string line; std::getline(lines, line);)
+            rejected.push_back(Json::parse(line));
+        ASSERT_EQ(rejected.size(), 2U);
+        EXPECT_EQ(rejected[0].items().begin().key(), "_ROW");
+        EXPECT_EQ(rejected[0]["_ROW"], 3);
+        EXPECT_EQ(rejected[0]["ID"], 3);
+        EXPECT_EQ(rejected[1]["_ROW"], 4900);
+        EXPECT_EQ(rejected[1]["ID"], 4900);
+        EXPECT_NE(result.err.find("row 4900, offset "), std::string::npos) << result.err;
+        const Json entry = record_of(read_record(out), "SCOTT", "T");
+        EXPECT_EQ(entry["status"], "partial");
+        EXPECT_EQ(entry["reason"], "2 rows rejected");
+        EXPECT_EQ(entry["rows"], ROWS - 2);
+        EXPECT_EQ(entry["null_values"], 0);
+    }
+}
+
+TEST(Unload, ScriptsCanHaveTheTablesAloneOrTheRowsAlone) {
+    const scratch_dir dir;
+    SimpleDatabase(dir.file("db"), 1, 3).db.finish();
+    const auto unload = [&](const std::string &part) {
+        const run_result result =
+            run_rescue({"unload", "--files", dir.file("db/*.dbf"), "--to", "sql", "--dialect", "sqlite",
+                        "--output", dir.file(part), "--quiet", "--" + part});
+        EXPECT_EQ(result.status, 0) << result.describe();
+        return read_text(dir.file(part) + "/SCOTT.T1.sql");
+    };
+    const std::string tables = unload("ddl-only"), rows = unload("data-only");
+    EXPECT_NE(tables.find("CREATE TABLE"), std::string::npos);
+    EXPECT_EQ(tables.find("INSERT"), std::string::npos);
+    EXPECT_EQ(rows.find("CREATE TABLE"), std::string::npos);
+    EXPECT_NE(rows.find("'row 3'"), std::string::npos);
+    EXPECT_EQ(record_of(read_record(dir.file("ddl-only")), "SCOTT", "T1")["rows"], 0);
+}
+
+TEST(Unload, CompressedOutputsAreRecordedAndResumed) {
+    const scratch_dir dir;
+    SimpleDatabase(dir.file("db"), 2, 3000).db.finish();
+    const std::vector<std::string> compressed = {"--quiet", "--eol", "lf", "--compress", "gzip"};
+    const run_result result = run_rescue(unload_arguments(dir.file("db"), dir.file("out"), compressed));
+    EXPECT_EQ(result.status, 0) << result.describe();
+    const auto outputs = read_outputs(dir.file("out"));
+    EXPECT_EQ(names_of(outputs), (std::vector<std::string>{"SCOTT.T1.csv.gz", "SCOTT.T2.csv.gz"}));
+    const Json entry = record_of(read_record(dir.file("out")), "SCOTT", "T1");
+    EXPECT_EQ(entry["outputs"][0]["path"], "SCOTT.T1.csv.gz");
+    EXPECT_EQ(entry["outputs"][0]["bytes"], outputs.at("SCOTT.T1.csv.gz").size());
+    EXPECT_TRUE(run_process({"/usr/bin/env", "gzip", "-dc", dir.file("out/SCOTT.T1.csv.gz")})
+                    .out.starts_with("ID,NAME\n1,row 1\n2,row 2\n"));
+    std::vector<std::string> resumed = compressed;
+    resumed.insert(resumed.end(), {"--resume", "--jobs", "2"});
+    std::filesystem::remove(dir.file("out/SCOTT.T2.csv.gz"));
+    EXPECT_EQ(run_rescue(unload_arguments(dir.file("db"), dir.file("out"), resumed)).status, 0);
+    EXPECT_TRUE(read_outputs(dir.file("out")) == outputs);
+}
 
 TEST(Unload, OutputsThatExistAreRefusedUnlessOverwritten) {
     const scratch_dir dir;

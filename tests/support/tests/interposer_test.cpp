@@ -1,3 +1,5 @@
+#include <csignal>
+
 #include <gtest/gtest.h>
 
 #include "process.h"
@@ -79,6 +81,21 @@ TEST_F(Interposer, PositionedCalls) {
                     "call=pwrite,path=new,nth=1,errno=ENOSPC;"
                     "call=pwrite,path=new,nth=4,count=1"),
               "ENOSPC\n10\n10\n1\nok\n");
+}
+
+TEST_F(Interposer, AByteOfTheFileSelectsTheCallsThatReachOverIt) {
+    EXPECT_EQ(probe("pread", target, "call=pread,path=target,at=9,errno=EIO"), "EIO\nEIO\nEIO\nEIO\nok\n");
+    EXPECT_EQ(probe("pread", target, "call=pread,path=target,at=10,errno=EIO"), "10\n10\n10\n10\nok\n");
+    EXPECT_EQ(probe("read", target, "call=read,path=target,at=0,errno=EIO"), "10\n10\n10\n10\nok\n");
+}
+
+TEST_F(Interposer, SignalReachesTheProgramBeforeTheCall) {
+    run_options options;
+    options.io_rules = "call=open,path=target,signal=TERM";
+    const run_result r = run_process({TEST_PROBE, "read", target, "10"}, options);
+    EXPECT_EQ(r.end, ending::signalled);
+    EXPECT_EQ(r.signal, SIGTERM);
+    EXPECT_EQ(r.out, "");
 }
 
 TEST_F(Interposer, OpenFailsBeforeAFileIsCreated) {

@@ -20,6 +20,18 @@ TEST(Digest, GivesTheWellKnownValues) {
     EXPECT_EQ(crc32_of(std::string(32, '\0')), 0x190A55ADU);
 }
 
+TEST(Digest, IsWhatTablesGiveWhateverTheProcessorCan) {
+    std::string text;
+    for (int i = 0; i < 1000; ++i)
+        text += static_cast<char>(i * 131 + i / 7);
+    for (size_t start = 0; start < 3; ++start)
+        for (size_t size = 0; size <= text.size() - start; ++size) {
+            const std::string part = text.substr(start, size);
+            const auto *bytes = reinterpret_cast<const uint8_t *>(part.data());
+            ASSERT_EQ(crc32_of(part), ~crc32_by_tables(bytes, size, 0xFFFFFFFF)) << size;
+        }
+}
+
 TEST(Digest, DoesNotDependOnHowTheBytesAreCut) {
     std::string text;
     for (int i = 0; i < 300; ++i)

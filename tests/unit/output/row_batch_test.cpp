@@ -66,15 +66,25 @@ TEST(RowBatch, ClearedIsAsGoodAsNew) {
     batch.bytes.append("abc");
     batch.rejected.append("x");
     batch.rows = 2;
-    batch.rejected_rows = 1;
+    batch.rejects = {{3, 1}};
     batch.longest = {1, 2};
     batch.losses.add(1, 0, "x");
     batch.clear();
     EXPECT_TRUE(batch.bytes.empty());
     EXPECT_TRUE(batch.rejected.empty());
     EXPECT_TRUE(batch.losses.empty());
-    EXPECT_EQ(batch.rows + batch.rejected_rows, 0U);
+    EXPECT_EQ(batch.taken(), 0U);
     EXPECT_TRUE(batch.longest.empty());
+}
+
+TEST(RowBatch, RowsAreNumberedBehindThoseOfTheBatchesBefore) {
+    vexlo::RowBatch batch;
+    batch.rows = 4;
+    batch.rejects = {{2, 10}, {5, 10}};
+    EXPECT_EQ(batch.taken(), 6U);
+    batch.number_from(100);
+    EXPECT_EQ(batch.rejects[0].row, 102U);
+    EXPECT_EQ(batch.rejects[1].row, 105U);
 }
 
 TEST(ByteBuffer, GrowsAndKeepsWhatItHolds) {

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "format/block_address.h"
 #include "format/file_header.h"
 #include "rescue/dictionary.h"
@@ -247,4 +249,50 @@ TEST_F(DictionaryTest, TablesWithoutPlainRowsAreNamed) {
     EXPECT_EQ(obstacle("EXT"), Obstacle::external);
     EXPECT_EQ(obstacle("TEMPORARY"), Obstacle::temporary);
     EXPECT_EQ(obstacle("EMPTY"), Obstacle::no_storage);
+}
+
+TEST_F(NewerDictionaryTest, FragmentsOfLobsAndIndexesHaveSegmentsOfTheirOwn) {
+    sample::TableDef def = table_def(scott(), "T", users());
+    def.columns.push_back(sample::typed_column("TEXT", 112, 4000));
+    def.partitions = {{"P1", std::nullopt, "10", {}}, {"P2", std::nullopt, "MAXVALUE", {}}};
+    const size_t table = db().add_table(def);
+    const OpenDatabase database = open();
+    const Dictionary &d = database.dictionary;
+    const sample::TableEntry &entry = db().model().tables[table];
+    ASSERT_EQ(d.lobs(entry.place.objn).size(), 1u);
+    const LobRecord &lob = d.lobs(entry.place.objn)[0];
+    EXPECT_EQ(lob.lob_object, entry.lobs[0].lob.objn);
+    const auto fragments = d.lob_fragments(lob.lob_object);
+    ASSERT_EQ(fragments.size(), 2u);
+    for (size_t i = 0; i < fragments.size(); ++i) {
+        const sample::LobFragment &expected = entry.lobs[0].fragments[i];
+        EXPECT_EQ(fragments[i].fragment, expected.lob.objn);
+        EXPECT_EQ(fragments[i].table_fragment, expected.table);
+        EXPECT_EQ(fragments[i].index_fragment, expected.index.objn);
+        EXPECT_EQ(fragments[i].tablespace, users());
+        EXPECT_EQ(fragments[i].file, expected.lob.file);
+        EXPECT_EQ(fragments[i].block, expected.lob.block);
+    }
+    const auto indexes = d.index_partitions();
+    for (const sample::LobFragment &expected : entry.lobs[0].fragments) {
+        const auto it = std::ranges::find(indexes, expected.index.objn, &IndexPartitionRecord::object);
+        ASSERT_NE(it, indexes.end());
+        EXPECT_EQ(it->index, entry.lobs[0].index.objn);
+        EXPECT_EQ(it->data_object, expected.index.objd);
+        EXPECT_EQ(it->file, expected.index.file);
+        EXPECT_EQ(it->block, expected.index.block);
+    }
+}
+
+TEST_F(NewerDictionaryTest, PrimaryKeysAreInTheOrderOfTheirColumns) {
+    sample::TableDef def = table_def(scott(), "T", users());
+    def.constraints = {{"T_PK", sample::CONSTRAINT_PRIMARY_KEY, {"NAME", "ID"}},
+                       {"T_UK", sample::CONSTRAINT_UNIQUE, {"ID"}}};
+    const size_t table = db().add_table(def);
+    const OpenDatabase database = open();
+    const auto key = database.dictionary.primary_key(db().model().tables[table].place.objn);
+    ASSERT_EQ(key.size(), 2u);
+    EXPECT_EQ(key[0].internal_column, 2u);
+    EXPECT_EQ(key[0].position, 1u);
+    EXPECT_EQ(key[1].internal_column, 1u);
 }

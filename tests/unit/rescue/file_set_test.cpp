@@ -145,8 +145,49 @@ TEST_F(FileSetTest, AFileWithoutAHeaderServesEveryTablespaceUntilItIsPlaced) {
     EXPECT_NE(files.find(users(), make_rdba(2, 17)).file, nullptr);
     EXPECT_NE(files.find(11, make_rdba(2, 17)).file, nullptr);
     EXPECT_TRUE(files.tablespace(users()).empty());
-    files.place_file(2, users(), 2);
+    files.place_files({{2, users(), 2, 100}});
     EXPECT_EQ(files.tablespace(users()).size(), 1u);
     EXPECT_NE(files.find(users(), make_rdba(2, 17)).file, nullptr);
     EXPECT_EQ(files.find(11, make_rdba(2, 17)).file, nullptr);
+}
+
+TEST_F(FileSetTest, ACopyWhoseHeaderIsDamagedGivesWayToTheSoundFile) {
+    db().finish();
+    copy(USERS_FILE, "a copy.dbf"); // in front of the other
+    patch("a copy.dbf", HEADER, 100, {0x55}, false);
+    const FileSet files(of_files({path_of("a copy.dbf"), path_of(USERS_FILE)}));
+    EXPECT_EQ(used_paths(files), (Names{USERS_FILE}));
+    EXPECT_EQ(files.inputs()[0]->remark(), "copy of \"" + path_of(USERS_FILE) + "\", whose header is sound");
+}
+
+TEST_F(FileSetTest, ACopyWithoutAHeaderGivesWayWhenFilesArePlaced) {
+    db().finish();
+    copy(USERS_FILE, "a copy.dbf");
+    destroy("a copy.dbf", HEADER);
+    FileSet files(of_files({path_of("a copy.dbf"), path_of(USERS_FILE)}));
+    files.place_files({{2, users(), 2, 100}});
+    EXPECT_EQ(used_paths(files), (Names{USERS_FILE}));
+    EXPECT_EQ(files.scanned(users()).size(), 1u);
+}
+
+TEST_F(FileSetTest, OfTwoCopiesWithoutHeadersOneIsUsed) {
+    db().finish();
+    copy(USERS_FILE, "a copy.dbf");
+    for (const char *file : {"a copy.dbf", USERS_FILE})
+        destroy(file, HEADER);
+    FileSet files(of_files({path_of("a copy.dbf"), path_of(USERS_FILE)}));
+    files.place_files({{2, users(), 2, 100}});
+    EXPECT_EQ(used_paths(files).size(), 1u);
+    EXPECT_EQ(files.scanned(users()).size(), 1u);
+}
+
+TEST_F(FileSetTest, FilesThatTheDictionaryNamesAndThatAreNotThereAreKnown) {
+    db().finish();
+    FileSet files(of_files({path_of(USERS_FILE)}));
+    files.place_files({{2, users(), 2, 100}, {7, users(), 7, 500}});
+    const std::vector<ExpectedFile> missing = files.missing_of(users());
+    ASSERT_EQ(missing.size(), 1u);
+    EXPECT_EQ(missing[0].file, 7u);
+    EXPECT_EQ(missing[0].blocks, 500u);
+    EXPECT_TRUE(files.missing_of(users() + 1).empty());
 }

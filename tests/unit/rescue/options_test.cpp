@@ -122,6 +122,8 @@ TEST(RescueOptions, NonsenseIsRefusedWithOneLine) {
     expect_refused({"unload", "--to", "csv", "--output", "d", "--overwrite", "--resume"});
     expect_refused({"unload", "--to", "csv", "--output", "d", "--columns"});
     expect_refused({"unload", "--to", "sqlite", "--output", "d", "--by-partition"});
+    expect_refused({"unload", "--to", "csv", "--output", "d", "--ddl-only"});
+    expect_refused({"unload", "--to", "sqlite", "--output", "d", "--compress", "gzip"});
     expect_refused({"unload", "--to", "csv", "--output", "d", "line\nbreak.\""});
 }
 
@@ -139,7 +141,9 @@ TEST(RescueOptions, HelpAndVersionGoToStandardOutput) {
 }
 
 std::vector<std::string> unload_words(std::vector<std::string> more) {
-    more.insert(more.begin(), {"unload", "--to", "csv", "--output", "d"});
+    more.insert(more.begin(), {"unload", "--output", "d"});
+    if (std::ranges::find(more, "--to") == more.end())
+        more.insert(more.end(), {"--to", "csv"});
     return more;
 }
 
@@ -163,8 +167,10 @@ TEST(RescueOptions, OutputsDifferWithEveryOptionThatShapesThem) {
                                                   {"--encoding", "raw"},
                                                   {"--charset", "UTF8"},
                                                   {"--ncharset", "UTF8"},
+                                                  {"--compress", "gzip"},
                                                   {"--dbid", "1"}})
         EXPECT_FALSE(same({}, words)) << words[0];
+    EXPECT_FALSE(same({"--to", "sql", "--ddl-only"}, {"--to", "sql", "--data-only"}));
 }
 
 } // namespace

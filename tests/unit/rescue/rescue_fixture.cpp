@@ -31,7 +31,7 @@ std::string text_of(const Column &column, const Field &field) {
 } // namespace
 
 OpenDatabase::OpenDatabase(const std::vector<std::string> &paths, ReadOptions read_options)
-    : options(read_options), files(FileQuery{paths, {}, {}, {}}), scans(files),
+    : options(read_options), files(FileQuery{paths, {}, {}, {}}), scans(files, read_options.trust_blocks),
       dictionary(files, scans, read_options),
       directory(std::filesystem::path(paths.front()).parent_path().string()) {}
 

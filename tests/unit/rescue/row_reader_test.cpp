@@ -267,7 +267,7 @@ TEST_F(RowReaderTest, RowDependenciesAreSteppedOverInEitherWidth) {
     OpenDatabase open = reopen();
     EXPECT_EQ(open.read("T").rows, numbered_rows(1, 500));
     TableLayout layout = make_layout(open.dictionary, open.table("WIDE"));
-    layout.row_dependencies = true;
+    layout.dependencies = Dependencies::carried;
     const SegmentRef segment = open.dictionary.segments(open.table("WIDE")).at(0).segment;
     SegmentRuns runs(open.files, open.scans, segment, {});
     RowReader reader(

@@ -185,7 +185,7 @@ private:
         if (refusal.empty())
             return false;
         batch.bytes.truncate(start);
-        reject(row, refusal, batch);
+        rejecter_.reject(row, refusal, batch);
         return true;
     }
 
@@ -193,13 +193,8 @@ private:
     bool is_refused(const Row &row, RowBatch &batch) {
         const std::string refusal = check_.refusal(row);
         if (!refusal.empty())
-            reject(row, refusal, batch);
+            rejecter_.reject(row, refusal, batch);
         return !refusal.empty();
-    }
-
-    void reject(const Row &row, const std::string &refusal, RowBatch &batch) {
-        rejecter_.reject(row, refusal, batch);
-        ++batch.rows;
     }
 
     CellDecoder &decoder_;

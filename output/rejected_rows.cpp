@@ -16,7 +16,8 @@ void RowRejecter::reject(const Row &row, const std::string &reason, RowBatch &ba
         keys_ = json_keys(decoder_.table());
     }
     ByteBuffer &bytes = batch.rejected;
-    const size_t start = bytes.size();
+    batch.begin_reject(row.number);
+    batch.losses.add(row.number, row.offset, reason + ", the row is rejected");
     bytes.append(",\"_REASON\":");
     put_json_string(reason, bytes);
     RowLosses known;
@@ -30,23 +31,21 @@ void RowRejecter::reject(const Row &row, const std::string &reason, RowBatch &ba
             batch.relieve();
     }
     bytes.append("}\n");
-    batch.rejects.push_back({row.number, bytes.size() - start});
-    batch.losses.add(row.number, row.offset, reason + ", the row is rejected");
+    batch.end_reject();
 }
 
 RejectedFile::RejectedFile(Destination &destination, const std::string &path)
     : destination_(&destination), path_(path + ".rejected") {}
 
 void RejectedFile::take(RowBatch &batch) {
-    rows_ += batch.rejects.size();
+    rows_ += batch.rejected_rows();
     if (batch.rejects.empty())
         return;
     ByteBuffer lines;
-    std::string_view rest = batch.rejected.view();
-    for (const RowBatch::Rejected &reject : batch.rejects) {
-        lines.append("{\"_ROW\":" + std::to_string(reject.row));
-        lines.append(rest.substr(0, reject.size));
-        rest.remove_prefix(reject.size);
+    for (size_t i = 0; i < batch.rejects.size(); ++i) {
+        if (!batch.rejects[i].is_rest)
+            lines.append("{\"_ROW\":" + std::to_string(batch.rejects[i].row));
+        lines.append(batch.rejected_row(i));
     }
     if (destination_->is_standard_output()) {
         std::fwrite(lines.data(), 1, lines.size(), stderr);

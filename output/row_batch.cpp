@@ -12,8 +12,22 @@ void RowLosses::tell(TableReport &report) {
 
 void RowBatch::give_away() {
     ends_in_row = true;
+    const bool rejecting = rejecting_;
+    const uint64_t row = rejecting ? rejects.back().row : 0;
     spill(*this);
     ends_in_row = false;
+    if (rejecting)
+        rejects.push_back({row, rejected.size(), true});
+}
+
+void RowBatch::begin_reject(uint64_t row) {
+    rejects.push_back({row, rejected.size(), false});
+    rejecting_ = true;
+}
+
+std::string_view RowBatch::rejected_row(size_t i) const {
+    const size_t end = i + 1 < rejects.size() ? rejects[i + 1].at : rejected.size();
+    return rejected.view().substr(rejects[i].at, end - rejects[i].at);
 }
 
 bool is_large_row(const Row &row, size_t columns) {

@@ -53,10 +53,12 @@ private:
 struct RowBatch {
     static constexpr size_t FULL_SIZE = 1 << 18;
 
-    // A row that the target would refuse.
+    // A row that the target would refuse, or the rest of one that was given away in part: its bytes in
+    // `rejected` go on to where the next one's begin. Of a batch only the first can be a rest.
     struct Rejected {
         uint64_t row;
-        size_t size; // bytes of it in `rejected`
+        size_t at;
+        bool is_rest;
     };
 
     ByteBuffer bytes;              // of the main output
@@ -78,8 +80,17 @@ struct RowBatch {
     }
     // Whether the batch is large enough to be written; a format takes batches of any size.
     bool full() const { return bytes.size() + rejected.size() >= FULL_SIZE; }
+    // Begins and ends a row that is rejected, whose bytes are appended to `rejected` meanwhile.
+    void begin_reject(uint64_t row);
+    void end_reject() { rejecting_ = false; }
+    // The bytes of entry `i` of `rejects`.
+    std::string_view rejected_row(size_t i) const;
+    // Rows that are rejected in this batch; each has one loss of its own.
+    uint64_t rejected_rows() const {
+        return rejects.size() - (!rejects.empty() && rejects.front().is_rest ? 1 : 0);
+    }
     // Rows that have been formatted, those rejected among them.
-    uint64_t taken() const { return rows + rejects.size(); }
+    uint64_t taken() const { return rows + rejected_rows(); }
     // The batch counts its rows from 1: makes their numbers those behind the first `rows_before` rows of the
     // table.
     void number_from(uint64_t rows_before);
@@ -88,6 +99,8 @@ struct RowBatch {
 
 private:
     void give_away();
+
+    bool rejecting_ = false;
 };
 
 // Whether the row of `columns` fields is to be written in parts, by relieve(): a value of it comes in pieces,

@@ -64,7 +64,6 @@ public:
 
     void format(const Row &row, RowBatch &batch) override {
         const std::vector<Column> &columns = decoder_.table().columns;
-        ++batch.rows;
         const bool large = is_large_row(row, columns.size());
         std::string refusal = large ? check_.refusal(row) : "";
         const size_t start = batch.bytes.size();
@@ -77,7 +76,9 @@ public:
             if (large)
                 batch.relieve();
         }
-        if (!refusal.empty()) {
+        if (refusal.empty()) {
+            ++batch.rows;
+        } else {
             batch.bytes.truncate(start);
             rejecter_.reject(row, refusal, batch);
         }

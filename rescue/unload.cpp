@@ -75,13 +75,13 @@ public:
         return output_->writer().formatter(decoder);
     }
     void write(RowBatch &batch, TableReport &report) {
-        if (batch.taken() == 0 && batch.bytes.empty())
+        if (batch.taken() == 0 && batch.bytes.empty() && batch.rejects.empty())
             return;
-        null_values_ += batch.losses.count() - batch.rejects.size(); // each has one loss of its own
+        null_values_ += batch.losses.count() - batch.rejected_rows();
         batch.number_from(taken());
         batch.losses.tell(report);
         rows_ += batch.rows;
-        rejected_rows_ += batch.rejects.size();
+        rejected_rows_ += batch.rejected_rows();
         output_->writer().write(batch);
     }
     // Appends the outputs to those of the entry.

@@ -66,7 +66,8 @@ TEST(RowBatch, ClearedIsAsGoodAsNew) {
     batch.bytes.append("abc");
     batch.rejected.append("x");
     batch.rows = 2;
-    batch.rejects = {{3, 1}};
+    batch.begin_reject(3);
+    batch.end_reject();
     batch.longest = {1, 2};
     batch.losses.add(1, 0, "x");
     batch.clear();
@@ -80,11 +81,42 @@ TEST(RowBatch, ClearedIsAsGoodAsNew) {
 TEST(RowBatch, RowsAreNumberedBehindThoseOfTheBatchesBefore) {
     vexlo::RowBatch batch;
     batch.rows = 4;
-    batch.rejects = {{2, 10}, {5, 10}};
+    for (const uint64_t row : {2, 5}) {
+        batch.begin_reject(row);
+        batch.end_reject();
+    }
     EXPECT_EQ(batch.taken(), 6U);
     batch.number_from(100);
     EXPECT_EQ(batch.rejects[0].row, 102U);
     EXPECT_EQ(batch.rejects[1].row, 105U);
+}
+
+// What is given away of a row that is rejected counts there; its rest begins the next batch.
+TEST(RowBatch, ARejectedRowGoesOnInTheNextBatch) {
+    vexlo::RowBatch batch;
+    std::string taken;
+    uint64_t rows = 0;
+    const auto take = [&](vexlo::RowBatch &part) {
+        rows += part.rejected_rows();
+        for (size_t i = 0; i < part.rejects.size(); ++i)
+            taken += (part.rejects[i].is_rest ? "+" : "|") + std::string(part.rejected_row(i).substr(0, 2));
+        part.clear();
+    };
+    batch.spill = take;
+    batch.begin_reject(1);
+    batch.rejected.append("ab");
+    batch.end_reject();
+    batch.begin_reject(2);
+    batch.rejected.append(std::string(vexlo::RowBatch::FULL_SIZE, 'c'));
+    batch.relieve();
+    batch.rejected.append("d");
+    batch.end_reject();
+    batch.begin_reject(3);
+    batch.rejected.append("e");
+    batch.end_reject();
+    take(batch);
+    EXPECT_EQ(taken, "|ab|cc+d|e");
+    EXPECT_EQ(rows, 3U);
 }
 
 TEST(ByteBuffer, GrowsAndKeepsWhatItHolds) {

@@ -66,6 +66,7 @@ struct ObjectRecord {
     uint64_t flags;
     NameRef name;
     NameRef subname; // of a partition
+    NameRef link;    // of an object of another database that is known here through a link
 };
 
 // TAB$.PROPERTY

@@ -328,7 +328,8 @@ DictionaryReader::Takers DictionaryReader::core_takers() {
                                   {"TYPE#", &ObjectRecord::type},
                                   {"FLAGS", &ObjectRecord::flags},
                                   {"NAME", &ObjectRecord::name},
-                                  {"SUBNAME", &ObjectRecord::subname}});
+                                  {"SUBNAME", &ObjectRecord::subname},
+                                  {"LINKNAME", &ObjectRecord::link}});
     add.operator()<UserRecord>("USER$", d.users_,
                                {{"USER#", &UserRecord::user},
                                 {"TYPE#", &UserRecord::type},
@@ -510,7 +511,7 @@ void DictionaryReader::add_lost_tables() {
         lost.push_back(table);
     };
     for (const ObjectRecord &object : d.objects_)
-        if (object.type == OBJECT_TABLE && d.table(object.object) == nullptr)
+        if (object.type == OBJECT_TABLE && object.link.empty() && d.table(object.object) == nullptr)
             add(object.object, object.data_object);
     for (const uint32_t object : unknown_objects())
         add(object, object);

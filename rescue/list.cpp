@@ -212,6 +212,7 @@ int run_list(const RescueOptions &options, Console &console) {
     const std::vector<PlannedTable> planned = plan_tables(database, options);
     if (planned.empty())
         throw UsageError("no table is selected");
+    report_unmatched(planned, options, report);
     std::vector<ListedTable> tables;
     for (const PlannedTable &table : planned)
         tables.push_back(look_at(database, table, options));

@@ -5,6 +5,7 @@
 #include <map>
 #include <string_view>
 
+#include "output/console.h"
 #include "output/names.h"
 
 namespace vexlo {
@@ -148,6 +149,13 @@ std::vector<PlannedTable> plan_tables(const OpenDatabase &database, const Rescue
     }
     name_outputs(tables);
     return tables;
+}
+
+void report_unmatched(std::span<const PlannedTable> tables, const RescueOptions &options, Report &report) {
+    for (const NamePattern &pattern : options.patterns)
+        if (std::ranges::none_of(
+                tables, [&](const PlannedTable &table) { return pattern.matches(table.owner, table.name); }))
+            report.failure(printable(pattern.text()) + ": no such table in the files");
 }
 
 void name_outputs(std::vector<PlannedTable> &tables) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,9 @@ constexpr char SEARCHED_TEXT[] = "row of TAB$ is lost, blocks were found by goin
 // The tables that the options select, in the order of the dictionary. The blocks of those whose place is lost
 // are looked for in all files.
 std::vector<PlannedTable> plan_tables(const OpenDatabase &database, const RescueOptions &options);
+
+// Reports the patterns of the options that selected none of the tables.
+void report_unmatched(std::span<const PlannedTable> tables, const RescueOptions &options, Report &report);
 
 // Gives every planned table its stems: names fit for files, long ones cut, equal ones numbered in their
 // order.

@@ -58,6 +58,7 @@ public:
           tables_(plan_tables(database_, options)), directory_(options.output), record_file_(options.output) {
         if (tables_.empty())
             throw UsageError("no table is selected");
+        report_unmatched(tables_, options, report_);
     }
 
     int run() {

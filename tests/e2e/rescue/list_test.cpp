@@ -127,6 +127,13 @@ TEST_F(List, AsJsonHasTheColumnsWhenAskedFor) {
                                "'analyzed_rows':4,'analyzed':'2019-04-17T00:56:11','obstacles':[]}]}\n"));
 }
 
+TEST_F(List, PatternThatSelectsNothingBesideOthersIsTold) {
+    const run_result result = list({"scott.dept", "scott.nosuch"});
+    EXPECT_EQ(result.status, 2) << result.describe();
+    EXPECT_NE(result.out.find("SCOTT.DEPT "), std::string::npos) << result.describe();
+    EXPECT_EQ(result.err, "vexlo-rescue: scott.nosuch: no such table in the files\n");
+}
+
 TEST_F(List, WithoutATableIsRefused) {
     const run_result result = list({"scott.nothing"});
     EXPECT_EQ(result.status, 2);

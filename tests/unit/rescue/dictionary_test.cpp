@@ -142,6 +142,35 @@ TEST_F(WideFlagsTest, FlagsAboveThe32ndBitSetNoOthers) {
     EXPECT_EQ(database.read("T").rows, numbered_rows(1, 5));
 }
 
+// An object that is known through a database link, as every query over one leaves behind.
+class RemoteTableTest : public RescueTest {
+protected:
+    RemoteTableTest() : RescueTest(options()) {}
+
+    static sample::DatabaseOptions options() {
+        constexpr size_t LINKNAME = 12; // of OBJ$
+        sample::DatabaseOptions options;
+        options.dictionary_hook = [](std::string_view name, sample::Row &row, sample::RowPlacement &) {
+            if (name == "OBJ$" && row.at(3) == sample::text("REMOTE"))
+                row.at(LINKNAME) = sample::text("OTHER.WORLD");
+            return true;
+        };
+        return options;
+    }
+};
+
+TEST_F(RemoteTableTest, ATableOfAnotherDatabaseIsNotALostOne) {
+    insert_rows(add_table("T"), 1, 5);
+    sample::ObjectDef remote;
+    remote.owner = scott();
+    remote.name = "REMOTE";
+    remote.type = sample::OBJECT_TABLE;
+    db().add_object(remote);
+    const OpenDatabase database = open();
+    EXPECT_TRUE(database.dictionary.notes().empty());
+    EXPECT_THROW(database.table("REMOTE"), std::exception);
+}
+
 TEST_F(DictionaryTest, NamesAreOfTheDatabaseCharacterSet) {
     db().set_property("NLS_CHARACTERSET", "WE8ISO8859P1");
     add_table("GR\xD6SSE");

@@ -12,15 +12,16 @@ namespace vexlo {
 namespace {
 
 constexpr uint32_t DECLARED_MAX = 0x10000; // no column of any version is declared longer
+constexpr uint32_t TYPE_MAX = 0xFF;        // the database has one byte for a type's code
 
-// A name, then nothing but zeros. Control characters and blanks at its begin are in no name.
+} // namespace
+
+// Control characters and blanks at its begin are in no name.
 bool is_name_field(const uint8_t *p, size_t width) {
     const size_t size = strnlen(reinterpret_cast<const char *>(p), width);
     return size > 0 && p[0] != ' ' && std::all_of(p, p + size, [](uint8_t c) { return c >= ' '; }) &&
            std::all_of(p + size, p + width, [](uint8_t c) { return c == 0; });
 }
-
-} // namespace
 
 std::string text_field(const uint8_t *p, size_t width) {
     const char *text = reinterpret_cast<const char *>(p);
@@ -48,6 +49,11 @@ bool is_column_entry(const uint8_t *p) {
     const bool is_long = kind == ColumnKind::long_text || kind == ColumnKind::long_raw;
     return load_be32(p + COL_FLAG) <= COL_FLAG_NATIONAL && kind != ColumnKind::unknown &&
            (clen > 0 || is_long) && clen <= DECLARED_MAX && is_name_field(p + COL_NAME, NAME_SIZE);
+}
+
+bool may_be_column_entry(const uint8_t *p) {
+    return load_be32(p + COL_FLAG) <= COL_FLAG_NATIONAL && load_be32(p + COL_CTYP) - 1 < TYPE_MAX &&
+           load_be32(p + COL_CLEN) <= DECLARED_MAX && is_name_field(p + COL_NAME, NAME_SIZE);
 }
 
 } // namespace vexlo

@@ -110,7 +110,8 @@ bool Conversion::convert_table(TableTask &task) {
         }
         CellDecoder decoder(task.table, run.texts.charsets());
         DumpReader reader(run.dump, *task.info);
-        write_rows(reader, decoder, *task.writer, report);
+        if (!write_rows(reader, decoder, *task.writer, report) && keeps_earlier(*task.writer))
+            return false;
         report_end(reader, *task.info, report);
         decoder.finish(report);
         report.finish();
@@ -141,13 +142,24 @@ void Conversion::write_load_script() {
     }
 }
 
-void Conversion::write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &writer,
+// Whether there is an output of an earlier run, which one that is known to lack rows does not replace.
+bool Conversion::keeps_earlier(const TableWriter &writer) {
+    const std::string path = writer.path();
+    if (path.empty() || access(path.c_str(), F_OK) != 0)
+        return false;
+    report_.note(path + ": stays as it was before this run");
+    return true;
+}
+
+// False when the file cannot be read to the end of the table: the rows before the bad place are written.
+bool Conversion::write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &writer,
                             TableReport &report) {
     const std::unique_ptr<RowFormatter> formatter = writer.formatter(decoder);
     RowBatch batch;
     batch.spill = [&](RowBatch &full) { write_batch(full, writer, report); };
     Row row;
-    while (next_row(reader, row)) {
+    bool readable = true;
+    while (next_row(reader, row, readable)) {
         if (reader.has_damage())
             add_damage(reader, batch.losses);
         formatter->format(row, batch);
@@ -160,14 +172,16 @@ void Conversion::write_rows(DumpReader &reader, CellDecoder &decoder, TableWrite
     }
     add_damage(reader, batch.losses);
     write_batch(batch, writer, report);
+    return readable;
 }
 
-// A file that cannot be read any further ends the table: the rows before the bad place are kept.
-bool Conversion::next_row(DumpReader &reader, Row &row) {
+// False at the end of the table, or where the file cannot be read any further.
+bool Conversion::next_row(DumpReader &reader, Row &row, bool &readable) {
     try {
         return reader.next(row);
     } catch (const InputError &error) {
         report_.failure(error.what());
+        readable = false;
         return false;
     }
 }

@@ -33,8 +33,9 @@ private:
     bool convert_table(TableTask &task);
     void complete(TableTask &task, uint64_t rows);
     void write_load_script();
-    void write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &writer, TableReport &report);
-    bool next_row(DumpReader &reader, Row &row);
+    bool keeps_earlier(const TableWriter &writer);
+    bool write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &writer, TableReport &report);
+    bool next_row(DumpReader &reader, Row &row, bool &readable);
     void summarise(double seconds);
 
     const Options &options_;

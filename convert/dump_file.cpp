@@ -61,13 +61,15 @@ bool has_column_names(const TableInfo &table) {
            });
 }
 
-// Where the directory has the first of its tables; where the data of a dump begins when it has none.
-uint64_t first_section(const std::vector<TableInfo> &tables) {
-    uint64_t first = UINT64_MAX;
-    for (const TableInfo &table : tables)
-        if (table.fault.empty())
-            first = std::min(first, table.offset);
-    return first == UINT64_MAX ? DIRECTORY_OFFSET + DIRECTORY_SIZE_MIN : first;
+// What has become of the tables of the directory whose sections were not found.
+void tell_lost(const std::vector<TableInfo> &directory, const std::vector<TableInfo> &found,
+               std::vector<std::string> &remarks) {
+    for (const TableInfo &record : directory)
+        if (std::none_of(found.begin(), found.end(),
+                         [&](const TableInfo &table) { return table.offset == record.offset; }))
+            remarks.push_back("table \"" + printable(record.name) +
+                              "\" of the directory is not where it says" +
+                              (record.fault.empty() ? "" : ": " + record.fault));
 }
 
 } // namespace
@@ -94,19 +96,24 @@ DumpFile::DumpFile(FileHandle file, const std::string &path, const Salvage *how)
 // Whether header and directory say of every table where it is.
 bool DumpFile::is_sound() const {
     return has_magic_ && faults_.empty() && !tables_.empty() &&
-           std::all_of(tables_.begin(), tables_.end(),
-                       [](const TableInfo &table) { return table.fault.empty(); });
+           std::all_of(tables_.begin(), tables_.end(), has_column_names);
+}
+
+// Where the first section begins, as far as the directory goes.
+uint64_t DumpFile::data_begin() const {
+    const uint64_t size = std::max(directory_end_, DIRECTORY_OFFSET) - DIRECTORY_OFFSET;
+    const uint64_t pages = (size + DIRECTORY_SIZE_MIN - 1) / DIRECTORY_SIZE_MIN;
+    return DIRECTORY_OFFSET + std::max<uint64_t>(pages, 1) * DIRECTORY_SIZE_MIN;
 }
 
 // Tables are where column lists are found. What the directory says is believed where it leads to one.
 void DumpFile::salvage(const Salvage &how) {
     const Dictionary *const dictionary = how.dictionary ? &*how.dictionary : nullptr;
-    const uint64_t begin = first_section(tables_);
     const std::vector<TableInfo> directory = tables_;
     std::erase_if(tables_, [](const TableInfo &table) { return !has_column_names(table); });
     const size_t known = tables_.size();
     std::vector<std::string> remarks;
-    for (FoundList &list : find_column_lists(fd(), path_, begin, size_)) {
+    for (FoundList &list : find_column_lists(fd(), path_, data_begin(), size_)) {
         const auto is_known = [&](const TableInfo &table) {
             return list.offset >= table.offset && list.offset < table.rows_at;
         };
@@ -121,6 +128,7 @@ void DumpFile::salvage(const Salvage &how) {
         tables_[i].end = i + 1 < tables_.size() ? tables_[i + 1].offset : size_;
     faults_ = {"header or directory is damaged; " + std::to_string(tables_.size()) +
                " tables found by their column lists"};
+    tell_lost(directory, tables_, remarks);
     faults_.insert(faults_.end(), remarks.begin(), remarks.end());
     if (dictionary != nullptr && charset().empty()) {
         nls_lang_ = dictionary->property("NLS_LANGUAGE") + "_" + dictionary->property("NLS_TERRITORY") + "." +
@@ -151,7 +159,7 @@ void DumpFile::add_found(const Dictionary *dictionary, const std::vector<TableIn
 void DumpFile::name_found(const Dictionary *dictionary, const std::vector<TableInfo> &directory,
                           TableInfo &table) {
     const auto listed = std::find_if(directory.begin(), directory.end(), [&](const TableInfo &record) {
-        return record.offset == table.offset && record.ncol == table.ncol && !record.name.empty();
+        return record.offset == table.offset && !record.name.empty();
     });
     const bool is_listed = listed != directory.end();
     table.name = is_listed ? listed->name : "TABLE_" + std::to_string(tables_.size() + 1);
@@ -189,39 +197,56 @@ void DumpFile::read_head(bool strict) {
     nls_lang_ = text_field(head + HEAD_NLS_LANG, HEAD_NLS_LANG_SIZE);
     ncharset_ = text_field(head + HEAD_NCHARSET, HEAD_NCHARSET_SIZE);
     dbtimezone_ = text_field(head + HEAD_DBTIMEZONE, HEAD_DBTIMEZONE_SIZE);
-    read_directory(load_be32(head + HEAD_TAB_CNT));
+    const uint32_t count = load_be32(head + HEAD_TAB_CNT);
+    if (strict || count != 0)
+        read_directory(count, true);
+    else
+        read_directory(TABLES_MAX, false);
 }
 
-// The directory ends where the first of the sections begins that it tells of, whatever the header says.
-void DumpFile::read_directory(uint32_t count) {
-    constexpr size_t ENTRIES_AT_ONCE = 1024;
-    std::vector<uint8_t> records(ENTRIES_AT_ONCE * TAB_SIZE);
-    uint64_t at = DIRECTORY_OFFSET, end = size_;
-    const uint32_t most = std::min(count, TABLES_MAX);
-    const auto left = [&] {
-        return std::min<uint64_t>(most - tables_.size(), end > at ? (end - at) / TAB_SIZE : 0);
-    };
-    while (left() > 0) {
-        const size_t want = static_cast<size_t>(std::min<uint64_t>(left(), ENTRIES_AT_ONCE)) * TAB_SIZE;
+// The directory ends where the first of the sections begins that it tells of, whatever the header says. Where
+// that says nothing it ends with the room that it has in any case, unless it tells of a section behind that.
+void DumpFile::read_directory(uint32_t count, bool counted) {
+    constexpr size_t RECORDS_AT_ONCE = 1024;
+    std::vector<uint8_t> records(RECORDS_AT_ONCE * TAB_SIZE);
+    uint64_t at = DIRECTORY_OFFSET, end = counted ? size_ : DIRECTORY_OFFSET + DIRECTORY_SIZE_MIN;
+    bool end_known = counted;
+    uint32_t left = std::min(count, TABLES_MAX);
+    const auto wanted = [&] { return std::min<uint64_t>(left, end > at ? (end - at) / TAB_SIZE : 0); };
+    while (wanted() > 0) {
+        const size_t want = static_cast<size_t>(std::min<uint64_t>(wanted(), RECORDS_AT_ONCE)) * TAB_SIZE;
         const size_t got = read_at(fd(), records.data(), want, at, path_);
-        for (size_t i = 0; i + TAB_SIZE <= got && left() > 0; i += TAB_SIZE, at += TAB_SIZE) {
+        for (size_t i = 0; i + TAB_SIZE <= got && wanted() > 0; i += TAB_SIZE, at += TAB_SIZE, --left) {
+            if (!is_table_record(records.data() + i, counted))
+                continue;
             tables_.push_back(table_record(records.data() + i));
+            directory_end_ = at + TAB_SIZE;
             const uint64_t section = tables_.back().offset;
-            if (section > at && section < end && is_column_list(section))
+            if (section > at && (section < end || !end_known) && is_column_list(section)) {
                 end = section;
+                end_known = true;
+            }
         }
         if (got < want)
             break;
     }
-    if (tables_.size() < count)
-        faults_.push_back("header says " + std::to_string(count) + " tables, the file has room for " +
+    if (counted && tables_.size() < count)
+        faults_.push_back("header says " + std::to_string(count) + " tables, the directory names " +
                           std::to_string(tables_.size()));
+}
+
+// Whether the record names a table or leads to one; to be believed without a count it must do both.
+bool DumpFile::is_table_record(const uint8_t *record, bool counted) const {
+    const bool named = is_name_field(record + TAB_NAME, NAME_SIZE);
+    return counted ? named || is_column_list(load_be64(record + TAB_OFFSET))
+                   : named && is_column_list(load_be64(record + TAB_OFFSET));
 }
 
 // Whether a column list begins at the file offset.
 bool DumpFile::is_column_list(uint64_t offset) const {
     uint8_t entry[COL_SIZE];
-    return read_at(fd(), entry, sizeof entry, offset, path_) == sizeof entry && is_column_entry(entry);
+    return offset >= DIRECTORY_OFFSET && offset < size_ &&
+           read_at(fd(), entry, sizeof entry, offset, path_) == sizeof entry && may_be_column_entry(entry);
 }
 
 // A section ends where the next one begins. Of tables with the same offset only the last has a section: the
@@ -261,9 +286,18 @@ void DumpFile::read_columns(TableInfo &table) {
         table.fault = "column list at offset " + std::to_string(table.offset) + " is cut off";
         return;
     }
-    for (size_t at = 0; at < records.size(); at += COL_SIZE)
+    bool is_list = false; // names may be empty
+    for (size_t at = 0; at < records.size(); at += COL_SIZE) {
         table.columns.push_back(column_entry(records.data() + at));
+        const ColumnInfo &column = table.columns.back();
+        is_list |= may_be_column_entry(records.data() + at) ||
+                   (column.name.empty() && column_kind(column.ctyp, false) != ColumnKind::unknown);
+    }
     table.rows_at = table.offset + records.size();
+    if (is_list)
+        return;
+    table.columns.clear();
+    table.fault = "no column list stands at offset " + std::to_string(table.offset);
 }
 
 } // namespace vexlo

@@ -71,14 +71,17 @@ private:
                    std::vector<std::string> &remarks);
     void name_found(const Dictionary *dictionary, const std::vector<TableInfo> &directory, TableInfo &table);
     void read_head(bool strict);
-    void read_directory(uint32_t count);
+    void read_directory(uint32_t count, bool counted);
+    bool is_table_record(const uint8_t *record, bool counted) const;
     bool is_column_list(uint64_t offset) const;
+    uint64_t data_begin() const;
     void find_sections();
     void read_columns(TableInfo &table);
 
     FileHandle file_;
     std::string path_;
     uint64_t size_ = 0;
+    uint64_t directory_end_ = 0; // behind its last record
     bool has_magic_ = false;
     std::string owner_, nls_lang_, ncharset_, dbtimezone_;
     std::vector<TableInfo> tables_;

@@ -6,6 +6,7 @@
 #include "convert/dump_format.h"
 #include "format/byte_order.h"
 #include "output/console.h"
+#include "values/errors.h"
 #include "values/text_scan.h"
 
 namespace vexlo {
@@ -63,18 +64,56 @@ bool DumpReader::next(Row &row) {
     return false;
 }
 
-// A length that has become larger makes one value of several rows.
+// A length that has become larger makes one value of several rows. Values may be any bytes, though, and a
+// table that has all its rows is not doubted.
 bool DumpReader::is_trusted(RowScan &scan) {
-    if (empty_rows_ > 0 && scanner_.hides_zeros(scan, fields_.data()))
-        return false;
-    if (!scanner_.is_odd(0, scan, fields_.data()))
+    const Field *const fields = fields_.data();
+    const bool hides_zeros = empty_rows_ > 0 && scanner_.hides_zeros(scan, fields);
+    if (missing_ == 0U || (!hides_zeros && !scanner_.is_odd(0, scan, fields)))
         return true;
     const uint64_t position = window_.position();
-    const bool trusted = !finder_.holds_rows(scan, fields_.data());
+    const size_t hidden = hides_zeros ? 1 : finder_.rows_held(scan, fields);
     window_.move_to(position);
-    if (trusted) // looking around has moved what the fields point to
-        scan = scanner_.scan(0, fields_.data());
-    return trusted;
+    if (hidden > 0 && !missing_)
+        missing_ = count_missing();
+    if (hidden > 0 && hidden / 2 < *missing_) { // rows that are none may have been counted
+        *missing_ -= std::min<uint64_t>(hidden, *missing_);
+        return false;
+    }
+    scan = scanner_.scan(0, fields_.data()); // looking around has moved what the fields point to
+    return true;
+}
+
+// How many rows the directory counts that neither show when the rest of the table is read without a doubt nor
+// have been lost with what cannot be read. A table without a count, or one that failed and was cut off, has
+// none missing as long as nothing else is wrong with it.
+uint64_t DumpReader::count_missing() {
+    TableInfo rest = table_;
+    rest.rows_at = window_.position();
+    rest.nrows = table_.nrows - static_cast<uint32_t>(std::min<uint64_t>(rows_, table_.nrows));
+    DumpReader counter(file_, rest);
+    counter.missing_ = 0;
+    counter.count_rows();
+    const uint64_t lost = lost_rows_ + counter.lost_rows_;
+    if (!table_.counted || !counter.ended_properly_)
+        return lost == 0 ? 0 : UINT64_MAX;
+    const uint64_t known = rows_ + counter.rows_ + lost;
+    return table_.nrows - std::min<uint64_t>(known, table_.nrows);
+}
+
+// Reads what there is, as far as the file can be read.
+void DumpReader::count_rows() {
+    try {
+        for (Row row; next(row);)
+            damage_.clear();
+    } catch (const InputError &) { // is told when these rows are read
+    }
+}
+
+// About as many rows have been lost at `place` as fit into the bytes that are skipped.
+void DumpReader::count_lost(uint64_t place, uint64_t bytes) {
+    const uint64_t row_size = rows_ == 0 ? UINT64_MAX : (place - table_.rows_at) / rows_;
+    lost_rows_ += 1 + bytes / std::max<uint64_t>(row_size, MARK_SIZE);
 }
 
 void DumpReader::pass_damage(const RowScan &scan) {
@@ -133,6 +172,7 @@ bool DumpReader::resynchronise(uint64_t begin, const std::string &reason) {
         note(reason + "; " + leave_hole(zeros), bad);
         return true;
     }
+    count_lost(bad, *row - std::min(*row, bad));
     std::string text = reason + "; ";
     if (*row <= bad)
         text += "the row before it took " + bytes_text(bad - *row) + " too many";
@@ -193,6 +233,7 @@ bool DumpReader::pass_hole(RowScan &scan) {
 // Goes to the next row behind the hole; returns what is to be said about it.
 std::string DumpReader::leave_hole(const ZeroRun &run) {
     hole_bytes_ += run.size();
+    count_lost(run.begin, run.size());
     const std::optional<uint64_t> row = finder_.find(run.end - MARK_SIZE - 1, 0);
     std::string text =
         "a hole of " + bytes_text(run.size()) + " of zeros at offset " + std::to_string(run.begin);
@@ -227,9 +268,8 @@ bool DumpReader::is_hole(const ZeroRun &run) {
         rest.nrows = 0;
         DumpReader counter(file_, rest);
         counter.long_runs_are_rows_ = false;
-        Row row;
-        while (counter.next(row))
-            counter.damage_.clear();
+        counter.missing_ = 0;
+        counter.count_rows();
         const uint64_t empty = (run.size() + counter.hole_bytes_) / MARK_SIZE;
         long_runs_are_rows_ = rows_ + empty + counter.rows() <= table_.nrows;
     }

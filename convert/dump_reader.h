@@ -46,6 +46,9 @@ public:
 
 private:
     bool is_trusted(RowScan &scan);
+    uint64_t count_missing();
+    void count_rows();
+    void count_lost(uint64_t place, uint64_t bytes);
     void pass_damage(const RowScan &scan);
     void pass_end_mark();
     bool resynchronise(uint64_t begin, const std::string &reason);
@@ -76,7 +79,9 @@ private:
     std::vector<Damage> damage_;
     uint64_t rows_ = 0;
     uint64_t empty_rows_ = 0;
-    uint64_t previous_at_; // the row before: its place and its entries
+    uint64_t lost_rows_ = 0;          // about as many as have been skipped
+    std::optional<uint64_t> missing_; // rows that may still be hidden in others; unknown before a first doubt
+    uint64_t previous_at_;            // the row before: its place and its entries
     size_t previous_entries_;
     uint64_t zeros_known_to_ = 0; // zeros before this offset have been looked at
     std::optional<bool> long_runs_are_rows_;

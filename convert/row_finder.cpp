@@ -12,9 +12,10 @@ namespace {
 
 constexpr size_t SOUND_ROWS = 3; // rows in succession, of sound values, that are no coincidence
 constexpr size_t ANY_ROWS = 8;   // the same of rows whose lengths alone are right
-// Whole rows inside a value that are no coincidence: of sound values, and of lengths that are right.
+// Rows inside a value that are no coincidence: of telling values, and of lengths that are right.
 constexpr size_t SOUND_ROWS_INSIDE = 2;
 constexpr size_t ANY_ROWS_INSIDE = 4;
+constexpr size_t ROWS_BEHIND = 3; // that show whether they lead on
 
 constexpr size_t PLACES_MAX = 1 << 20; // that are looked at in one row: a value of nothing but zeros has many
 
@@ -97,7 +98,7 @@ std::optional<uint64_t> RowFinder::row_behind(const ZeroRun &run, uint64_t begin
 bool RowFinder::is_row(uint64_t position, uint64_t bad) {
     window_.move_to(position);
     const Chain chain = follow(0);
-    return chain.believed && !(position > bad && is_tail(chain));
+    return chain.believed && !chain.gets_better && !(position > bad && is_tail(chain));
 }
 
 // The end of a damaged row reads as a short row when a value inside it ended with zeros.
@@ -136,13 +137,17 @@ RowFinder::Chain RowFinder::follow(size_t from) {
 }
 
 void RowFinder::take(const RowScan &scan, Chain &chain) const {
-    if (chain.rows == 0)
+    const size_t unsound = scanner_.unsound_values(scan, fields_.data());
+    if (chain.rows == 0) {
         chain.first_entries = scan.entries;
-    else
+        chain.first_unsound = unsound > 0;
+    } else {
         chain.fewest_entries = std::min(chain.fewest_entries, scan.entries);
+        chain.gets_better |= chain.first_unsound && scanner_.is_telling(scan, fields_.data());
+    }
     ++chain.rows;
     chain.values += scan.entries;
-    chain.unsound += scanner_.unsound_values(scan, fields_.data());
+    chain.unsound += unsound;
 }
 
 bool RowFinder::spend(const RowScan &scan) {
@@ -151,10 +156,21 @@ bool RowFinder::spend(const RowScan &scan) {
     return entries_left_ > 0;
 }
 
-bool RowFinder::holds_rows(const RowScan &scan, const Field *fields) {
-    const size_t end = std::min<uint64_t>(scan.size, window_.available());
-    std::vector<uint32_t> places; // the window may move while rows are followed
-    const uint8_t *const data = window_.data();
+size_t RowFinder::rows_held(const RowScan &scan, const Field *fields) {
+    if (scan.size > window_.available())
+        return 0;
+    const auto end = static_cast<size_t>(scan.size);
+    std::vector<bool> seen(end); // the begins of rows that do not lead on
+    for (const uint32_t place : places_inside(window_.data(), end, fields, scan.entries))
+        if (const size_t rows = rows_inside(place, end, seen))
+            return rows;
+    return 0;
+}
+
+// Where rows could begin: behind two zeros that are no entry's length.
+std::vector<uint32_t> RowFinder::places_inside(const uint8_t *data, size_t end, const Field *fields,
+                                               size_t entries) {
+    std::vector<uint32_t> places;
     for (size_t at = 0; at + MARK_SIZE < end && places.size() < PLACES_MAX;) {
         const auto *zero = static_cast<const uint8_t *>(std::memchr(data + at, 0, end - at));
         if (zero == nullptr)
@@ -164,25 +180,36 @@ bool RowFinder::holds_rows(const RowScan &scan, const Field *fields) {
                                  data);
         if (at - begin < MARK_SIZE || at == end)
             continue;
-        if (at - begin > MARK_SIZE && !is_entry(fields, scan.entries, data + at - 1))
+        if (at - begin > MARK_SIZE && !is_entry(fields, entries, data + at - 1))
             places.push_back(static_cast<uint32_t>(at - 1));
-        if (!is_entry(fields, scan.entries, data + at))
+        if (!is_entry(fields, entries, data + at))
             places.push_back(static_cast<uint32_t>(at));
     }
-    return std::any_of(places.begin(), places.end(), [&](uint32_t place) { return rows_inside(place, end); });
+    return places;
 }
 
-bool RowFinder::rows_inside(size_t from, size_t end) {
-    bool sound = true;
-    for (size_t rows = 0; rows < (sound ? SOUND_ROWS_INSIDE : ANY_ROWS_INSIDE);) {
+// The rows from `from` on that begin before `end`, when they are too many, or too good, for a coincidence and
+// lead on to the rows behind.
+size_t RowFinder::rows_inside(size_t from, size_t end, std::vector<bool> &seen) {
+    size_t rows = 0, telling = 0, behind = 0;
+    while (from < end || (from != end && behind < ROWS_BEHIND)) {
+        if (from < end && seen[from])
+            return 0;
         const RowScan scan = scanner_.scan(from, fields_.data());
-        if (!spend(scan) || scan.result != ScanResult::row || from + scan.size > end)
-            return false;
-        sound &= scanner_.unsound_values(scan, fields_.data()) == 0;
+        if (from > end && (scan.result == ScanResult::table_end || scan.result == ScanResult::cut_off))
+            break;
+        if (!spend(scan) || scan.result != ScanResult::row || scan.size > ROW_SIZE_MAX)
+            return 0;
+        if (from < end) {
+            seen[from] = true;
+            rows += scan.entries > 0;
+            telling += scanner_.is_telling(scan, fields_.data());
+        } else {
+            behind += scan.entries > 0;
+        }
         from += static_cast<size_t>(scan.size);
-        rows += scan.entries > 0;
     }
-    return true;
+    return telling >= SOUND_ROWS_INSIDE || rows >= ANY_ROWS_INSIDE ? rows : 0;
 }
 
 } // namespace vexlo

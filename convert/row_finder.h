@@ -33,9 +33,9 @@ public:
     // inside the row before, are looked at too. Moves the window. Nothing when no row is found.
     std::optional<uint64_t> find(uint64_t begin, uint64_t bad);
 
-    // Whether values of the row at the window's begin hold other rows: a length in it has become larger than
-    // it was. `fields` as the scanner left them. Moves the window's data.
-    bool holds_rows(const RowScan &scan, const Field *fields);
+    // How many other rows the row at the window's begin holds, when a length in it has become larger than it
+    // was: they lead on to the rows behind it. `fields` as the scanner left them. Moves the window's data.
+    size_t rows_held(const RowScan &scan, const Field *fields);
 
     // The table has rows without entries: zeros can be such rows where they could also be the end of a value.
     void expect_empty_rows() { expects_empty_rows_ = true; }
@@ -50,6 +50,8 @@ private:
         size_t rows = 0, values = 0, unsound = 0;
         size_t first_entries = 0;         // of the first row
         size_t fewest_entries = NO_ENTRY; // of the rows behind it
+        bool first_unsound = false;       // the first row has values that are none of their column
+        bool gets_better = false;         // the first row is such a one, and a row of telling values follows
     };
 
     std::optional<ZeroRun> next_run(uint64_t from);
@@ -58,7 +60,9 @@ private:
     Chain follow(size_t from);
     void take(const RowScan &scan, Chain &chain) const;
     bool is_tail(const Chain &chain) const;
-    bool rows_inside(size_t from, size_t end);
+    static std::vector<uint32_t> places_inside(const uint8_t *data, size_t end, const Field *fields,
+                                               size_t entries);
+    size_t rows_inside(size_t from, size_t end, std::vector<bool> &seen);
     bool spend(const RowScan &scan);
 
     ByteWindow &window_;

@@ -29,9 +29,12 @@ bool is_wide_text(const uint8_t *data, size_t size) {
     return size % 2 == 0;
 }
 
-bool is_number(const uint8_t *data, size_t size) {
-    char text[NUMBER_TEXT_MAX];
-    return format_number(data, size, text) != nullptr;
+// Text of two bytes a character without control characters.
+bool is_readable_wide_text(const uint8_t *data, size_t size) {
+    for (size_t i = 0; i + 1 < size; i += 2)
+        if (data[i] == 0 && data[i + 1] < ' ')
+            return false;
+    return size % 2 == 0;
 }
 
 bool is_moment(const uint8_t *data, size_t size) {
@@ -84,7 +87,7 @@ bool is_sound_value(ColumnKind kind, const uint8_t *data, size_t size) {
     case ColumnKind::national_text:
         return !holds_zero(data, size) || is_wide_text(data, size);
     case ColumnKind::number:
-        return is_number(data, size);
+        return is_canonical_number(data, size);
     case ColumnKind::date:
     case ColumnKind::timestamp:
     case ColumnKind::timestamp_ltz:
@@ -98,6 +101,29 @@ bool is_sound_value(ColumnKind kind, const uint8_t *data, size_t size) {
     default:
         return true;
     }
+}
+
+bool is_telling_value(ColumnKind kind, const uint8_t *data, size_t size) {
+    switch (kind) {
+    case ColumnKind::text:
+        return size > 1 && is_readable(data, size);
+    case ColumnKind::national_text:
+        return size > 2 && (is_readable(data, size) || is_readable_wide_text(data, size));
+    case ColumnKind::number:
+        return size > 1;
+    case ColumnKind::date:
+    case ColumnKind::timestamp:
+    case ColumnKind::timestamp_ltz:
+    case ColumnKind::timestamp_tz:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool is_readable(const uint8_t *data, size_t size) {
+    return std::none_of(data, data + size,
+                        [](uint8_t c) { return c < ' ' && c != '\t' && c != '\n' && c != '\r'; });
 }
 
 bool holds_zero_pair(const uint8_t *data, size_t size) {

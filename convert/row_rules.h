@@ -36,8 +36,16 @@ bool has_free_length(ColumnKind kind);
 bool can_end_with_zero(ColumnKind kind);
 
 // Whether the bytes are a value of the kind. Text is one when it holds no zero byte (or is of two bytes a
-// character and holds no zero character); RAW is whatever it is.
+// character and holds no zero character); RAW is whatever it is. A NUMBER is in the form that databases
+// write; the infinities, which hardly any table has, look too much like other bytes.
 bool is_sound_value(ColumnKind kind, const uint8_t *data, size_t size);
+
+// Whether the bytes, a sound value of the kind, speak for it: of bytes that are something else few would be
+// one.
+bool is_telling_value(ColumnKind kind, const uint8_t *data, size_t size);
+
+// What people write: bytes of other types hold control characters.
+bool is_readable(const uint8_t *data, size_t size);
 
 // Whether two zero bytes stand side by side, as they do at the end of every row.
 bool holds_zero_pair(const uint8_t *data, size_t size);

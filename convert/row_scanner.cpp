@@ -157,6 +157,14 @@ size_t RowScanner::unsound_values(const RowScan &scan, const Field *fields) cons
     return count;
 }
 
+bool RowScanner::is_telling(const RowScan &scan, const Field *fields) const {
+    bool telling = false;
+    for (size_t i = 0; i < scan.entries; ++i)
+        telling |= fields[i].kind == FieldKind::value &&
+                   is_telling_value(rules_[i].kind, fields[i].data, fields[i].size);
+    return telling && unsound_values(scan, fields) == 0;
+}
+
 bool RowScanner::is_odd(size_t from, const RowScan &scan, const Field *fields) const {
     if (!scan.as_declared || scan.odd_chunks)
         return true;

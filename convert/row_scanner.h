@@ -50,6 +50,9 @@ public:
     // How many of the values are none of their column's type. `fields` as scan() left them.
     size_t unsound_values(const RowScan &scan, const Field *fields) const;
 
+    // Whether the values are of their columns' types and some of them speak for it.
+    bool is_telling(const RowScan &scan, const Field *fields) const;
+
     // Whether there is reason to look for other rows inside a value of the row at `from`.
     bool is_odd(size_t from, const RowScan &scan, const Field *fields) const;
 

@@ -52,17 +52,18 @@ void add_damaged(int fd, const std::string &path, uint64_t offset, size_t count,
     uint8_t entry[COL_SIZE];
     for (size_t i = 0;
          i < count && read_at(fd, entry, sizeof entry, offset + i * COL_SIZE, path) == sizeof entry; ++i) {
-        list.columns.push_back(damaged_column_entry(entry));
-        ++list.damaged;
+        const bool sound = may_be_column_entry(entry);
+        list.columns.push_back(sound ? column_entry(entry) : damaged_column_entry(entry));
+        list.damaged += !sound;
     }
 }
 
-// Adds the sound entries from `offset` on.
+// Adds the sound entries from `offset` on, of whatever type: only the first must be known as one.
 void add_list(int fd, const std::string &path, uint64_t offset, uint64_t end, FoundList &list) {
     uint8_t entry[COL_SIZE];
     for (uint64_t at = offset; end - at >= COL_SIZE && list.columns.size() < COLUMNS_MAX_IN_LIST;
          at += COL_SIZE) {
-        if (read_at(fd, entry, sizeof entry, at, path) < sizeof entry || !is_column_entry(entry))
+        if (read_at(fd, entry, sizeof entry, at, path) < sizeof entry || !may_be_column_entry(entry))
             break;
         list.columns.push_back(column_entry(entry));
     }

@@ -1,89 +1,22 @@
 #include "convert/surplus.h"
 
 #include <algorithm>
+#include <array>
+#include <optional>
 
 #include "convert/dump_format.h"
 #include "convert/row_rules.h"
-#include "format/byte_order.h"
-#include "output/file_handle.h"
+#include "convert/row_sample.h"
 
 namespace vexlo {
 
 namespace {
 
-constexpr size_t SAMPLE_SIZE = 1 << 17;
-constexpr size_t SAMPLE_ROWS = 200;
-constexpr size_t TRUSTED_ROWS = 20; // before a place that is no row
 constexpr size_t SURPLUS_MAX = 16;
+constexpr size_t TELLING_ROWS = 5;                // from which types alone can tell
+constexpr size_t ODD_SHARE = 20;                  // one row in as many may be a damaged one
 constexpr uint32_t INFERRED_TYPES[] = {2, 12, 1}; // NUMBER, DATE, VARCHAR2
-
-struct Entry {
-    uint16_t mark; // or the size of a value
-    const uint8_t *data;
-};
-
-using Sample = std::vector<std::vector<Entry>>;
-
-// Takes the entries of the row at `p` without asking which column they belong to; null when it is no row that
-// ends before `end`.
-const uint8_t *take_row(const uint8_t *p, const uint8_t *end, size_t entries_max, std::vector<Entry> &row) {
-    bool has_long = false;
-    while (end - p >= 2) {
-        const uint16_t mark = load_be16(p);
-        p += 2;
-        if (mark == ROW_END)
-            break;
-        const size_t size = mark <= VALUE_MAX ? mark : 0;
-        if (mark == TABLE_END || mark == LONG_BLOCK || row.size() == entries_max ||
-            static_cast<size_t>(end - p) < size)
-            return nullptr;
-        has_long |= mark == ENTRY_LONG;
-        row.push_back({mark, p});
-        p += size;
-    }
-    if (!has_long || end - p < 2 || load_be16(p) != LONG_BLOCK)
-        return end - p >= 2 ? p : nullptr;
-    for (p += 2; end - p >= 2;) {
-        const uint16_t size = load_be16(p);
-        p += 2;
-        if (size == LONG_END)
-            return p;
-        if (size > VALUE_MAX || end - p < size)
-            break;
-        p += size;
-    }
-    return nullptr;
-}
-
-// The first rows of a table. None when the rows are too few to be trusted: damage makes long rows of short
-// ones.
-Sample take_sample(const std::vector<uint8_t> &bytes, size_t entries_max) {
-    const uint8_t *const end = bytes.data() + bytes.size();
-    const uint8_t *p = bytes.data();
-    Sample sample;
-    while (sample.size() < SAMPLE_ROWS && (end - p != 2 || load_be16(p) != TABLE_END)) {
-        std::vector<Entry> row;
-        p = take_row(p, end, entries_max, row);
-        if (p == nullptr)
-            return sample.size() < TRUSTED_ROWS ? Sample{} : sample;
-        sample.push_back(std::move(row));
-    }
-    return sample;
-}
-
-// What people write: bytes of other types hold control characters.
-bool is_readable(const uint8_t *data, size_t size) {
-    return std::none_of(data, data + size,
-                        [](uint8_t c) { return c < ' ' && c != '\t' && c != '\n' && c != '\r'; });
-}
-
-// As the database writes a NUMBER: a negative one has a mark at its end unless it has all the digits there
-// can be. That tells numbers from texts.
-bool is_stored_number(const uint8_t *data, size_t size) {
-    constexpr size_t SIZE_MAX_STORED = 21;
-    constexpr uint8_t POSITIVE = 0x80, NEGATIVE_END = 0x66;
-    return size == 1 || size >= SIZE_MAX_STORED || data[0] >= POSITIVE || data[size - 1] == NEGATIVE_END;
-}
+constexpr size_t INFERRED = std::size(INFERRED_TYPES);
 
 bool fits(const Entry &entry, const ColumnRule &rule) {
     const bool is_long = rule.kind == ColumnKind::long_text || rule.kind == ColumnKind::long_raw;
@@ -97,111 +30,255 @@ bool fits(const Entry &entry, const ColumnRule &rule) {
     default:
         return rule.possible(entry.mark) && entry.mark <= rule.declared &&
                is_sound_value(rule.kind, entry.data, entry.mark) &&
-               (rule.kind != ColumnKind::text || is_readable(entry.data, entry.mark)) &&
-               (rule.kind != ColumnKind::number || is_stored_number(entry.data, entry.mark));
+               (rule.kind != ColumnKind::text || is_readable(entry.data, entry.mark));
     }
 }
 
-// Whether what all rows have as their entry `index` fits the rule.
-bool all_fit(const Sample &sample, size_t index, const ColumnRule &rule) {
-    return std::all_of(sample.begin(), sample.end(), [&](const std::vector<Entry> &row) {
-        return index >= row.size() || fits(row[index], rule);
-    });
-}
+// How what the rows of a sample have as an entry fits the columns that it could belong to.
+class FitTable {
+public:
+    FitTable(RowSample &sample, const std::vector<ColumnRule> &rules)
+        : columns_(rules.size()), misfits_((columns_ + SURPLUS_MAX) * (SURPLUS_MAX + 1)),
+          values_(columns_ + SURPLUS_MAX) {
+        sample.for_each([&](const std::vector<Entry> &row) { add(row, rules); });
+    }
+
+    size_t rows() const { return rows_; }
+    // Whether, but for few rows, the entry can belong to the column.
+    bool fits(size_t entry, size_t column) const { return misfits(entry, column) <= rows_ / ODD_SHARE; }
+    bool mostly_misfits(size_t entry, size_t column) const { return 2 * misfits(entry, column) > rows_; }
+    // Whether any row has a value there.
+    bool has_values(size_t entry) const { return values_[entry] > 0; }
+    // Whether rows enough have one to tell its type.
+    bool is_telling(size_t entry) const {
+        return values_[entry] >= std::max(TELLING_ROWS, rows_ / ODD_SHARE + 1);
+    }
+
+private:
+    size_t misfits(size_t entry, size_t column) const {
+        return misfits_[entry * (SURPLUS_MAX + 1) + entry - column];
+    }
+
+    void add(const std::vector<Entry> &row, const std::vector<ColumnRule> &rules) {
+        ++rows_;
+        for (size_t entry = 0; entry < row.size(); ++entry) {
+            values_[entry] += row[entry].mark != ENTRY_NULL;
+            for (size_t skipped = 0; skipped <= std::min(entry, SURPLUS_MAX); ++skipped)
+                if (entry - skipped < columns_)
+                    misfits_[entry * (SURPLUS_MAX + 1) + skipped] +=
+                        !vexlo::fits(row[entry], rules[entry - skipped]);
+        }
+    }
+
+    size_t columns_;
+    size_t rows_ = 0;
+    std::vector<uint32_t> misfits_, values_;
+};
 
 // In how many ways (two for more) the columns from `column` on can be given the entries from column + skipped
 // on.
-using Ways = std::vector<std::vector<uint8_t>>;
+using Ways = std::vector<std::array<uint8_t, SURPLUS_MAX + 1>>;
 
-Ways count_ways(const Sample &sample, const std::vector<ColumnRule> &rules, size_t surplus) {
-    Ways ways(rules.size() + 1, std::vector<uint8_t>(surplus + 2, 0));
-    std::fill(ways.back().begin(), ways.back().begin() + static_cast<std::ptrdiff_t>(surplus) + 1,
-              uint8_t{1});
-    for (size_t column = rules.size(); column-- > 0;)
-        for (size_t skipped = surplus + 1; skipped-- > 0;) {
-            const bool here = all_fit(sample, column + skipped, rules[column]);
-            const unsigned count = (here ? ways[column + 1][skipped] : 0U) + ways[column][skipped + 1];
-            ways[column][skipped] = static_cast<uint8_t>(std::min(count, 2U));
-        }
-    return ways;
-}
-
-// The column of each entry, by the way that leaves out the last entries that can be left out.
-std::vector<size_t> give_entries(const Sample &sample, const std::vector<ColumnRule> &rules, const Ways &ways,
-                                 size_t surplus) {
-    std::vector<size_t> columns;
-    size_t skipped = 0;
-    for (size_t column = 0; column < rules.size();) {
-        const bool here = ways[column + 1][skipped] > 0 && all_fit(sample, column + skipped, rules[column]);
-        columns.push_back(here ? column++ : NO_COLUMN);
-        skipped += !here;
+// The columns' entries when there are `surplus` more of these. The question which ones belong to no column.
+class Assignment {
+public:
+    // With `nulls_only` no entry is left out that has values.
+    Assignment(const FitTable &table, size_t columns, size_t surplus, bool nulls_only)
+        : table_(table), surplus_(surplus), nulls_only_(nulls_only), ways_(columns + 1) {
+        for (size_t skipped = surplus + 1; skipped-- > 0;)
+            ways_[columns][skipped] =
+                skipped == surplus || (is_left_out(columns + skipped) && ways_[columns][skipped + 1] > 0);
+        for (size_t column = columns; column-- > 0;)
+            for (size_t skipped = surplus + 1; skipped-- > 0;)
+                ways_[column][skipped] =
+                    static_cast<uint8_t>(std::min(taken(column, skipped) + left_out(column, skipped), 2U));
     }
-    columns.resize(rules.size() + surplus, NO_COLUMN);
-    return columns;
+
+    bool exists() const { return ways_[0][0] > 0; }
+    bool is_open() const { return ways_[0][0] > 1; }
+
+    // The column of each entry, by the way that leaves out the last entries that can be left out.
+    std::vector<size_t> columns_of_entries() const {
+        std::vector<size_t> columns;
+        size_t skipped = 0;
+        for (size_t column = 0; column + 1 < ways_.size();) {
+            const bool here = taken(column, skipped) > 0;
+            columns.push_back(here ? column++ : NO_COLUMN);
+            skipped += !here;
+        }
+        columns.resize(ways_.size() - 1 + surplus_, NO_COLUMN);
+        return columns;
+    }
+
+private:
+    bool is_left_out(size_t entry) const { return !nulls_only_ || !table_.has_values(entry); }
+
+    unsigned taken(size_t column, size_t skipped) const {
+        return table_.fits(column + skipped, column) ? ways_[column + 1][skipped] : 0U;
+    }
+
+    unsigned left_out(size_t column, size_t skipped) const {
+        return skipped < surplus_ && is_left_out(column + skipped) ? ways_[column][skipped + 1] : 0U;
+    }
+
+    const FitTable &table_;
+    size_t surplus_;
+    bool nulls_only_;
+    Ways ways_;
+};
+
+std::vector<ColumnRule> rules_of(const TableInfo &table) {
+    std::vector<ColumnRule> rules;
+    for (const ColumnInfo &column : table.columns)
+        rules.push_back(column_rule(column));
+    return rules;
 }
 
-// The first type that all values of an entry are of; 0 when there is none.
-uint32_t inferred_type(const Sample &sample, size_t entry) {
-    for (const uint32_t ctyp : INFERRED_TYPES)
-        if (all_fit(sample, entry, column_rule({false, ctyp, VALUE_MAX, ""})))
-            return ctyp;
+// How many more entries than columns the longest rows have. A single one can be a damaged row.
+size_t surplus_of_longest(const RowSample &sample, size_t columns) {
+    size_t longer = 0;
+    for (size_t entries = columns + 1; entries < sample.lengths().size(); ++entries)
+        longer += sample.lengths()[entries];
+    const size_t least = 2 * longer >= sample.rows() ? 1 : 2;
+    for (size_t entries = sample.lengths().size(); entries-- > columns + 1;)
+        if (sample.lengths()[entries] >= least)
+            return entries - columns;
     return 0;
 }
 
-// The first bytes of a table's rows.
-std::vector<uint8_t> first_bytes(int fd, const std::string &path, const TableInfo &table) {
-    std::vector<uint8_t> bytes(
-        static_cast<size_t>(std::min<uint64_t>(SAMPLE_SIZE, table.end - table.rows_at)));
-    bytes.resize(read_at(fd, bytes.data(), bytes.size(), table.rows_at, path));
-    return bytes;
+// An entry that no row has a value in is the one that is left out, if that is enough.
+Assignment assign(const FitTable &table, size_t columns, size_t surplus) {
+    const Assignment nulls_left_out(table, columns, surplus, true);
+    return nulls_left_out.exists() ? nulls_left_out : Assignment(table, columns, surplus, false);
+}
+
+// Whether every column whose own entries do not fit it is given values that do, or they another column.
+bool explains(const Assignment &assignment, const FitTable &table) {
+    const std::vector<size_t> column_of = assignment.columns_of_entries();
+    for (size_t entry = 0; entry < column_of.size(); ++entry) {
+        const size_t column = column_of[entry];
+        if (column != NO_COLUMN && table.mostly_misfits(column, column) && !table.is_telling(entry) &&
+            column_of[column] == NO_COLUMN)
+            return false;
+    }
+    return true;
+}
+
+// The smallest surplus with which the rows fit; nothing when that is none. Rows end with their last value, so
+// that there may be none with all entries: then the types decide, as far as they can.
+std::optional<Assignment> find_assignment(const FitTable &table, size_t columns, size_t longest) {
+    bool misfit = false;
+    for (size_t column = 0; column < columns; ++column)
+        misfit |= table.mostly_misfits(column, column);
+    if (longest == 0 && (!misfit || table.rows() < TELLING_ROWS))
+        return std::nullopt;
+    for (size_t surplus = std::max<size_t>(longest, 1); surplus <= SURPLUS_MAX; ++surplus) {
+        const Assignment assignment = assign(table, columns, surplus);
+        if (assignment.exists() && (longest > 0 || explains(assignment, table)))
+            return assignment;
+    }
+    return std::nullopt;
+}
+
+// Whether the values of the row fit the columns that they are given, and some of them speak for it.
+bool is_telling(const std::vector<Entry> &row, const std::vector<size_t> &column_of,
+                const std::vector<ColumnRule> &rules) {
+    bool telling = false;
+    for (size_t i = 0; i < std::min(row.size(), column_of.size()); ++i) {
+        if (column_of[i] == NO_COLUMN)
+            continue;
+        const ColumnRule &rule = rules[column_of[i]];
+        if (!fits(row[i], rule))
+            return false;
+        telling |= row[i].mark <= VALUE_MAX && is_telling_value(rule.kind, row[i].data, row[i].mark);
+    }
+    return telling;
+}
+
+// Whether the rows with more entries than columns speak for the assignment: binary values hold what looks
+// like such rows.
+bool is_confirmed(RowSample &sample, const Assignment &assignment, const std::vector<ColumnRule> &rules) {
+    const std::vector<size_t> column_of = assignment.columns_of_entries();
+    size_t longer = 0, telling = 0;
+    sample.for_each([&](const std::vector<Entry> &row) {
+        longer += row.size() > rules.size();
+        telling += row.size() > rules.size() && is_telling(row, column_of, rules);
+    });
+    return 2 * telling >= longer || 2 * longer >= sample.rows();
+}
+
+// For each entry the first type that all its values, but for those of few rows, are of; 0 when there is none.
+std::vector<uint32_t> inferred_types(RowSample &sample, size_t entries) {
+    std::vector<std::array<uint32_t, INFERRED>> misfits(entries);
+    size_t rows = 0;
+    sample.for_each([&](const std::vector<Entry> &row) {
+        ++rows;
+        for (size_t entry = 0; entry < std::min(entries, row.size()); ++entry)
+            for (size_t i = 0; i < INFERRED; ++i)
+                misfits[entry][i] +=
+                    !fits(row[entry], column_rule({false, INFERRED_TYPES[i], VALUE_MAX, ""}));
+    });
+    std::vector<uint32_t> types;
+    for (const std::array<uint32_t, INFERRED> &counts : misfits) {
+        const auto found = std::find_if(counts.begin(), counts.end(),
+                                        [&](uint32_t count) { return count <= rows / ODD_SHARE; });
+        types.push_back(found == counts.end() ? 0 : INFERRED_TYPES[found - counts.begin()]);
+    }
+    return types;
+}
+
+// The entries that belong to no column, counted from 1.
+std::string list_left_out(const TableInfo &table) {
+    std::string list;
+    for (size_t i = 0; i < table.entry_columns.size(); ++i)
+        if (table.entry_columns[i] == NO_COLUMN)
+            list += (list.empty() ? "" : ", ") + std::to_string(i + 1);
+    return list;
+}
+
+// Makes columns of the entries that none is known for.
+void add_extra_columns(RowSample &sample, TableInfo &table) {
+    const std::vector<uint32_t> types = inferred_types(sample, table.entry_columns.size());
+    size_t extras = 0;
+    for (size_t i = 0; i < table.entry_columns.size(); ++i) {
+        if (table.entry_columns[i] != NO_COLUMN)
+            continue;
+        table.entry_columns[i] = table.columns.size();
+        table.columns.push_back({false, types[i], VALUE_MAX, "EXTRA_" + std::to_string(++extras)});
+    }
 }
 
 } // namespace
 
 void infer_types(int fd, const std::string &path, TableInfo &table) {
-    const std::vector<uint8_t> bytes = first_bytes(fd, path, table);
-    const Sample sample = take_sample(bytes, table.columns.size());
-    for (size_t i = 0; i < table.columns.size() && !sample.empty(); ++i)
+    RowSample sample(fd, path, table, table.columns.size());
+    if (sample.rows() == 0)
+        return;
+    const std::vector<uint32_t> types = inferred_types(sample, table.columns.size());
+    for (size_t i = 0; i < table.columns.size(); ++i)
         if (table.columns[i].ctyp == 0)
-            table.columns[i].ctyp = inferred_type(sample, i);
+            table.columns[i].ctyp = types[i];
 }
 
 void find_surplus(int fd, const std::string &path, TableInfo &table) {
     const size_t columns = table.columns.size();
-    const std::vector<uint8_t> bytes = first_bytes(fd, path, table);
-    const Sample sample = take_sample(bytes, columns + SURPLUS_MAX);
-    size_t entries = 0, longer = 0;
-    for (const std::vector<Entry> &row : sample) {
-        entries = std::max(entries, row.size());
-        longer += row.size() > columns;
-    }
-    if (2 * longer < sample.size() || longer == 0) // single rows can be damaged ones
+    RowSample sample(fd, path, table, columns + SURPLUS_MAX);
+    const std::vector<ColumnRule> rules = rules_of(table);
+    const FitTable fit(sample, rules);
+    const std::optional<Assignment> assignment =
+        find_assignment(fit, columns, surplus_of_longest(sample, columns));
+    if (!assignment || !is_confirmed(sample, *assignment, rules))
         return;
-    std::vector<ColumnRule> rules;
-    for (const ColumnInfo &column : table.columns)
-        rules.push_back(column_rule(column));
-    const size_t surplus = entries - columns;
-    const Ways ways = count_ways(sample, rules, surplus);
-    if (ways[0][0] == 0)
-        return;
-    table.entry_columns = give_entries(sample, rules, ways, surplus);
-    table.open = ways[0][0] > 1;
-    std::string which;
-    size_t extras = 0;
-    for (size_t i = 0; i < entries; ++i) {
-        if (table.entry_columns[i] != NO_COLUMN)
-            continue;
-        which += (which.empty() ? "" : ", ") + std::to_string(i + 1);
-        if (!table.open)
-            continue;
-        table.entry_columns[i] = table.columns.size();
-        table.columns.push_back(
-            {false, inferred_type(sample, i), VALUE_MAX, "EXTRA_" + std::to_string(++extras)});
-    }
-    table.remark =
-        "rows have " + std::to_string(entries) + " entries for " + std::to_string(columns) + " columns; ";
-    table.remark += table.open ? "which belong to none cannot be told: the last values come as EXTRA_n"
-                               : "entry " + which + " belongs to none and is left out";
+    table.entry_columns = assignment->columns_of_entries();
+    table.open = assignment->is_open();
+    table.remark = "rows have " + std::to_string(table.entry_columns.size()) + " entries for " +
+                   std::to_string(columns) + " columns; ";
+    if (table.open)
+        add_extra_columns(sample, table);
+    else
+        table.remark += "entry " + list_left_out(table) + " belongs to none and is left out";
+    if (table.open)
+        table.remark += "which belong to none cannot be told: the last values come as EXTRA_n";
 }
 
 } // namespace vexlo

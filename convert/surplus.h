@@ -8,14 +8,13 @@
 
 namespace vexlo {
 
-// Looks at the first rows of the table in the file `fd`. When they have more entries than there are columns,
-// finds which entry belongs to which column by the types and lengths of the values, and puts that into the
-// table. Where several ways fit, the last entries become columns EXTRA_n. `path` is for messages; throws
-// InputError.
+// Looks at rows of the table in the file `fd`. When they have more entries than there are columns, or their
+// types say so, finds which entry belongs to which column by the types and lengths of the values, and puts
+// that into the table. Where several ways fit, the last entries become columns EXTRA_n. `path` is for
+// messages. What cannot be read is not looked at.
 void find_surplus(int fd, const std::string &path, TableInfo &table);
 
-// Gives columns without a type, 0, the first type that the values of the first rows are all of. Throws
-// InputError.
+// Gives columns without a type, 0, the first type that the values of the first rows are all of.
 void infer_types(int fd, const std::string &path, TableInfo &table);
 
 } // namespace vexlo

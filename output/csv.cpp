@@ -160,12 +160,15 @@ public:
             if (form_.dialect == Dialect::oracle)
                 give_to_oracle(row, columns[i], cell, batch);
             else if (form_.dialect == Dialect::postgresql && !large &&
-                     is_refused(row, columns[i], cell, start, batch))
+                     is_refused(row, check_.cell_refusal(columns[i], cell), start, batch))
                 return;
             visit(cell, CsvFields{form_, batch});
             if (large)
                 batch.relieve();
         }
+        if (form_.dialect == Dialect::postgresql && !large &&
+            is_refused(row, check_.row_refusal(), start, batch))
+            return;
         batch.bytes.append(form_.line_end);
         ++batch.rows;
     }
@@ -178,10 +181,9 @@ private:
         cell = {CellKind::null, nullptr, 0};
     }
 
-    // Whether the server would refuse the row for this cell; then it is rejected and what the batch has of it
-    // from `start` on is taken back.
-    bool is_refused(const Row &row, const Column &column, const Cell &cell, size_t start, RowBatch &batch) {
-        const std::string refusal = postgresql_refusal(column, cell);
+    // Whether there is a reason for which the server would refuse the row; then it is rejected and what the
+    // batch has of it from `start` on is taken back.
+    bool is_refused(const Row &row, const std::string &refusal, size_t start, RowBatch &batch) {
         if (refusal.empty())
             return false;
         batch.bytes.truncate(start);
@@ -266,6 +268,8 @@ public:
                                    !options_.null_text.empty() || !options_.date_format.empty()} {}
 
     std::unique_ptr<TableWriter> open_table(const Table &table) override {
+        if (form_.dialect == Dialect::postgresql)
+            check_postgresql_columns(table);
         const std::string path = destination_.stream_path_for(output_name(table), ".csv");
         std::optional<RejectedFile> rejected;
         if (form_.dialect == Dialect::postgresql)

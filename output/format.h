@@ -28,7 +28,8 @@ public:
     virtual void write(RowBatch &batch) = 0;
     // The table is complete: its output gets its final name.
     virtual void finish() = 0;
-    // Where the output is, with several files the one that a loader starts from; empty when it is shared.
+    // Where the output will be, with several files the one that a loader starts from; empty for standard
+    // output.
     virtual std::string path() const { return ""; }
     // Whether rows go into the output at all; where not, none need to be read.
     virtual bool takes_rows() const { return true; }

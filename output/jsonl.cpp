@@ -49,6 +49,7 @@ public:
     }
 
     void finish() override { file_->finish(); }
+    std::string path() const override { return file_->path(); }
 
 private:
     const FormatOptions &options_;

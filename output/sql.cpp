@@ -81,6 +81,7 @@ public:
         : destination_(destination), dialect_(std::move(dialect)), part_(part) {}
 
     std::unique_ptr<TableWriter> open_table(const Table &table) override {
+        dialect_->check(table);
         const std::string path = destination_.stream_path_for(output_name(table), ".sql");
         return std::make_unique<SqlWriter>(table, *dialect_, part_, destination_.open_stream(path),
                                            RejectedFile(destination_, path));

@@ -12,6 +12,8 @@ class SqlDialect {
 public:
     virtual ~SqlDialect() = default;
 
+    // Throws OutputError when the target can have no such table.
+    virtual void check(const Table &) const {}
     // Statements before and after all others of a table.
     virtual std::string prologue() const = 0;
     virtual std::string epilogue() const = 0;

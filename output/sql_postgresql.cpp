@@ -70,12 +70,14 @@ public:
         for (size_t i = 0; i < columns.size() && refusal.empty(); ++i) {
             const Cell cell = decoder_.decode(row, i, scratch_, batch.losses);
             if (!large)
-                refusal = postgresql_refusal(columns[i], cell);
+                refusal = check_.cell_refusal(columns[i], cell);
             visit(cell, CopyValues{batch});
             batch.bytes.put(i + 1 < columns.size() ? '\t' : '\n');
             if (large)
                 batch.relieve();
         }
+        if (!large && refusal.empty())
+            refusal = check_.row_refusal();
         if (refusal.empty()) {
             ++batch.rows;
         } else {
@@ -93,6 +95,8 @@ private:
 
 class PostgresqlDialect : public SqlDialect {
 public:
+    void check(const Table &table) const override { check_postgresql_columns(table); }
+
     std::string prologue() const override {
         return "\\set ON_ERROR_STOP on\nSET client_encoding = 'UTF8';\nSET standard_conforming_strings = "
                "on;\nBEGIN;\n";

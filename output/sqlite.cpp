@@ -292,8 +292,10 @@ private:
 // A table that is not finished is dropped again: the database has no journal to roll back with.
 class SqliteWriter : public TableWriter {
 public:
-    SqliteWriter(const Table &table, Database &database, const std::string &name, bool all_real)
-        : all_real_(all_real), columns_(table.columns), database_(database), name_(name),
+    // `path` is where the database will be.
+    SqliteWriter(const Table &table, Database &database, const std::string &path, const std::string &name,
+                 bool all_real)
+        : all_real_(all_real), columns_(table.columns), database_(database), path_(path), name_(name),
           blob_(database_, name_) {
         database_.execute(create_table_statement(table, name, Dialect::sqlite));
         insert_ = database_.prepare(insert_statement(name, table.columns.size()));
@@ -328,6 +330,8 @@ public:
         sqlite3_finalize(insert_);
         insert_ = nullptr;
     }
+
+    std::string path() const override { return path_; }
 
 private:
     // Takes what stands at `p` and steps behind it.
@@ -390,7 +394,7 @@ private:
     bool all_real_;
     const std::vector<Column> &columns_;
     Database &database_;
-    std::string name_;
+    std::string path_, name_;
     sqlite3_stmt *insert_ = nullptr;
     int next_ = 1;                 // parameter to be bound
     std::deque<std::string> held_; // the texts of the row that came in parts
@@ -410,8 +414,8 @@ public:
     }
 
     std::unique_ptr<TableWriter> open_table(const Table &table) override {
-        return std::make_unique<SqliteWriter>(table, database_, names_.take(sqlite_table_name(table.name)),
-                                              all_real_);
+        return std::make_unique<SqliteWriter>(table, database_, path_.final_path(),
+                                              names_.take(sqlite_table_name(table.name)), all_real_);
     }
 
     void finish() override {
@@ -447,7 +451,8 @@ public:
     }
 
     std::unique_ptr<TableWriter> open_table(const Table &table) override {
-        return std::make_unique<SqliteWriter>(table, database_, sqlite_table_name(table.name), all_real_);
+        return std::make_unique<SqliteWriter>(table, database_, path_->final_path(),
+                                              sqlite_table_name(table.name), all_real_);
     }
 
     void keep_tables(const std::set<std::string> &names) override {

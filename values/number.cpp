@@ -113,7 +113,26 @@ char *put_short(const uint8_t *p, size_t size, int exponent, bool negative, char
     return out + count + 1;
 }
 
+// Whether the digits are ones, the first and the last not zero.
+bool are_canonical_digits(const uint8_t *p, size_t size, bool negative) {
+    for (size_t i = 0; i < size; ++i)
+        if (digit_of(p[i], negative) > 99)
+            return false;
+    return digit_of(p[0], negative) != 0 && digit_of(p[size - 1], negative) != 0;
+}
+
 } // namespace
+
+bool is_canonical_number(const uint8_t *data, size_t size) {
+    constexpr size_t DIGITS_MAX = 20; // pairs
+    if (size < 2)
+        return size == 1 && data[0] == 0x80;
+    const bool negative = data[0] < 0x80;
+    const bool marked = negative && data[size - 1] == NEGATIVE_TERMINATOR;
+    const size_t digits = size - 1 - marked;
+    return data[0] != 0x00 && data[0] != 0x80 && digits >= 1 && digits <= DIGITS_MAX &&
+           (!negative || marked == (digits < DIGITS_MAX)) && are_canonical_digits(data + 1, digits, negative);
+}
 
 char *format_number(const uint8_t *data, size_t size, char *out) {
     if (size == 0 || size > NUMBER_BYTES_MAX)

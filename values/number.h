@@ -13,4 +13,9 @@ constexpr size_t NUMBER_TEXT_MAX = 160; // room format_number() needs at most, m
 // than 40 padding zeros are written with an exponent ("1E+125"), all others in plain notation.
 char *format_number(const uint8_t *data, size_t size, char *out);
 
+// Whether the bytes are a finite NUMBER in the one form in which databases write it: no zero digits at either
+// end, and a mark behind the digits of a negative one that has not all of them. Hardly any text has that
+// form.
+bool is_canonical_number(const uint8_t *data, size_t size);
+
 } // namespace vexlo

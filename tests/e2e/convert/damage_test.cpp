@@ -184,7 +184,7 @@ TEST(Damage, TruncationKeepsTheRowsBeforeIt) {
             lines = {size < 6 ? "not a dump file" : "ends inside its header"};
         } else {
             if (listed < 2)
-                lines.push_back("header says 2 tables, the file has room for " + std::to_string(listed));
+                lines.push_back("header says 2 tables, the directory names " + std::to_string(listed));
             if (listed == 0)
                 lines.push_back("holds no tables: its unload did not finish");
         }

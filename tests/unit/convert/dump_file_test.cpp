@@ -16,6 +16,8 @@ protected:
         return vexlo::DumpFile(dir_ / "a.dat");
     }
 
+    vexlo::DumpFile salvage(const Bytes &bytes);
+
     scratch_dir dir_;
 };
 
@@ -105,11 +107,105 @@ TEST_F(DumpFileTest, DirectoryEndsBeforeTheFirstSection) {
     dump.tables[1].rows = std::vector<Bytes>(1000, row({value(Bytes(100, 'x'))}));
     dump.tab_cnt = 0xFFFFFFFF;
     const vexlo::DumpFile file = open(dump_bytes(dump));
-    ASSERT_EQ(file.tables().size(), 512U / 56);
+    ASSERT_EQ(file.tables().size(), 2U);
     EXPECT_EQ(file.tables()[0].fault, "");
     EXPECT_EQ(file.tables()[1].fault, "");
     EXPECT_EQ(file.faults(),
-              std::vector<std::string>{"header says 4294967295 tables, the file has room for 9"});
+              std::vector<std::string>{"header says 4294967295 tables, the directory names 2"});
+}
+
+// A dump of tables with 25 rows, or as many as given.
+Dump dump_of_tables(int tables, int rows = 25) {
+    Dump dump;
+    for (int t = 0; t < tables; ++t) {
+        DumpTable made{.name = "T" + std::to_string(t), .columns = {{"ID", 2, 22}, {"NAME", 1, 30}}};
+        for (int i = 0; i < rows; ++i)
+            made.rows.push_back(row({value(ora_number(std::to_string(i))), value("SMITH")}));
+        dump.tables.push_back(made);
+    }
+    return dump;
+}
+
+vexlo::DumpFile DumpFileTest::salvage(const Bytes &bytes) {
+    static const vexlo::Salvage how{};
+    write_text(dir_ / "a.dat", bytes);
+    return vexlo::DumpFile(dir_ / "a.dat", &how);
+}
+
+std::vector<std::string> names_of(const vexlo::DumpFile &file) {
+    std::vector<std::string> names;
+    for (const vexlo::TableInfo &info : file.tables())
+        names.push_back(info.fault.empty() ? info.name : info.name + ": " + info.fault);
+    return names;
+}
+
+// A record without a name that leads to no column list is none: one line tells of all of them.
+TEST_F(DumpFileTest, RecordsThatNameNoTableAreNone) {
+    Bytes bytes = dump_bytes(dump_of_tables(3));
+    bytes.replace(1024 + 56, 56, Bytes(56, '\0'));
+    const vexlo::DumpFile file = open(bytes);
+    EXPECT_EQ(names_of(file), (std::vector<std::string>{"T0", "T2"}));
+    EXPECT_EQ(file.faults(), std::vector<std::string>{"header says 3 tables, the directory names 2"});
+}
+
+TEST_F(DumpFileTest, OffsetThatLeadsToNoColumnListIsTold) {
+    Bytes bytes = dump_bytes(dump_of_tables(2));
+    bytes[1024 + 22] = '\x06';
+    bytes[1024 + 23] = '\x70'; // inside the rows of the first table
+    EXPECT_EQ(names_of(open(bytes)),
+              (std::vector<std::string>{"T0: no column list stands at offset 1648", "T1"}));
+}
+
+TEST_F(DumpFileTest, SalvageFindsWhatADamagedRecordHides) {
+    const Bytes sound = dump_bytes(dump_of_tables(3));
+    for (const size_t record : {0U, 1U, 2U})
+        for (const char columns : {'\0', '\x03', '\x7F'}) {
+            Bytes bytes = sound;
+            bytes[1024 + record * 56 + 7] = columns;
+            const vexlo::DumpFile file = salvage(bytes);
+            EXPECT_EQ(names_of(file), (std::vector<std::string>{"T0", "T1", "T2"})) << record;
+            EXPECT_EQ(file.tables()[record].columns.size(), 2U) << record;
+            EXPECT_EQ(file.tables()[record].nrows, 25U);
+        }
+}
+
+TEST_F(DumpFileTest, SalvageFindsATableWhoseOffsetIsDamaged) {
+    Bytes bytes = dump_bytes(dump_of_tables(3));
+    bytes[1024 + 56 + 23] = static_cast<char>(bytes[1024 + 56 + 23] ^ 0x10);
+    const vexlo::DumpFile file = salvage(bytes);
+    ASSERT_EQ(file.tables().size(), 3U);
+    EXPECT_EQ(file.tables()[0].name, "T0");
+    EXPECT_EQ(file.tables()[1].columns[1].name, "NAME");
+    EXPECT_EQ(file.tables()[2].name, "T2");
+    ASSERT_EQ(file.faults().size(), 2U);
+    EXPECT_NE(file.faults()[1].find("table \"T1\" of the directory is not where it says"), std::string::npos);
+}
+
+// Its records, of tables of 8 rows, could be entries of columns: the lists are looked for behind them alone.
+TEST_F(DumpFileTest, DirectoryNamesTablesOfADumpWithoutHeader) {
+    const Bytes sound = dump_bytes(dump_of_tables(20, 8));
+    Bytes bytes = sound;
+    bytes.replace(0, 1024, Bytes(1024, '\0'));
+    const vexlo::DumpFile file = salvage(bytes);
+    EXPECT_EQ(names_of(file), names_of(open(sound)));
+    EXPECT_EQ(file.tables()[19].nrows, 8U);
+}
+
+TEST_F(DumpFileTest, ColumnOfAnUnknownTypeDoesNotSplitAFoundList) {
+    for (const size_t place : {0U, 1U, 2U}) {
+        Dump dump;
+        dump.tables = {{.name = "A", .columns = {{"ID", 2, 22}}, .rows = {row({value("\x80")})}},
+                       {.name = "B", .columns = {{"A", 2, 22}, {"B", 12, 7}, {"C", 2, 22}}}};
+        dump.tables[1].columns[place] = {"X", 58, 2000};
+        Bytes bytes = dump_bytes(dump);
+        bytes.replace(0, 1536, Bytes(1536, '\0'));
+        const vexlo::DumpFile file = salvage(bytes);
+        ASSERT_EQ(file.tables().size(), 2U) << place;
+        ASSERT_EQ(file.tables()[1].columns.size(), 3U) << place;
+        EXPECT_EQ(file.tables()[1].columns[place].ctyp, 58U);
+        EXPECT_EQ(file.tables()[1].columns[place].name, "X");
+        EXPECT_EQ(file.faults().size(), 1U);
+    }
 }
 
 // A dump whose header, directory or both are damaged is read by its column lists.

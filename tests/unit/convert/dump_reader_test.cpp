@@ -1,3 +1,6 @@
+#include <random>
+#include <set>
+
 #include <gtest/gtest.h>
 
 #include "convert/dump_reader.h"
@@ -399,6 +402,178 @@ TEST_F(DumpReaderTest, LongRunsOfZerosAfterDamage) {
     const Result result = read(people({person(1), Bytes("\x7F\x7F") + Bytes(300000, '\0'), person(2)}), 4096);
     EXPECT_EQ(result.damage.size(), 1U);
     EXPECT_EQ(result.rows.back()[0], ora_number("2"));
+}
+
+// Small whole numbers of four bytes, the first of the highest value: they look like rows all over.
+Bytes whole_numbers(std::mt19937 &random, size_t count, unsigned most) {
+    Bytes bytes;
+    for (size_t i = 0; i < count; ++i)
+        bytes += Bytes(3, '\0') + static_cast<char>(random() % (most + 1));
+    return bytes;
+}
+
+DumpTable table_of_binaries(size_t numbers, unsigned most) {
+    std::mt19937 random(5);
+    DumpTable table{.name = "T", .columns = {{"ID", 2, 22}, {"R", 23, 2000}}};
+    for (int i = 0; i < 400; ++i)
+        table.rows.push_back(
+            row({value(ora_number(std::to_string(i))), value(whole_numbers(random, numbers, most))}));
+    return table;
+}
+
+// Binary values may be any bytes. A table that has all its rows when it is read by its lengths is sound.
+TEST_F(DumpReaderTest, NothingIsDoubtedInATableThatHasAllItsRows) {
+    for (const unsigned most : {1U, 5U, 20U})
+        for (const size_t numbers : {12U, 100U}) {
+            const DumpTable table = table_of_binaries(numbers, most);
+            const Result result = read(table);
+            ASSERT_EQ(result.rows.size(), table.rows.size()) << most << " " << numbers;
+            EXPECT_TRUE(result.damage.empty());
+            EXPECT_EQ(result.rows[399][0], ora_number("399"));
+        }
+    DumpTable alone{.name = "T", .columns = {{"R", 23, 16}}};
+    for (int i = 0; i < 5; ++i)
+        alone.rows.push_back(row({value(Bytes("\0\0\0\1A\0\0\0\1B\0\0\0\0\0\0", 16))}));
+    EXPECT_EQ(read(alone).rows.size(), 5U);
+}
+
+TEST_F(DumpReaderTest, RowsOfATableThatIsCutOffAreNotDoubted) {
+    DumpTable table = table_of_binaries(100, 5);
+    table.rows.resize(300);
+    table.nrows = 400;
+    table.end_mark = false;
+    const Result result = read(table);
+    EXPECT_EQ(result.rows.size(), 300U);
+    EXPECT_TRUE(result.damage.empty());
+}
+
+// What is damaged at one place is no reason to doubt all other rows.
+TEST_F(DumpReaderTest, DamageCostsItsOwnRowWhereValuesLookLikeRows) {
+    DumpTable table = table_of_binaries(12, 5);
+    table.rows[200][1] = '\x30';
+    const Result result = read(table);
+    std::set<std::string> ids;
+    for (const std::string &id : result.column(0))
+        ids.insert(id);
+    EXPECT_GE(ids.size(), 398U);
+    EXPECT_LE(result.rows.size(), 402U);
+}
+
+TEST_F(DumpReaderTest, NulCharactersNextToRowsOfNullsAreKept) {
+    DumpTable table{.name = "T", .columns = {{"A", 1, 100}, {"B", 2, 22}}};
+    table.rows = {row({}), row({value(Bytes("aaaaa\0\0\0xyz", 11)), value(ora_number("1"))}),
+                  row({value("k"), value(ora_number("2"))})};
+    const Result result = read(table);
+    EXPECT_EQ(result.column(0), (std::vector<std::string>{"-", Bytes("aaaaa\0\0\0xyz", 11), "k"}));
+    EXPECT_TRUE(result.damage.empty());
+}
+
+// ---- Entries of no column
+
+Bytes num(int number) {
+    return value(ora_number(std::to_string(number)));
+}
+
+// Rows end with their last value: where the last column is mostly NULL, most rows with a surplus entry have
+// no more entries than there are columns.
+TEST_F(DumpReaderTest, SurplusEntryIsSeenWhereMostRowsEndBeforeIt) {
+    for (const size_t first_whole : {0, 1000, 90000}) {
+        DumpTable table{.name = "T", .columns = {{"A", 2, 22}, {"B", 12, 7}, {"C", 1, 20}}};
+        const size_t rows = first_whole + 200;
+        for (size_t i = 0; i < rows; ++i) {
+            std::vector<Bytes> entries = {num(static_cast<int>(i)), num(9000), value(ora_date(2000, 1, 1)),
+                                          value("C")};
+            if (i < first_whole || (i - first_whole) % 3 != 0)
+                entries.pop_back();
+            table.rows.push_back(row(entries));
+        }
+        const Result result = read(table);
+        ASSERT_EQ(result.rows.size(), table.rows.size()) << first_whole;
+        EXPECT_EQ(result.rows[1][0], ora_number("1"));
+        EXPECT_EQ(result.rows[1][1], ora_date(2000, 1, 1));
+        EXPECT_EQ(result.rows[first_whole + 3][2], "C");
+        EXPECT_TRUE(result.damage.empty());
+    }
+}
+
+TEST_F(DumpReaderTest, TypesTellTheSurplusEntryWhereNoRowHasAllEntries) {
+    DumpTable table{.name = "T", .columns = {{"A", 2, 22}, {"B", 12, 7}, {"C", 2, 22}}};
+    for (int i = 0; i < 50; ++i)
+        table.rows.push_back(row({num(i), value("hidden"), value(ora_date(2000, 1, 1))}));
+    const Result result = read(table);
+    ASSERT_EQ(result.rows.size(), 50U);
+    EXPECT_EQ(result.rows[7], (std::vector<std::string>{ora_number("7"), ora_date(2000, 1, 1), "-"}));
+    EXPECT_TRUE(result.damage.empty());
+}
+
+TEST_F(DumpReaderTest, TextIsNoNumberToASurplusEntry) {
+    DumpTable table{.name = "T", .columns = {{"A", 2, 22}, {"B", 2, 22}}};
+    for (int i = 0; i < 30; ++i)
+        table.rows.push_back(row({num(i), value("CODE" + std::to_string(i)), num(100 + i)}));
+    EXPECT_EQ(read(table).rows[3], (std::vector<std::string>{ora_number("3"), ora_number("103")}));
+
+    table.columns = {{"A", 2, 22}, {"B", 1, 20}, {"C", 1, 20}};
+    table.rows.clear();
+    for (int i = 0; i < 30; ++i)
+        table.rows.push_back(
+            row({num(i), value("SMITH"), value("CLERK"), value("DALLAS" + std::to_string(i))}));
+    EXPECT_EQ(read(table).rows.size(), 30U);
+    const vexlo::DumpFile file(dir_ / "a.dat");
+    ASSERT_EQ(file.tables()[0].columns.size(), 4U);
+    EXPECT_EQ(file.tables()[0].columns[3].ctyp, 1U);
+}
+
+TEST_F(DumpReaderTest, EntryWithoutAnyValueIsTheSurplusOne) {
+    DumpTable table{.name = "T", .columns = {{"A", 2, 22}, {"B", 1, 20}, {"C", 12, 7}}};
+    for (int i = 0; i < 30; ++i)
+        table.rows.push_back(
+            row({num(i), null(), value("b" + std::to_string(i)), value(ora_date(2000, 1, 1))}));
+    EXPECT_EQ(read(table).rows[3], (std::vector<std::string>{ora_number("3"), "b3", ora_date(2000, 1, 1)}));
+}
+
+TEST_F(DumpReaderTest, SurplusEntryIsSeenInRowsOfAnySize) {
+    DumpTable table{.name = "T", .columns = {{"A", 2, 22}, {"B", 12, 7}, {"C", 1, 4000}, {"D", 1, 4000}}};
+    for (int i = 0; i < 100; ++i)
+        table.rows.push_back(row({num(i), value("hidden"), value(ora_date(2000, 1, 1)),
+                                  value(Bytes(4000, 'c')), value(Bytes(3900, 'd'))}));
+    const Result wide = read(table);
+    ASSERT_EQ(wide.rows.size(), 100U);
+    EXPECT_EQ(wide.rows[99][1], ora_date(2000, 1, 1));
+
+    table.columns = {{"A", 2, 22}, {"B", 12, 7}, {"L", 8, 0}};
+    table.rows.clear();
+    for (int i = 0; i < 50; ++i)
+        table.rows.push_back(row({num(i), value("hidden"), value(ora_date(2000, 1, 1)), long_mark()}) +
+                             long_block({Bytes(20000, 'l')}));
+    const Result longs = read(table);
+    ASSERT_EQ(longs.rows.size(), 50U);
+    EXPECT_EQ(longs.rows[49][2], Bytes(20000, 'l'));
+}
+
+// Binary values hold what looks like rows, of more entries than columns too.
+TEST_F(DumpReaderTest, BinaryValuesMakeNoSurplusEntries) {
+    for (const unsigned most : {1U, 2U, 5U, 20U}) {
+        DumpTable table = table_of_binaries(100, most);
+        const std::vector<Bytes> some = table.rows;
+        for (int i = 0; i < 9; ++i)
+            table.rows.insert(table.rows.end(), some.begin(), some.end());
+        EXPECT_EQ(read(table).rows.size(), table.rows.size());
+        EXPECT_TRUE(vexlo::DumpFile(dir_ / "a.dat").tables()[0].entry_columns.empty()) << most;
+    }
+}
+
+// A row that damage has joined with the next one is not the way that all rows are.
+TEST_F(DumpReaderTest, OneLongerRowIsADamagedOne) {
+    std::vector<Bytes> rows;
+    for (int i = 0; i < 100; ++i)
+        rows.push_back(person(i));
+    rows[50].pop_back();
+    rows[50].back() = '\xFE';
+    rows[50].insert(rows[50].size() - 1, 1, '\xFF');
+    const Result result = read(people(rows));
+    EXPECT_EQ(result.rows[0].size(), 3U);
+    EXPECT_GE(result.rows.size(), 97U);
+    EXPECT_EQ(result.rows[0][1], "SMITH");
 }
 
 } // namespace

@@ -107,4 +107,26 @@ TEST(Number, WhatIsNoNumberIsRefused) {
     EXPECT_EQ(text_of(Bytes("\xC1") + Bytes(22, '\x02')), "invalid");
 }
 
+bool is_canonical(const Bytes &bytes) {
+    return vexlo::is_canonical_number(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
+}
+
+TEST(Number, WhatDatabasesWriteIsCanonical) {
+    for (const char *text :
+         {"0", "1", "-1", "100", "-100", "12.5", "-0.001", "1E125", "-9.99E-130",
+          "1234567890123456789012345678901234567890", "-99999999999999999999999999999999999999",
+          "-1234567890123456789012345678901234567891"})
+        EXPECT_TRUE(is_canonical(ora_number(text))) << text;
+}
+
+// Digits other than NUMBERs have, a mark that is missing or too much, zeros at an end of the digits.
+TEST(Number, OtherBytesAreNotCanonical) {
+    for (const Bytes &bytes :
+         {Bytes("SMITH"), Bytes("CODE0"), Bytes("A"), Bytes(), Bytes("\0", 1), Bytes("\xFF\x65"),
+          Bytes("\xC1\x01"), Bytes("\xC1\x02\x01"), Bytes("\xC1\x66"), Bytes("\x3E\x64"), Bytes("\x3E\x66"),
+          Bytes("\x3E\x65\x64\x66"), Bytes("\x80\x02"), Bytes("\x00\x02\x66", 3), "\xC1" + Bytes(21, '\x02'),
+          "\x3E" + Bytes(20, '\x02') + "\x66", Bytes("\x00\x00\x00\x05", 4)})
+        EXPECT_FALSE(is_canonical(bytes)) << testing::PrintToString(bytes);
+}
+
 } // namespace

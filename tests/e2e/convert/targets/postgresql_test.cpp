@@ -68,6 +68,58 @@ protected:
 
 constexpr int ROWS = 3000;
 
+// Rows of `columns` columns of one type, on both sides of what the server has for a row: each row has values
+// in more of them than the one before.
+DumpTable wide_table(const DumpColumn &column, size_t columns, const Bytes &bytes, size_t step) {
+    DumpTable table{.name = "T"};
+    for (size_t i = 0; i < columns; ++i)
+        table.columns.push_back({"C" + std::to_string(i), column.ctyp, column.clen});
+    for (size_t filled = step; filled <= columns; filled += step)
+        table.rows.push_back(row(std::vector<Bytes>(filled, value(bytes))));
+    return table;
+}
+
+TEST_F(Postgresql, RowsLargerThanThatOfAPageAreRejected) {
+    const DumpTable tables[] = {wide_table({"", 1, 30}, 1000, Bytes(30, 'x'), 20),
+                                wide_table({"", 1, 30}, 1000, Bytes(12, 'y'), 20),
+                                wide_table({"", 23, 200}, 500, Bytes(200, '\x01'), 10),
+                                wide_table({"", 2, 22}, 1600, ora_number("12345678.9"), 40),
+                                wide_table({"", 12, 7}, 1200, ora_date(2000, 1, 1), 20)};
+    for (const DumpTable &table : tables) {
+        dump_of(table);
+        const auto rows = static_cast<long>(table.rows.size());
+        EXPECT_EQ(convert({"--to", "sql", "--dialect", "postgresql"}).status, 1);
+        load_script();
+        const long rejected = rejected_rows("SCOTT.T.sql.rejected");
+        EXPECT_GT(rejected, 0) << table.columns[0].ctyp;
+        EXPECT_LT(rejected, rows / 2 + rows / 4);
+        EXPECT_EQ(rows_in("\"T\"") + rejected, rows);
+
+        EXPECT_EQ(convert({"--to", "csv", "--dialect", "postgresql"}).status, 1);
+        EXPECT_EQ(rejected_rows("SCOTT.T.csv.rejected"), rejected);
+        query("DELETE FROM \"T\"");
+        query("\\copy \"T\" FROM '" + (dir_ / "out/SCOTT.T.csv") + "' csv header");
+        EXPECT_EQ(rows_in("\"T\"") + rejected, rows);
+        query("DROP TABLE \"T\"");
+    }
+}
+
+TEST_F(Postgresql, TableOfMoreColumnsThanTheServerTakesIsAFailure) {
+    Dump dump;
+    dump.tables = {wide_table({"", 2, 22}, 1601, ora_number("1"), 1601),
+                   {.name = "GOOD", .columns = {{"A", 2, 22}}, .rows = {row({value(ora_number("1"))})}}};
+    write_text(dir_ / "SCOTT.dat", dump_bytes(dump));
+    for (const char *format : {"sql", "csv"}) {
+        const ProgramResult result = convert({"--to", format, "--dialect", "postgresql"});
+        EXPECT_EQ(result.status, 2);
+        EXPECT_NE(result.err.find("1601 columns are more than the 1600 that the server takes"),
+                  std::string::npos)
+            << result.err;
+        EXPECT_FALSE(std::filesystem::exists(dir_ / ("out/SCOTT.T." + std::string(format))));
+        EXPECT_TRUE(std::filesystem::exists(dir_ / ("out/SCOTT.GOOD." + std::string(format))));
+    }
+}
+
 TEST_F(Postgresql, EveryRowIsLoadedOrRejected) {
     for (const char *zone : {"+02:00", "AMERICAN"}) {
         const std::string name = zone[0] == '+' ? "ZONE" : "NOZONE";

@@ -12,6 +12,7 @@
 #include "sample/bootstrap.h"
 #include "sample/database.h"
 #include "sample/system_tables.h"
+#include "sample/zlib_stream.h"
 #include "vexlo.h"
 
 namespace {
@@ -405,6 +406,92 @@ void add_rows(Corpus &corpus) {
     }
 }
 
+// ---- LOBs
+
+constexpr uint32_t LOB_SEED_FIRST = 3; // address of the first block
+
+// A block of a BasicFile, of the seed's first kind.
+Bytes lob_page(const sample::LobHead &head, uint32_t page, uint8_t fill) {
+    Bytes block(LARGE, fill);
+    std::fill_n(block.begin(), sample::LOB_BLOCK_HEADER, uint8_t{0});
+    const Bytes id = sample::lob_id_bytes(head.id);
+    std::copy(id.begin(), id.end(), block.begin() + 24);
+    sample::store_le32(&block[44], page);
+    return block;
+}
+
+// A leaf of the index with one row, for page 0.
+Bytes lob_leaf(const sample::LobHead &head, uint32_t pages, uint16_t last_bytes, uint32_t first) {
+    constexpr size_t KDXCO = 20 + 24 + 24, ROW = 1000;
+    Bytes block(LARGE);
+    block[0] = block[20] = 2;
+    block[36] = 1;
+    block[KDXCO + 3] = 2;
+    block[KDXCO + 8] = 1;
+    block[KDXCO + 28] = 32;
+    sample::store_le16(&block[KDXCO + 36], static_cast<uint16_t>(ROW - KDXCO));
+    Bytes row(2 + 4);
+    sample::append_be32(row, pages);
+    sample::append_be16(row, last_bytes);
+    row.resize(2 + 16);
+    for (uint32_t i = 0; i < 4; ++i)
+        sample::append_be32(row, i <= pages ? first + i : 0);
+    row.push_back(10);
+    const Bytes id = sample::lob_id_bytes(head.id);
+    row.insert(row.end(), id.begin(), id.end());
+    row.push_back(4);
+    sample::append_be32(row, 0);
+    std::copy(row.begin(), row.end(), block.begin() + ROW);
+    return block;
+}
+
+Bytes secure_block(const sample::LobHead &head, std::span<const uint8_t> data) {
+    constexpr size_t KDLICH = 20 + 24 + 24;
+    Bytes block(LARGE);
+    block[0] = 3;
+    block[20] = 5;
+    block[36] = 1;
+    block[KDLICH + 6] = 0x20;
+    const Bytes id = sample::lob_id_bytes(head.id);
+    std::copy(id.begin(), id.end(), block.begin() + KDLICH + 8);
+    sample::store_le16(&block[KDLICH + 48], static_cast<uint16_t>(data.size()));
+    std::copy(data.begin(), data.end(), block.begin() + KDLICH + 52);
+    return block;
+}
+
+void add_lobs(Corpus &corpus) {
+    constexpr uint8_t OPTIONS = 0x12; // blocks of 2048 bytes, with an index
+    const sample::LobHead head;
+    const uint32_t first = sample::make_rdba(RFN, LOB_SEED_FIRST);
+    const auto add = [&](const char *name, const sample::Value &locator, const Bytes &blocks) {
+        Bytes start{OPTIONS};
+        sample::append_le16(start, static_cast<uint16_t>(locator->size()));
+        corpus.add("rescue_lobs", name, joined({start, *locator, blocks}));
+    };
+    const Bytes pages = joined({lob_page(head, 0, 'a'), lob_page(head, 1, 'b'), lob_page(head, 2, 'c')});
+    const uint32_t chunks[] = {first, first + 1, first + 2};
+    add("inode", sample::basic_inode(head, 2, 100, chunks), pages);
+    add("index", sample::basic_bare(head), joined({pages, lob_leaf(head, 2, 100, first)}));
+    add("scan", sample::basic_bare(head), pages);
+    add("in_row", sample::basic_in_row(head, Bytes(500, 'z')), {});
+
+    sample::SecureInode inode;
+    const Bytes plain(3000, 'x'), text(1000, 'y');
+    inode.length = text.size();
+    const sample::LobExtent extent{first, 1, {}};
+    add("extents", sample::secure_extents(head, inode, {&extent, 1}), secure_block(head, text));
+    for (const bool maps : {false, true}) {
+        const Bytes stored = maps ? sample::compression_maps(plain) : sample::zlib_stream(plain);
+        inode.length = plain.size();
+        inode.compressed = stored.size();
+        add(maps ? "maps" : "stream", sample::secure_in_row(head, inode, stored), {});
+        const sample::LobExtent compressed{first, 1, static_cast<uint32_t>(plain.size())};
+        add(maps ? "maps_in_block" : "stream_in_block", sample::secure_extents(head, inode, {&compressed, 1}),
+            secure_block(head, stored));
+    }
+    add("list", sample::secure_list(head, inode, first), {});
+}
+
 // ---- Texts
 
 void add_texts(Corpus &corpus) {
@@ -445,6 +532,7 @@ int main(int argc, char **argv) {
         add_dictionary_files(corpus);
         add_segments(corpus);
         add_rows(corpus);
+        add_lobs(corpus);
         add_texts(corpus);
         add_dumps(corpus);
     } catch (const std::exception &e) {

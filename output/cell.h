@@ -57,6 +57,7 @@ struct Column {
     uint32_t clen;           // declared length in bytes
     uint32_t characters = 0; // the same of a text in characters at most, 0 when it is not known
     bool utf8 = false;       // the text is stored in UTF-8, so that its length in bytes is the same elsewhere
+    bool in_file = false;    // the values are LOBs in files of their own, whose names stand for them
 };
 
 struct Table {

@@ -9,7 +9,7 @@ namespace vexlo {
 namespace {
 
 constexpr uint32_t RAW_BYTES = 2000;
-constexpr uint32_t VARCHAR_MAX = 4000;
+constexpr uint32_t VARCHAR_MAX = 4000; // longer ones are an option that a database may not have
 
 struct TargetTypes {
     ColumnKind kind;
@@ -60,6 +60,8 @@ std::string sized(const char *type, uint32_t length, uint32_t limit, const char 
 std::string oracle_text_type(const Column &column) {
     const bool fixed = column.ctyp == TYPE_CHAR;
     const uint32_t length = declared_characters(column);
+    if (!fixed && column.clen > VARCHAR_MAX)
+        return column.kind == ColumnKind::national_text ? "NCLOB" : "CLOB";
     if (column.kind == ColumnKind::national_text)
         return fixed ? sized("NCHAR", length, 1000) : sized("NVARCHAR2", length, 2000);
     if (length == 0)

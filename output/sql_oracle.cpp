@@ -179,10 +179,19 @@ struct OracleValues {
     }
 
     void hex(std::string_view digits) { text(digits); }
-    void binary(std::string_view data) { put_hextoraw(data, bytes); }
+
+    // An empty literal is NULL.
+    void binary(std::string_view data) {
+        if (data.empty() && column.kind == ColumnKind::lob)
+            return plain("EMPTY_BLOB()");
+        put_hextoraw(data, bytes);
+    }
 
     void text(std::string_view utf8) {
-        const bool national = column.kind == ColumnKind::national_text;
+        const bool national =
+            column.kind == ColumnKind::national_text || (column.kind == ColumnKind::lob && column.national);
+        if (utf8.empty() && column.kind == ColumnKind::lob)
+            return plain("EMPTY_CLOB()");
         if (utf8.size() <= VARCHAR_BYTES)
             return put_text_expression(utf8, national, bytes);
         // The first part as a CLOB makes the whole expression one.

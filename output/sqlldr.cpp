@@ -19,8 +19,13 @@ bool is_long(ColumnKind kind) {
     return kind == ColumnKind::long_text || kind == ColumnKind::long_raw || kind == ColumnKind::lob;
 }
 
-bool is_binary(ColumnKind kind) {
-    return kind == ColumnKind::raw || kind == ColumnKind::long_raw;
+bool is_lob(const Column &column) {
+    return column.kind == ColumnKind::lob;
+}
+
+bool is_binary(const Column &column) {
+    return column.kind == ColumnKind::raw || column.kind == ColumnKind::long_raw ||
+           (is_lob(column) && column.ctyp == TYPE_BLOB);
 }
 
 int field_digits(ColumnKind kind) {
@@ -45,6 +50,11 @@ std::string escaped(const std::string &text) {
     return out;
 }
 
+// A LOB without a byte is empty, not NULL: a mark in front of it tells.
+constexpr char NULL_MARK = '1', VALUE_MARK = '0';
+// What stands for the name of a file where there is none; names of files have a "/".
+constexpr std::string_view NO_FILE = "NONE";
+
 class SqlldrFormatter : public RowFormatter {
 public:
     explicit SqlldrFormatter(CellDecoder &decoder)
@@ -67,7 +77,7 @@ private:
         for (size_t i = 0; i < sizes_.size(); ++i) {
             const Cell cell = cell_of(decoder_, row, i, batch.losses);
             sizes_[i] = cell.size;
-            put_padded(cell.size, digits_of(i), record_);
+            begin_field(i, cell, record_);
             record_.append(cell.view());
         }
         begin_record(record_.size(), batch);
@@ -79,7 +89,7 @@ private:
         measure(row, batch);
         for (size_t i = 0; i < sizes_.size(); ++i) {
             const Cell cell = cell_of(decoder_, row, i, batch.losses);
-            put_padded(sizes_[i], digits_of(i), batch.bytes);
+            begin_field(i, cell, batch.bytes);
             if (cell.stream == nullptr)
                 batch.bytes.append(cell.view());
             else
@@ -97,7 +107,7 @@ private:
         for (size_t i = 0; i < sizes_.size(); ++i) {
             const Cell cell = cell_of(*measuring_, row, i, known);
             sizes_[i] = cell.stream == nullptr ? cell.size : stream_size(*cell.stream);
-            record += static_cast<size_t>(digits_of(i)) + sizes_[i];
+            record += static_cast<size_t>(digits_of(i)) + sizes_[i] + (is_lob(column_of(i)) ? 1 : 0);
         }
         begin_record(record, batch);
     }
@@ -114,10 +124,20 @@ private:
             losses.add_null(row.number, row.offset, unwritable_in_oracle(column));
             cell = {CellKind::null, nullptr, 0};
         }
+        if (cell.kind == CellKind::null && column.in_file)
+            return {CellKind::text, NO_FILE.data(), NO_FILE.size()};
         return cell;
     }
 
-    int digits_of(size_t i) const { return field_digits(decoder_.table().columns[i].kind); }
+    // What stands in front of a value.
+    void begin_field(size_t i, const Cell &cell, ByteBuffer &bytes) {
+        if (is_lob(column_of(i)))
+            bytes.put(cell.kind == CellKind::null ? NULL_MARK : VALUE_MARK);
+        put_padded(sizes_[i], digits_of(i), bytes);
+    }
+
+    const Column &column_of(size_t i) const { return decoder_.table().columns[i]; }
+    int digits_of(size_t i) const { return field_digits(column_of(i).kind); }
 
     CellDecoder &decoder_;
     std::unique_ptr<CellDecoder> measuring_; // from the first large row on
@@ -168,19 +188,49 @@ private:
                         data_name_ + "' \"VAR " + std::to_string(RECORD_DIGITS) + "\"\nAPPEND\nINTO TABLE " +
                         quoted_identifier(table_.name) + "\n(\n");
         const std::vector<Column> &columns = table_.columns;
+        UniqueNames names;
+        for (const Column &column : columns)
+            names.take(column.name);
         for (size_t i = 0; i < columns.size(); ++i)
-            control_.append(field_line(columns[i], longest_[i]) + (i + 1 < columns.size() ? ",\n" : "\n)\n"));
+            control_.append(field_lines(columns[i], longest_[i], names) +
+                            (i + 1 < columns.size() ? ",\n" : "\n)\n"));
     }
 
-    std::string field_line(const Column &column, size_t longest) const {
+    // A LOB stands behind a field that is not loaded: the name of its file, or the mark of NULL.
+    std::string field_lines(const Column &column, size_t longest, UniqueNames &names) const {
         const std::string name = quoted_identifier(column.name);
-        std::string line = "  " + name + (is_binary(column.kind) ? " VARRAWC(" : " VARCHARC(") +
-                           std::to_string(field_digits(column.kind)) + "," + std::to_string(longest) + ")";
-        const OracleConversion conversion = oracle_conversion(column.kind, table_.local_zone.has_value());
-        if (conversion.before[0] != '\0')
-            line += " \"" + escaped(conversion.before + (":" + name) + conversion.after) + "\"";
-        return line;
+        if (column.in_file) {
+            const std::string file = names.take("LOB_FILE");
+            return "  " + file + " FILLER " + variable_field("VARCHARC", FIELD_DIGITS, longest) + ",\n  " +
+                   name + " LOBFILE(" + file + file_charset(column) + ") TERMINATED BY EOF NULLIF " + file +
+                   "='" + std::string(NO_FILE) + "'";
+        }
+        const std::string type = is_binary(column) ? "VARRAWC" : "VARCHARC";
+        const std::string line = name + " " + variable_field(type, field_digits(column.kind), longest);
+        if (!is_lob(column))
+            return "  " + line + conversion(column, name);
+        const std::string mark = names.take("LOB_NULL");
+        return "  " + mark + " FILLER CHAR(1),\n  " + line + " NULLIF " + mark + "='" + NULL_MARK + "'";
     }
+
+    static std::string variable_field(const std::string &type, int digits, size_t longest) {
+        return type + "(" + std::to_string(digits) + "," + std::to_string(longest) + ")";
+    }
+
+    // Texts in files of their own are UTF-8, whatever the records are.
+    std::string file_charset(const Column &column) const {
+        const bool differs = column.ctyp != TYPE_BLOB && charset_ != FILE_CHARSET;
+        return differs ? " CHARACTERSET " + std::string(FILE_CHARSET) : "";
+    }
+
+    std::string conversion(const Column &column, const std::string &name) const {
+        const OracleConversion conversion = oracle_conversion(column.kind, table_.local_zone.has_value());
+        if (conversion.before[0] == '\0')
+            return "";
+        return " \"" + escaped(conversion.before + (":" + name) + conversion.after) + "\"";
+    }
+
+    static constexpr std::string_view FILE_CHARSET = "AL32UTF8";
 
     const Table &table_;
     OutputFile data_;

@@ -43,7 +43,8 @@ LobIndex::LobIndex(const FileSet &files, const ScanIndexes &scans, const Segment
     std::vector<uint8_t> buffer(SegmentRuns::RUN_BYTES + RUN_SLACK);
     for (BlockRun run; runs.next(run);)
         add_run(run, runs.data_object(), buffer, options);
-    if (runs.was_scanned() || !runs.tally().losses.empty())
+    lost_.add(runs.tally());
+    if (runs.was_scanned() || !lost_.losses.empty())
         complete_ = false;
     sort();
 }
@@ -51,14 +52,18 @@ LobIndex::LobIndex(const FileSet &files, const ScanIndexes &scans, const Segment
 void LobIndex::add_run(const BlockRun &run, uint32_t data_object, std::vector<uint8_t> &buffer,
                        ReadOptions options) {
     const LoadedRun loaded = load_run(run, buffer.data());
-    if (!loaded.unreadable.empty())
-        complete_ = false;
+    const auto add_loss = [&](LossKind kind, uint32_t place) {
+        lost_.add_loss({kind, tablespace_, run.file->identity().file, run.file->identity().relative_file,
+                        uint64_t{run.first} + place, 1});
+    };
+    for (const uint32_t place : loaded.unreadable)
+        add_loss(LossKind::unreadable, place);
     const uint32_t bsz = run.file->block_size();
     for (uint32_t i = 0; i < run.count; ++i) {
         const BLOCK blk{loaded.data + size_t{i} * bsz, bsz, run.file->rdba(run.first + i)};
         const Health health = block_health(blk.data, bsz, blk.rdba, options.trust_blocks);
-        if (is_bad(health))
-            complete_ = false;
+        if (is_bad(health) && !std::binary_search(loaded.unreadable.begin(), loaded.unreadable.end(), i))
+            add_loss(loss_of(health), i);
         uint32_t at;
         if (health == Health::sound && find_transactions_end(blk, &at) &&
             block_object(blk.data) == data_object)

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "rescue/block_reader.h"
+#include "rescue/loss.h"
 #include "rescue/segment.h"
 #include "values/lob_locator.h"
 
@@ -26,6 +27,8 @@ public:
 
     // Whether every block of the segment could be read: what has no entry has none in the database either.
     bool is_complete() const { return complete_; }
+    // Blocks of it that could not be read.
+    const std::vector<Loss> &losses() const { return lost_.losses; }
     // The entries of a LOB by page. False when a leaf that may hold some could not be read again.
     bool find(const LobId &id, BlockReader &blocks, std::vector<LobIndexEntry> &entries) const;
 
@@ -42,6 +45,7 @@ private:
 
     uint32_t tablespace_;
     bool complete_ = false;
+    SegmentTally lost_;
     std::vector<Leaf> leaves_;   // by low
     std::vector<LobId> highest_; // of all leaves up to this one
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "format/block_address.h"
 #include "format/lob_block.h"
 #include "rescue/block_health.h"
 #include "values/lob_inflater.h"
@@ -48,6 +49,12 @@ std::string_view lob_fault_text(LobFault fault) {
         return "the compressed data of the LOB is damaged";
     case LobFault::list_block:
         return "the LOB lies behind a list of extents, which is not decoded";
+    case LobFault::compress_low:
+        return "the LOB is compressed by the method LOW, which is not decoded";
+    case LobFault::deduplicated:
+        return "the LOB is deduplicated, which is not decoded";
+    case LobFault::encrypted:
+        return "the LOB is encrypted";
     case LobFault::no_zlib:
         return "the LOB is compressed, and this program was built without zlib";
     }
@@ -82,6 +89,11 @@ public:
     }
     void set_length(uint64_t length) { left_ = length; }
     uint64_t left() const { return left_; }
+    // A LOB of which nothing could be read has the fault `why` in place of `found`.
+    void explain(LobFault found, LobFault why) {
+        if (outcome_.fault == found && outcome_.bytes == 0)
+            outcome_.fault = why;
+    }
     const LobOutcome &outcome() const { return outcome_; }
 
 private:
@@ -94,6 +106,19 @@ LobReader::LobReader(BlockReader &blocks) : blocks_(blocks) {}
 
 LobOutcome LobReader::read(const LobLocator &lob, const LobSegment &segment, LobSink &sink) {
     Output out(sink, lob.length);
+    const LobPlaces &places = segment.places();
+    if (places.encrypted && lob.place != LobPlace::empty)
+        out.missing(lob.length, LobFault::encrypted);
+    else
+        read_data(lob, segment, out);
+    if (places.compress_low && lob.secure_file)
+        out.explain(LobFault::damaged_stream, LobFault::compress_low);
+    if (places.deduplicated && lob.secure_file)
+        out.explain(LobFault::missing_pages, LobFault::deduplicated);
+    return out.outcome();
+}
+
+void LobReader::read_data(const LobLocator &lob, const LobSegment &segment, Output &out) {
     switch (lob.place) {
     case LobPlace::empty:
         break;
@@ -114,7 +139,6 @@ LobOutcome LobReader::read(const LobLocator &lob, const LobSegment &segment, Lob
         read_extents(lob, segment, out);
         break;
     }
-    return out.outcome();
 }
 
 // Hands each of `count` blocks from `rdba` on to take(const BLOCK *), null for one that is bad or not there.
@@ -132,18 +156,41 @@ void LobReader::for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t coun
         const uint32_t got = blocks_.read(tablespace, rdba + done, wanted, buffer_.data());
         for (uint32_t i = 0; i < got; ++i) {
             const BLOCK blk{buffer_.data() + size_t{i} * bsz, bsz, rdba + done + i};
-            const bool sound =
-                block_health(blk.data, bsz, blk.rdba, blocks_.trusts_blocks()) == Health::sound;
-            take(sound ? &blk : nullptr);
+            const Health health = block_health(blk.data, bsz, blk.rdba, blocks_.trusts_blocks());
+            loss_.reset();
+            if (is_bad(health))
+                take(lost_block(loss_of(health), tablespace, blk.rdba, {place.file, place.block + done + i}));
+            else
+                take(health == Health::sound ? &blk : nullptr);
         }
         done += got;
         if (got < wanted) { // one block cannot be read
-            take(nullptr);
+            take(lost_block(LossKind::unreadable, tablespace, rdba + done, {place.file, place.block + done}));
             ++done;
         }
     }
+    const LossKind kind = place.file != nullptr ? LossKind::unreadable : LossKind::missing_file;
     for (; done < count; ++done)
-        take(nullptr);
+        take(lost_block(kind, tablespace, rdba + done, {place.file, place.block + done}));
+}
+
+// Keeps what the block is, as which null is handed out.
+const BLOCK *LobReader::lost_block(LossKind kind, uint32_t tablespace, uint32_t rdba,
+                                   const BlockPlace &place) {
+    const bool known = place.file != nullptr;
+    loss_ = {kind,
+             tablespace,
+             known ? place.file->identity().file : 0,
+             known ? place.file->identity().relative_file : rdba_file(rdba),
+             place.block,
+             1};
+    return nullptr;
+}
+
+// The block handed out last should have held data.
+void LobReader::note_loss() {
+    if (loss_)
+        lost_.add_loss(*loss_);
 }
 
 // ---- BasicFile
@@ -353,10 +400,12 @@ size_t LobReader::write_run(const LobLocator &lob, const LobSegment &segment, co
             const uint64_t page =
                 plan.pages_count_blocks ? start.chunk * blocks + block : start.chunk + block / blocks;
             std::span<const uint8_t> data;
-            if (blk != nullptr && is_page_of(*blk, lob, segment, static_cast<uint32_t>(page), &data))
+            if (blk != nullptr && is_page_of(*blk, lob, segment, static_cast<uint32_t>(page), &data)) {
                 out.data(data);
-            else
+            } else {
+                note_loss();
                 out.missing(page_size_, LobFault::missing_pages);
+            }
             ++block;
         });
     return count;
@@ -386,8 +435,10 @@ void LobReader::read_extents(const LobLocator &lob, const LobSegment &segment, O
     LobFault fault = LobFault::none; // nothing can be inflated behind a block that is lost
     for_each_extent_block(lob, segment, [&](const BLOCK *blk) {
         std::span<const uint8_t> data;
-        if (!secure_data(blk, lob, segment, &data))
+        if (!secure_data(blk, lob, segment, &data)) {
+            note_loss();
             fault = LobFault::missing_pages;
+        }
         data = data.first(static_cast<size_t>(std::min<uint64_t>(left, data.size())));
         left -= data.size();
         if (fault == LobFault::none && !inflater.feed(data))
@@ -407,6 +458,7 @@ void LobReader::read_plain_extents(const LobLocator &lob, const LobSegment &segm
             full = std::max<uint64_t>(full, data.size());
             out.data(data);
         } else {
+            note_loss();
             out.missing(std::max(full, secure_page_size(segment)), LobFault::missing_pages);
         }
         return out.left() != 0;

@@ -5,12 +5,14 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
 
 #include "rescue/block_reader.h"
 #include "rescue/lob_segment.h"
+#include "rescue/loss.h"
 #include "values/lob_locator.h"
 
 namespace vexlo {
@@ -34,8 +36,13 @@ enum class LobFault : uint8_t {
     length,         // the stated length reaches behind the last chunk
     damaged_stream, // what is compressed cannot be inflated
     list_block,     // a list of extents in blocks of its own: not decoded
+    compress_low,   // compressed by a method that is not decoded
+    deduplicated,   // its blocks belong to another LOB
+    encrypted,      // ciphertext
     no_zlib,        // compressed, and this program was built without zlib
 };
+
+constexpr size_t LOB_FAULTS = static_cast<size_t>(LobFault::no_zlib) + 1;
 
 // "blocks of the LOB are lost", ...; empty for none.
 std::string_view lob_fault_text(LobFault fault);
@@ -57,8 +64,13 @@ public:
     // Gives the data of `lob`, a LOB of the column whose segments `segment` has, to `sink`.
     LobOutcome read(const LobLocator &lob, const LobSegment &segment, LobSink &sink);
 
+    // Blocks of all LOBs so far that should hold data and could not be read.
+    const SegmentTally &lost_blocks() const { return lost_; }
+
 private:
     class Output;
+
+    void read_data(const LobLocator &lob, const LobSegment &segment, Output &out);
     // Chunk number `chunk` of a LOB is at `rdba`.
     struct Chunk {
         uint64_t chunk;
@@ -99,11 +111,15 @@ private:
 
     template <class TAKE>
     void for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t count, TAKE &&take);
+    const BLOCK *lost_block(LossKind kind, uint32_t tablespace, uint32_t rdba, const BlockPlace &place);
+    void note_loss();
 
     BlockReader &blocks_;
     uint32_t page_size_ = 0;     // bytes of data in a block of the segment being read
     uint64_t segment_bytes_ = 0; // of the tablespace it is in
     std::vector<uint8_t> buffer_;
+    SegmentTally lost_;
+    std::optional<Loss> loss_; // what the block handed out last is, when it is none
 };
 
 } // namespace vexlo

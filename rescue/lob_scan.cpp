@@ -23,7 +23,7 @@ void for_each_run(const ScanRange &range, TAKE &&take) {
 
 } // namespace
 
-LobScan::LobScan(const FileSet &, const ScanIndex &scan, const SegmentRef &segment, ReadOptions options) {
+LobScan::LobScan(const ScanIndex &scan, const SegmentRef &segment, ReadOptions options) {
     std::vector<uint8_t> buffer(SegmentRuns::RUN_BYTES + RUN_SLACK);
     for (const ScanRange &range : scan.lob_object(segment.data_object))
         for_each_run(range, [&](const BlockRun &run) {

@@ -21,7 +21,7 @@ struct ScannedPage {
 
 class LobScan {
 public:
-    LobScan(const FileSet &files, const ScanIndex &scan, const SegmentRef &segment, ReadOptions options);
+    LobScan(const ScanIndex &scan, const SegmentRef &segment, ReadOptions options);
 
     // The blocks of a LOB by page; of several versions of a page those of the newest, by address.
     std::span<const ScannedPage> find(const LobId &id) const;

@@ -25,18 +25,29 @@ SegmentRef index_partition_of(const Dictionary &dictionary, uint32_t index, uint
     return {};
 }
 
+// LOB$.FLAGS of SecureFiles.
+constexpr uint32_t COMPRESS_LOW = 0x2000;
+constexpr uint32_t DEDUPLICATE = 0x10000 | 0x20000;
+
+LobPlaces places_of(const LobRecord &lob, const SegmentRef &data, const SegmentRef &index, uint32_t chunk) {
+    LobPlaces places{data, index, std::max(chunk, 1u), true};
+    places.compress_low = (lob.flags & COMPRESS_LOW) != 0;
+    places.deduplicated = (lob.flags & DEDUPLICATE) != 0;
+    return places;
+}
+
 LobPlaces whole_column(const Dictionary &dictionary, const LobRecord &lob) {
     const SegmentRef data{lob.tablespace, lob.file, lob.block, lob.lob_object,
                           data_object_of(dictionary, lob.lob_object)};
-    return {data, index_of(dictionary, lob.index_object), std::max(lob.chunk, 1u), true};
+    return places_of(lob, data, index_of(dictionary, lob.index_object), lob.chunk);
 }
 
 LobPlaces one_fragment(const Dictionary &dictionary, const LobRecord &lob,
                        const LobFragmentRecord &fragment) {
     const SegmentRef data{fragment.tablespace, fragment.file, fragment.block, fragment.fragment,
                           data_object_of(dictionary, fragment.fragment)};
-    return {data, index_partition_of(dictionary, lob.index_object, fragment.index_fragment),
-            std::max(fragment.chunk, 1u), true};
+    return places_of(lob, data, index_partition_of(dictionary, lob.index_object, fragment.index_fragment),
+                     fragment.chunk);
 }
 
 // Subpartitions' LOB segments hang below those of the composite partitions.
@@ -79,7 +90,7 @@ const LobIndex &LobSegment::index() const {
 
 const LobScan &LobSegment::scan() const {
     std::call_once(scan_made_, [&] {
-        scan_ = std::make_unique<LobScan>(files_, scans_.of(places_.data.tablespace), places_.data, options_);
+        scan_ = std::make_unique<LobScan>(scans_.of(places_.data.tablespace), places_.data, options_);
     });
     return *scan_;
 }

@@ -20,6 +20,11 @@ struct LobPlaces {
     SegmentRef index;
     uint32_t chunk_blocks = 1;
     bool known = false; // the dictionary tells them
+    // Options of the column. They tell why a SecureFile cannot be read, not that it cannot: LOBs may be older
+    // than the option.
+    bool compress_low = false;
+    bool deduplicated = false;
+    bool encrypted = false; // every LOB is ciphertext
 };
 
 // Finds the segments of the LOB column `internal_column` of `table` for rows in the segment of object
@@ -37,6 +42,8 @@ public:
     const LobPlaces &places() const { return places_; }
     // The LOB index, read when first asked for. Thread-safe.
     const LobIndex &index() const;
+    // The same when it has been asked for, else null. Not while other threads use the segment.
+    const LobIndex *index_if_read() const { return index_.get(); }
     // The blocks of the segment by LOB and page, found by going through them. Thread-safe.
     const LobScan &scan() const;
 

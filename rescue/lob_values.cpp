@@ -40,17 +40,25 @@ LobColumns::LobColumns(const FileSet &files, const ScanIndexes &scans, const Dic
         if (!stored.is_lob || stored.output < 0)
             continue;
         const size_t column = static_cast<size_t>(stored.output);
-        const LobPlaces places =
-            find_lob_places(dictionary, layout.object, layout.internal_columns[column], fragment);
+        LobPlaces places = find_lob_places(dictionary, layout.object, stored.internal_column, fragment);
+        places.encrypted = stored.encrypted;
         entries_.push_back({column, std::make_unique<LobSegment>(files, scans, places, options)});
     }
     std::sort(entries_.begin(), entries_.end(),
               [](const Entry &a, const Entry &b) { return a.column < b.column; });
 }
 
+void LobColumns::add_losses(SegmentTally &tally) const {
+    for (const Entry &entry : entries_)
+        if (const LobIndex *index = entry.segment->index_if_read())
+            tally.losses.insert(tally.losses.end(), index->losses().begin(), index->losses().end());
+}
+
 LobCounts &LobCounts::operator+=(const LobCounts &other) {
-    not_whole += other.not_whole;
-    missing += other.missing;
+    for (size_t i = 0; i < lost.size(); ++i) {
+        lost[i].lobs += other.lost[i].lobs;
+        lost[i].bytes += other.lost[i].bytes;
+    }
     cut += other.cut;
     replaced += other.replaced;
     not_understood += other.not_understood;
@@ -230,11 +238,12 @@ Field LobValues::resolve_column(const Field &field, const LobColumns::Entry &ent
     auto made = std::make_unique<Value>(*this, *locator, entry);
     Value &value = *made;
     const LobOutcome outcome = value.read();
-    counts_.missing += outcome.missing;
     counts_.cut += value.was_cut();
     counts_.replaced += value.replaced();
     if (!outcome.is_whole()) {
-        ++counts_.not_whole;
+        LobCounts::Lost &lost = counts_.lost[static_cast<size_t>(outcome.fault)];
+        ++lost.lobs;
+        lost.bytes += outcome.missing;
         fault = lob_fault_text(outcome.fault);
     }
     if (outcome.fault == LobFault::lost)

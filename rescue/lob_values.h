@@ -1,6 +1,7 @@
 // The LOB columns of rows: locators become values that a writer can take.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -42,6 +43,8 @@ public:
     };
     const std::vector<Entry> &entries() const { return entries_; }
     size_t output_columns() const { return output_columns_; }
+    // Adds what of the LOB indexes could not be read, as far as they were asked for.
+    void add_losses(SegmentTally &tally) const;
 
 private:
     std::vector<Entry> entries_;
@@ -50,11 +53,14 @@ private:
 
 // What is counted while LOBs are read.
 struct LobCounts {
-    uint64_t not_whole = 0;      // LOBs of which something is lost
-    uint64_t missing = 0;        // bytes known to be missing
-    uint64_t cut = 0;            // LOBs longer than the limit
-    uint64_t replaced = 0;       // characters that are not valid
-    uint64_t not_understood = 0; // locators
+    struct Lost {
+        uint64_t lobs = 0;
+        uint64_t bytes = 0; // known to be missing
+    };
+    std::array<Lost, LOB_FAULTS> lost = {}; // LOBs that are not whole, by fault
+    uint64_t cut = 0;                       // LOBs longer than the limit
+    uint64_t replaced = 0;                  // characters that are not valid
+    uint64_t not_understood = 0;            // locators
 
     LobCounts &operator+=(const LobCounts &other);
 };
@@ -78,6 +84,8 @@ public:
     void move_to_files(LobFiles &files, uint64_t number);
 
     const LobCounts &counts() const { return counts_; }
+    // The blocks with data of LOBs that could not be read.
+    const SegmentTally &lost_blocks() const { return reader_.lost_blocks(); }
 
 private:
     class Value;

@@ -33,6 +33,18 @@ bool holds_output(const std::string &path, const OutputEntry &output) {
     return file_crc32(file.get(), path) == output.crc32;
 }
 
+bool is_below(const std::string &path, const std::string &directory) {
+    std::error_code error;
+    const std::string inner = fs::weakly_canonical(path, error),
+                      outer = fs::weakly_canonical(directory, error);
+    return inner.starts_with(outer + "/");
+}
+
+void remove_all(const std::string &path) {
+    std::error_code error;
+    fs::remove_all(path, error);
+}
+
 } // namespace
 
 OutputDirectory::OutputDirectory(const std::string &path) : path_(path) {
@@ -59,6 +71,10 @@ void OutputDirectory::refuse_inputs(const std::vector<std::string> &paths, const
         struct stat st;
         if (stat(full(path).c_str(), &st) == 0 && inputs.contains({st.st_dev, st.st_ino}))
             throw UsageError(full(path) + " is one of the input files");
+        if (fs::is_directory(full(path)))
+            for (const auto &file : files.inputs())
+                if (is_below(file->path(), full(path)))
+                    throw UsageError(full(path) + " has one of the input files in it");
     }
 }
 
@@ -101,7 +117,7 @@ void OutputDirectory::remove_unfinished(const std::vector<std::string> &paths,
                                         const std::string &kept) const {
     visit_unfinished(paths, [&](const std::string &unfinished) {
         if (kept.empty() || (unfinished != kept && unfinished != kept + JOURNAL))
-            unlink(unfinished.c_str());
+            remove_all(unfinished);
     });
 }
 
@@ -112,7 +128,8 @@ void OutputDirectory::remove_others(const std::vector<std::string> &paths,
                            [&](const OutputEntry &output) { return output.path == path; });
     };
     for (const std::string &path : paths)
-        if (!is_output(path) && unlink(full(path).c_str()) != 0 && errno != ENOENT && errno != ENOTDIR)
+        if (!is_output(path) && !fs::is_directory(full(path)) && unlink(full(path).c_str()) != 0 &&
+            errno != ENOENT && errno != ENOTDIR)
             throw OutputError(full(path) + ": cannot be removed: " + std::strerror(errno));
 }
 
@@ -121,6 +138,24 @@ bool OutputDirectory::holds(const std::vector<OutputEntry> &outputs) const {
         if (!holds_output(full(output.path), output))
             return false;
     return true;
+}
+
+bool OutputDirectory::holds(const std::vector<LobFilesEntry> &directories) const {
+    return std::all_of(directories.begin(), directories.end(), [&](const LobFilesEntry &wanted) {
+        LobFilesEntry found{wanted.path, 0, 0, 0};
+        std::error_code error;
+        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(full(wanted.path), error)) {
+            if (entry.is_directory())
+                continue;
+            const FileHandle file(open(entry.path().c_str(), O_RDONLY | O_CLOEXEC));
+            if (file.get() < 0)
+                return false;
+            ++found.files;
+            found.bytes += entry.file_size();
+            found.crc32 += file_crc32(file.get(), entry.path());
+        }
+        return found == wanted;
+    });
 }
 
 } // namespace vexlo

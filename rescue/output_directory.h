@@ -36,6 +36,7 @@ public:
 
     // Whether all these outputs are there as they were written, by size and content.
     bool holds(const std::vector<OutputEntry> &outputs) const;
+    bool holds(const std::vector<LobFilesEntry> &directories) const;
 
 private:
     template <class VISIT>

@@ -61,6 +61,14 @@ Json outputs_json(const TableEntry &table) {
     return outputs;
 }
 
+Json lobs_json(const LobsEntry &lobs) {
+    Json files = Json::array();
+    for (const LobFilesEntry &entry : lobs.files)
+        files.push_back(
+            {{"path", entry.path}, {"files", entry.files}, {"bytes", entry.bytes}, {"crc32", entry.crc32}});
+    return {{"not_whole", lobs.not_whole}, {"missing_bytes", lobs.missing_bytes}, {"files", files}};
+}
+
 Json table_json(const TableEntry &table) {
     return {{"owner", table.owner},
             {"table", table.table},
@@ -76,7 +84,8 @@ Json table_json(const TableEntry &table) {
               {"foreign", table.blocks.foreign},
               {"older", table.blocks.older}}},
             {"losses", losses_json(table)},
-            {"outputs", outputs_json(table)}};
+            {"outputs", outputs_json(table)},
+            {"lobs", lobs_json(table.lobs)}};
 }
 
 template <class ENTRY, class TO_JSON>
@@ -151,6 +160,20 @@ OutputEntry parse_output(const Json &object) {
     return output;
 }
 
+LobsEntry parse_lobs(const Json &object) {
+    LobsEntry lobs;
+    take(object, "not_whole", lobs.not_whole);
+    take(object, "missing_bytes", lobs.missing_bytes);
+    for (const Json &member : object.at("files")) {
+        LobFilesEntry &entry = lobs.files.emplace_back();
+        take(member, "path", entry.path);
+        take(member, "files", entry.files);
+        take(member, "bytes", entry.bytes);
+        take(member, "crc32", entry.crc32);
+    }
+    return lobs;
+}
+
 TableEntry parse_table(const Json &object) {
     TableEntry table;
     take(object, "owner", table.owner);
@@ -170,6 +193,7 @@ TableEntry parse_table(const Json &object) {
         table.losses.push_back(parse_loss(loss));
     for (const Json &output : object.at("outputs"))
         table.outputs.push_back(parse_output(output));
+    table.lobs = parse_lobs(object.at("lobs"));
     return table;
 }
 

@@ -55,6 +55,24 @@ struct BlocksEntry {
     bool operator==(const BlocksEntry &) const = default;
 };
 
+// A directory of LOBs in files of their own.
+struct LobFilesEntry {
+    std::string path; // in the output directory
+    uint64_t files = 0;
+    uint64_t bytes = 0;
+    uint32_t crc32 = 0; // the sum of those of the files
+
+    bool operator==(const LobFilesEntry &) const = default;
+};
+
+struct LobsEntry {
+    uint64_t not_whole = 0;     // LOBs of which something is lost
+    uint64_t missing_bytes = 0; // as far as they are known
+    std::vector<LobFilesEntry> files;
+
+    bool operator==(const LobsEntry &) const = default;
+};
+
 struct TableEntry {
     std::string owner, table;
     std::optional<std::string> partition;
@@ -64,6 +82,7 @@ struct TableEntry {
     BlocksEntry blocks;
     std::vector<LossEntry> losses;
     std::vector<OutputEntry> outputs;
+    LobsEntry lobs;
 
     bool operator==(const TableEntry &) const = default;
 };

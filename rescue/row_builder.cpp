@@ -56,7 +56,7 @@ bool RowBuilder::add_values(const uint8_t *&p, const uint8_t *end, unsigned coun
 void RowBuilder::take(const StoredColumn &column, const VALUE &value, bool holds) {
     if (value.null || value.len == 0 || column.output < 0)
         return;
-    if (column.encrypted) {
+    if (column.encrypted && !column.is_lob) {
         ++encrypted_values_;
         return;
     }

@@ -17,8 +17,6 @@ constexpr uint32_t MOST_STORED_COLUMNS = 4096; // far more than any table has
 
 // Type codes of columns whose stored value is a LOB locator, beside those that are stored as LOBs by
 // property.
-constexpr uint16_t TYPE_CLOB = 112;
-constexpr uint16_t TYPE_BLOB = 113;
 constexpr uint16_t TYPE_BFILE = 114;
 constexpr uint16_t TYPE_JSON = 119;
 
@@ -124,10 +122,18 @@ private:
                 name = "COLUMN_" + std::to_string(layout_.table.columns.size() + 1);
             const ColumnRecord *storage = storage_.of(*column);
             const ColumnRecord &typed = storage != nullptr ? *storage : *column;
-            layout_.table.columns.push_back({names.take(name), column_kind(typed.type, typed.is_national()),
-                                             typed.is_national(), typed.type, typed.length});
+            layout_.table.columns.push_back(described(names.take(name), typed));
             layout_.internal_columns.push_back(column->internal_column);
         }
+    }
+
+    // Of LOBs without a type of their own in the outputs, JSON is bytes and BFILE the text of its names.
+    static Column described(const std::string &name, const ColumnRecord &typed) {
+        const ColumnKind kind = column_kind(typed.type, typed.is_national());
+        if (kind == ColumnKind::unknown && is_lob(typed))
+            return {name, ColumnKind::lob, false, typed.type == TYPE_JSON ? TYPE_BLOB : TYPE_CLOB,
+                    typed.length};
+        return {name, kind, typed.is_national(), typed.type, typed.length};
     }
 
     // Columns stand in the row by SEGCOL#. Where a record is lost its place stays, and the column is passed
@@ -162,6 +168,8 @@ private:
             const ColumnKind kind = column_kind(column->type, column->is_national());
             stored.is_long = kind == ColumnKind::long_text || kind == ColumnKind::long_raw;
             stored.is_lob = is_lob(*column);
+            stored.is_bfile = column->type == TYPE_BFILE;
+            stored.internal_column = column->internal_column;
             stored.encrypted = (column->property & COLUMN_ENCRYPTED) != 0;
             if ((column->property & COLUMN_GUARD) != 0)
                 layout_.guard_column = static_cast<int32_t>(layout_.stored.size());

@@ -16,7 +16,9 @@ struct StoredColumn {
     bool from_key = false;  // stored in the cluster key row
     bool is_long = false;   // LONG or LONG RAW: of any size
     bool is_lob = false;    // its value is a locator
-    bool encrypted = false; // its value is ciphertext, which is not given
+    bool is_bfile = false;  // the locator names a file outside the database
+    bool encrypted = false; // its value is ciphertext, which is not given; of a LOB what the locator leads to
+    uint16_t internal_column = 0; // INTCOL#
 };
 
 // A column that rows older than itself read as a value.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <filesystem>
 #include <optional>
 #include <utility>
 
@@ -132,11 +131,13 @@ public:
             lobs_.emplace(lobs, reader_->blocks(), context_.charsets,
                           LobOptions{context_.options.lobs == LobMode::none, context_.options.lob_limit});
     }
-    void close_segment(RowCounts &rows, LobCounts &lobs) {
+    void close_segment(RowCounts &rows, LobCounts &lobs, SegmentTally &tally) {
         if (reader_)
             rows += reader_->counts();
-        if (lobs_)
+        if (lobs_) {
             lobs += lobs_->counts();
+            tally.add(lobs_->lost_blocks());
+        }
         lobs_.reset();
         reader_.reset();
     }
@@ -226,12 +227,24 @@ private:
     ReadyText block_, slot_, reason_;
 };
 
+// LOBs in files of their own leave texts in their columns, the names of these files.
+void name_lob_files(TableLayout &layout) {
+    for (const StoredColumn &stored : layout.stored)
+        if (stored.is_lob && !stored.is_bfile && stored.output >= 0) {
+            Column &column = layout.table.columns[static_cast<size_t>(stored.output)];
+            column.kind = ColumnKind::ready_text;
+            column.in_file = true;
+        }
+}
+
 TableLayout layout_of(const UnloadContext &context, const PlannedTable &planned) {
     TableLayout layout = make_layout(context.dictionary, *planned.table, context.options.hidden);
     int minutes;
     if (parse_offset(std::string(context.dictionary.property("DBTIMEZONE")).c_str(), minutes))
         layout.table.local_zone = minutes;
     layout.table.has_lob_data = true;
+    if (context.options.lobs == LobMode::files)
+        name_lob_files(layout);
     apply_output_names(context.options.format, layout.table);
     check_raw_text(context.options.format, layout.table, std::string(context.dictionary.charset()));
     return layout;
@@ -264,11 +277,6 @@ private:
             std::vector<std::string> columns;
             for (const Column &column : layout_.table.columns)
                 columns.push_back(column.name);
-            const std::string path = context_.options.output + "/" + stem + ".lobs";
-            if (context_.options.overwrite || context_.options.resume)
-                std::filesystem::remove_all(path);
-            else if (std::filesystem::exists(path))
-                throw OutputError(path + " exists already");
             return std::make_unique<LobFiles>(context_.options.output, stem, columns);
         };
         main_files_ = open(planned_.stem);
@@ -293,7 +301,8 @@ private:
             open_workers(segment, runs, lobs, threads);
             run_threads(runs, first, threads);
             for (const auto &worker : workers_)
-                worker->close_segment(counts_, lob_counts_);
+                worker->close_segment(counts_, lob_counts_, tally_);
+            lobs.add_losses(tally_);
         }
         tally_.add(runs.tally());
     }
@@ -350,6 +359,9 @@ private:
             workers_[0]->suspect_decoder().finish(table_report_);
         tell_lobs();
         tally_.coalesce();
+        for (LobFiles *files : {main_files_.get(), suspect_files_.get()})
+            if (files != nullptr)
+                files->finish(entry.lobs.files);
         main_.finish(entry, table_report_);
         suspect_.finish(entry, table_report_);
         table_report_.finish();
@@ -362,8 +374,15 @@ private:
             if (count != 0)
                 table_report_.loss(std::to_string(count) + " " + what);
         };
-        tell(lob_counts_.not_whole, "LOBs are not whole, their rows are suspect");
-        tell(lob_counts_.missing, "bytes of LOBs are lost");
+        for (size_t i = 0; i < LOB_FAULTS; ++i) {
+            const LobCounts::Lost &lost = lob_counts_.lost[i];
+            const std::string bytes =
+                lost.bytes != 0 ? ", " + std::to_string(lost.bytes) + " bytes are missing" : "";
+            if (lost.lobs != 0)
+                table_report_.loss(std::to_string(lost.lobs) +
+                                   " LOBs are not whole, their rows are suspect: " +
+                                   std::string(lob_fault_text(static_cast<LobFault>(i))) + bytes);
+        }
         tell(lob_counts_.not_understood, "LOB locators are not understood, their rows are suspect");
         tell(lob_counts_.replaced, "characters of LOBs are not valid, replaced by U+FFFD");
         if (lob_counts_.cut != 0)
@@ -375,6 +394,10 @@ private:
         entry.suspect_rows = suspect_.taken();
         entry.null_values =
             main_.null_values() + suspect_.null_values() + counts_.lost_defaults + counts_.encrypted_values;
+        for (const LobCounts::Lost &lost : lob_counts_.lost) {
+            entry.lobs.not_whole += lost.lobs;
+            entry.lobs.missing_bytes += lost.bytes;
+        }
         entry.blocks = {tally_.counts.data, tally_.counts.unformatted, tally_.counts.foreign,
                         tally_.counts.older};
         for (const Loss &loss : tally_.losses)

@@ -10,6 +10,7 @@
 #include <set>
 
 #include "output/standard_output.h"
+#include "rescue/lob_files.h"
 #include "rescue/open_database.h"
 #include "rescue/output_directory.h"
 #include "rescue/plan.h"
@@ -105,8 +106,15 @@ private:
         std::vector<std::string> paths = shared_files(options_.format);
         paths.emplace_back(RECORD_NAME);
         for (const PlannedTable &table : tables_)
-            for (const std::string &path : output_files(options_.format, table.stem, table.suspect_stem))
+            for (const std::string &path : paths_of(table))
                 paths.push_back(path);
+        return paths;
+    }
+
+    std::vector<std::string> paths_of(const PlannedTable &table) const {
+        std::vector<std::string> paths = output_files(options_.format, table.stem, table.suspect_stem);
+        if (options_.lobs == LobMode::files)
+            paths.insert(paths.end(), {lob_directory(table.stem), lob_directory(table.suspect_stem)});
         return paths;
     }
 
@@ -121,7 +129,8 @@ private:
             return resume_database(earlier->tables);
         for (size_t i = 0; i < tables_.size(); ++i) {
             const TableEntry &entry = earlier->tables[i];
-            if (is_finished(entry) && !entry.outputs.empty() && directory_.holds(entry.outputs))
+            if (is_finished(entry) && !entry.outputs.empty() && directory_.holds(entry.outputs) &&
+                directory_.holds(entry.lobs.files))
                 record_.tables[i] = entry;
         }
     }
@@ -147,7 +156,7 @@ private:
         for (size_t i = 0; i < tables_.size(); ++i) {
             const bool has_suspects = earlier[i].suspect_rows > 0;
             if (!is_finished(earlier[i]) || !is_there(names[i].main) ||
-                (has_suspects && !is_there(names[i].suspect)))
+                (has_suspects && !is_there(names[i].suspect)) || !directory_.holds(earlier[i].lobs.files))
                 continue;
             record_.tables[i] = earlier[i];
             earlier_database_.kept_tables.insert(names[i].main);

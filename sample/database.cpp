@@ -260,8 +260,7 @@ void Database::add_partitions(TableEntry &table) {
 
 void Database::add_lobs(TableEntry &table) {
     for (size_t i = 0; i < table.def.columns.size(); i++) {
-        uint32_t type = table.def.columns[i].type;
-        if (type != TYPE_CLOB && type != TYPE_BLOB)
+        if (!is_lob_column(table.def.columns[i]))
             continue;
         SegmentPlace lob = new_place(std::nullopt, table.def.tablespace);
         SegmentPlace index = new_place(std::nullopt, table.def.tablespace);
@@ -372,7 +371,7 @@ bool Database::has_wide_charset() const {
 
 bool Database::lob_is_wide(size_t table, size_t column) const {
     const ColumnDef &def = model_.tables.at(table).def.columns.at(column);
-    return def.type == TYPE_CLOB && (def.charset_form == NATIONAL_FORM || has_wide_charset());
+    return is_character_lob(def) && (def.charset_form == NATIONAL_FORM || has_wide_charset());
 }
 
 LobHead Database::new_lob(size_t table, size_t column) {
@@ -381,7 +380,7 @@ LobHead Database::new_lob(size_t table, size_t column) {
     head.id = next_lob_id_++;
     head.short_form = options_.layout.version == DictionaryVersion::v11;
     head.units = lob_is_wide(table, column) ? 2 : 1;
-    if (def.type == TYPE_CLOB) {
+    if (is_character_lob(def)) {
         bool national = def.charset_form == NATIONAL_FORM;
         head.type = national ? LobType::nclob : LobType::clob;
         head.wide_charset = !national && has_wide_charset();

@@ -364,7 +364,7 @@ private:
         lob_.set("LOBJ#", lob.lob.objn).set("IND#", lob.index.objn);
         set_place(lob_, lob.lob);
         const LobStorage &storage = t.def.columns[lob.column].lobs;
-        lob_.set("CHUNK", storage.chunk_blocks).set("PCTVERSION$", 10).set("FLAGS", 1);
+        lob_.set("CHUNK", storage.chunk_blocks).set("PCTVERSION$", 10).set("FLAGS", storage.flags);
         lob_.set("PROPERTY", lob_property(storage)).set("RETENTION", 900);
         lob_.store();
     }

@@ -20,6 +20,7 @@ struct LobStorage {
     uint32_t chunk_blocks = 1; // BasicFile
     bool count_blocks = false; // BasicFile: page numbers and lengths count blocks, else chunks
     bool compress = false;     // SecureFile
+    uint32_t flags = 1;        // LOB$.FLAGS
 };
 
 // How one LOB is stored.

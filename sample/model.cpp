@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "vexlo.h"
+
 namespace sample {
 
 namespace {
@@ -39,6 +41,15 @@ ColumnDef char_column(std::string name, uint32_t length) {
 
 ColumnDef date_column(std::string name) {
     return typed_column(std::move(name), TYPE_DATE, DATE_LENGTH);
+}
+
+bool is_lob_column(const ColumnDef &column) {
+    return column.type == TYPE_CLOB || column.type == TYPE_BLOB || column.type == TYPE_JSON ||
+           (column.property & COLUMN_LOB_INSIDE) != 0;
+}
+
+bool is_character_lob(const ColumnDef &column) {
+    return column.type == TYPE_CLOB || (is_lob_column(column) && column.type == TYPE_VARCHAR2);
 }
 
 Value guard_value(std::span<const uint32_t> guard_ids) {

@@ -94,6 +94,10 @@ struct ColumnDef {
     std::optional<uint32_t> guard_id; // bit number in the guard column of a nullable one, from 12c on
 };
 
+// Whether the values of a column are LOBs, and whether these are characters.
+bool is_lob_column(const ColumnDef &column);
+bool is_character_lob(const ColumnDef &column);
+
 // The stored value of a guard column in which the bits of these columns are set.
 Value guard_value(std::span<const uint32_t> guard_ids);
 

@@ -25,6 +25,8 @@ constexpr uint32_t TYPE_TIMESTAMP_TZ = 181;
 constexpr uint32_t TYPE_INTERVAL_YM = 182;
 constexpr uint32_t TYPE_INTERVAL_DS = 183;
 constexpr uint32_t TYPE_TIMESTAMP_LTZ = 231;
+constexpr uint32_t TYPE_BFILE = 114;
+constexpr uint32_t TYPE_JSON = 119;
 // TYPE_LONG, TYPE_LONG_RAW, TYPE_CLOB and TYPE_BLOB are in vexlo.h, as they matter to both sides.
 
 struct DateTime {

@@ -1,5 +1,6 @@
 #include "rescue_program.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include <gtest/gtest.h>
@@ -17,8 +18,9 @@ run_result run_rescue(std::vector<std::string> arguments, const run_options &opt
 
 std::vector<std::string> unload_arguments(const std::string &database, const std::string &output,
                                           const std::vector<std::string> &more) {
-    std::vector<std::string> arguments = {"unload",   "--files", database + "/*.dbf", "--to", "csv",
-                                          "--output", output};
+    std::vector<std::string> arguments = {"unload", "--files", database + "/*.dbf", "--output", output};
+    if (std::find(more.begin(), more.end(), "--to") == more.end())
+        arguments.insert(arguments.end(), {"--to", "csv"});
     arguments.insert(arguments.end(), more.begin(), more.end());
     return arguments;
 }

@@ -16,7 +16,8 @@ using Json = nlohmann::ordered_json;
 vexlo_test::run_result run_rescue(std::vector<std::string> arguments,
                                   const vexlo_test::run_options &options = {});
 
-// The arguments of `unload` of every datafile in `database`/*.dbf as CSV into `output`, and `more`.
+// The arguments of `unload` of every datafile in `database`/*.dbf into `output`, and `more`; as CSV unless
+// that says otherwise.
 std::vector<std::string> unload_arguments(const std::string &database, const std::string &output,
                                           const std::vector<std::string> &more = {});
 

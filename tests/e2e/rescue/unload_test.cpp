@@ -70,7 +70,8 @@ TEST(Unload, TheRecordSaysWhatWasReadAndWhatCameOfIt) {
         {"null_values", 0},
         {"blocks", record["tables"][0]["blocks"]},
         {"losses", Json::array()},
-        {"outputs", {{{"path", "SCOTT.T1.csv"}, {"bytes", csv.size()}, {"crc32", 3790905563U}}}}};
+        {"outputs", {{{"path", "SCOTT.T1.csv"}, {"bytes", csv.size()}, {"crc32", 3790905563U}}}},
+        {"lobs", {{"not_whole", 0}, {"missing_bytes", 0}, {"files", Json::array()}}}};
     EXPECT_EQ(record["tables"], Json::array({expected}));
     EXPECT_EQ(record["tables"][0]["blocks"]["data"], 1);
     EXPECT_EQ(read_text(dir.file("out/SCOTT.T1.csv")), csv);

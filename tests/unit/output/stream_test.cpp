@@ -173,6 +173,92 @@ TEST(Streams, AFullBatchIsGivenAwayBetweenPieces) {
     EXPECT_LT(longest, RowBatch::FULL_SIZE + 2 * piece.size());
 }
 
+// EMPTY is no NULL.
+TEST(Streams, EmptyLobsAndNull) {
+    const std::string slack(READ_SLACK, '\0');
+    const auto *nothing = reinterpret_cast<const uint8_t *>(slack.data());
+    const Field null{FieldKind::null, 0, {nullptr}}, text{FieldKind::text, 0, {nothing}},
+        bytes{FieldKind::binary, 0, {nothing}};
+    struct Expected {
+        const char *format, *dialect;
+        std::string null, text, bytes;
+    };
+    const Expected all[] = {
+        {"csv", "", "\r\n", "\"\"\r\n", "\"\"\r\n"},
+        {"csv", "postgresql", "\r\n", "\"\"\r\n", "\\x\r\n"},
+        {"jsonl", "", "{\"C\":null}\n", "{\"C\":\"\"}\n", "{\"C\":\"\"}\n"},
+        {"sql", "postgresql", "\\N\n", "\n", "\\\\x\n"},
+        {"sql", "sqlite", "INSERT INTO \"T\" VALUES (NULL);\n", "INSERT INTO \"T\" VALUES ('');\n",
+         "INSERT INTO \"T\" VALUES (X'');\n"},
+        {"sql", "oracle", "INSERT INTO \"T\" VALUES (NULL);\n", "INSERT INTO \"T\" VALUES (EMPTY_CLOB());\n",
+         "INSERT INTO \"T\" VALUES (EMPTY_BLOB());\n"},
+        {"sqlldr", "", "000000001110000000000", "000000001100000000000", "000000001100000000000"},
+    };
+    for (const Expected &expected : all) {
+        const auto is = [&](const Field &field) {
+            return formatted(expected.format, expected.dialect, ColumnKind::lob, field);
+        };
+        EXPECT_EQ(is(null), expected.null) << expected.format << expected.dialect;
+        EXPECT_EQ(is(text), expected.text) << expected.format << expected.dialect;
+        EXPECT_EQ(is(bytes), expected.bytes) << expected.format << expected.dialect;
+    }
+}
+
+std::string loader_control(const Column &column, const char *charset_name = "AL32UTF8") {
+    vexlo_test::scratch_dir dir;
+    Destination destination(dir.path());
+    FormatOptions options;
+    options.format = "sqlldr";
+    options.raw = true;
+    const std::unique_ptr<Format> format = make_format(options, destination, "x", charset_name);
+    const Table table{"", "T", {column, {"LOB_FILE", ColumnKind::number, false, 2, 22}}};
+    format->open_table(table)->finish();
+    const std::string control = vexlo_test::read_text(dir.file("T.ctl"));
+    return control.substr(control.find("(\n"));
+}
+
+TEST(LoaderControl, LobsInFilesOfTheirOwn) {
+    Column column{"C", ColumnKind::ready_text, false, TYPE_CLOB, 4000};
+    column.in_file = true;
+    EXPECT_EQ(loader_control(column),
+              "(\n  LOB_FILE_2 FILLER VARCHARC(6,1),\n"
+              "  \"C\" LOBFILE(LOB_FILE_2) TERMINATED BY EOF NULLIF LOB_FILE_2='NONE',\n"
+              "  \"LOB_FILE\" VARCHARC(6,1)\n)\n");
+    EXPECT_NE(loader_control(column, "WE8ISO8859P1").find("LOBFILE(LOB_FILE_2 CHARACTERSET AL32UTF8)"),
+              std::string::npos);
+    column.ctyp = TYPE_BLOB;
+    EXPECT_NE(loader_control(column, "WE8ISO8859P1").find("LOBFILE(LOB_FILE_2) "), std::string::npos);
+}
+
+TEST(LoaderControl, LobsInRecordsHaveAMarkOfNull) {
+    EXPECT_EQ(loader_control({"C", ColumnKind::lob, false, TYPE_BLOB, 4000}),
+              "(\n  LOB_NULL FILLER CHAR(1),\n  \"C\" VARRAWC(10,1) NULLIF LOB_NULL='1',\n"
+              "  \"LOB_FILE\" VARCHARC(6,1)\n)\n");
+}
+
+TEST(Streams, LoaderRecordsNameTheFilesOfLobs) {
+    const std::string name = "T.lobs/C/000/000000001.txt" + std::string(READ_SLACK, '\0');
+    vexlo_test::scratch_dir dir;
+    Destination destination(dir.path());
+    FormatOptions options;
+    options.format = "sqlldr";
+    const std::unique_ptr<Format> format = make_format(options, destination, "x", "AL32UTF8");
+    Table table{"", "T", {{"C", ColumnKind::ready_text, false, TYPE_CLOB, 4000}}};
+    table.columns[0].in_file = true;
+    CellDecoder decoder(table, {charset("AL32UTF8"), charset("AL32UTF8")});
+    const std::unique_ptr<TableWriter> writer = format->open_table(table);
+    const std::unique_ptr<RowFormatter> formatter = writer->formatter(decoder);
+    RowBatch batch;
+    const Field fields[] = {{FieldKind::text, 26, {reinterpret_cast<const uint8_t *>(name.data())}},
+                            {FieldKind::null, 0, {nullptr}}};
+    formatter->format({1, 0, &fields[0]}, batch);
+    formatter->format({2, 0, &fields[1]}, batch);
+    EXPECT_EQ(batch.bytes.view(), "0000000032"
+                                  "000026T.lobs/C/000/000000001.txt"
+                                  "0000000010"
+                                  "000004NONE");
+}
+
 TEST(Base64, Padding) {
     const auto base64 = [](std::string_view data) {
         std::string text(base64_size(data.size()), '\0');

@@ -33,6 +33,7 @@ RunRecord small_record() {
     table.blocks = {8, 7, 6, 5};
     table.losses = {{"check value", 5, 1234, 8}};
     table.outputs = {{"SCOTT.EMP.csv", 1ULL << 33, 0xFFFFFFFF}};
+    table.lobs = {2, 8132, {{"SCOTT.EMP.lobs", 3, 1ULL << 33, 0xFFFFFFFF}}};
     record.tables = {table, TableEntry{}};
     return record;
 }
@@ -51,9 +52,11 @@ constexpr char SMALL_TEXT[] =
     R"(\"","partition":"P1","status":"partial","reason":"damaged blocks","rows":14,"suspect_rows":2,)"
     R"("null_values":1,"blocks":{"data":8,"unformatted":7,"foreign":6,"older":5},)"
     R"("losses":[{"kind":"check value","file":5,"block":1234,"blocks":8}],)"
-    R"("outputs":[{"path":"SCOTT.EMP.csv","bytes":8589934592,"crc32":4294967295}]},
+    R"("outputs":[{"path":"SCOTT.EMP.csv","bytes":8589934592,"crc32":4294967295}],"lobs":{"not_whole":2,"missing_bytes":8132,)"
+    R"("files":[{"path":"SCOTT.EMP.lobs","files":3,"bytes":8589934592,"crc32":4294967295}]}},
   {"owner":"","table":"","partition":null,"status":"failed","reason":null,"rows":0,"suspect_rows":0,)"
-    R"("null_values":0,"blocks":{"data":0,"unformatted":0,"foreign":0,"older":0},"losses":[],"outputs":[]}]}
+    R"("null_values":0,"blocks":{"data":0,"unformatted":0,"foreign":0,"older":0},"losses":[],"outputs":[],)"
+    R"("lobs":{"not_whole":0,"missing_bytes":0,"files":[]}}]}
 )";
 
 TEST(RunRecord, IsWrittenMemberByMember) {

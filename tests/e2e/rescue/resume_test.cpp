@@ -160,23 +160,27 @@ protected:
         return run_rescue(to_sqlite(arguments(output, more)), options);
     }
 
+    // What a script prints. It has the time that a machine under load takes to start it.
+    static std::string run_python(const std::vector<std::string> &command) {
+        run_options patient;
+        patient.time_limit = std::chrono::minutes(2);
+        const run_result result = run_process(command, patient);
+        EXPECT_EQ(result.status, 0) << result.describe();
+        return result.out;
+    }
     // What the statements print on the database at `path`.
     static std::string query(const std::string &path, const std::string &sql) {
         constexpr char SCRIPT[] = "import sqlite3, sys\n"
                                   "d = sqlite3.connect(sys.argv[1])\n"
                                   "for r in d.execute(sys.argv[2]): print(*r, sep='|')\n"
                                   "d.commit()\n";
-        const run_result result = run_process({PYTHON_PROGRAM, "-c", SCRIPT, path, sql});
-        EXPECT_EQ(result.status, 0) << result.describe();
-        return result.out;
+        return run_python({PYTHON_PROGRAM, "-c", SCRIPT, path, sql});
     }
     static std::string dump(const std::string &path) {
         constexpr char SCRIPT[] = "import sqlite3, sys\n"
                                   "d = sqlite3.connect(sys.argv[1])\n"
                                   "print(*sorted(d.iterdump()), sep='\\n')\n";
-        const run_result result = run_process({PYTHON_PROGRAM, "-c", SCRIPT, path});
-        EXPECT_EQ(result.status, 0) << result.describe();
-        return result.out;
+        return run_python({PYTHON_PROGRAM, "-c", SCRIPT, path});
     }
 
     // The file beside its place that an interrupted run has left.

@@ -13,9 +13,9 @@ namespace vexlo {
 namespace {
 
 constexpr size_t SURPLUS_MAX = 16;
-constexpr size_t TELLING_ROWS = 5;                // from which types alone can tell
-constexpr size_t ODD_SHARE = 20;                  // one row in as many may be a damaged one
-constexpr uint32_t INFERRED_TYPES[] = {2, 12, 1}; // NUMBER, DATE, VARCHAR2
+constexpr size_t TELLING_ROWS = 5; // from which types alone can tell
+constexpr size_t ODD_SHARE = 20;   // one row in as many may be a damaged one
+constexpr uint32_t INFERRED_TYPES[] = {TYPE_NUMBER, TYPE_DATE, TYPE_VARCHAR2};
 constexpr size_t INFERRED = std::size(INFERRED_TYPES);
 
 bool fits(const Entry &entry, const ColumnRule &rule) {

@@ -23,16 +23,9 @@ static_assert(CellDecoder::SCRATCH_SIZE >= NUMBER_TEXT_MAX &&
               CellDecoder::SCRATCH_SIZE >= MOMENT_TEXT_MAX &&
               CellDecoder::SCRATCH_SIZE >= INTERVAL_TEXT_MAX && CellDecoder::SCRATCH_SIZE >= FLOAT_TEXT_MAX);
 
-bool is_numeric(ColumnKind kind) {
-    return kind == ColumnKind::number || kind == ColumnKind::binary_float ||
-           kind == ColumnKind::binary_double || kind == ColumnKind::ready_integer;
-}
-
-// A number ends with a digit; "Infinity" and "NaN" do not.
-CellKind scalar_kind(ColumnKind kind, const char *end) {
-    if (!is_numeric(kind))
-        return CellKind::moment;
-    return end[-1] >= '0' && end[-1] <= '9' ? CellKind::number : CellKind::special;
+// A number ends with one; "Infinity" and "NaN" do not.
+bool is_digit(char c) {
+    return c >= '0' && c <= '9';
 }
 
 // A number that its maker has written already.
@@ -105,6 +98,9 @@ Cell CellDecoder::decode(const Row &row, size_t index, char *scratch, RowLosses 
     if (field.kind != FieldKind::value)
         return ready_cell(field, index);
     const Column &column = table_.columns[index];
+    CellKind kind = CellKind::moment;
+    char *end = nullptr;
+    facts_ = 0;
     switch (column.kind) {
     case ColumnKind::text:
     case ColumnKind::long_text:
@@ -119,20 +115,59 @@ Cell CellDecoder::decode(const Row &row, size_t index, char *scratch, RowLosses 
     case ColumnKind::lob:
     case ColumnKind::unknown:
         return hex_cell(field);
-    default:
+    case ColumnKind::number:
+        kind = CellKind::number;
+        end = format_number(field.data, field.size, scratch);
+        break;
+    case ColumnKind::ready_integer:
+        kind = CellKind::number;
+        end = copy_ready(field, scratch);
+        break;
+    case ColumnKind::binary_float:
+        kind = CellKind::number;
+        end = write_float(field, scratch);
+        break;
+    case ColumnKind::binary_double:
+        kind = CellKind::number;
+        end = write_double(field, scratch);
+        break;
+    case ColumnKind::date:
+    case ColumnKind::timestamp:
+        end = write_moment(column, field, scratch);
+        break;
+    case ColumnKind::timestamp_tz:
+        end = write_zoned(field, counts_[index], scratch);
+        break;
+    case ColumnKind::timestamp_ltz:
+        end = write_local(field, scratch);
+        break;
+    case ColumnKind::interval_ym:
+        end = write_year_month(field, scratch);
+        break;
+    case ColumnKind::interval_ds:
+        end = write_day_second(field, scratch);
+        break;
+    case ColumnKind::rowid:
+        end = format_rowid(field.data, field.size, scratch);
         break;
     }
-    facts_ = 0;
-    const char *end = write_value(column, field, counts_[index], scratch);
-    if (end == nullptr && column.ctyp == TYPE_UROWID)
-        return hex_cell(field);
-    if (end == nullptr) {
-        ++counts_[index].nulls;
-        losses.add_null(row.number, row.offset, undecodable(column, field));
-        return NULL_CELL;
-    }
+    if (end == nullptr)
+        return undecoded_cell(row, index, losses);
+    if (kind == CellKind::number && !is_digit(end[-1]))
+        kind = CellKind::special;
     counts_[index].finer += (facts_ & FINER_THAN_MICROS) != 0;
-    return {scalar_kind(column.kind, end), scratch, static_cast<size_t>(end - scratch), nullptr, facts_};
+    return {kind, scratch, static_cast<size_t>(end - scratch), nullptr, facts_};
+}
+
+// A universal row address can be that of something else; any other value is lost.
+Cell CellDecoder::undecoded_cell(const Row &row, size_t index, RowLosses &losses) {
+    const Column &column = table_.columns[index];
+    const Field &field = row.fields[index];
+    if (column.ctyp == TYPE_UROWID)
+        return hex_cell(field);
+    ++counts_[index].nulls;
+    losses.add_null(row.number, row.offset, undecodable(column, field));
+    return NULL_CELL;
 }
 
 // Cells of fields that are no values of the column's type.
@@ -176,34 +211,6 @@ Cell CellDecoder::hex_cell(const Field &field) {
     hex_.resize(std::max(hex_.size(), size_t{2} * field.size));
     put_hex(field.data, field.size, hex_.data());
     return {CellKind::hex, hex_.data(), size_t{2} * field.size};
-}
-
-char *CellDecoder::write_value(const Column &column, const Field &field, Counts &counts, char *out) {
-    switch (column.kind) {
-    case ColumnKind::ready_integer:
-        return copy_ready(field, out);
-    case ColumnKind::number:
-        return format_number(field.data, field.size, out);
-    case ColumnKind::date:
-    case ColumnKind::timestamp:
-        return write_moment(column, field, out);
-    case ColumnKind::timestamp_tz:
-        return write_zoned(field, counts, out);
-    case ColumnKind::timestamp_ltz:
-        return write_local(field, out);
-    case ColumnKind::interval_ym:
-        return write_year_month(field, out);
-    case ColumnKind::interval_ds:
-        return write_day_second(field, out);
-    case ColumnKind::rowid:
-        return format_rowid(field.data, field.size, out);
-    case ColumnKind::binary_float:
-        return write_float(field, out);
-    case ColumnKind::binary_double:
-        return write_double(field, out);
-    default:
-        return nullptr;
-    }
 }
 
 char *CellDecoder::write_moment(const Column &column, const Field &field, char *out) {

@@ -118,7 +118,7 @@ private:
     Cell stream_cell(ValueStream &stream, size_t index);
     Cell text_cell(TextDecoder &decoder, const Field &field, size_t index);
     Cell hex_cell(const Field &field);
-    char *write_value(const Column &column, const Field &field, Counts &counts, char *out);
+    Cell undecoded_cell(const Row &row, size_t index, RowLosses &losses);
     char *write_moment(const Column &column, const Field &field, char *out);
     char *write_zoned(const Field &field, Counts &counts, char *out);
     char *write_local(const Field &field, char *out);

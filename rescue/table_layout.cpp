@@ -15,15 +15,11 @@ namespace {
 constexpr uint64_t NOT_SHOWN = COLUMN_HIDDEN | COLUMN_DROPPED | COLUMN_UNUSED | COLUMN_VIRTUAL;
 constexpr uint32_t MOST_STORED_COLUMNS = 4096; // far more than any table has
 
-// Type codes of columns whose stored value is a LOB locator, beside those that are stored as LOBs by
-// property.
-constexpr uint16_t TYPE_BFILE = 114;
-constexpr uint16_t TYPE_JSON = 119;
-
 bool is_shown(const ColumnRecord &column) {
     return column.column != 0 && (column.property & NOT_SHOWN) == 0;
 }
 
+// Values of these types are LOB locators, beside those of columns that are stored as LOBs by property.
 bool is_lob(const ColumnRecord &column) {
     return column.type == TYPE_CLOB || column.type == TYPE_BLOB || column.type == TYPE_BFILE ||
            column.type == TYPE_JSON || (column.property & COLUMN_STORED_AS_LOB) != 0;

@@ -10,8 +10,9 @@ namespace vexlo {
 constexpr uint32_t TYPE_VARCHAR2 = 1, TYPE_NUMBER = 2, TYPE_LONG = 8, TYPE_ROWID_OLD = 11, TYPE_DATE = 12,
                    TYPE_RAW = 23, TYPE_LONG_RAW = 24, TYPE_ROWID = 69, TYPE_CHAR = 96,
                    TYPE_BINARY_FLOAT = 100, TYPE_BINARY_DOUBLE = 101, TYPE_CLOB = 112, TYPE_BLOB = 113,
-                   TYPE_TIMESTAMP = 180, TYPE_TIMESTAMP_TZ = 181, TYPE_INTERVAL_YM = 182,
-                   TYPE_INTERVAL_DS = 183, TYPE_UROWID = 208, TYPE_TIMESTAMP_LTZ = 231;
+                   TYPE_BFILE = 114, TYPE_JSON = 119, TYPE_TIMESTAMP = 180, TYPE_TIMESTAMP_TZ = 181,
+                   TYPE_INTERVAL_YM = 182, TYPE_INTERVAL_DS = 183, TYPE_UROWID = 208,
+                   TYPE_TIMESTAMP_LTZ = 231;
 
 enum class ColumnKind : uint8_t {
     text,

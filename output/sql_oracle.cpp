@@ -81,12 +81,12 @@ public:
         is_open_ = false;
     }
 
-    // Writes the statements that give the column's variable its value; the first ones open the block. False
-    // when an expression can hold the cell.
-    bool put(size_t index, const Cell &cell, RowBatch &batch) {
+    // Writes the statements that give the column's variable its value, unless an expression can hold the
+    // cell; the first ones open the block.
+    void put(size_t index, const Cell &cell, RowBatch &batch) {
         const bool is_binary = cell.kind == CellKind::binary || cell.kind == CellKind::binary_stream;
         if (cell.stream == nullptr && !(is_binary && cell.size > RAW_BYTES))
-            return false;
+            return;
         if (!std::exchange(is_open_, true))
             batch.bytes.append("DECLARE\n" + declarations_ + "BEGIN\n");
         names_[index] = variable(is_binary, index);
@@ -98,7 +98,6 @@ public:
             for_each_part(*cell.stream, batch, fill);
         else
             fill(cell.view());
-        return true;
     }
 
     // A block is open, which must be ended behind the INSERT.
@@ -217,7 +216,7 @@ public:
             batch.bytes.append(BLOCK_TAIL);
             batch.bytes.append(BLOCK_HEAD);
         }
-        put_long_values(row, batch);
+        put_long_values(row, large, batch);
         batch.bytes.append(insert_);
         put_values(row, large, batch);
         batch.bytes.append(long_values_.is_open() ? ");\nEND;\n" : ");\n");
@@ -233,12 +232,16 @@ private:
         return field.kind == FieldKind::stream || (is_bytes && field.size > RAW_BYTES);
     }
 
-    void put_long_values(const Row &row, RowBatch &batch) {
+    void put_long_values(const Row &row, bool large, RowBatch &batch) {
         const Table &table = decoder_.table();
         long_values_.begin_row();
-        for (size_t i = 0; i < table.columns.size(); ++i)
-            if (can_be_long(table.columns[i], row.fields[i]))
-                long_values_.put(i, decoder_.decode(row, i, scratch_, batch.losses), batch);
+        for (size_t i = 0; i < table.columns.size(); ++i) {
+            if (!can_be_long(table.columns[i], row.fields[i]))
+                continue;
+            long_values_.put(i, decoder_.decode(row, i, scratch_, batch.losses), batch);
+            if (large)
+                batch.relieve();
+        }
     }
 
     void put_values(const Row &row, bool large, RowBatch &batch) {

@@ -85,18 +85,27 @@ protected:
 
     // Converts the dump; the outputs are left in the directory. Returns the peak memory in KiB.
     size_t convert(std::vector<std::string> options) {
+        options.insert(options.begin(), {"--output", dir_ / "out", dir_ / "L.dat", "--to"});
+        return peak_of(options, 0);
+    }
+
+    // The peak memory in KiB of a run that must end with the status.
+    size_t peak_of(const std::vector<std::string> &arguments, int status) {
         const std::string script = "import resource, subprocess, sys\n"
-                                   "status = subprocess.run(sys.argv[1:]).returncode\n"
+                                   "run = subprocess.run(sys.argv[1:], stdout=2, stderr=open('log', 'w'))\n"
                                    "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)\n"
-                                   "sys.exit(status)\n";
-        std::vector<std::string> command = {PYTHON_PROGRAM,        "-c",       script,
-                                            VEXLO_CONVERT_PROGRAM, "--output", dir_ / "out",
-                                            dir_ / "L.dat",        "--to"};
-        command.insert(command.end(), options.begin(), options.end());
-        const ProgramResult result = run_program(command);
-        EXPECT_EQ(result.status, 0) << result.err;
-        EXPECT_EQ(result.err, "");
-        return result.status == 0 ? std::stoul(result.out) : 0;
+                                   "sys.exit(run.returncode)\n";
+        std::vector<std::string> command = {PYTHON_PROGRAM, "-c", script, VEXLO_CONVERT_PROGRAM, "--quiet"};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        run_options options;
+        options.work_dir = dir_.path();
+        const ProgramResult result = run_program(command, options);
+        const std::string log = read_text(dir_ / "log");
+        EXPECT_EQ(result.status, status) << log.substr(0, 1000);
+        if (status == 0) {
+            EXPECT_EQ(log, "");
+        }
+        return result.out.empty() ? SIZE_MAX : std::stoul(result.out);
     }
 
     std::string output(const std::string &name) { return read_text(dir_ / ("out/" + name)); }
@@ -338,6 +347,42 @@ TEST_F(LongValues, RowsOfARefusedLongAreRejectedWhole) {
                 "{\"_ROW\":1,\"_REASON\":\"column \\\"DOC\\\": the server has no place for NUL in a text\","
                 "\"ID\":1,\"DOC\":\"" +
                     whole("ab\\u0000") + "\"}\n");
+}
+
+// As long as rows can be, in columns without LONGs.
+TEST_F(LongValues, LargeRowsAreNotHeldInTheirNewForm) {
+    constexpr size_t COLUMNS = 128, SIZE = 65000;
+    Dump dump;
+    dump.tables = {{.name = "T"}};
+    std::vector<Bytes> values;
+    for (size_t i = 0; i < COLUMNS; ++i) {
+        dump.tables[0].columns.push_back({"C" + std::to_string(i), i % 16 != 1 ? 23U : 1U, 65530});
+        values.push_back(value(Bytes(SIZE, i % 16 != 1 ? '\xAB' : '"')));
+    }
+    dump.tables[0].rows = {row(values), row(values)};
+    write_text(dir_ / "L.dat", dump_bytes(dump));
+    for (const std::vector<std::string> &format : {std::vector<std::string>{"csv"},
+                                                   {"csv", "--dialect", "postgresql"},
+                                                   {"jsonl"},
+                                                   {"sql"},
+                                                   {"sql", "--dialect", "sqlite"},
+                                                   {"sqlldr"}})
+        expect_bounded(convert(format));
+    if (has_sqlite())
+        expect_bounded(convert({"sqlite"}));
+}
+
+// A count in the header alone, of a file that has room for as many.
+TEST_F(LongValues, TablesThatTheHeaderClaimsTakeNoMemory) {
+    Dump dump;
+    dump.tab_cnt = 0xFFFFFFFF;
+    write_text(dir_ / "L.dat", dump_bytes(dump));
+    resize_file(dir_ / "L.dat", size_t{20} << 30);
+    expect_bounded(peak_of({"--list", "--quick", dir_ / "L.dat"}, 1));
+    EXPECT_EQ(read_text(dir_ / "log")
+                  .find("vexlo-convert: " + (dir_ / "L.dat") +
+                        ": header says 4294967295 tables, the file has room for 131072\n"),
+              0U);
 }
 
 } // namespace

@@ -125,7 +125,9 @@ TEST(Streams, SqliteScriptTakesPieces) {
 
 TEST(Streams, SqlLoaderCountsThePiecesFirst) {
     PiecesStream text(StreamForm::text, {"it", "'s"});
-    EXPECT_EQ(formatted("sqlldr", "", ColumnKind::lob, stream_field(text)), "0000000015" "0" "0000000004it's");
+    EXPECT_EQ(formatted("sqlldr", "", ColumnKind::lob, stream_field(text)), "0000000015"
+                                                                            "0"
+                                                                            "0000000004it's");
 }
 
 TEST(Streams, StoredTextIsDecodedWithoutCuttingCharacters) {

@@ -74,6 +74,18 @@ void ConversionQueue::select_tables(DumpRun &run) {
         if (selection_.selects(owner, run.texts.name(info.name)))
             run.tables.push_back(&info);
     check_standard_output(run);
+    check_text(run);
+}
+
+// Before the first output of the dump: text that cannot be passed through ends the run.
+void ConversionQueue::check_text(DumpRun &run) const {
+    for (const TableInfo *info : run.tables) {
+        Table table{"", run.texts.name(info->name), {}};
+        for (const ColumnInfo &column : info->columns)
+            table.columns.push_back({run.texts.name(column.name), column_kind(column.ctyp, column.national),
+                                     column.national, column.ctyp, column.clen});
+        check_raw_text(options_.format, table, run.dump.charset());
+    }
 }
 
 void ConversionQueue::check_standard_output(const DumpRun &run) const {
@@ -91,15 +103,13 @@ bool ConversionQueue::open_output(TableTask &task) {
     }
     try {
         name_output(run, task.table);
-        check_raw_text(options_.format, task.table, run.dump.charset());
         if (!run.format)
             run.format = make_format(options_.format, destination_, database_name(run.dump.path()),
                                      run.dump.charset());
         task.writer = run.format->open_table(task.table);
         return true;
-    } catch (const OutputError &error) {
+    } catch (const OutputError &error) { // what the dump's other tables have written is not touched by that
         report_.failure(error.what());
-        run.failed = true;
         return false;
     }
 }

@@ -62,6 +62,7 @@ private:
     bool open_next();
     void select_tables(DumpRun &run);
     void check_standard_output(const DumpRun &run) const;
+    void check_text(DumpRun &run) const;
     bool open_output(TableTask &task);
     void name_output(const DumpRun &run, Table &table);
     void finish(DumpRun &run);

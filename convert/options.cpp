@@ -60,6 +60,8 @@ std::string given(const CLI::App &app, std::initializer_list<const char *> names
 std::string useless_option(const CLI::App &app, const Options &options) {
     if (options.list)
         return given(app, {"--output", "--jobs"});
+    if (options.format.raw && !given(app, {"--charset", "--ncharset"}).empty())
+        return given(app, {"--charset", "--ncharset"});
     return given(app, {"--json", "--quick"});
 }
 
@@ -69,7 +71,10 @@ std::string conflict(const CLI::App &app, const Options &options) {
     if (options.list == !format.empty())
         return "either --list or --to is needed";
     if (const std::string name = useless_option(app, options); !name.empty())
-        return name + " does not apply to " + (options.list ? "--list" : "--to " + format);
+        return name + " does not apply to " +
+               (options.list         ? "--list"
+                : options.format.raw ? "--encoding raw"
+                                     : "--to " + format);
     if (options.output == "-" && (format == "sqlite" || format == "sqlldr"))
         return "--to " + format + " cannot write to standard output";
     if (std::count(options.files.begin(), options.files.end(), STANDARD_INPUT) > 1)

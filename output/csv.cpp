@@ -105,11 +105,16 @@ struct CsvFields {
     void hex(std::string_view digits) { in_place(digits, false); }
     // An empty LOB is no NULL.
     void binary(std::string_view data) {
+        const size_t start = bytes.size();
         if (form.dialect == Dialect::postgresql)
             bytes.append("\\x");
         else if (data.empty())
             bytes.append("\"\"");
         bytes.append_hex(data);
+        if (!form.null_text.empty() && bytes.view().substr(start) == form.null_text) {
+            bytes.truncate(start);
+            put_short_field(form.null_text, form, bytes);
+        }
     }
     // What a value in pieces holds is not known before it is written: it is quoted.
     void text_stream(ValueStream &stream) {
@@ -227,9 +232,9 @@ public:
     }
 
     void finish() override {
+        file_->finish();
         if (rejected_)
             rejected_->finish();
-        file_->finish();
     }
 
     std::string path() const override { return file_->path(); }

@@ -10,7 +10,7 @@ namespace vexlo {
 
 namespace {
 
-constexpr std::string_view IN_VALUES = " +-.:[]\\\"\r\n"; // beside letters and digits
+constexpr std::string_view IN_VALUES = " +-./:[]\\\"\r\n"; // beside letters and digits
 
 bool has_member(std::string_view list, const std::string &word) {
     for (size_t at = 0; at <= list.size(); at = std::min(list.find(' ', at), list.size()) + 1)
@@ -39,30 +39,55 @@ std::string csv_fault(const FormatOptions &options) {
     return "";
 }
 
+struct OptionFormats {
+    std::string_view option;
+    std::string_view formats; // that have the option
+};
+
+constexpr OptionFormats OPTION_FORMATS[] = {
+    {"--dialect", "sql csv"},
+    {"--eol", "csv"},
+    {"--null", "csv"},
+    {"--delimiter", "csv"},
+    {"--no-header", "csv"},
+    {"--date-format", "csv jsonl"},
+    {"--json-numbers", "jsonl"},
+    {"--ddl-only", "sql"},
+    {"--data-only", "sql"},
+    {"--numbers", "sqlite"},
+    {"--compress", "csv jsonl sql"},
+};
+
 struct OptionUse {
     bool used;
     const char *name;
-    std::string_view formats; // that have the option
 };
 
 } // namespace
 
+std::string option_fault(const std::string &option, const std::string &format) {
+    for (const OptionFormats &known : OPTION_FORMATS)
+        if (known.option == option && !has_member(known.formats, format))
+            return option + " does not apply to --to " + format;
+    return "";
+}
+
 std::string format_options_fault(const FormatOptions &options) {
     const OptionUse uses[] = {
-        {!options.dialect.empty(), "--dialect", "sql csv"},
-        {options.lf, "--eol", "csv"},
-        {!options.null_text.empty(), "--null", "csv"},
-        {options.delimiter != ',', "--delimiter", "csv"},
-        {!options.header, "--no-header", "csv"},
-        {!options.date_format.empty(), "--date-format", "csv jsonl"},
-        {options.json_number_strings, "--json-numbers", "jsonl"},
-        {options.part != SqlPart::all, options.part == SqlPart::ddl ? "--ddl-only" : "--data-only", "sql"},
-        {options.real_numbers, "--numbers", "sqlite"},
-        {!options.compress.empty(), "--compress", "csv jsonl sql"},
+        {!options.dialect.empty(), "--dialect"},
+        {options.lf, "--eol"},
+        {!options.null_text.empty(), "--null"},
+        {options.delimiter != ',', "--delimiter"},
+        {!options.header, "--no-header"},
+        {!options.date_format.empty(), "--date-format"},
+        {options.json_number_strings, "--json-numbers"},
+        {options.part != SqlPart::all, options.part == SqlPart::ddl ? "--ddl-only" : "--data-only"},
+        {options.real_numbers, "--numbers"},
+        {!options.compress.empty(), "--compress"},
     };
     for (const OptionUse &use : uses)
-        if (use.used && !has_member(use.formats, options.format))
-            return std::string(use.name) + " does not apply to --to " + options.format;
+        if (const std::string fault = use.used ? option_fault(use.name, options.format) : ""; !fault.empty())
+            return fault;
     if (!options.date_format.empty() && !options.dialect.empty())
         return "--date-format does not go with --dialect, whose dates have a form of their own";
     if (!options.date_format.empty() && !is_date_format(options.date_format))

@@ -66,6 +66,9 @@ struct FormatOptions {
     CellStyle cell_style() const { return {MomentStyle::iso, IntervalStyle::iso, date_format}; }
 };
 
+// Why the option, by its name on the command line, does not go with the format; empty when it does.
+std::string option_fault(const std::string &option, const std::string &format);
+
 // What is wrong with the options of the format, as far as they do not fit each other or mean nothing; empty
 // when nothing is.
 std::string format_options_fault(const FormatOptions &options);

@@ -66,12 +66,18 @@ void FormatFlags::define_scripts() {
     app_.add_flag("--lowercase", options_.lowercase, "Names of tables and columns in lower case");
 }
 
-std::string FormatFlags::given_without_format() const {
+// An option that has been given, be it with its default, and means nothing with the format.
+std::string FormatFlags::given_without_use() const {
     for (const char *name :
-         {"--dialect", "--eol", "--null", "--delimiter", "--no-header", "--date-format", "--json-numbers",
-          "--numbers", "--ddl-only", "--data-only", "--lowercase", "--compress"})
-        if (app_.count(name) > 0)
+         {"--dialect", "--encoding", "--eol", "--null", "--delimiter", "--no-header", "--date-format",
+          "--json-numbers", "--numbers", "--ddl-only", "--data-only", "--lowercase", "--compress"}) {
+        if (app_.count(name) == 0)
+            continue;
+        if (options_.format.empty())
             return std::string(name) + " does not apply without --to";
+        if (const std::string fault = option_fault(name, options_.format); !fault.empty())
+            return fault;
+    }
     return "";
 }
 
@@ -83,7 +89,9 @@ std::string FormatFlags::finish() {
     options_.json_number_strings = json_numbers_ == "string";
     options_.real_numbers = numbers_ == "real";
     options_.part = ddl_only_ ? SqlPart::ddl : data_only_ ? SqlPart::data : SqlPart::all;
-    return options_.format.empty() ? given_without_format() : format_options_fault(options_);
+    if (const std::string fault = given_without_use(); !fault.empty() || options_.format.empty())
+        return fault;
+    return format_options_fault(options_);
 }
 
 } // namespace vexlo

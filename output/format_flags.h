@@ -33,7 +33,7 @@ public:
 private:
     void define_csv();
     void define_scripts();
-    std::string given_without_format() const;
+    std::string given_without_use() const;
 
     CLI::App &app_;
     FormatOptions &options_;

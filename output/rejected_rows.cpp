@@ -65,7 +65,7 @@ void RejectedFile::finish() {
 
 void RejectedFile::tell(TableReport &report) const {
     if (rows_ > 0)
-        report.loss(std::to_string(rows_) + " rows that the target would refuse are " +
+        report.note(std::to_string(rows_) + " rows that the target would refuse are " +
                     (destination_->is_standard_output() ? "above" : "in " + path_));
 }
 

@@ -57,8 +57,9 @@ public:
         if (takes_rows())
             file_->append(dialect_.data_tail());
         file_->append(dialect_.epilogue());
-        rejected_.finish();
         file_->finish();
+        if (takes_rows())
+            rejected_.finish();
     }
 
     std::string path() const override { return file_->path(); }

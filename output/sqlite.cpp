@@ -399,10 +399,17 @@ private:
     BlobWriter blob_;
 };
 
+// What stands beside an older database belongs to it alone: with the new one it would be taken for its newest
+// pages.
+void remove_journals(const std::string &database) {
+    for (const char *extension : {"-wal", "-shm", "-journal"})
+        std::remove((database + extension).c_str());
+}
+
 class SqliteFormat : public Format {
 public:
     SqliteFormat(const std::string &path, bool all_real)
-        : path_(path), database_(created(path_)), all_real_(all_real) {
+        : path_(path), database_(created(path_), 0), all_real_(all_real) {
         database_.execute("PRAGMA journal_mode=OFF");
         database_.execute("PRAGMA synchronous=OFF");
         database_.execute("PRAGMA locking_mode=EXCLUSIVE");
@@ -417,6 +424,7 @@ public:
     void finish() override {
         database_.execute("COMMIT");
         database_.close();
+        remove_journals(path_.final_path());
         path_.commit();
     }
 

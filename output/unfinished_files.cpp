@@ -54,6 +54,8 @@ void wait_for_signal(sigset_t signals) {
 
 FileHandle create_unfinished(const std::string &path) {
     const std::lock_guard lock(registry().mutex);
+    if (!registry().paths.contains(path))
+        unlink(path.c_str()); // the name has our number: whoever left it there has ended
     FileHandle file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (file.get() >= 0)
         registry().paths.insert(path);

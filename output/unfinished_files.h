@@ -8,8 +8,8 @@
 
 namespace vexlo {
 
-// Creates the file of an output that is not complete; it must not exist. Without a descriptor, and with errno
-// set, when it cannot be.
+// Creates the file of an output that is not complete, in place of one that a process of the same number has
+// left. Without a descriptor, and with errno set, when it cannot be.
 FileHandle create_unfinished(const std::string &path);
 
 // Gives the file its final name, in place of an older file there. Returns what rename() does.

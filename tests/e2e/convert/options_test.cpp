@@ -32,7 +32,7 @@ const std::vector<Nonsense> NONSENSE = {
     {"--encoding", {"", "latin1", "raw,utf8"}, CSV},
     {"--eol", {"", "cr", "\n"}, CSV},
     {"--null", {"\\.", "a,b", "\"", "a\nb", "\r"}, CSV},
-    {"--delimiter", {"", "ab", "\"", "\n", "a", "5", "-", ".", "\\", "\\n", "\x80", "\xC2\xA6"}, CSV},
+    {"--delimiter", {"", "ab", "\"", "\n", "a", "5", "-", ".", "/", "\\", "\\n", "\x80", "\xC2\xA6"}, CSV},
     {"--no-header", {"=x"}, CSV},
     {"--date-format", {"", "%Q", "%", "%Y%", std::string(1000, 'x')}, CSV},
     {"--json-numbers", {"", "numbers", "String"}, JSONL},
@@ -112,6 +112,14 @@ TEST_F(RefusedOptions, ValuesThatAreMissingOrTooMany) {
     expect_refused({"--to", "csv", "--eol", "lf", "--eol", "crlf"});
     expect_refused({"--to", "csv", "--charset", "AL32UTF8", "--charset", "UTF8"});
     expect_refused({"--to", "csv", "--jobs", "2", "--jobs", "3"});
+    expect_refused({"--to", "jsonl", "--eol", "crlf"}); // defaults that mean nothing here
+    expect_refused({"--to", "jsonl", "--delimiter", ","});
+    expect_refused({"--to", "sql", "--null", ""});
+    expect_refused({"--to", "csv", "--numbers", "exact"});
+    expect_refused({"--to", "sql", "--json-numbers", "number"});
+    expect_refused({"--list", "--encoding", "utf8"});
+    expect_refused({"--to", "csv", "--encoding", "raw", "--charset", "AL32UTF8"});
+    expect_refused({"--to", "csv", "--encoding", "raw", "--ncharset", "AL16UTF16"});
     expect_refused({"--to", "csv", "--nonsense"});
     expect_refused({"--to", "csv", "--nonsense=\nx"});
     expect_refused({"--to", "csv", "-x"});

@@ -498,6 +498,75 @@ TEST_F(Program, NamesThatTheTargetChangesAreTold) {
     EXPECT_EQ(convert("csv", file, {"--lowercase"}).err, "");
 }
 
+// A binary value whose form is the text that stands for NULL is no NULL.
+TEST_F(Program, BinaryValuesAreNotTakenForNull) {
+    DumpTable table = employees();
+    table.columns = {{"R", 23, 4}};
+    table.rows = {row({value("\xAB")}), row({value("\xAC")}), row({})};
+    const std::string file = one_table(table);
+    EXPECT_EQ(convert("csv", file, {"--null", "AB", "--eol", "lf"}).status, 0);
+    EXPECT_EQ(output("SCOTT.EMP.csv"), "R\n\"AB\"\nAC\nAB\n");
+    EXPECT_EQ(convert("csv", file, {"--null", "\\xAB", "--eol", "lf", "--dialect", "postgresql"}).status, 0);
+    EXPECT_EQ(output("SCOTT.EMP.csv"), "R\n\"\\xAB\"\n\\xAC\n\\xAB\n");
+}
+
+// Text that cannot be passed through is known before anything is written.
+TEST_F(Program, RawTextThatDoesNotSuitATableEndsTheRunBeforeItsFirstOutput) {
+    Dump dump;
+    dump.tables = {employees("A"), employees("B")};
+    dump.tables[1].columns[1].national = true;
+    const ProgramResult result = convert("sql", dump_file(dump), {"--encoding", "raw"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.err,
+              "vexlo-convert: --encoding raw does not go with --to sql of table \"B\": column \"NAME\" is "
+              "in another character set than the rest\n");
+    EXPECT_FALSE(std::filesystem::exists(dir_ / "out"));
+}
+
+TEST_F(Program, RejectedRowsCountOnceAndStayWhereTablesAloneAreWritten) {
+    DumpTable table = employees();
+    table.columns[1].clen = 3;
+    const std::string file = one_table(table);
+    const std::vector<std::string> postgresql = {"--dialect", "postgresql"};
+    EXPECT_EQ(convert("sql", file, postgresql).summary, "1 tables, 2 rows, 1 losses");
+    const std::string rejected = output("SCOTT.EMP.sql.rejected");
+    EXPECT_EQ(rejected, "{\"_ROW\":1,\"_REASON\":\"column \\\"NAME\\\": 4 characters are more than the 3 "
+                        "declared\",\"ID\":1,\"NAME\":\"KING\"}\n");
+    EXPECT_EQ(convert("sql", file, {"--dialect", "postgresql", "--ddl-only"}).status, 0);
+    EXPECT_EQ(output("SCOTT.EMP.sql.rejected"), rejected);
+}
+
+class Databases : public Program {
+protected:
+    void SetUp() override {
+        if (convert("sqlite", one_table(employees())).err.find("without the SQLite") != std::string::npos)
+            GTEST_SKIP() << "built without SQLite";
+    }
+};
+
+// Pages of an older database that its user left in files beside it are none of the new one.
+TEST_F(Databases, FilesBesideAnOlderOneGoWithIt) {
+    const std::string database = dir_ / "out/SCOTT.sqlite";
+    for (const char *extension : {"-wal", "-shm", "-journal"})
+        write_text(database + extension, "pages");
+    EXPECT_EQ(convert("sqlite", dir_ / "SCOTT.dat").status, 0);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_ / "out"), {}), 1);
+    EXPECT_EQ(read_back("sqlite", database, "EMP"), "[\"ID\",\"NAME\"]\n[\"1\",\"KING\"]\n[\"2\",null]\n");
+}
+
+TEST_F(Databases, ATableThatCannotBeCreatedIsLeftOutAlone) {
+    Dump dump;
+    dump.tables = {employees("A"), {.name = "WIDE"}, employees("B")};
+    for (int i = 0; i < 2001; ++i)
+        dump.tables[1].columns.push_back({"C" + std::to_string(i), 2, 22});
+    const ProgramResult result = convert("sqlite", dump_file(dump));
+    EXPECT_EQ(result.status, 2);
+    EXPECT_NE(result.err.find("too many columns on WIDE"), std::string::npos);
+    for (const char *name : {"A", "B"})
+        EXPECT_EQ(read_back("sqlite", dir_ / "out/SCOTT.sqlite", name),
+                  "[\"ID\",\"NAME\"]\n[\"1\",\"KING\"]\n[\"2\",null]\n");
+}
+
 TEST_F(Program, JsonNumbersStayExact) {
     DumpTable table = employees();
     table.rows = {row({value(ora_number("0.1234567890123456789012345678901234567891")), value("\x01\"")}),

@@ -38,6 +38,17 @@ TEST(OutputFile, UnfinishedLeavesNothingAndKeepsTheOlderFile) {
     EXPECT_EQ(entries(dir.path()), 1U);
 }
 
+// Where every process has the same number, as in a container.
+TEST(OutputFile, WhatAProcessOfTheSameNumberLeftIsReplaced) {
+    scratch_dir dir;
+    write_text(vexlo::PendingPath(dir / "a.csv").temporary(), "left");
+    vexlo::OutputFile file(dir / "a.csv");
+    file.append("new");
+    file.finish();
+    EXPECT_EQ(read_text(dir / "a.csv"), "new");
+    EXPECT_EQ(entries(dir.path()), 1U);
+}
+
 TEST(OutputFile, LargeAndSmallPiecesKeepTheirOrder) {
     scratch_dir dir;
     vexlo::OutputFile file(dir / "a");

@@ -234,4 +234,29 @@ TEST_F(UnloadBrokenChain, LongValueKeepsThePartsThatWereFound) {
                 1);
 }
 
+// The pieces that are read ahead, to find out whether a long chain comes back, count like those that are
+// taken.
+TEST_F(UnloadBrokenChain, PiecesReadAheadOfALongChainAreCounted) {
+    constexpr uint32_t in_block = 150, pieces = 10 * in_block, heads = 10;
+    for (uint32_t i = 0; i < pieces; i += in_block) {
+        std::vector<Bytes> block;
+        for (uint32_t k = i + 1; k <= i + in_block; k++)
+            block.push_back(k == pieces
+                                ? piece(L, {})
+                                : piece(0, {}, at(AWAY + k / in_block, static_cast<uint16_t>(k % in_block))));
+        store_pieces(AWAY + i / in_block, block);
+    }
+    store_pieces(2, std::vector<Bytes>(heads, piece(H | F, {text("a")}, at(AWAY))));
+    const size_t whole = std::filesystem::file_size(file_name(RFN)) / (2 * pieces * PIECE_HEADER);
+    ASSERT_GT(whole, 0U);
+    ASSERT_LT(heads * pieces * PIECE_HEADER, std::filesystem::file_size(file_name(RFN)));
+    dump_bytes rows;
+    std::string told;
+    for (uint32_t i = 0; i < heads; i++) {
+        rows.row({text("a")});
+        told += i < whole ? "" : damaged_row(2, static_cast<int>(i));
+    }
+    expect_rows(rows.raw, told, heads);
+}
+
 } // namespace

@@ -201,6 +201,12 @@ TEST_F(UnloadChainedRow, ValueCutOverFourPieces) {
               dump_bytes().row({text("a"), text("b1b2b3b4")}).raw);
 }
 
+TEST_F(UnloadChainedRow, CutValueThatThePieceBehindDoesNotContinueGoesOnWithTheNextCutOne) {
+    columns(plain_columns(1));
+    EXPECT_EQ(rows_of_chain({{H | F | N, {text("0a")}}, {N, {text("0b")}}, {P | L, {text("0c")}}}),
+              dump_bytes().row({text("0a0b0c")}).raw);
+}
+
 // The position advances once when the entry is complete and once more because the column ends: the value
 // behind a cut one stands for the column after the next.
 TEST_F(UnloadChainedRow, PositionAdvancesTwiceBehindACutOrdinaryValue) {

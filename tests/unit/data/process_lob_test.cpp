@@ -141,4 +141,44 @@ TEST_F(UnloadLob, LocatorBehindOneThatWasBegunTwiceIsNotContinued) {
     EXPECT_EQ(locator(1), text("second"));
 }
 
+// A value that begins where no row has one is the first part of what its further pieces bring.
+TEST_F(UnloadLob, PartsOfALocatorThatWasNeverBegunAreGatheredBehindEachOther) {
+    memset(g_ctx.wrk, 0xFF, WORK_SIZE);
+    columns({column(TYPE_CLOB)});
+    store_pieces(AWAY, {piece(P | L, {text("more")})});
+    expect_refused(unload_pieces({piece(H | F | P | N, {text("first")}, at(AWAY))}), 0);
+    EXPECT_EQ(locator(0), text("firstmore"));
+}
+
+// What follows in the work buffer are the blocks read ahead.
+TEST_F(UnloadLob, ValueBehindTheLastOneThatThereIsRoomForIsNotKept) {
+    constexpr uint32_t bsz = 32768;
+    use_block_size(bsz);
+    constexpr size_t before = CACHE_SIZE + 2 * bsz + LONG_SIZE + 4 * LOB_BUFFER_SIZE;
+    constexpr size_t room = (WORK_SIZE - before - bsz - 8) / sizeof(LOBD), in_piece = 137;
+    static_assert(room % in_piece == 0);
+    columns(std::vector<COL>(room + 1, column(TYPE_CLOB)));
+    const Row values(in_piece, pattern(20));
+    uint32_t next = AWAY;
+    for (size_t kept = in_piece; kept < room; kept += in_piece, next++)
+        store_pieces(next, {piece(0, values, at(next + 1))});
+    store_pieces(next, {piece(N, {pattern(20)}, at(next + 1))});
+    store_pieces(next + 1, {piece(P | L, {pattern(20)})});
+    expect_refused(unload_pieces({piece(H | F, values, at(AWAY))}), 0);
+    const Bytes file = vexlo_test::read_file(file_name(RFN));
+    const auto *behind = g_ctx.wrk + before + room * sizeof(LOBD);
+    EXPECT_TRUE(std::equal(behind, behind + bsz, &file[2 * bsz]));
+}
+
+TEST_F(UnloadLob, ValueIsAMarkInTheRow) {
+    store_pieces(AWAY, {piece(P | L, {pattern(30)})});
+    for (const Bytes &first :
+         {piece(H | F | L, {text("a"), pattern(20)}), piece(H | F | N, {text("a"), pattern(20)}, at(AWAY))}) {
+        expect_refused(unload_pieces({first}), 0);
+        const Bytes row = dump_bytes().value("a").lob().row_end().raw;
+        const auto *cached = g_ctx.wrk + list_size(); // the table has failed before it was written
+        EXPECT_EQ(Bytes(cached, cached + row.size()), row);
+    }
+}
+
 } // namespace

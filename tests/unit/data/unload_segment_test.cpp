@@ -95,6 +95,15 @@ TEST_F(UnloadSegment, ExtentThatHoldsTheHeaderItself) {
     EXPECT_EQ(rows_of_segment(), expected_.raw);
 }
 
+// The blocks of an extent stand where those of the one before stood: a piece there is read from its file.
+TEST_F(UnloadSegment, PieceInAnEarlierExtentIsReadFromItsFile) {
+    columns(plain_columns(2));
+    store_pieces(10, {piece(L, {text("b")})});
+    store_pieces(2, {piece(H | F, {text("a")}, at(10))});
+    store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(10), 1}, {rdba(2), 1}}, 0);
+    EXPECT_EQ(rows_of_segment(), dump_bytes().row({text("a"), text("b")}).raw);
+}
+
 TEST_F(UnloadSegment, ExtentOfNoBlocksIsPassedOver) {
     add_row(2);
     store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(1, 99), 0}, {rdba(2), 1}}, 0);

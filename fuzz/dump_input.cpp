@@ -24,13 +24,13 @@ void decode_table(const vexlo::DumpFile &dump, const vexlo::TableInfo &info, vex
     vexlo::RowLosses losses;
     vexlo::DumpReader reader(dump, info, WINDOW);
     char scratch[vexlo::CellDecoder::SCRATCH_SIZE];
-    std::string held;
     vexlo::Row row;
     for (uint64_t behind = info.rows_at; reader.next(row); behind = row.offset + 2) { // a row has two bytes
         if (row.offset < behind)
             std::abort();
         for (size_t i = 0; i < info.columns.size(); ++i)
-            vexlo::whole_cell(decoder.decode(row, i, scratch, losses), held);
+            if (const vexlo::Cell cell = decoder.decode(row, i, scratch, losses); cell.stream != nullptr)
+                vexlo::stream_size(*cell.stream); // which reads it to its end
     }
     reader.take_damage();
     losses.tell(table_report);

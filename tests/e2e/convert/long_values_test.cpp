@@ -379,10 +379,9 @@ TEST_F(LongValues, TablesThatTheHeaderClaimsTakeNoMemory) {
     write_text(dir_ / "L.dat", dump_bytes(dump));
     resize_file(dir_ / "L.dat", size_t{20} << 30);
     expect_bounded(peak_of({"--list", "--quick", dir_ / "L.dat"}, 1));
-    EXPECT_EQ(read_text(dir_ / "log")
-                  .find("vexlo-convert: " + (dir_ / "L.dat") +
-                        ": header says 4294967295 tables, the file has room for 131072\n"),
-              0U);
+    const std::string line = "vexlo-convert: " + (dir_ / "L.dat") + ": ";
+    EXPECT_EQ(read_text(dir_ / "log"), line + "header says 4294967295 tables, the directory names 0\n" +
+                                           line + "holds no tables: its unload did not finish\n");
 }
 
 } // namespace

@@ -33,4 +33,3 @@ uint32_t blocks_in_reach(const DATAFILE *df, uint32_t rdba);
 // check values are verified, "block rdba=0x%x check value not matched.\n" for the first block that is wrong
 // or missing.
 int read_extent_blocks(const DATAFILE *df, uint32_t rdba, int blocks, uint8_t *buf);
-

@@ -25,7 +25,7 @@ void decode_table(const vexlo::DumpFile &dump, const vexlo::TableInfo &info, vex
     vexlo::DumpReader reader(dump, info, WINDOW);
     char scratch[vexlo::CellDecoder::SCRATCH_SIZE];
     vexlo::Row row;
-    for (uint64_t behind = info.rows_at; reader.next(row); behind = row.offset + 2) { // a row has two bytes
+    for (uint64_t behind = info.rows_at; reader.next(row); behind = row.offset + 1) {
         if (row.offset < behind)
             std::abort();
         for (size_t i = 0; i < info.columns.size(); ++i)

@@ -13,8 +13,9 @@ namespace vexlo {
 namespace {
 
 constexpr size_t SURPLUS_MAX = 16;
-constexpr size_t TELLING_ROWS = 5; // from which types alone can tell
-constexpr size_t ODD_SHARE = 20;   // one row in as many may be a damaged one
+constexpr size_t TELLING_ROWS = 5;   // from which types alone can tell
+constexpr size_t TELLING_LONGER = 3; // rows with more entries that damage does not make
+constexpr size_t ODD_SHARE = 20;     // one row in as many may be a damaged one
 constexpr uint32_t INFERRED_TYPES[] = {TYPE_NUMBER, TYPE_DATE, TYPE_VARCHAR2};
 constexpr size_t INFERRED = std::size(INFERRED_TYPES);
 
@@ -195,8 +196,8 @@ bool is_telling(const std::vector<Entry> &row, const std::vector<size_t> &column
     return telling;
 }
 
-// Whether the rows with more entries than columns speak for the assignment: binary values hold what looks
-// like such rows.
+// Whether the rows with more entries than columns, if there are any, speak for the assignment: binary values
+// hold what looks like such rows, and damage makes a few.
 bool is_confirmed(RowSample &sample, const Assignment &assignment, const std::vector<ColumnRule> &rules) {
     const std::vector<size_t> column_of = assignment.columns_of_entries();
     size_t longer = 0, telling = 0;
@@ -204,7 +205,8 @@ bool is_confirmed(RowSample &sample, const Assignment &assignment, const std::ve
         longer += row.size() > rules.size();
         telling += row.size() > rules.size() && is_telling(row, column_of, rules);
     });
-    return 2 * telling >= longer || 2 * longer >= sample.rows();
+    return longer == 0 || (telling >= TELLING_LONGER && 4 * telling >= 3 * longer) ||
+           2 * longer >= sample.rows();
 }
 
 // For each entry the first type that all its values, but for those of few rows, are of; 0 when there is none.

@@ -175,12 +175,10 @@ auto visit(const Cell &cell, Target &&target) {
     case CellKind::binary:
         return target.binary(cell.view());
     case CellKind::text_stream:
-        if constexpr (TAKES_STREAMS)
-            return target.text_stream(*cell.stream);
-        break;
     case CellKind::binary_stream:
         if constexpr (TAKES_STREAMS)
-            return target.binary_stream(*cell.stream);
+            return cell.kind == CellKind::text_stream ? target.text_stream(*cell.stream)
+                                                      : target.binary_stream(*cell.stream);
         break;
     case CellKind::null:
         break;

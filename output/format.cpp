@@ -68,7 +68,7 @@ struct OptionUse {
 std::string option_fault(const std::string &option, const std::string &format) {
     for (const OptionFormats &known : OPTION_FORMATS)
         if (known.option == option && !has_member(known.formats, format))
-            return option + " does not apply to --to " + format;
+            return (std::string(option) += " does not apply to --to ") += format;
     return "";
 }
 

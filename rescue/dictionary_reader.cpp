@@ -219,7 +219,7 @@ std::optional<SystemTable> DictionaryReader::described_definition(std::string_vi
 }
 
 // Reads the tables that lie in one segment together.
-void DictionaryReader::read_tables(Takers takers) {
+void DictionaryReader::read_tables(const Takers &takers) {
     std::map<std::tuple<uint32_t, uint32_t, uint32_t, uint32_t>,
              std::pair<SegmentRef, std::vector<RowTaker *>>>
         groups;

@@ -28,7 +28,7 @@ private:
 
     void read_bootstrap();
     void read_bootstrap_by_shape();
-    void read_tables(Takers takers);
+    void read_tables(const Takers &takers);
     void read_group(const SegmentRef &segment, std::span<RowTaker *const> group);
     std::optional<SystemTable> definition(std::string_view table) const;
     std::optional<SystemTable> described_definition(std::string_view table) const;

@@ -214,6 +214,7 @@ int run_list(const RescueOptions &options, Console &console) {
         throw UsageError("no table is selected");
     report_unmatched(planned, options, report);
     std::vector<ListedTable> tables;
+    tables.reserve(planned.size());
     for (const PlannedTable &table : planned)
         tables.push_back(look_at(database, table, options));
     const std::string text = options.json      ? json_text(tables, options.columns)

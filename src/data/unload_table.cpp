@@ -62,7 +62,10 @@ bool is_in_order(const DICT_TABLE<PART> &parts) {
 template <class PART>
 std::span<PART> parts_near(const DICT_TABLE<PART> &parts, bool in_order, uint32_t objp) {
     const std::span<PART> all = loaded(parts);
-    return in_order ? std::span<PART>(std::ranges::equal_range(all, objp, {}, &PART::objp)) : all;
+    if (!in_order)
+        return all;
+    const auto near = std::ranges::equal_range(all, objp, {}, &PART::objp);
+    return {near.begin(), near.end()};
 }
 
 // Unloads the partitions or subpartitions whose parent is the object `objp`.

@@ -562,6 +562,18 @@ TEST_F(DumpReaderTest, BinaryValuesMakeNoSurplusEntries) {
     }
 }
 
+// One damaged byte makes a few longer rows out of binary values: they are not the way that all rows are.
+TEST_F(DumpReaderTest, FewLongerRowsAreDamagedOnes) {
+    DumpTable table = table_of_binaries(12, 5);
+    const Bytes binary = value(Bytes("\0\1\0\2", 4));
+    table.rows[85] = row({num(84), binary, binary});
+    table.rows[91] = row({value(Bytes(2, '\0')), binary, binary});
+    const Result result = read(table);
+    EXPECT_TRUE(vexlo::DumpFile(dir_ / "a.dat").tables()[0].entry_columns.empty());
+    EXPECT_GE(result.rows.size(), 396U);
+    EXPECT_EQ(result.rows[0].size(), 2U);
+}
+
 // A row that damage has joined with the next one is not the way that all rows are.
 TEST_F(DumpReaderTest, OneLongerRowIsADamagedOne) {
     std::vector<Bytes> rows;

@@ -64,8 +64,11 @@ std::span<PART> parts_near(const DICT_TABLE<PART> &parts, bool in_order, uint32_
     const std::span<PART> all = loaded(parts);
     if (!in_order)
         return all;
-    const auto near = std::ranges::equal_range(all, objp, {}, &PART::objp);
-    return {near.begin(), near.end()};
+    const auto first =
+        std::partition_point(all.begin(), all.end(), [objp](const PART &part) { return part.objp < objp; });
+    const auto last =
+        std::partition_point(first, all.end(), [objp](const PART &part) { return part.objp == objp; });
+    return {first, last};
 }
 
 // Unloads the partitions or subpartitions whose parent is the object `objp`.

@@ -1,6 +1,7 @@
-# Hardening that costs nothing measurable: addresses that change with every run, relocations that are read-only once
-# the program runs, guards on stacks, and checked forms of the C library's calls. The last need an optimising compiler;
-# builds for debugging and with the sanitizers, which have checks of their own in these places, do without all of it.
+# Hardening that costs no more than timings differ from run to run: addresses that change with every run, relocations
+# that are read-only once the program runs, guards on stacks, and checked forms of the C library's calls. The last
+# need an optimising compiler; builds for debugging and with the sanitizers, which have checks of their own in these
+# places, do without all of it.
 function(vexlo_harden target)
     if(VEXLO_SANITIZE OR VEXLO_FUZZ OR CMAKE_BUILD_TYPE STREQUAL Debug)
         return()

@@ -240,8 +240,10 @@ std::string result_text(const CheckResult &result) {
 }
 
 bool has_losses(const CheckResult &result) {
-    return !result.missing.empty() || std::ranges::any_of(result.files, [](const CheckedFile &file) {
-        return file.census.kinds[static_cast<size_t>(BlockKind::bad)] > 0;
+    return !result.missing.empty() || std::ranges::any_of(result.files, [](const CheckedFile &checked) {
+        const Datafile &file = *checked.file;
+        const bool is_short = file.is_used() && file.identity().header_blocks >= file.blocks();
+        return is_short || checked.census.kinds[static_cast<size_t>(BlockKind::bad)] > 0;
     });
 }
 

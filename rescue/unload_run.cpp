@@ -94,9 +94,8 @@ private:
         directory_.lock();
         const std::vector<std::string> paths = output_paths();
         directory_.refuse_inputs(paths, database_.files);
-        if (options_.resume)
-            resume();
-        else if (!options_.overwrite)
+        const bool goes_on = options_.resume && resume();
+        if (!goes_on && !options_.overwrite)
             directory_.refuse_existing(paths);
         directory_.remove_unfinished(paths, earlier_database_.path);
     }
@@ -118,21 +117,25 @@ private:
         return paths;
     }
 
-    // Takes over what an earlier run has finished, when it was one of the same inputs and options.
-    void resume() {
+    // Takes over what an earlier run has finished, when it was one of the same inputs and options. False when
+    // no run has left a record.
+    bool resume() {
         const std::optional<RunRecord> earlier = load_record(options_.output);
         if (!earlier)
-            return;
+            return false;
         require_same(*earlier);
         record_.started = earlier->started;
-        if (!shared_files(options_.format).empty())
-            return resume_database(earlier->tables);
+        if (!shared_files(options_.format).empty()) {
+            resume_database(earlier->tables);
+            return true;
+        }
         for (size_t i = 0; i < tables_.size(); ++i) {
             const TableEntry &entry = earlier->tables[i];
             if (is_finished(entry) && !entry.outputs.empty() && directory_.holds(entry.outputs) &&
                 directory_.holds(entry.lobs.files))
                 record_.tables[i] = entry;
         }
+        return true;
     }
 
     static bool is_finished(const TableEntry &entry) {

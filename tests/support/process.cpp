@@ -154,6 +154,12 @@ void keep_standard_streams() {
         ::fcntl(fd, F_SETFD, FD_CLOEXEC);
 }
 
+// Signals that the test driver ignores, as under nohup, would be ignored by the child as well.
+void take_signals() {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        ::signal(signal, SIG_DFL);
+}
+
 // Runs in the child between fork and exec; returns only when a step failed, with errno set. The child
 // leads its own process group, so that a kill reaches what it started, and it ends with an aborted test.
 void become(char *const *argv, char *const *env, const child_streams &streams, const run_options &options) {
@@ -162,6 +168,7 @@ void become(char *const *argv, char *const *env, const child_streams &streams, c
     if (::dup2(streams.in, 0) == -1 || ::dup2(streams.out, 1) == -1 || ::dup2(streams.err, 2) == -1)
         return;
     keep_standard_streams();
+    take_signals();
     if (!options.work_dir.empty() && ::chdir(options.work_dir.c_str()) != 0)
         return;
     if (set_limits(options))

@@ -78,6 +78,8 @@ protected:
         argv.push_back(nullptr);
         const pid_t child = fork();
         if (child == 0) {
+            for (const int taken : {SIGINT, SIGTERM, SIGHUP}) // though the test driver ignores them
+                signal(taken, SIG_DFL);
             if (ignored_signal != 0)
                 signal(ignored_signal, SIG_IGN);
             dup2(pipe_.writer(), STDERR_FILENO);

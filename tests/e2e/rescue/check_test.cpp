@@ -109,6 +109,16 @@ TEST_F(Check, BadRangesHaveTheirOwner) {
     }
 }
 
+TEST_F(Check, AFileShorterThanItsHeaderSaysIsALoss) {
+    write();
+    EXPECT_EQ(check().status, 0);
+    std::filesystem::resize_file(users_file(), std::filesystem::file_size(users_file()) - block_size());
+    const run_result result = check();
+    EXPECT_EQ(result.status, 1) << result.describe();
+    EXPECT_NE(result.out.find("15 blocks of 8192 bytes (16 by the header)"), std::string::npos)
+        << result.describe();
+}
+
 TEST_F(Check, MissingFilesDuplicatesAndCheckpointsAreNamed) {
     write();
     std::filesystem::remove(other_file());

@@ -122,6 +122,16 @@ TEST_F(Resume, StartsFromTheBeginningWithoutARecord) {
     expect_whole("out");
 }
 
+// What stands there without a record is nobody's to replace.
+TEST_F(Resume, WithoutARecordNoOutputIsReplaced) {
+    std::filesystem::create_directory(dir_.file("out"));
+    write_text(dir_.file("out/SCOTT.T1.csv"), "of somebody else");
+    const run_result result = run_rescue(arguments("out", {"--resume"}));
+    EXPECT_EQ(result.status, 2) << result.describe();
+    EXPECT_EQ(read_text(dir_.file("out/SCOTT.T1.csv")), "of somebody else");
+    EXPECT_FALSE(file_exists(dir_.file("out/rescue.json")));
+}
+
 TEST_F(Resume, IsRefusedWhenOptionsOrInputsHaveChanged) {
     EXPECT_EQ(run_rescue(arguments("out", {"scott.t1"})).status, 0);
     const auto refused = [&](const std::vector<std::string> &more, const std::string &what) {

@@ -19,6 +19,7 @@ TEST_F(CheckTest, ASignalEndsItInOrder) {
     options.quiet = true;
     EXPECT_EXIT(
         {
+            std::signal(SIGINT, SIG_DFL);
             catch_stop_signals();
             std::raise(SIGINT);
             Console console("vexlo-rescue");

@@ -10,6 +10,7 @@ using namespace vexlo;
 TEST(Stop, ASignalAsksForTheEnd) {
     EXPECT_EXIT(
         {
+            std::signal(SIGTERM, SIG_DFL);
             catch_stop_signals();
             std::raise(SIGTERM);
             try {

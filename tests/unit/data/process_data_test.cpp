@@ -396,12 +396,12 @@ TEST_F(UnloadCluster, OtherTablesOfTheClusterAreLeftAlone) {
 // The first byte of the block behind is no key index of such a piece, even where it names a key row.
 TEST_F(UnloadCluster, HeadPieceThatEndsWithItsBlockIsDamaged) {
     constexpr uint32_t BSZ = 2048;
-    constexpr size_t KDBH = 44 + 2 * 24;
+    constexpr size_t DATA_HEADER = 44 + 2 * 24;
     columns({column(VARCHAR2, KEY), column()});
     sample::TableBlock blk = block(2, 2);
     for (uint8_t i = 0; i <= BLOCK_TABLE_DATA; i++)
         blk.add(key_row({text("k")}, i == BLOCK_TABLE_DATA ? H | F : 0x80 | H | F | L), 0);
-    blk.add_raw_offset(static_cast<int16_t>(BSZ - PIECE_HEADER - KDBH), 1);
+    blk.add_raw_offset(static_cast<int16_t>(BSZ - PIECE_HEADER - DATA_HEADER), 1);
     Bytes raw = blk.finish();
     const Bytes head{H | F | L, 0, 1};
     std::copy(head.begin(), head.end(), raw.end() - PIECE_HEADER);

@@ -396,7 +396,7 @@ TEST_F(UnloadCluster, OtherTablesOfTheClusterAreLeftAlone) {
 // The first byte of the block behind is no key index of such a piece, even where it names a key row.
 TEST_F(UnloadCluster, HeadPieceThatEndsWithItsBlockIsDamaged) {
     constexpr uint32_t BSZ = 2048;
-    constexpr size_t DATA_HEADER = 44 + 2 * 24;
+    constexpr size_t DATA_HEADER = 44 + 2 * 24 + 8;
     columns({column(VARCHAR2, KEY), column()});
     sample::TableBlock blk = block(2, 2);
     for (uint8_t i = 0; i <= BLOCK_TABLE_DATA; i++)

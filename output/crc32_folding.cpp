@@ -67,7 +67,7 @@ bool can_fold_crc32() {
     lanes[0] = _mm_xor_si128(lanes[0], _mm_cvtsi32_si128(static_cast<int>(state)));
     const __m128i over_all = vector_of(factors(128 * LANES)), over_one = vector_of(factors(128));
     for (; static_cast<size_t>(end - p) >= LANES * LANE; p += LANES * LANE)
-        for (int i = 0; i < LANES; ++i)
+        for (size_t i = 0; i < LANES; ++i)
             lanes[i] = carry(lanes[i], over_all, load(p + i * LANE));
     __m128i whole = lanes[0];
     for (int i = 1; i < LANES; ++i)

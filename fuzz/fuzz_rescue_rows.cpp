@@ -88,7 +88,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     in.u16();
     vexlo::TableLayout layout = make_layout(in.bytes(in.u8() % (MOST_COLUMNS + 1)));
     layout.cluster_table = table;
-    layout.dependencies = (options & ROW_EXTRA) != 0 ? Dependencies::carried : Dependencies::none;
+    layout.dependencies =
+        (options & ROW_EXTRA) != 0 ? vexlo::Dependencies::carried : vexlo::Dependencies::none;
 
     const fuzz::Bytes given = in.bytes(MOST_BLOCKS * bsz);
     const uint32_t count = static_cast<uint32_t>(given.size() / bsz);

@@ -1,4 +1,5 @@
 // The unload commands: names, which tables may be unloaded, what is printed where, and the files made.
+#include "dump_reader.h"
 #include "unload_fixture.h"
 
 using namespace vexlo_test;

@@ -1,5 +1,6 @@
 // The dump file byte for byte: header, table directory, column lists, and what its writers do when a call is
 // interrupted, short or fails.
+#include "dump_reader.h"
 #include "unload_fixture.h"
 
 using namespace vexlo_test;
@@ -12,7 +13,7 @@ class UnloadDump : public unload_console {
 protected:
     // Replaces the exported properties.
     void write_properties(const std::vector<std::pair<std::string, std::string>> &properties) {
-        dump_bytes raw;
+        dump_builder raw;
         for (const auto &[name, value] : properties)
             raw.text(name, 32).text(value, 128);
         write_file(dict_path("props"), raw.raw);
@@ -26,7 +27,7 @@ protected:
 
     // A one-table file of T with its single row.
     static bytes whole_file() {
-        dump_bytes d;
+        dump_builder d;
         d.text("vexlo", 32).text("SCOTT", 32).text("AMERICAN_AMERICA.AL32UTF8", 128);
         d.text("AL16UTF16", 64).text("00:00", 64).u32(1).zeros(700);
         d.u32(0).u32(1).u32(0).u32(1).u32(0).u32(1536).text("T", 32).zeros(512 - 56);
@@ -52,7 +53,8 @@ TEST_F(UnloadDump, TableWithoutRowsHasItsColumnListAndEnd) {
     db_->add_table(table("T", {number_column("ID"), varchar2_column("NAME", 300)}));
     finish();
     EXPECT_EQ(run({"unload table scott.t"}).err, progress("T", 0));
-    EXPECT_EQ(data_area("SCOTT_T"), dump_bytes().column("ID", 2, 22).column("NAME", 1, 300).table_end().raw);
+    EXPECT_EQ(data_area("SCOTT_T"),
+              dump_builder().column("ID", 2, 22).column("NAME", 1, 300).table_end().raw);
 }
 
 TEST_F(UnloadDump, NineTablesTake512BytesOfDirectoryAndTen1024) {
@@ -122,7 +124,7 @@ TEST_F(UnloadDump, ColumnFlagTellsTheNationalCharacterSet) {
     db_->add_table(table("T", {varchar2_column("V", 20), national}));
     finish();
     run({"unload table scott.t"});
-    EXPECT_EQ(data_area("SCOTT_T"), dump_bytes().column("V", 1, 20).column("N", 1, 40, 1).table_end().raw);
+    EXPECT_EQ(data_area("SCOTT_T"), dump_builder().column("V", 1, 20).column("N", 1, 40, 1).table_end().raw);
 }
 
 TEST_F(UnloadDump, HeaderTextsComeFromTheProperties) {
@@ -173,10 +175,10 @@ TEST_F(UnloadDump, PropertyFilesOfMoreThanOneChunkAreReadToTheEnd) {
     add_numbers("T", 1);
     finish();
     constexpr size_t chunk = 8387520 / 160;
-    bytes raw = dump_bytes().text("NLS_LANGUAGE", 32).text("FIRST", 128).raw;
+    bytes raw = dump_builder().text("NLS_LANGUAGE", 32).text("FIRST", 128).raw;
     raw.resize((chunk - 1) * 160);
-    raw = dump_bytes().bytes_of(raw).text("NLS_TERRITORY", 32).text("EDGE", 128).raw;
-    raw = dump_bytes().bytes_of(raw).text("NLS_CHARACTERSET", 32).text("BEHIND", 128).zeros(77).raw;
+    raw = dump_builder().bytes_of(raw).text("NLS_TERRITORY", 32).text("EDGE", 128).raw;
+    raw = dump_builder().bytes_of(raw).text("NLS_CHARACTERSET", 32).text("BEHIND", 128).zeros(77).raw;
     write_file(dict_path("props"), raw);
     run_options options;
     options.io_rules = "call=read,path=props.dat,count=1000000";

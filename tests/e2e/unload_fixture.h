@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include "dump_builder.h"
 #include "process.h"
 #include "sample/database.h"
 #include "scratch_dir.h"
-#include "unload_bytes.h"
 
 namespace vexlo_test {
 

@@ -1,6 +1,7 @@
 // No output takes the place of a file that the program reads.
 #include <filesystem>
 
+#include "dump_reader.h"
 #include "unload_fixture.h"
 
 using namespace vexlo_test;

@@ -66,7 +66,7 @@ TEST_F(UnloadTables, PartitionedTableWithoutPartitionsIsItsColumnListAlone) {
     finish();
     write_file(dict_path("tabpart"), {});
     EXPECT_EQ(run({"unload table scott.p"}).err, progress("P", 0));
-    EXPECT_EQ(data_area("SCOTT_P"), dump_bytes().column("ID", 2, 22).table_end().raw);
+    EXPECT_EQ(data_area("SCOTT_P"), dump_builder().column("ID", 2, 22).table_end().raw);
 }
 
 // The partitions before the failing one stay in the file, those behind it are not tried.
@@ -88,7 +88,7 @@ TEST_F(UnloadTables, FailingPartitionEndsTheTable) {
     EXPECT_TRUE(
         got.err.ends_with("unload segment error.\nunload table \"P\" error.\n         1 rows done.\n"))
         << got.err;
-    EXPECT_EQ(data_area("SCOTT_P"), dump_bytes().column("ID", 2, 22).row({number_value(0)}).raw);
+    EXPECT_EQ(data_area("SCOTT_P"), dump_builder().column("ID", 2, 22).row({number_value(0)}).raw);
 }
 
 TEST_F(UnloadTables, ClusteredTables) {
@@ -231,10 +231,10 @@ TEST_F(UnloadTables, FailedTableInTheMiddleOfAUsersFile) {
                            "LOB type is unsupported in this edition.\nunload segment error.\n"
                            "unload table \"B\" error.\n") +
                   progress("C", 1));
-    const dump_bytes a =
-        dump_bytes().column("ID", 2, 22).row({number_value(1)}).row({number_value(2)}).table_end();
-    const dump_bytes c = dump_bytes().column("ID", 2, 22).row({number_value(1)}).table_end();
-    EXPECT_EQ(data_area("SCOTT"), dump_bytes(a).bytes_of(c.raw).raw);
+    const dump_builder a =
+        dump_builder().column("ID", 2, 22).row({number_value(1)}).row({number_value(2)}).table_end();
+    const dump_builder c = dump_builder().column("ID", 2, 22).row({number_value(1)}).table_end();
+    EXPECT_EQ(data_area("SCOTT"), dump_builder(a).bytes_of(c.raw).raw);
     const std::vector<dump_table> tables = read_dump_tables(dump("SCOTT"));
     ASSERT_EQ(tables.size(), 3U);
     EXPECT_EQ(tables[1].nrows, 1U);
@@ -253,7 +253,7 @@ TEST_F(UnloadTables, ColumnCountThatDiffersFailsTheTableAlone) {
         run({"unload user scott"}).err,
         progress("A", 0, "SCOTT", "column count not matched, COLS=3, actual=2\nunload table \"A\" error.\n") +
             progress("B", 1));
-    EXPECT_EQ(data_area("SCOTT"), dump_bytes().column("ID", 2, 22).row({number_value(1)}).table_end().raw);
+    EXPECT_EQ(data_area("SCOTT"), dump_builder().column("ID", 2, 22).row({number_value(1)}).table_end().raw);
 }
 
 TEST_F(UnloadTables, TableWithoutASegmentFails) {
@@ -294,7 +294,7 @@ TEST_F(UnloadTables, LongValuesUpTo32KiBAndBeyond) {
     db_->insert(exceeds, {number(2), sample::text(value + "v")});
     finish();
     EXPECT_EQ(run({"unload table scott.fits"}).err, progress("FITS", 2));
-    EXPECT_EQ(data_area("SCOTT_FITS"), dump_bytes()
+    EXPECT_EQ(data_area("SCOTT_FITS"), dump_builder()
                                            .column("ID", 2, 22)
                                            .column("DOC", 8, 0)
                                            .value(number_value(1))

@@ -7,7 +7,11 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "dump_builder.h"
+
 namespace {
+
+using vexlo_test::dump_builder;
 
 Bytes be(uint64_t number, int size) {
     Bytes bytes;
@@ -16,10 +20,13 @@ Bytes be(uint64_t number, int size) {
     return bytes;
 }
 
-Bytes padded(const std::string &text, size_t width) {
-    Bytes bytes = text.substr(0, width);
+Bytes padded(Bytes bytes, size_t width) {
     bytes.resize(width, '\0');
     return bytes;
+}
+
+Bytes bytes_of(const vexlo_test::dump_builder &dump) {
+    return {dump.raw.begin(), dump.raw.end()};
 }
 
 char byte(int number) {
@@ -49,31 +56,27 @@ Digits split_decimal(const std::string &decimal) {
     return digits;
 }
 
-Bytes column_record(const DumpColumn &column) {
-    return be(column.national ? 1 : 0, 4) + be(column.ctyp, 4) + be(column.clen, 4) + "\xDE\xAD\xBE\xEF" +
-           padded(column.name, 32);
-}
-
 Bytes table_section(const DumpTable &table) {
     Bytes section;
     if (table.without_data)
         return section;
     for (const DumpColumn &column : table.columns)
-        section += column_record(column);
+        section += bytes_of(dump_builder().column(column.name, column.ctyp, column.clen,
+                                                  column.national ? 1 : 0, 0xDEADBEEF));
     for (const Bytes &r : table.rows)
         section += r;
     if (table.end_mark)
-        section += "\xFF\xFF";
+        section += bytes_of(dump_builder().table_end());
     return section;
 }
 
 Bytes table_record(const DumpTable &table, uint64_t offset) {
     const auto lobs = std::count_if(table.columns.begin(), table.columns.end(),
                                     [](const DumpColumn &c) { return c.ctyp == 112 || c.ctyp == 113; });
-    return be(table.flag, 4) + be(table.ncol.value_or(static_cast<uint32_t>(table.columns.size())), 4) +
-           be(static_cast<uint64_t>(lobs), 4) +
-           be(table.nrows.value_or(static_cast<uint32_t>(table.rows.size())), 4) +
-           be(table.offset.value_or(offset), 8) + padded(table.name, 32);
+    return bytes_of(dump_builder().table(
+        table.name, table.flag, table.ncol.value_or(static_cast<uint32_t>(table.columns.size())),
+        static_cast<uint32_t>(lobs), table.nrows.value_or(static_cast<uint32_t>(table.rows.size())),
+        table.offset.value_or(offset)));
 }
 
 } // namespace
@@ -146,40 +149,41 @@ Bytes ora_binary_double(double number) {
 }
 
 Bytes value(const Bytes &bytes) {
-    return be(bytes.size(), 2) + bytes;
+    return bytes_of(dump_builder().value(bytes));
 }
 
 Bytes null() {
-    return "\xFF\xFE";
+    return bytes_of(dump_builder().null());
 }
 
 Bytes lob() {
-    return "\xFF\xFC";
+    return bytes_of(dump_builder().lob());
 }
 
 Bytes long_mark() {
-    return "\xFF\xFB";
+    return bytes_of(dump_builder().long_mark());
 }
 
 Bytes long_block(const std::vector<Bytes> &chunks) {
-    Bytes block = "\xFF\xFD";
+    dump_builder block;
+    block.long_begin();
     for (const Bytes &chunk : chunks)
-        block += value(chunk);
-    return block + Bytes(2, '\0');
+        block.value(chunk);
+    return bytes_of(block.long_end());
 }
 
 Bytes row(const std::vector<Bytes> &entries) {
     Bytes bytes;
     for (const Bytes &entry : entries)
         bytes += entry;
-    return bytes + Bytes(2, '\0');
+    return bytes + bytes_of(dump_builder().row_end());
 }
 
 Bytes dump_bytes(const Dump &dump) {
     const size_t directory = (dump.tables.size() * 56 + 511) / 512 * 512;
-    Bytes head = padded("vexlo", 32) + padded(dump.owner, 32) + padded(dump.nls_lang, 128) +
-                 padded(dump.ncharset, 64) + padded(dump.dbtimezone, 64) +
-                 be(dump.tab_cnt.value_or(static_cast<uint32_t>(dump.tables.size())), 4);
+    const Bytes head =
+        bytes_of(dump_builder().header(dump.owner, dump.nls_lang, dump.ncharset, dump.dbtimezone,
+                                       dump.tab_cnt.value_or(static_cast<uint32_t>(dump.tables.size()))));
     Bytes records, data;
     for (const DumpTable &table : dump.tables) {
         records += table_record(table, 1024 + directory + data.size());

@@ -13,7 +13,7 @@ class UnloadCache : public SegmentTest {
 protected:
     static constexpr uint32_t AWAY = 4000;
     uint32_t next_block_ = 2;
-    dump_bytes expected_; // the rows so far
+    dump_builder expected_; // the rows so far
 
     // Adds the block with these pieces behind those there are.
     void add_block(const std::vector<Bytes> &pieces) { store_pieces(next_block_++, pieces); }
@@ -246,7 +246,7 @@ TEST_F(UnloadLongerRow, KeyOf255ShortValuesDoesNotLeaveTheCache) {
         key.push_back(pattern(i % 5 < 3 ? 7 : 6, i));
     row = key;
     row.push_back(text("a"));
-    const size_t row_size = dump_bytes().row(row).raw.size();
+    const size_t row_size = dump_builder().row(row).raw.size();
     ASSERT_GT(row_size, 2048U);
 
     PieceHead head;

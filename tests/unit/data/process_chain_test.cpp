@@ -18,7 +18,7 @@ protected:
     // A row whose first value stands in its head; the chain behind it leads nowhere.
     void expect_gathered(RowAddress next) {
         store_pieces(2, {piece(H | F, {text("a")}, next), piece(H | F | L, ROW)});
-        expect_rows(dump_bytes().row({text("a")}).row(ROW).raw, damaged_row(2, 0), 2);
+        expect_rows(dump_builder().row({text("a")}).row(ROW).raw, damaged_row(2, 0), 2);
     }
 };
 
@@ -40,7 +40,7 @@ TEST_F(UnloadBrokenChain, TableThatTheBlockLacksEndsTheRow) {
     head.next = at(AWAY);
     blk.add(sample::encode_piece(head, Row{text("a")}), 1);
     store(blk);
-    expect_rows(dump_bytes().row({text("a")}).raw, damaged_row(2, 0), 1);
+    expect_rows(dump_builder().row({text("a")}).raw, damaged_row(2, 0), 1);
 }
 
 TEST_F(UnloadBrokenChain, BlockBehindTheEndOfTheFileEndsTheRow) {
@@ -51,7 +51,7 @@ TEST_F(UnloadBrokenChain, PieceThatLeadsToItselfEndsTheRow) {
     columns(plain_columns(5));
     store_pieces(AWAY, {piece(0, {text("b")}, at(AWAY))});
     store_pieces(2, {piece(H | F, {text("a")}, at(AWAY)), piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row(ROW).row(ROW).raw, damaged_row(2, 0), 2);
+    expect_rows(dump_builder().row(ROW).row(ROW).raw, damaged_row(2, 0), 2);
 }
 
 TEST_F(UnloadBrokenChain, ChainOfTwoThatComesBackEndsTheRow) {
@@ -59,19 +59,19 @@ TEST_F(UnloadBrokenChain, ChainOfTwoThatComesBackEndsTheRow) {
     store_pieces(AWAY, {piece(0, {text("b")}, at(AWAY + 1))});
     store_pieces(AWAY + 1, {piece(0, {text("c")}, at(AWAY))});
     store_pieces(2, {piece(H | F, {text("a")}, at(AWAY)), piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row({text("a"), text("b"), text("c")}).row(ROW).raw, damaged_row(2, 0), 2);
+    expect_rows(dump_builder().row({text("a"), text("b"), text("c")}).row(ROW).raw, damaged_row(2, 0), 2);
 }
 
 TEST_F(UnloadBrokenChain, ChainThatComesBackToItsHeadEndsTheRow) {
     columns(plain_columns(5));
     store_pieces(AWAY, {piece(0, {text("b")}, at(2, 0))});
     store_pieces(2, {piece(H | F, {text("a")}, at(AWAY)), piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row(ROW).row(ROW).raw, damaged_row(2, 0), 2);
+    expect_rows(dump_builder().row(ROW).row(ROW).raw, damaged_row(2, 0), 2);
 }
 
 TEST_F(UnloadBrokenChain, StubThatLeadsToItselfEndsTheRow) {
     store_pieces(2, {piece(H, {}, at(2, 0)), piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row_end().row(ROW).raw, damaged_row(2, 0), 2);
+    expect_rows(dump_builder().row_end().row(ROW).raw, damaged_row(2, 0), 2);
 }
 
 // A sound chain is followed however long it is, and a loop behind a long way is found as well.
@@ -94,11 +94,11 @@ TEST_F(UnloadBrokenChain, LongChainIsFollowedToItsEndOrItsLoop) {
         EXPECT_EQ(got.result, 0);
         EXPECT_EQ(got.err, loops ? damaged_row(2, 0) : "");
         EXPECT_EQ(nrow_, 2U);
-        const Bytes begin = dump_bytes().row(row).raw;
+        const Bytes begin = dump_builder().row(row).raw;
         ASSERT_GE(got.rows.size(), begin.size());
         EXPECT_TRUE(std::equal(begin.begin(), begin.end() - 2, got.rows.begin()));
         if (!loops) {
-            EXPECT_EQ(got.rows, dump_bytes().row(row).row(ROW).raw);
+            EXPECT_EQ(got.rows, dump_builder().row(row).row(ROW).raw);
         }
     }
 }
@@ -124,7 +124,7 @@ TEST_F(UnloadBrokenChain, RoundOfManyPiecesGivesEachOfThemOnce) {
             }
         }
         store_pieces(2, {piece(H | F, {text("a")}, place(0)), piece(H | F | L, ROW)});
-        expect_rows(dump_bytes().row(row).row(ROW).raw, damaged_row(2, 0), 2);
+        expect_rows(dump_builder().row(row).row(ROW).raw, damaged_row(2, 0), 2);
     }
 }
 
@@ -144,7 +144,7 @@ TEST_F(UnloadBrokenChain, ManyPiecesThatEndAreFollowedToTheLast) {
         store_pieces(AWAY + i / in_block, block);
     }
     store_pieces(2, {piece(H | F, {text("a")}, at(AWAY)), piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row(row).row(ROW).raw, "", 2);
+    expect_rows(dump_builder().row(row).row(ROW).raw, "", 2);
 }
 
 // A chain of more than 1024 pieces is read ahead to its end, without checks: the block that stood there last
@@ -184,7 +184,7 @@ TEST_F(UnloadBrokenChain, MorePiecesThanTheFilesHaveRoomForEndTheRows) {
     store_pieces(2, std::vector<Bytes>(heads, piece(H | F, {text("a")}, at(3))));
     const size_t room = vexlo_test::read_file(file_name(RFN)).size() / PIECE_HEADER;
     ASSERT_LT(room, heads * pieces);
-    dump_bytes rows;
+    dump_builder rows;
     std::string err;
     for (size_t i = 0, left = room; i < heads; i++) {
         const size_t taken = std::min(left, pieces);
@@ -207,7 +207,7 @@ TEST_F(UnloadBrokenChain, BlockIsReadAgainBehindOneThatTheFileHoldsInPart) {
     std::filesystem::resize_file(file_name(RFN), cut * 2048 + 1024);
     store_pieces(2, {piece(H | F, {text("a")}, at(AWAY)), piece(H | F, {text("c")}, at(cut)),
                      piece(H | F, {text("a")}, at(AWAY))});
-    expect_rows(dump_bytes().row(ROW).row({text("c")}).row(ROW).raw, damaged_row(2, 1), 3);
+    expect_rows(dump_builder().row(ROW).row({text("c")}).row(ROW).raw, damaged_row(2, 1), 3);
 }
 
 TEST_F(UnloadBrokenChain, FreeEntryEndsTheRow) {
@@ -224,14 +224,14 @@ TEST_F(UnloadBrokenChain, FreeEntryEndsTheRow) {
 // What was gathered of a cut value stays too.
 TEST_F(UnloadBrokenChain, CutValueKeepsThePartsThatWereFound) {
     store_pieces(2, {piece(H | F | N, {text("a"), text("b1")}, at(100000)), piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row({text("a"), text("b1")}).row(ROW).raw, damaged_row(2, 0), 2);
+    expect_rows(dump_builder().row({text("a"), text("b1")}).row(ROW).raw, damaged_row(2, 0), 2);
 }
 
 TEST_F(UnloadBrokenChain, LongValueKeepsThePartsThatWereFound) {
     columns({column(), column(TYPE_LONG)});
     store_pieces(2, {piece(H | F | N, {text("a"), text("long")}, at(100000))});
-    expect_rows(dump_bytes().value("a").long_mark().row_end().long_block(text("long")).raw, damaged_row(2, 0),
-                1);
+    expect_rows(dump_builder().value("a").long_mark().row_end().long_block(text("long")).raw,
+                damaged_row(2, 0), 1);
 }
 
 // The pieces that are read ahead, to find out whether a long chain comes back, count like those that are
@@ -250,7 +250,7 @@ TEST_F(UnloadBrokenChain, PiecesReadAheadOfALongChainAreCounted) {
     const size_t whole = std::filesystem::file_size(file_name(RFN)) / (2 * pieces * PIECE_HEADER);
     ASSERT_GT(whole, 0U);
     ASSERT_LT(heads * pieces * PIECE_HEADER, std::filesystem::file_size(file_name(RFN)));
-    dump_bytes rows;
+    dump_builder rows;
     std::string told;
     for (uint32_t i = 0; i < heads; i++) {
         rows.row({text("a")});

@@ -34,7 +34,7 @@ protected:
 TEST_F(UnloadChainedRow, PiecesCutBetweenColumns) {
     columns(plain_columns(5));
     EXPECT_EQ(rows_of_chain({{H | F, {text("a"), text("b")}}, {0, {{}, text("d")}}, {L, {text("e")}}}),
-              dump_bytes().row({text("a"), text("b"), {}, text("d"), text("e")}).raw);
+              dump_builder().row({text("a"), text("b"), {}, text("d"), text("e")}).raw);
 }
 
 TEST_F(UnloadChainedRow, MigratedRowIsWrittenOnceFromThePieceAtTheAddress) {
@@ -44,7 +44,7 @@ TEST_F(UnloadChainedRow, MigratedRowIsWrittenOnceFromThePieceAtTheAddress) {
     sample::TableBlock away = block(FIRST);
     away.add(sample::encode_piece(moved, Row{text("a"), text("b")}));
     store(away);
-    EXPECT_EQ(rows_of({piece(H, {}, at(FIRST))}), dump_bytes().row({text("a"), text("b")}).raw);
+    EXPECT_EQ(rows_of({piece(H, {}, at(FIRST))}), dump_builder().row({text("a"), text("b")}).raw);
     EXPECT_EQ(nrow_, 1U);
 }
 
@@ -53,7 +53,7 @@ TEST_F(UnloadChainedRow, MigratedRowInTheScannedExtentIsWrittenOnce) {
     moved.flags = F | L;
     moved.head_rowid = at(2);
     EXPECT_EQ(rows_of({piece(H, {}, at(2, 1)), sample::encode_piece(moved, Row{text("a")})}),
-              dump_bytes().row({text("a")}).raw);
+              dump_builder().row({text("a")}).raw);
     EXPECT_EQ(nrow_, 1U);
 }
 
@@ -66,7 +66,7 @@ TEST_F(UnloadChainedRow, StubWritesNoValues) {
     away.add(sample::encode_piece(moved, Row{text("moved")}));
     store(away);
     EXPECT_EQ(rows_of({piece(H, {text("stub"), text("stub")}, at(FIRST))}),
-              dump_bytes().row({text("moved")}).raw);
+              dump_builder().row({text("moved")}).raw);
 }
 
 TEST_F(UnloadChainedRow, MigratedRowThatIsChainedItself) {
@@ -80,7 +80,7 @@ TEST_F(UnloadChainedRow, MigratedRowThatIsChainedItself) {
     sample::TableBlock rest = block(FIRST + 1);
     rest.add(piece(L | P, {text("b2")}));
     store(rest);
-    EXPECT_EQ(rows_of({piece(H, {}, at(FIRST))}), dump_bytes().row({text("a"), text("b1b2")}).raw);
+    EXPECT_EQ(rows_of({piece(H, {}, at(FIRST))}), dump_builder().row({text("a"), text("b1b2")}).raw);
 }
 
 // H and L without F is a row of several pieces: the address is read and followed.
@@ -91,11 +91,11 @@ TEST_F(UnloadChainedRow, HeadWithLButWithoutFIsFollowed) {
     sample::TableBlock away = block(FIRST);
     away.add(sample::encode_piece(moved, Row{text("a")}));
     store(away);
-    EXPECT_EQ(rows_of({piece(H | L, {}, at(FIRST))}), dump_bytes().row({text("a")}).raw);
+    EXPECT_EQ(rows_of({piece(H | L, {}, at(FIRST))}), dump_builder().row({text("a")}).raw);
 }
 
 TEST_F(UnloadChainedRow, NextAddressZeroEndsTheRow) {
-    EXPECT_EQ(rows_of({piece(H | F, {text("a")}, RowAddress{})}), dump_bytes().row({text("a")}).raw);
+    EXPECT_EQ(rows_of({piece(H | F, {text("a")}, RowAddress{})}), dump_builder().row({text("a")}).raw);
     EXPECT_EQ(nrow_, 1U);
 }
 
@@ -105,7 +105,8 @@ TEST_F(UnloadChainedRow, DFlagAndBlockTypeOfFollowedPiecesAreNotLookedAt) {
     Bytes raw = away.finish();
     raw[0] = 0x20;
     store(at(FIRST).rdba, raw);
-    EXPECT_EQ(rows_of({piece(H | F, {text("a")}, at(FIRST))}), dump_bytes().row({text("a"), text("b")}).raw);
+    EXPECT_EQ(rows_of({piece(H | F, {text("a")}, at(FIRST))}),
+              dump_builder().row({text("a"), text("b")}).raw);
 }
 
 TEST_F(UnloadChainedRow, PiecesInAnotherFileOfTheTablespace) {
@@ -115,7 +116,7 @@ TEST_F(UnloadChainedRow, PiecesInAnotherFileOfTheTablespace) {
     away.add(piece(L, {text("b")}));
     store(away);
     const RowAddress next{sample::make_rdba(9, 7), 1};
-    EXPECT_EQ(rows_of({piece(H | F, {text("a")}, next)}), dump_bytes().row({text("a"), text("b")}).raw);
+    EXPECT_EQ(rows_of({piece(H | F, {text("a")}, next)}), dump_builder().row({text("a"), text("b")}).raw);
 }
 
 TEST_F(UnloadChainedRow, SlotCountsFromTheTablesFirstEntry) {
@@ -135,7 +136,7 @@ TEST_F(UnloadChainedRow, SlotCountsFromTheTablesFirstEntry) {
     head.next = at(FIRST, 1);
     blk.add(sample::encode_piece(head, Row{text("a")}), 2);
     store(blk);
-    EXPECT_EQ(rows_of_segment(), dump_bytes().row({text("a"), text("b")}).raw);
+    EXPECT_EQ(rows_of_segment(), dump_builder().row({text("a"), text("b")}).raw);
 }
 
 // Whether the table's own entries reach that far is not asked.
@@ -154,7 +155,7 @@ TEST_F(UnloadChainedRow, SlotMayNameAnEntryOfALaterTable) {
     blk.add(sample::encode_key_piece({}, Row{text("k")}), 0);
     blk.add(sample::encode_piece(head, Row{text("a")}), 1);
     store(blk);
-    EXPECT_EQ(rows_of_segment(), dump_bytes().row({text("a"), text("b")}).raw);
+    EXPECT_EQ(rows_of_segment(), dump_builder().row({text("a"), text("b")}).raw);
 }
 
 TEST_F(UnloadChainedRow, ExtraSixBytesStandInHeadPiecesAlone) {
@@ -176,13 +177,13 @@ TEST_F(UnloadChainedRow, ExtraSixBytesStandInHeadPiecesAlone) {
     away.add(sample::encode_piece(moved, Row{text("c"), text("d")}));
     store(away);
     EXPECT_EQ(rows_of({sample::encode_piece(head, Row{text("a")}), sample::encode_piece(stub, {})}),
-              dump_bytes().row({text("a"), text("b")}).row({text("c"), text("d")}).raw);
+              dump_builder().row({text("a"), text("b")}).row({text("c"), text("d")}).raw);
 }
 
 TEST_F(UnloadChainedRow, ValueCutOverTwoPieces) {
     columns(plain_columns(2));
     EXPECT_EQ(rows_of_chain({{H | F | N, {text("a"), pattern(300, 1)}}, {L | P, {pattern(40, 2)}}}),
-              dump_bytes()
+              dump_builder()
                   .row({text("a"),
                         [] {
                             Bytes b = pattern(300, 1), more = pattern(40, 2);
@@ -198,13 +199,13 @@ TEST_F(UnloadChainedRow, ValueCutOverFourPieces) {
                              {P | N, {text("b2")}},
                              {P | N, {text("b3")}},
                              {P | L, {text("b4")}}}),
-              dump_bytes().row({text("a"), text("b1b2b3b4")}).raw);
+              dump_builder().row({text("a"), text("b1b2b3b4")}).raw);
 }
 
 TEST_F(UnloadChainedRow, CutValueThatThePieceBehindDoesNotContinueGoesOnWithTheNextCutOne) {
     columns(plain_columns(1));
     EXPECT_EQ(rows_of_chain({{H | F | N, {text("0a")}}, {N, {text("0b")}}, {P | L, {text("0c")}}}),
-              dump_bytes().row({text("0a0b0c")}).raw);
+              dump_builder().row({text("0a0b0c")}).raw);
 }
 
 // The position advances once when the entry is complete and once more because the column ends: the value
@@ -213,14 +214,14 @@ TEST_F(UnloadChainedRow, PositionAdvancesTwiceBehindACutOrdinaryValue) {
     columns(plain_columns(4));
     EXPECT_EQ(
         rows_of_chain({{H | F | N, {text("0"), text("1a")}}, {P | L, {text("1b"), text("2"), text("3")}}}),
-        dump_bytes().row({text("0"), text("1a1b"), text("2")}).raw);
+        dump_builder().row({text("0"), text("1a1b"), text("2")}).raw);
 }
 
 // That the position is really the later one shows in how the columns there are treated.
 TEST_F(UnloadChainedRow, ColumnBehindTheDoubleAdvanceDecidesHowTheValueIsTaken) {
     columns({column(), column(VARCHAR2, COL_HIDDEN), column(TYPE_LONG), column()});
     EXPECT_EQ(rows_of_chain({{H | F | N, {text("0a")}}, {P | L, {text("0b"), text("2"), text("3")}}}),
-              dump_bytes().value("0a0b").long_mark().value("3").row_end().long_block(text("2")).raw);
+              dump_builder().value("0a0b").long_mark().value("3").row_end().long_block(text("2")).raw);
 }
 
 TEST_F(UnloadChainedRow, DoubleAdvanceFromAPieceThatIsCutAgain) {
@@ -228,7 +229,7 @@ TEST_F(UnloadChainedRow, DoubleAdvanceFromAPieceThatIsCutAgain) {
     EXPECT_EQ(rows_of_chain({{H | F | N, {text("0a")}},
                              {P | N, {text("0b"), text("2"), text("3a")}},
                              {P | L, {text("3b"), text("5"), text("6")}}}),
-              dump_bytes().row({text("0a0b"), text("2"), text("3a3b"), text("5")}).raw);
+              dump_builder().row({text("0a0b"), text("2"), text("3a3b"), text("5")}).raw);
 }
 
 // With P and N and two values the first is complete and the second begins.
@@ -236,7 +237,7 @@ TEST_F(UnloadChainedRow, PieceWithTwoCutValues) {
     columns(plain_columns(3));
     EXPECT_EQ(
         rows_of_chain({{H | F | N, {text("0a")}}, {P | N, {text("0b"), text("2a")}}, {P | L, {text("2b")}}}),
-        dump_bytes().row({text("0a0b"), text("2a2b")}).raw);
+        dump_builder().row({text("0a0b"), text("2a2b")}).raw);
 }
 
 // The count of a gathered value has two bytes: what does not fit into them is lost, the value's bytes are
@@ -254,12 +255,12 @@ TEST_F(UnloadChainedRow, LengthOfAGatheredValueIsStoredModulo65536) {
         Bytes joined;
         for (const Bytes &b : {part, part, part, end})
             joined.insert(joined.end(), b.begin(), b.end());
-        Bytes want = dump_bytes().value("a").raw;
+        Bytes want = dump_builder().value("a").raw;
         const size_t length = (60000 + last) % 65536;
         want.push_back(static_cast<uint8_t>(length >> 8));
         want.push_back(static_cast<uint8_t>(length));
         want.insert(want.end(), joined.begin(), joined.end());
-        const Bytes rest = dump_bytes().row_end().row({text("x"), text("y")}).raw;
+        const Bytes rest = dump_builder().row_end().row({text("x"), text("y")}).raw;
         want.insert(want.end(), rest.begin(), rest.end());
         EXPECT_EQ(rows_of_segment(), want) << last;
         EXPECT_EQ(nrow_, 2U);
@@ -277,7 +278,7 @@ TEST_F(UnloadChainedRow, LengthFFOfAContinuedValueIs255Bytes) {
     Bytes joined = text("b");
     joined.insert(joined.end(), tail.begin(), tail.end());
     EXPECT_EQ(rows_of({piece(H | F | N, {text("a"), text("b")}, at(FIRST))}),
-              dump_bytes().row({text("a"), joined}).raw);
+              dump_builder().row({text("a"), joined}).raw);
 }
 
 TEST_F(UnloadChainedRow, LengthFEOfAContinuedValueIsATwoByteLength) {
@@ -285,7 +286,7 @@ TEST_F(UnloadChainedRow, LengthFEOfAContinuedValueIsATwoByteLength) {
     sample::TableBlock rest = block(FIRST);
     rest.add(Bytes{L | P, 0, 1, 0xFE, 3, 0, 'x', 'y', 'z'});
     store(rest);
-    EXPECT_EQ(rows_of({piece(H | F | N, {text("b")}, at(FIRST))}), dump_bytes().row({text("bxyz")}).raw);
+    EXPECT_EQ(rows_of({piece(H | F | N, {text("b")}, at(FIRST))}), dump_builder().row({text("bxyz")}).raw);
 }
 
 TEST_F(UnloadChainedRow, CutValueOfASkippedColumnIsSteppedOver) {
@@ -294,7 +295,7 @@ TEST_F(UnloadChainedRow, CutValueOfASkippedColumnIsSteppedOver) {
         EXPECT_EQ(rows_of_chain({{H | F | N, {text("0"), text("1a")}},
                                  {P | N, {text("1b")}},
                                  {P | L, {text("1c"), text("2"), text("3")}}}),
-                  dump_bytes().row({text("0"), text("2"), text("3")}).raw)
+                  dump_builder().row({text("0"), text("2"), text("3")}).raw)
             << flag;
     }
 }
@@ -303,32 +304,32 @@ TEST_F(UnloadChainedRow, CutSkippedValueFollowedByACutValue) {
     columns({column(VARCHAR2, COL_HIDDEN), column()});
     EXPECT_EQ(
         rows_of_chain({{H | F | N, {text("0a")}}, {P | N, {text("0b"), text("1a")}}, {P | L, {text("1b")}}}),
-        dump_bytes().row({text("1a1b")}).raw);
+        dump_builder().row({text("1a1b")}).raw);
 }
 
 // Such a column has no record in the column list and is no skipped one all the same: its value is gathered.
 TEST_F(UnloadChainedRow, CutColumnWithProperty2IsWritten) {
     columns({column(), column(VARCHAR2, COL_DROPPED)});
     EXPECT_EQ(rows_of_chain({{H | F | N, {text("0"), text("1a")}}, {P | L, {text("1b")}}}),
-              dump_bytes().row({text("0"), text("1a1b")}).raw);
+              dump_builder().row({text("0"), text("1a1b")}).raw);
 }
 
 TEST_F(UnloadChainedRow, ContinuedValueBehindTheLastColumnIsSteppedOver) {
     columns(plain_columns(1));
     EXPECT_EQ(rows_of_chain({{H | F | N, {text("0"), text("1a")}}, {P | L, {text("1b"), text("2")}}}),
-              dump_bytes().row({text("0")}).raw);
+              dump_builder().row({text("0")}).raw);
 }
 
 TEST_F(UnloadChainedRow, ValuesBehindTheLastColumnBeforeACutValueAreSteppedOver) {
     columns(plain_columns(1));
     EXPECT_EQ(rows_of_chain({{H | F | N, {text("0"), text("1"), text("2a")}}, {P | L, {text("2b")}}}),
-              dump_bytes().row({text("0")}).raw);
+              dump_builder().row({text("0")}).raw);
 }
 
 TEST_F(UnloadChainedRow, PiecesWithoutColumns) {
     columns(plain_columns(2));
     EXPECT_EQ(rows_of_chain({{H | F, {}}, {0, {text("a")}}, {0, {}}, {L, {text("b")}}}),
-              dump_bytes().row({text("a"), text("b")}).raw);
+              dump_builder().row({text("a"), text("b")}).raw);
 }
 
 TEST_F(UnloadChainedRow, StateDoesNotPassFromRowToRow) {
@@ -339,7 +340,7 @@ TEST_F(UnloadChainedRow, StateDoesNotPassFromRowToRow) {
     const Bytes head = piece(H | F | N, {text("a"), text("b1")}, at(FIRST));
     const Bytes plain = piece(H | F | L, {text("x"), text("y"), text("z")});
     EXPECT_EQ(rows_of({head, plain, head, plain}), [] {
-        dump_bytes d;
+        dump_builder d;
         for (int i = 0; i < 2; i++)
             d.row({text("a"), text("b1b2")}).row({text("x"), text("y"), text("z")});
         return d.raw;

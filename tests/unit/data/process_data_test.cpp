@@ -54,13 +54,13 @@ TEST_F(UnloadDataBlock, DataObjectNumberOfABlockIsNotCompared) {
     blk.add(whole(ABC));
     store(blk);
     tab_.objd = 17;
-    EXPECT_EQ(rows_of_segment(), dump_bytes().row(ABC).raw);
+    EXPECT_EQ(rows_of_segment(), dump_builder().row(ABC).raw);
 }
 
 TEST_F(UnloadDataBlock, DeletedRowsAndPiecesWithoutHeadContributeNothing) {
     const Outcome got = unload_pieces({piece(H | D | F | L, ABC), whole(ABC), piece(F | L, ABC),
                                        piece(L | P, ABC), piece(D | F | L, ABC), piece(H | D, {}, at(2, 1))});
-    EXPECT_EQ(got.rows, dump_bytes().row(ABC).raw);
+    EXPECT_EQ(got.rows, dump_builder().row(ABC).raw);
     EXPECT_EQ(got.err, "");
     EXPECT_EQ(nrow_, 1U);
 }
@@ -75,7 +75,7 @@ TEST_F(UnloadDataBlock, FreeEntriesAreSkippedAlongTheirChain) {
     blk.add(whole({text("three")}));
     store(blk);
     const Outcome got = unload();
-    EXPECT_EQ(got.rows, dump_bytes().row({text("one")}).row({text("two")}).row({text("three")}).raw);
+    EXPECT_EQ(got.rows, dump_builder().row({text("one")}).row({text("two")}).row({text("three")}).raw);
     EXPECT_EQ(got.err, "");
 }
 
@@ -85,7 +85,7 @@ TEST_F(UnloadDataBlock, EntryZeroIsFreeWhenTheChainBeginsThere) {
     blk.add(whole(ABC));
     store(blk);
     const Outcome got = unload();
-    EXPECT_EQ(got.rows, dump_bytes().row(ABC).raw);
+    EXPECT_EQ(got.rows, dump_builder().row(ABC).raw);
     EXPECT_EQ(got.err, "");
 }
 
@@ -99,7 +99,7 @@ TEST_F(UnloadDataBlock, EntryThatTheChainDoesNotNameIsARow) {
     const size_t first_entry = KDBH + 14 + 4;
     sample::store_le16(&raw[first_entry], 2); // the chain goes on with what is a row
     store(at(2).rdba, raw);
-    EXPECT_EQ(rows_of_segment(), dump_bytes().row({text("one")}).raw);
+    EXPECT_EQ(rows_of_segment(), dump_builder().row({text("one")}).raw);
 }
 
 TEST_F(UnloadDataBlock, FreeChainIsBroughtUpToTheTablesFirstEntry) {
@@ -115,7 +115,7 @@ TEST_F(UnloadDataBlock, FreeChainIsBroughtUpToTheTablesFirstEntry) {
     blk.add(sample::encode_piece(head, Row{text("two")}), 1);
     store(blk);
     const Outcome got = unload();
-    EXPECT_EQ(got.rows, dump_bytes().row({text("one")}).row({text("two")}).raw);
+    EXPECT_EQ(got.rows, dump_builder().row({text("one")}).row({text("two")}).raw);
     EXPECT_EQ(got.err, "");
     EXPECT_EQ(nrow_, 2U);
 }
@@ -132,7 +132,7 @@ TEST_F(UnloadDataBlock, FreeEntriesAreSkippedInWhateverOrderTheirChainRuns) {
         PieceHead head;
         if (tabn != 0)
             head.key_index = 0;
-        dump_bytes rows;
+        dump_builder rows;
         for (int entry = tabn; entry < 70; entry++) {
             const auto link = std::find(chain.begin(), chain.end(), entry);
             if (link != chain.end()) {
@@ -156,7 +156,8 @@ TEST_F(UnloadWholeRow, ValuesOfEveryLengthInTheBlockAndAtItsEnd) {
     columns(plain_columns(3));
     for (size_t n = 0; n <= 80; n++) {
         const Row row{pattern(n), {}, pattern(n, 1)};
-        EXPECT_EQ(rows_of({whole(row), whole(row), whole(ABC)}), dump_bytes().row(row).row(row).row(ABC).raw)
+        EXPECT_EQ(rows_of({whole(row), whole(row), whole(ABC)}),
+                  dump_builder().row(row).row(row).row(ABC).raw)
             << n;
     }
 }
@@ -171,13 +172,13 @@ TEST_F(UnloadWholeRow, BothStoredLengthFormsGiveTheSameEntry) {
     const Row values{pattern(5), pattern(253)};
     EXPECT_EQ(rows_of({sample::encode_piece(head, values, sample::LengthForm::one_byte),
                        sample::encode_piece(head, values, sample::LengthForm::three_bytes)}),
-              dump_bytes().row(values).row(values).raw);
+              dump_builder().row(values).row(values).raw);
 }
 
 TEST_F(UnloadWholeRow, LengthsAroundTheThreeByteForm) {
     columns(plain_columns(1));
     std::vector<Bytes> pieces;
-    dump_bytes expected;
+    dump_builder expected;
     for (size_t length : {249U, 250U, 251U, 253U, 254U, 255U, 256U}) {
         pieces.push_back(whole({pattern(length)}));
         expected.row({pattern(length)});
@@ -206,7 +207,7 @@ TEST_F(UnloadWholeRow, EmptyValueIsALengthOfZero) {
 TEST_F(UnloadWholeRow, ValuesBehindTheTablesColumnsAreLeftOut) {
     const Row four{text("a"), text("b"), text("c"), text("d")};
     EXPECT_EQ(rows_of({whole(four), whole(ABC)}),
-              dump_bytes().row({text("a"), text("b"), text("c")}).row(ABC).raw);
+              dump_builder().row({text("a"), text("b"), text("c")}).row(ABC).raw);
 }
 
 // Columns that are stored but not unloaded take their value and leave no entry; property 0x2 alone keeps the
@@ -224,7 +225,7 @@ TEST_F(UnloadWholeRow, HiddenColumnsAreSteppedOver) {
         store(blk);
         const Row first = c.unloaded ? ABC : Row{text("a"), text("ccc")};
         const Row second = c.unloaded ? Row{text("a"), {}, text("c")} : Row{text("a"), text("c")};
-        EXPECT_EQ(rows_of_segment(), dump_bytes().row(first).row(second).raw) << c.flag;
+        EXPECT_EQ(rows_of_segment(), dump_builder().row(first).row(second).raw) << c.flag;
         EXPECT_EQ(nrow_, 2U);
     }
 }
@@ -233,14 +234,14 @@ TEST_F(UnloadWholeRow, HiddenLongAndLobColumnsAreSteppedOver) {
     columns({column(TYPE_LONG, 0x1), column(TYPE_CLOB, 0x4), column()});
     const Outcome got = unload_pieces({whole({text("long"), text("locator"), text("c")})});
     EXPECT_EQ(got.result, 0);
-    EXPECT_EQ(got.rows, dump_bytes().row({text("c")}).raw);
+    EXPECT_EQ(got.rows, dump_builder().row({text("c")}).raw);
 }
 
 TEST_F(UnloadWholeRow, TableFlag10000SkipsSixBytesOfTheHead) {
     tab_.flag = TAB_ROW_DEPENDENCIES;
     PieceHead head;
     head.extra = {1, 2, 3, 4, 5, 6};
-    EXPECT_EQ(rows_of({sample::encode_piece(head, ABC)}), dump_bytes().row(ABC).raw);
+    EXPECT_EQ(rows_of({sample::encode_piece(head, ABC)}), dump_builder().row(ABC).raw);
 }
 
 TEST_F(UnloadWholeRow, Holds255Columns) {
@@ -249,19 +250,19 @@ TEST_F(UnloadWholeRow, Holds255Columns) {
     for (unsigned i = 0; i < 255; i++)
         row.push_back(i % 3 == 0 ? Value{} : Value{pattern(i % 5, i)});
     row.back() = text("x");
-    EXPECT_EQ(rows_of({whole(row)}), dump_bytes().row(row).raw);
+    EXPECT_EQ(rows_of({whole(row)}), dump_builder().row(row).raw);
 }
 
 TEST_F(UnloadWholeRow, KAndCBitsAndTheLockByteAreNotLookedAt) {
     PieceHead head;
     head.flags = 0xC0 | H | F | L;
     head.lock = 0xFF;
-    EXPECT_EQ(rows_of({sample::encode_piece(head, ABC)}), dump_bytes().row(ABC).raw);
+    EXPECT_EQ(rows_of({sample::encode_piece(head, ABC)}), dump_builder().row(ABC).raw);
 }
 
 // F and L together make the row whole: P and N of such a piece do not matter.
 TEST_F(UnloadWholeRow, PAndNOfAWholeRowAreNotLookedAt) {
-    EXPECT_EQ(rows_of({piece(H | F | L | P | N, ABC)}), dump_bytes().row(ABC).raw);
+    EXPECT_EQ(rows_of({piece(H | F | L | P | N, ABC)}), dump_builder().row(ABC).raw);
 }
 
 // ---- Clusters
@@ -309,7 +310,7 @@ TEST_F(UnloadCluster, KeyColumnComesFromTheKeyRowOfTheIndex) {
     columns({column(VARCHAR2, KEY), column()});
     EXPECT_EQ(cluster_rows({key_row({text("k0")}), key_row({text("k1")})},
                            {member(H | F | L, {text("a")}, 1), member(H | F | L, {text("b")}, 0)}),
-              dump_bytes().row({text("k1"), text("a")}).row({text("k0"), text("b")}).raw);
+              dump_builder().row({text("k1"), text("a")}).row({text("k0"), text("b")}).raw);
     EXPECT_EQ(nrow_, 2U);
 }
 
@@ -317,38 +318,38 @@ TEST_F(UnloadCluster, SeveralKeyColumnsInTheMiddleOfTheTable) {
     columns({column(), column(VARCHAR2, KEY), column(), column(VARCHAR2, KEY), column()});
     EXPECT_EQ(cluster_rows({key_row({text("k1"), text("k2")})},
                            {member(H | F | L, {text("a"), text("b"), text("c")}, 0)}),
-              dump_bytes().row({text("a"), text("k1"), text("b"), text("k2"), text("c")}).raw);
+              dump_builder().row({text("a"), text("k1"), text("b"), text("k2"), text("c")}).raw);
 }
 
 TEST_F(UnloadCluster, NullKeyColumnIsFFFE) {
     columns({column(VARCHAR2, KEY), column(VARCHAR2, KEY), column()});
     EXPECT_EQ(cluster_rows({key_row({{}, text("k2")})}, {member(H | F | L, {text("a")}, 0)}),
-              dump_bytes().row({{}, text("k2"), text("a")}).raw);
+              dump_builder().row({{}, text("k2"), text("a")}).raw);
 }
 
 TEST_F(UnloadCluster, KeyValueWithATwoByteLength) {
     columns({column(VARCHAR2, KEY), column()});
     EXPECT_EQ(cluster_rows({key_row({pattern(300)})}, {member(H | F | L, {text("a")}, 0)}),
-              dump_bytes().row({pattern(300), text("a")}).raw);
+              dump_builder().row({pattern(300), text("a")}).raw);
 }
 
 TEST_F(UnloadCluster, KeysAndValuesOfEveryLength) {
     columns({column(VARCHAR2, KEY), column()});
     for (size_t n = 0; n <= 80; n++)
         EXPECT_EQ(cluster_rows({key_row({pattern(n)})}, {member(H | F | L, {pattern(80 - n, 1)}, 0)}),
-                  dump_bytes().row({pattern(n), pattern(80 - n, 1)}).raw)
+                  dump_builder().row({pattern(n), pattern(80 - n, 1)}).raw)
             << n;
 }
 
 TEST_F(UnloadCluster, KeyColumnBehindTheLastStoredValueGetsNoEntry) {
     columns({column(), column(VARCHAR2, KEY)});
     EXPECT_EQ(cluster_rows({key_row({text("k")})}, {member(H | F | L, {text("a")}, 0)}),
-              dump_bytes().row({text("a")}).raw);
+              dump_builder().row({text("a")}).raw);
 }
 
 TEST_F(UnloadCluster, RowWithoutStoredValuesGetsNoKeyEither) {
     columns({column(VARCHAR2, KEY), column()});
-    EXPECT_EQ(cluster_rows({key_row({text("k")})}, {member(H | F | L, {}, 0)}), dump_bytes().row_end().raw);
+    EXPECT_EQ(cluster_rows({key_row({text("k")})}, {member(H | F | L, {}, 0)}), dump_builder().row_end().raw);
     EXPECT_EQ(nrow_, 1U);
 }
 
@@ -356,7 +357,7 @@ TEST_F(UnloadCluster, RowWithoutStoredValuesGetsNoKeyEither) {
 TEST_F(UnloadCluster, HiddenKeyColumnTakesAValueOfThePiece) {
     columns({column(VARCHAR2, KEY | COL_HIDDEN), column(VARCHAR2, KEY), column()});
     EXPECT_EQ(cluster_rows({key_row({text("k")})}, {member(H | F | L, {text("x"), text("a")}, 0)}),
-              dump_bytes().row({text("k"), text("a")}).raw);
+              dump_builder().row({text("k"), text("a")}).raw);
 }
 
 TEST_F(UnloadCluster, ExtraSixBytesStandBehindTheKeyIndex) {
@@ -366,7 +367,7 @@ TEST_F(UnloadCluster, ExtraSixBytesStandBehindTheKeyIndex) {
     head.key_index = 0;
     head.extra = {1, 2, 3, 4, 5, 6};
     EXPECT_EQ(cluster_rows({key_row({text("k")})}, {sample::encode_piece(head, Row{text("a")})}),
-              dump_bytes().row({text("k"), text("a")}).raw);
+              dump_builder().row({text("k"), text("a")}).raw);
 }
 
 TEST_F(UnloadCluster, KeyIndexCountsFromTheKeyTablesFirstEntry) {
@@ -379,7 +380,7 @@ TEST_F(UnloadCluster, KeyIndexCountsFromTheKeyTablesFirstEntry) {
     sample::store_le16(&raw[directory], 1);     // the key row is entry 1 of the row directory,
     sample::store_le16(&raw[directory + 4], 0); // the member row entry 0
     store(at(2).rdba, raw);
-    EXPECT_EQ(rows_of_segment(), dump_bytes().row({text("k"), text("a")}).raw);
+    EXPECT_EQ(rows_of_segment(), dump_builder().row({text("k"), text("a")}).raw);
 }
 
 TEST_F(UnloadCluster, OtherTablesOfTheClusterAreLeftAlone) {
@@ -390,7 +391,7 @@ TEST_F(UnloadCluster, OtherTablesOfTheClusterAreLeftAlone) {
     for (int t = 1; t <= 3; t++)
         blk.add(member(H | F | L, {text(std::to_string(t))}, 0), t);
     store(blk);
-    EXPECT_EQ(rows_of_segment(), dump_bytes().row({text("k"), text("2")}).raw);
+    EXPECT_EQ(rows_of_segment(), dump_builder().row({text("k"), text("2")}).raw);
 }
 
 // The first byte of the block behind is no key index of such a piece, even where it names a key row.
@@ -422,7 +423,7 @@ TEST_F(UnloadCluster, RowUnderAKeyThatIsNotWholeIsSkippedAndNotCounted) {
         EXPECT_EQ(got.result, 0);
         EXPECT_EQ(got.out, KEY_MESSAGE);
         EXPECT_EQ(got.err, "");
-        EXPECT_EQ(got.rows, dump_bytes().row({text("k"), text("b")}).raw);
+        EXPECT_EQ(got.rows, dump_builder().row({text("k"), text("b")}).raw);
         EXPECT_EQ(nrow_, 1U);
     }
 }
@@ -434,7 +435,7 @@ TEST_F(UnloadCluster, ChainedRowUnderAKeyThatIsNotWholeIsSkippedAndNotCounted) {
     const Outcome got = unload();
     EXPECT_EQ(got.result, 0);
     EXPECT_EQ(got.out, KEY_MESSAGE);
-    EXPECT_EQ(got.rows, dump_bytes().row({text("k"), text("b")}).raw);
+    EXPECT_EQ(got.rows, dump_builder().row({text("k"), text("b")}).raw);
     EXPECT_EQ(nrow_, 1U);
 }
 
@@ -443,7 +444,7 @@ TEST_F(UnloadCluster, OtherFlagsOfTheKeyRowAreNotLookedAt) {
     columns({column(VARCHAR2, KEY), column()});
     EXPECT_EQ(
         cluster_rows({key_row({text("k")}, H | F | L | D | P | N)}, {member(H | F | L, {text("a")}, 0)}),
-        dump_bytes().row({text("k"), text("a")}).raw);
+        dump_builder().row({text("k"), text("a")}).raw);
 }
 
 // Every piece of a chained row reads the key data from its start.
@@ -451,7 +452,7 @@ TEST_F(UnloadCluster, KeyDataIsReadFromItsStartInEveryPiece) {
     columns({column(VARCHAR2, KEY), column(), column(VARCHAR2, KEY), column()});
     store_cluster(AWAY, {key_row({text("x1"), text("x2")})}, {piece(L, {text("b")})});
     EXPECT_EQ(cluster_rows({key_row({text("k1"), text("k2")})}, {member(H | F, {text("a")}, 0, at(AWAY))}),
-              dump_bytes().row({text("k1"), text("a"), text("k1"), text("b")}).raw);
+              dump_builder().row({text("k1"), text("a"), text("k1"), text("b")}).raw);
 }
 
 // A value that is the first of its row and cut takes position 0, even when a key column stands there: no key
@@ -460,7 +461,7 @@ TEST_F(UnloadCluster, CutFirstValueTakesThePlaceOfTheKey) {
     columns({column(VARCHAR2, KEY), column(), column()});
     store_cluster(AWAY, {key_row({text("x")})}, {piece(P | L, {text("a2"), text("b")})});
     EXPECT_EQ(cluster_rows({key_row({text("k")})}, {member(H | F | N, {text("a1")}, 0, at(AWAY))}),
-              dump_bytes().row({text("a1a2"), text("b")}).raw);
+              dump_builder().row({text("a1a2"), text("b")}).raw);
 }
 
 class UnloadMigratedMember : public UnloadCluster {
@@ -483,7 +484,8 @@ protected:
 // The key of a followed first piece is looked up in the block of the stub, not in its own.
 TEST_F(UnloadMigratedMember, KeyIsLookedUpInTheBlockOfTheStub) {
     store_migrated(1);
-    EXPECT_EQ(rows_of_segment(), dump_bytes().row({text("k1"), text("a")}).row({text("k0"), text("b")}).raw);
+    EXPECT_EQ(rows_of_segment(),
+              dump_builder().row({text("k1"), text("a")}).row({text("k0"), text("b")}).raw);
     EXPECT_EQ(nrow_, 2U);
 }
 
@@ -493,7 +495,7 @@ TEST_F(UnloadMigratedMember, RowUnderAKeyThatIsNotWholeIsEndedAndCounted) {
     EXPECT_EQ(got.result, 0);
     EXPECT_EQ(got.out, KEY_MESSAGE);
     EXPECT_EQ(got.err, "");
-    EXPECT_EQ(got.rows, dump_bytes().row_end().row({text("k0"), text("b")}).raw);
+    EXPECT_EQ(got.rows, dump_builder().row_end().row({text("k0"), text("b")}).raw);
     EXPECT_EQ(nrow_, 2U);
 }
 
@@ -508,7 +510,7 @@ TEST_F(UnloadMigratedMember, FurtherPiecesHaveNoKeyIndex) {
     store_cluster(AWAY, {key_row({text("x")})},
                   {sample::encode_piece(moved, Row{text("a")}), piece(L, {text("b")})});
     EXPECT_EQ(cluster_rows({key_row({text("k")})}, {piece(H, {}, at(AWAY))}),
-              dump_bytes().row({text("k"), text("a"), text("b")}).raw);
+              dump_builder().row({text("k"), text("a"), text("b")}).raw);
 }
 
 // ---- Damage
@@ -529,7 +531,7 @@ Bytes overlong() {
 
 TEST_F(UnloadDamage, ValueThatLeavesTheBlockLeavesTheRowOut) {
     store_pieces(2, {piece(H | F | L, ROW), overlong(), piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
+    expect_rows(dump_builder().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
 }
 
 TEST_F(UnloadDamage, RowNumberCountsTheDirectoryEntriesOfTheTable) {
@@ -552,7 +554,7 @@ TEST_F(UnloadDamage, PieceOutsideTheBlockLeavesTheRowOut) {
         blk.add_raw_offset(offset);
         blk.add(piece(H | F | L, ROW));
         store(blk);
-        expect_rows(dump_bytes().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
+        expect_rows(dump_builder().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
     }
 }
 
@@ -566,7 +568,7 @@ TEST_F(UnloadDamage, RowWithoutValuesMayEndWithTheBlock) {
         std::fill(raw.end() - PIECE_HEADER, raw.end(), uint8_t{0});
         raw[raw.size() - PIECE_HEADER] = H | F | L;
         store(at(2).rdba, raw);
-        expect_rows(dump_bytes().row_end().raw, "", 1);
+        expect_rows(dump_builder().row_end().raw, "", 1);
     }
 }
 
@@ -580,7 +582,7 @@ TEST_F(UnloadDamage, DirectoryThatLeavesTheBlockEndsWithItsFirstLostEntry) {
     store_pieces(3, {piece(H | F | L, ROW)});
     const Outcome got = unload();
     EXPECT_EQ(got.result, 0);
-    EXPECT_EQ(got.rows, dump_bytes().row(ROW).row(ROW).raw);
+    EXPECT_EQ(got.rows, dump_builder().row(ROW).row(ROW).raw);
     EXPECT_TRUE(got.err.starts_with(damaged_row(2, 1))) << got.err;
 }
 
@@ -591,7 +593,7 @@ TEST_F(UnloadDamage, HeadersThatLeaveTheBlockLeaveItOut) {
     raw[36] = 0xFF; // ITL entries
     store(at(2).rdba, raw);
     store_pieces(3, {piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row(ROW).raw, "block rdba=0x01400002 damaged, skip this block.\n", 1);
+    expect_rows(dump_builder().row(ROW).raw, "block rdba=0x01400002 damaged, skip this block.\n", 1);
 }
 
 TEST_F(UnloadDamage, KeyRowThatIsNotInTheBlockLeavesTheRowOut) {
@@ -605,7 +607,7 @@ TEST_F(UnloadDamage, KeyRowThatIsNotInTheBlockLeavesTheRowOut) {
     head.key_index = 0;
     blk.add(sample::encode_piece(head, Row{text("b")}), 1);
     store(blk);
-    expect_rows(dump_bytes().row({text("k"), text("b")}).raw, damaged_row(2, 0), 1);
+    expect_rows(dump_builder().row({text("k"), text("b")}).raw, damaged_row(2, 0), 1);
 }
 
 TEST_F(UnloadDamage, KeyValueThatLeavesTheBlockLeavesTheRowOut) {
@@ -650,13 +652,13 @@ TEST_F(UnloadDamage, ValueThatLeavesAFollowedBlockLeavesTheWholeRowOut) {
     bad.erase(bad.begin() + 3, bad.begin() + 5);
     store_pieces(AWAY, {bad});
     store_pieces(2, {piece(H | F | L, ROW), piece(H | F, {text("lost")}, at(AWAY)), piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
+    expect_rows(dump_builder().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
 }
 
 TEST_F(UnloadDamage, CutValueThatLeavesItsBlockLeavesTheWholeRowOut) {
     store_pieces(AWAY, {Bytes{P | L, 0, 1, 0xFE, 0xFF, 0xFF, 'b'}});
     store_pieces(2, {piece(H | F | N, {text("a"), text("b")}, at(AWAY)), piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row(ROW).raw, damaged_row(2, 0), 1);
+    expect_rows(dump_builder().row(ROW).raw, damaged_row(2, 0), 1);
 }
 
 // What a chained row has flushed already is taken back with the rest of it.
@@ -670,7 +672,7 @@ TEST_F(UnloadDamage, RowThatWasFlushedInPartIsLeftOutOfTheFile) {
     store_pieces(bad_block, {Bytes{L, 0, 1, 0xFE, 0xFF, 0xFF, 'x'}});
     store_pieces(2, {piece(H | F | L, ROW), piece(H | F, {text("lost")}, at(bad_block - pieces)),
                      piece(H | F | L, ROW)});
-    expect_rows(dump_bytes().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
+    expect_rows(dump_builder().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
 }
 
 // A hundred lines are enough to tell of a damaged segment: the rest is counted. The next segment has its own
@@ -686,7 +688,7 @@ TEST_F(UnloadDamage, LinesBehindTheHundredthOfASegmentAreCounted) {
         want += damaged_row(2, i);
     want += "3 more damaged rows or blocks.\n";
     for (int run = 0; run < 2; run++)
-        expect_rows(dump_bytes().row(ROW).raw, want, 1);
+        expect_rows(dump_builder().row(ROW).raw, want, 1);
 }
 
 } // namespace

@@ -43,7 +43,7 @@ protected:
 TEST_F(UnloadLob, NullColumnsAreUnloaded) {
     const Row row{text("a"), {}, {}, text("d")};
     EXPECT_EQ(rows_of({piece(H | F | L, row), piece(H | F | L, {text("b")})}),
-              dump_bytes().row(row).row({text("b")}).raw);
+              dump_builder().row(row).row({text("b")}).raw);
     EXPECT_EQ(nrow_, 2U);
 }
 
@@ -96,7 +96,7 @@ TEST_F(UnloadLob, CutHiddenLobEndsTheTable) {
 TEST_F(UnloadLob, WholeHiddenLobIsSteppedOver) {
     columns({column(), column(TYPE_CLOB, COL_UNUSED), column()});
     EXPECT_EQ(rows_of({piece(H | F | L, {text("a"), pattern(30), text("c")})}),
-              dump_bytes().row({text("a"), text("c")}).raw);
+              dump_builder().row({text("a"), text("c")}).raw);
 }
 
 // Hundreds of LOB columns leave room to read blocks.
@@ -107,7 +107,7 @@ TEST_F(UnloadLob, ManyLobColumnsLeaveRoomForBlocks) {
         cols[0] = column();
         columns(cols);
         EXPECT_EQ(rows_of({piece(H | F | L, {text("a")}), piece(H | F | L, {text("b"), {}})}),
-                  dump_bytes().row({text("a")}).row({text("b"), {}}).raw);
+                  dump_builder().row({text("a")}).row({text("b"), {}}).raw);
         EXPECT_EQ(nrow_, 2U);
     }
 }
@@ -175,7 +175,7 @@ TEST_F(UnloadLob, ValueIsAMarkInTheRow) {
     for (const Bytes &first :
          {piece(H | F | L, {text("a"), pattern(20)}), piece(H | F | N, {text("a"), pattern(20)}, at(AWAY))}) {
         expect_refused(unload_pieces({first}), 0);
-        const Bytes row = dump_bytes().value("a").lob().row_end().raw;
+        const Bytes row = dump_builder().value("a").lob().row_end().raw;
         const auto *cached = g_ctx.wrk + list_size(); // the table has failed before it was written
         EXPECT_EQ(Bytes(cached, cached + row.size()), row);
     }

@@ -55,22 +55,22 @@ TEST_F(UnloadLong, WholeValueIsAMarkInTheRowAndABlockBehindIt) {
 
 TEST_F(UnloadLong, NullIsFFFEWithoutABlock) {
     const Row row{text("a"), {}, text("c")};
-    EXPECT_EQ(rows_of({piece(H | F | L, row)}), dump_bytes().row(row).raw);
+    EXPECT_EQ(rows_of({piece(H | F | L, row)}), dump_builder().row(row).raw);
 }
 
 TEST_F(UnloadLong, MissingValueHasNeitherEntryNorBlock) {
-    EXPECT_EQ(rows_of({piece(H | F | L, {text("a")})}), dump_bytes().row({text("a")}).raw);
+    EXPECT_EQ(rows_of({piece(H | F | L, {text("a")})}), dump_builder().row({text("a")}).raw);
 }
 
 TEST_F(UnloadLong, ValueOfLengthZeroIsAMarkWithoutABlock) {
     EXPECT_EQ(rows_of({piece(H | F | L, {text("a"), Bytes{}, text("c")})}),
-              dump_bytes().value("a").long_mark().value("c").row_end().raw);
+              dump_builder().value("a").long_mark().value("c").row_end().raw);
 }
 
 TEST_F(UnloadLong, ValueOfARowDoesNotReachTheNextOne) {
     EXPECT_EQ(rows_of({piece(H | F | L, {text("a"), text("long")}), piece(H | F | L, {text("b"), {}}),
                        piece(H | F | L, {text("c"), text("x")})}),
-              dump_bytes()
+              dump_builder()
                   .value("a")
                   .long_mark()
                   .row_end()
@@ -86,7 +86,7 @@ TEST_F(UnloadLong, ValueOfARowDoesNotReachTheNextOne) {
 // A LONG column that is cut advances the position once: the column behind it is the next one.
 TEST_F(UnloadLong, CutValueIsGatheredAndMarkedOnce) {
     const Bytes value = store_cut_value({300, 400, 500});
-    EXPECT_EQ(rows_of_segment(), dump_bytes()
+    EXPECT_EQ(rows_of_segment(), dump_builder()
                                      .value("id")
                                      .long_mark()
                                      .value("tail")
@@ -101,13 +101,13 @@ TEST_F(UnloadLong, CutValueIsGatheredAndMarkedOnce) {
 TEST_F(UnloadLong, WholeValueInALaterPiece) {
     store_pieces(AWAY, {piece(L, {text("hello"), text("c")})});
     EXPECT_EQ(rows_of({piece(H | F, {text("a")}, at(AWAY))}),
-              dump_bytes().value("a").long_mark().value("c").row_end().long_block(text("hello")).raw);
+              dump_builder().value("a").long_mark().value("c").row_end().long_block(text("hello")).raw);
 }
 
 TEST_F(UnloadLong, NullInALaterPiece) {
     store_pieces(AWAY, {piece(L, {{}, text("c")})});
     EXPECT_EQ(rows_of({piece(H | F, {text("a")}, at(AWAY))}),
-              dump_bytes().row({text("a"), {}, text("c")}).raw);
+              dump_builder().row({text("a"), {}, text("c")}).raw);
 }
 
 TEST_F(UnloadLong, LengthFFOfAContinuedValueIs255Bytes) {
@@ -118,14 +118,14 @@ TEST_F(UnloadLong, LengthFFOfAContinuedValueIs255Bytes) {
     Bytes value = text("x");
     value.insert(value.end(), tail.begin(), tail.end());
     EXPECT_EQ(rows_of({piece(H | F | N, {text("a"), text("x")}, at(AWAY))}),
-              dump_bytes().value("a").long_mark().row_end().long_block(value).raw);
+              dump_builder().value("a").long_mark().row_end().long_block(value).raw);
 }
 
 TEST_F(UnloadLong, ValueOf32768BytesIsOneChunk) {
     use_block_size(32768);
     const Bytes value = store_cut_value({20000, 12768});
     ASSERT_EQ(value.size(), 32768U);
-    EXPECT_EQ(rows_of_segment(), dump_bytes()
+    EXPECT_EQ(rows_of_segment(), dump_builder()
                                      .value("id")
                                      .long_mark()
                                      .value("tail")
@@ -142,7 +142,7 @@ TEST_F(UnloadLong, LongerValueInOnePieceOfALargeBlockIsOneChunk) {
         const Bytes value = pattern(size);
         store_large_piece(2, 65536, piece(H | F | L, {text("id"), value, text("tail")}));
         EXPECT_EQ(rows_of_segment(),
-                  dump_bytes().value("id").long_mark().value("tail").row_end().long_block(value).raw);
+                  dump_builder().value("id").long_mark().value("tail").row_end().long_block(value).raw);
     }
 }
 

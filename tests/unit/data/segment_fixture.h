@@ -5,12 +5,12 @@
 
 #include <gtest/gtest.h>
 
-#include "../../e2e/unload_bytes.h"
 #include "../clean_context.h"
 #include "data/dump_file.h"
 #include "data/lob_value.h"
 #include "data/long_value.h"
 #include "data/segment.h"
+#include "dump_builder.h"
 #include "sample/block.h"
 #include "sample/segment.h"
 
@@ -21,7 +21,7 @@ using sample::PieceHead;
 using sample::Row;
 using sample::RowAddress;
 using sample::Value;
-using vexlo_test::dump_bytes;
+using vexlo_test::dump_builder;
 
 constexpr uint32_t TSN = 4;
 constexpr uint32_t RFN = 5;

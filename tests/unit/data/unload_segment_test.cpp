@@ -29,7 +29,7 @@ protected:
         EXPECT_EQ(got.err, message + SEGMENT_FAILED);
     }
 
-    dump_bytes expected_;
+    dump_builder expected_;
 };
 
 class UnloadHeaderType : public UnloadSegment, public ::testing::WithParamInterface<uint8_t> {};
@@ -101,7 +101,7 @@ TEST_F(UnloadSegment, PieceInAnEarlierExtentIsReadFromItsFile) {
     store_pieces(10, {piece(L, {text("b")})});
     store_pieces(2, {piece(H | F, {text("a")}, at(10))});
     store_map(rdba(HEADER_BLOCK), ASSM, {{rdba(10), 1}, {rdba(2), 1}}, 0);
-    EXPECT_EQ(rows_of_segment(), dump_bytes().row({text("a"), text("b")}).raw);
+    EXPECT_EQ(rows_of_segment(), dump_builder().row({text("a"), text("b")}).raw);
 }
 
 TEST_F(UnloadSegment, ExtentOfNoBlocksIsPassedOver) {

@@ -22,7 +22,7 @@ TEST_F(UnloadColumnList, HoldsEveryUnloadedColumnInOrder) {
     add("UNUSED", 1, 10, 0x4);
     add("D234567890123456789012345678901", 12, 7, 0x100);
     columns(cols);
-    dump_bytes want;
+    dump_builder want;
     want.column("ID", 2, 22)
         .column("NAME", 1, 0x12345, 1)
         .column("D234567890123456789012345678901", 12, 7)
@@ -44,7 +44,7 @@ TEST_F(UnloadColumnList, Property2ColumnHasNoRecordButItsValueIsWritten) {
     columns({column(), column(VARCHAR2, 0x2), column()});
     ASSERT_EQ(list_size(), 96U);
     EXPECT_EQ(rows_of({piece(H | F | L, {text("a"), text("b"), text("c")})}),
-              dump_bytes().row({text("a"), text("b"), text("c")}).raw);
+              dump_builder().row({text("a"), text("b"), text("c")}).raw);
 }
 
 } // namespace

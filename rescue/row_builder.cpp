@@ -16,7 +16,18 @@ Field field_of(const StoredColumn &column, const uint8_t *data, uint32_t size) {
 
 RowBuilder::RowBuilder(const TableLayout &layout, const std::string &temporary_directory)
     : layout_(layout), directory_(temporary_directory), fields_(layout.table.columns.size(), NO_VALUE),
-      longs_(layout.table.columns.size()) {}
+      ordinary_(layout.stored.size() + 1), longs_(layout.table.columns.size()) {
+    for (size_t i = 0; i < layout.stored.size(); ++i)
+        if (is_ordinary(i))
+            ordinary_[i] = &fields_[static_cast<size_t>(layout.stored[i].output)];
+}
+
+// Whether the values of a stored column come out as they are.
+bool RowBuilder::is_ordinary(size_t column) const {
+    const StoredColumn &stored = layout_.stored[column];
+    return stored.output >= 0 && !stored.from_key && !stored.encrypted && !stored.is_lob &&
+           static_cast<int32_t>(column) != layout_.guard_column;
+}
 
 void RowBuilder::begin() {
     std::fill(fields_.begin(), fields_.end(), NO_VALUE);
@@ -36,6 +47,8 @@ void RowBuilder::add_key(const VALUE &value, bool holds) {
 
 bool RowBuilder::add_values(const uint8_t *&p, const uint8_t *end, unsigned count, bool holds) {
     const std::vector<StoredColumn> &stored = layout_.stored;
+    if (holds)
+        count = add_ordinary(p, end, count);
     VALUE value;
     for (; count > 0; --count) {
         if (!next_value(p, end, &value))
@@ -50,6 +63,26 @@ bool RowBuilder::add_values(const uint8_t *&p, const uint8_t *end, unsigned coun
         pass_keys();
     }
     return true;
+}
+
+// Takes short values of ordinary columns, which most values are, as long as one follows another; returns how
+// many of the `count` values are left.
+unsigned RowBuilder::add_ordinary(const uint8_t *&p, const uint8_t *end, unsigned count) {
+    constexpr uint8_t LONG_LENGTH = 0xFE, STORED_NULL = 0xFF;
+    for (Field *field; count > 0 && p < end && (field = ordinary_[at_]) != nullptr; --count, ++at_) {
+        const uint32_t size = *p;
+        if (size == STORED_NULL) {
+            ++p;
+            continue;
+        }
+        if (size == LONG_LENGTH || end - p <= static_cast<ptrdiff_t>(size))
+            break;
+        if (size > 0)
+            *field = {FieldKind::value, size, {p + 1}};
+        p += 1 + size;
+    }
+    pass_keys();
+    return count;
 }
 
 // A value of no bytes is NULL: databases store none.

@@ -50,6 +50,8 @@ private:
         while (at_ < layout_.stored.size() && layout_.stored[at_].from_key)
             ++at_;
     }
+    bool is_ordinary(size_t column) const;
+    unsigned add_ordinary(const uint8_t *&p, const uint8_t *end, unsigned count);
     void take(const StoredColumn &column, const VALUE &value, bool holds);
     void keep_guard(const VALUE &value);
     bool has_own_value(const AddedDefault &added) const;
@@ -58,6 +60,7 @@ private:
     const TableLayout &layout_;
     const std::string directory_;
     std::vector<Field> fields_;
+    std::vector<Field *> ordinary_; // by stored column and one behind: the fields of ordinary ones, else null
     std::vector<std::unique_ptr<LongValue>> longs_; // by output column
     ValueArena arena_;
     std::vector<uint8_t> part_; // the value that comes in parts, unless it is a LONG

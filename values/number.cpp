@@ -6,9 +6,10 @@ namespace vexlo {
 
 namespace {
 
-constexpr size_t NUMBER_BYTES_MAX = 22; // exponent, 20 digits, terminator of a negative value
+constexpr size_t DIGITS_MAX = 20;                   // of base 100
+constexpr size_t NUMBER_BYTES_MAX = DIGITS_MAX + 2; // exponent, digits, mark behind those of a negative value
 constexpr int PADDING_MAX = 40;
-constexpr uint8_t NEGATIVE_TERMINATOR = 102;
+constexpr uint8_t NEGATIVE_MARK = 102;
 
 struct Decimal {
     char digits[2 * NUMBER_BYTES_MAX]; // most significant first
@@ -124,11 +125,10 @@ bool are_canonical_digits(const uint8_t *p, size_t size, bool negative) {
 } // namespace
 
 bool is_canonical_number(const uint8_t *data, size_t size) {
-    constexpr size_t DIGITS_MAX = 20; // pairs
     if (size < 2)
         return size == 1 && data[0] == 0x80;
     const bool negative = data[0] < 0x80;
-    const bool marked = negative && data[size - 1] == NEGATIVE_TERMINATOR;
+    const bool marked = negative && data[size - 1] == NEGATIVE_MARK;
     const size_t digits = size - 1 - marked;
     return data[0] != 0x00 && data[0] != 0x80 && digits >= 1 && digits <= DIGITS_MAX &&
            (!negative || marked == (digits < DIGITS_MAX)) && are_canonical_digits(data + 1, digits, negative);
@@ -145,9 +145,9 @@ char *format_number(const uint8_t *data, size_t size, char *out) {
     }
     if (data[0] == 0xFF && size == 2 && data[1] == 101)
         return put_text(out, "Infinity");
-    if (negative && data[size - 1] == NEGATIVE_TERMINATOR)
-        --size;
-    if (size == 1)
+    const bool marked = negative && data[size - 1] == NEGATIVE_MARK;
+    size -= marked;
+    if (size == 1 || (negative && !marked && size - 1 < DIGITS_MAX))
         return nullptr;
     const int exponent = negative ? 0x3E - data[0] : data[0] - 0xC1; // of 100, for the first digit
     if (char *end = put_short(data + 1, size - 1, exponent, negative, out))

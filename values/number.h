@@ -9,7 +9,8 @@ namespace vexlo {
 constexpr size_t NUMBER_TEXT_MAX = 160; // room format_number() needs at most, more than the text it writes
 
 // Writes the exact decimal text of the `size` bytes at `data` to `out` and returns its end, or null when the
-// bytes are no NUMBER. The infinities are written as "Infinity" and "-Infinity". Values that would need more
+// bytes are no NUMBER: a negative one of less than 20 digits has a mark behind them, without which most texts
+// would read as one. The infinities are written as "Infinity" and "-Infinity". Values that would need more
 // than 40 padding zeros are written with an exponent ("1E+125"), all others in plain notation.
 char *format_number(const uint8_t *data, size_t size, char *out);
 

@@ -92,6 +92,14 @@ TEST(Number, NegativeOfTwentyDigitsHasNoTerminator) {
     EXPECT_EQ(text_of(bytes), "-1111111111111111111111111111111111111111");
 }
 
+TEST(Number, NegativeOfFewerDigitsIsNoneWithoutItsMark) {
+    const Bytes nineteen = "\x3E" + Bytes(19, '\x5A');
+    for (const Bytes &bytes : {Bytes("SMITH"), Bytes("CODE0"), Bytes("\x3E\x64"), nineteen})
+        EXPECT_EQ(text_of(bytes), "invalid") << bytes;
+    EXPECT_EQ(text_of(nineteen + "\x66").size(), 40U);
+    EXPECT_EQ(text_of(nineteen + "\x5A").size(), 42U);
+}
+
 TEST(Number, DigitPairsOfZeroAtTheEndsAreNoDigits) {
     EXPECT_EQ(text_of("\xC2\x01\x02\x01"), "1");
     EXPECT_EQ(text_of("\xC2\x01\x01"), "0");

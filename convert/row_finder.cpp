@@ -5,6 +5,7 @@
 
 #include "convert/dump_format.h"
 #include "format/byte_order.h"
+#include "values/text_scan.h"
 
 namespace vexlo {
 
@@ -17,6 +18,7 @@ constexpr size_t SOUND_ROWS_INSIDE = 2;
 constexpr size_t ANY_ROWS_INSIDE = 4;
 constexpr size_t ROWS_BEHIND = 3; // that show whether they lead on
 
+constexpr uint64_t CHUNK_COST = 16;    // of a LONG value against an entry: it is looked for all over the file
 constexpr size_t PLACES_MAX = 1 << 20; // that are looked at in one row: a value of nothing but zeros has many
 
 // The entry of a row begins two bytes before its data.
@@ -69,7 +71,7 @@ ZeroRun RowFinder::zeros_at(uint64_t begin) {
     while (window_.require(1)) {
         const uint8_t *p = window_.data();
         const uint8_t *const end = p + window_.available();
-        const uint8_t *const other = std::find_if(p, end, [](uint8_t byte) { return byte != 0; });
+        const uint8_t *const other = skip_zeros(p, end);
         window_.advance(static_cast<size_t>(other - p));
         if (other != end)
             break;
@@ -151,7 +153,7 @@ void RowFinder::take(const RowScan &scan, Chain &chain) const {
 }
 
 bool RowFinder::spend(const RowScan &scan) {
-    const uint64_t cost = scan.entries + scan.long_chunks + 1;
+    const uint64_t cost = scan.entries + CHUNK_COST * scan.long_chunks + 1;
     entries_left_ -= std::min(cost, entries_left_);
     return entries_left_ > 0;
 }
@@ -176,8 +178,7 @@ std::vector<uint32_t> RowFinder::places_inside(const uint8_t *data, size_t end, 
         if (zero == nullptr)
             break;
         const size_t begin = static_cast<size_t>(zero - data);
-        at = static_cast<size_t>(std::find_if(zero, data + end, [](uint8_t byte) { return byte != 0; }) -
-                                 data);
+        at = static_cast<size_t>(skip_zeros(zero, data + end) - data);
         if (at - begin < MARK_SIZE || at == end)
             continue;
         if (at - begin > MARK_SIZE && !is_entry(fields, entries, data + at - 1))

@@ -3,30 +3,40 @@
 #include <algorithm>
 #include <cstring>
 
+#include "convert/byte_window.h"
 #include "convert/dump_format.h"
 #include "format/byte_order.h"
 #include "output/file_handle.h"
+#include "values/text_scan.h"
 
 namespace vexlo {
 
 namespace {
 
-constexpr size_t CHUNK_SIZE = 1 << 20;
+constexpr size_t WINDOW = 1 << 20;
 constexpr size_t COLUMNS_MAX_IN_LIST = 4096;
 constexpr size_t DAMAGED_MAX = 4;    // entries side by side
 constexpr size_t LISTS_MAX = 100000; // a file of nothing but column entries ends the search
 
-// The first column entry in `size` bytes; `size` when there is none.
+// The first place in `size` bytes where a column entry stands or may begin that goes on behind them. Most
+// places are told by one byte: an entry begins with a zero, and the last byte of its type is none.
 size_t find_entry(const uint8_t *data, size_t size) {
-    for (size_t at = 0; at + COL_SIZE <= size; ++at) {
-        const auto *zero = static_cast<const uint8_t *>(std::memchr(data + at, 0, size - COL_SIZE + 1 - at));
-        if (zero == nullptr)
+    constexpr size_t TYPE_END = COL_CTYP + sizeof(uint32_t); // in an entry
+    const uint8_t *const end = data + size;
+    const uint8_t *at = data;
+    while (static_cast<size_t>(end - at) >= COL_SIZE) {
+        if (*at != 0) {
+            const void *const zero = std::memchr(at, 0, static_cast<size_t>(end - at));
+            at = zero == nullptr ? end : static_cast<const uint8_t *>(zero);
+        } else if (at[TYPE_END - 1] == 0) {
+            at = skip_zeros(at + TYPE_END, end) - (TYPE_END - 1);
+        } else if (is_column_entry(at)) {
             break;
-        at = static_cast<size_t>(zero - data);
-        if (is_column_entry(zero))
-            return at;
+        } else {
+            ++at;
+        }
     }
-    return size;
+    return static_cast<size_t>(at - data);
 }
 
 bool is_behind_end_mark(int fd, const std::string &path, uint64_t offset) {
@@ -76,28 +86,23 @@ uint64_t end_of(const FoundList &list) {
 } // namespace
 
 std::vector<FoundList> find_column_lists(int fd, const std::string &path, uint64_t begin, uint64_t end) {
-    const uint64_t data_begin = begin;
     std::vector<FoundList> lists;
-    std::vector<uint8_t> chunk(CHUNK_SIZE);
-    while (begin < end && end - begin >= COL_SIZE && lists.size() < LISTS_MAX) {
-        const size_t want = static_cast<size_t>(std::min<uint64_t>(chunk.size(), end - begin));
-        const size_t got = read_at(fd, chunk.data(), want, begin, path);
-        if (got < COL_SIZE)
-            break;
-        const size_t at = find_entry(chunk.data(), got);
-        if (at == got) {
-            begin += got - COL_SIZE + 1;
+    if (begin >= end)
+        return lists;
+    ByteWindow window(fd, path, begin, end, WINDOW);
+    while (window.require(COL_SIZE) && lists.size() < LISTS_MAX) {
+        window.advance(find_entry(window.data(), window.available()));
+        if (window.available() < COL_SIZE)
             continue;
-        }
-        const uint64_t found = begin + at;
-        const uint64_t floor = lists.empty() ? data_begin : end_of(lists.back());
+        const uint64_t found = window.position();
+        const uint64_t floor = lists.empty() ? begin : end_of(lists.back());
         const size_t damaged = damaged_before(fd, path, floor, found);
         const uint64_t list_begin = found - damaged * COL_SIZE;
         if (lists.empty() || list_begin != floor || damaged == 0)
             lists.push_back({list_begin, {}});
         add_damaged(fd, path, list_begin, damaged, lists.back());
         add_list(fd, path, found, end, lists.back());
-        begin = end_of(lists.back());
+        window.move_to(end_of(lists.back()));
     }
     return lists;
 }

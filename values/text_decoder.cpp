@@ -14,6 +14,7 @@ namespace {
 
 constexpr char REPLACEMENT[] = "\xEF\xBF\xBD"; // U+FFFD
 constexpr size_t REPLACEMENT_SIZE = 3;
+constexpr uint8_t UCS4_UNIT = 4; // bytes of a character in the sets of 32 bits
 constexpr char16_t NO_CHARACTER = 0xFFFD;
 
 bool is_continuation(uint8_t byte) {
@@ -134,6 +135,23 @@ const uint8_t *sound_utf8(const uint8_t *p, const uint8_t *end) {
         p += s.size;
     }
     return p;
+}
+
+// Some converters write what is beyond Unicode in the manner of UTF-8. Puts U+FFFD in its place, which takes
+// fewer bytes; returns how many the text has then.
+size_t replace_beyond_unicode(char *text, size_t size, uint64_t &replaced) {
+    const auto *p = reinterpret_cast<const uint8_t *>(text), *const end = p + size;
+    char *out = text;
+    for (;;) {
+        const uint8_t *const sound = sound_utf8(p, end);
+        std::memmove(out, p, static_cast<size_t>(sound - p));
+        out += sound - p;
+        if (sound == end)
+            return static_cast<size_t>(out - text);
+        p = std::find_if_not(sound + 1, end, is_continuation);
+        out = put_replacement(out);
+        ++replaced;
+    }
 }
 
 } // namespace
@@ -355,6 +373,8 @@ std::string_view TextDecoder::decode_iconv(const uint8_t *data, size_t size, uin
     }
     if (used_bytes != nullptr)
         *used_bytes = size - open;
+    if (charset_.unit == UCS4_UNIT)
+        used = replace_beyond_unicode(buffer_.data(), used, replaced);
     if (charset_.wave_dash)
         give_wave_dash(buffer_.data(), used);
     return {buffer_.data(), used};

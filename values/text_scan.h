@@ -49,6 +49,38 @@ bool holds_any(char d, const char *data, size_t size) {
     });
 }
 
+// The first byte that is not zero from `data` on; `end` when there is none.
+inline const uint8_t *skip_zeros(const uint8_t *data, const uint8_t *end) {
+    for (uint64_t word; static_cast<size_t>(end - data) >= sizeof word; data += sizeof word) {
+        std::memcpy(&word, data, sizeof word);
+        if (word != 0)
+            break;
+    }
+    while (data != end && *data == 0)
+        ++data;
+    return data;
+}
+
+// Copies a text to `out`, which has room for WRITE_SLACK bytes more, as long as every byte is below 0x80 and
+// none is a, b, c or d; returns the end, or null when one is.
+template <char a, char b, char c>
+char *copy_without(char d, const char *data, size_t size, char *out) {
+    const __m128i last = _mm_set1_epi8(d);
+    const auto copy_half = [&](size_t at) {
+        const __m128i half = load_16(data + at);
+        std::memcpy(out + at, &half, sizeof half);
+        const __m128i ab =
+            _mm_or_si128(_mm_cmpeq_epi8(half, _mm_set1_epi8(a)), _mm_cmpeq_epi8(half, _mm_set1_epi8(b)));
+        const __m128i cd = _mm_or_si128(_mm_cmpeq_epi8(half, _mm_set1_epi8(c)), _mm_cmpeq_epi8(half, last));
+        return static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(half, _mm_or_si128(ab, cd))));
+    };
+    for (; size > BLOCK_SIZE; data += BLOCK_SIZE, out += BLOCK_SIZE, size -= BLOCK_SIZE)
+        if ((copy_half(0) | copy_half(16)) != 0)
+            return nullptr;
+    const uint64_t mask = copy_half(0) | uint64_t{copy_half(16)} << 16;
+    return (mask & ((uint64_t{1} << size) - 1)) == 0 ? out + size : nullptr;
+}
+
 // Copies a text to `out`, which has room for WRITE_SLACK bytes more; returns the end.
 inline char *copy_text(char *out, const char *data, size_t size) {
     std::memcpy(out, data, BLOCK_SIZE);

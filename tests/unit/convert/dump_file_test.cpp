@@ -208,6 +208,23 @@ TEST_F(DumpFileTest, ColumnOfAnUnknownTypeDoesNotSplitAFoundList) {
     }
 }
 
+// Wherever it lies between zeros and other bytes: the file is looked through in parts.
+TEST_F(DumpFileTest, SalvageFindsAListAtAnyPlace) {
+    constexpr size_t PART = 1 << 20;
+    Dump dump;
+    dump.tables = {{.name = "T", .columns = {{"A", 2, 22}, {"B", 1, 20, true}}}};
+    const Bytes list = dump_bytes(dump).substr(1536);
+    for (const char filling : {'\0', 'x'})
+        for (const size_t place : {PART - 1537, PART - 1536, PART - 30, PART - 9, PART - 1, PART, PART + 7}) {
+            const Bytes before = Bytes(place - 1, filling) + '\x7F';
+            const vexlo::DumpFile file = salvage(Bytes(1536, '\0') + before + list + Bytes(1000, filling));
+            ASSERT_EQ(file.tables().size(), 1U) << place;
+            EXPECT_EQ(file.tables()[0].offset, 1536 + place);
+            EXPECT_EQ(file.tables()[0].columns[1].name, "B");
+            EXPECT_TRUE(file.tables()[0].columns[1].national);
+        }
+}
+
 // A dump whose header, directory or both are damaged is read by its column lists.
 TEST_F(DumpFileTest, SalvageFindsTablesByTheirColumnLists) {
     Dump dump;

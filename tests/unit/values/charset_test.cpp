@@ -70,13 +70,11 @@ TEST(Charset, WideSetsThatTheUserNamesKeepTheirAlignmentBehindABadUnit) {
     using namespace std::string_literals;
     const std::string replaced_between = "A\xEF\xBF\xBD\xE2\x82\xAC";
     const std::pair<const char *, std::string> bad[] = {
-        {"UTF-16BE", "\0A\xDC\x00\x20\xAC"s},
-        {"UTF-16BE", "\0A\xD8\x34\x20\xAC"s},
-        {"utf-16le", "A\0\x00\xDC\xAC\x20"s},
-        {"UTF16LE", "A\0\x34\xD8\xAC\x20"s},
-        {"UCS-2BE", "\0A\xDC\x00\x20\xAC"s},
-        {"UTF-32BE", "\0\0\0A\x7F\0\0\0\0\0\x20\xAC"s},
-        {"UTF-32LE", "A\0\0\0\0\0\0\x7F\xAC\x20\0\0"s},
+        {"UTF-16BE", "\0A\xDC\x00\x20\xAC"s},          {"UTF-16BE", "\0A\xD8\x34\x20\xAC"s},
+        {"utf-16le", "A\0\x00\xDC\xAC\x20"s},          {"UTF16LE", "A\0\x34\xD8\xAC\x20"s},
+        {"UCS-2BE", "\0A\xDC\x00\x20\xAC"s},           {"UTF-32BE", "\0\0\0A\x7F\0\0\0\0\0\x20\xAC"s},
+        {"UCS-4BE", "\0\0\0A\0\x11\0\0\0\0\x20\xAC"s}, {"UCS-4BE", "\0\0\0A\x7F\xFF\xFF\xFF\0\0\x20\xAC"s},
+        {"UCS-4LE", "A\0\0\0\0\0\x20\0\xAC\x20\0\0"s}, {"UTF-32LE", "A\0\0\0\0\0\0\x7F\xAC\x20\0\0"s},
     };
     for (const auto &[name, bytes] : bad) {
         uint64_t replaced = 0;

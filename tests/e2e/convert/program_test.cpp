@@ -195,11 +195,11 @@ TEST_F(Program, UsageErrors) {
     expect_refused({"--to", "csv", "--output", out, file, "--jobs", "0"},
                    "--jobs: Value 0 not in range 1 to 64");
     expect_refused({"--to", "csv", "--output", out, file, "--table", "A.B.C"},
-                   "\"A.B.C\" is no table: it has more than one dot outside quotes");
+                   "pattern \"A.B.C\" has more than one \".\" outside double quotes");
     expect_refused({"--to", "csv", "--output", out, file, "--exclude", "\"A"},
-                   "\"\"A\" is no table: the quote is not closed");
+                   "pattern \"\"A\" has a double quote without its end");
     expect_refused({"--to", "csv", "--output", out, file, "--table", "SCOTT."},
-                   "\"SCOTT.\" is no table: a name is empty");
+                   "\"SCOTT.\" is no pattern of the form OWNER.TABLE");
     expect_refused({"--to", "xml", file}, "--to: xml not in {csv,jsonl,sql,sqlldr,sqlite}");
     expect_refused({"--to", "sql", "--dialect", "db2", file},
                    "--dialect: db2 not in {oracle,postgresql,sqlite}");

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "convert/dump_reader.h"
 #include "values/errors.h"
 
 namespace vexlo {
@@ -37,6 +38,7 @@ bool ConversionQueue::take(TableTask &task) {
             continue;
         }
         task.run = current_;
+        task.refined.reset();
         task.info = run.tables[run.next++];
         if (open_output(task)) {
             ++run.open;
@@ -44,6 +46,19 @@ bool ConversionQueue::take(TableTask &task) {
             return true;
         }
     }
+}
+
+bool ConversionQueue::start_again(TableTask &task, const TableInfo &info) {
+    const std::lock_guard lock(mutex_);
+    task.writer.reset();
+    task.run->format->give_up(task.table);
+    task.refined = info;
+    task.info = &*task.refined;
+    const std::string name = task.table.name;
+    task.table = task.run->texts.describe(task.run->dump, *task.info, report_);
+    apply_output_names(options_.format, task.table);
+    task.table.name = name;
+    return open_writer(task);
 }
 
 void ConversionQueue::done(TableTask &task, bool failed) {
@@ -93,16 +108,41 @@ void ConversionQueue::check_standard_output(const DumpRun &run) const {
         throw UsageError("standard output takes one table: name it with --table, of one file");
 }
 
+// What is written to standard output cannot be taken back: whether the table is what it seems is found out
+// before.
+void ConversionQueue::read_ahead(TableTask &task) const {
+    if (!task.info->fault.empty())
+        return;
+    DumpReader reader(task.run->dump, *task.info);
+    reader.watch_for_surplus();
+    try {
+        for (Row row; reader.next(row);)
+            reader.take_damage();
+    } catch (const InputError &) { // is told when the rows are read
+    }
+    if (reader.late_surplus()) {
+        task.refined = reader.late_surplus();
+        task.info = &*task.refined;
+    }
+}
+
 // An output is not touched before it is known that there is a table for it.
 bool ConversionQueue::open_output(TableTask &task) {
     DumpRun &run = *task.run;
+    if (destination_.is_standard_output())
+        read_ahead(task);
     task.table = run.texts.describe(run.dump, *task.info, report_);
     if (!task.info->fault.empty()) {
         TableReport(report_, run.dump.path(), task.table.name).loss(task.info->fault);
         return false;
     }
+    name_output(run, task.table);
+    return open_writer(task);
+}
+
+bool ConversionQueue::open_writer(TableTask &task) {
+    DumpRun &run = *task.run;
     try {
-        name_output(run, task.table);
         if (!run.format)
             run.format = make_format(options_.format, destination_, database_name(run.dump.path()),
                                      run.dump.charset());
@@ -121,7 +161,10 @@ void ConversionQueue::name_output(const DumpRun &run, Table &table) {
     for (const std::string &text : apply_output_names(options_.format, table))
         report.note(text);
     const bool by_dump = options_.format.format == "sqlite";
-    const std::string given = names_[by_dump ? run.dump.path() : table.owner].take(table.name);
+    UniqueNames &names =
+        names_.try_emplace(by_dump ? run.dump.path() : table.owner, output_names(options_.format))
+            .first->second;
+    const std::string given = names.take(table.name);
     if (given != table.name)
         report.note("is named \"" + printable(given) +
                     "\": there is a table whose name differs at most in case");

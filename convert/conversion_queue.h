@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -37,6 +38,7 @@ struct DumpRun {
 // One table with its open output.
 struct TableTask {
     std::shared_ptr<DumpRun> run;
+    std::optional<TableInfo> refined; // what `info` points to when the table is not what it seemed at first
     const TableInfo *info = nullptr;
     uint64_t number = 0; // in the order of the run
     Table table;
@@ -52,6 +54,9 @@ public:
     // The next table that can be converted, its output opened; false when there is none left. Dumps and
     // tables that cannot be are reported. Throws UsageError.
     bool take(TableTask &task);
+    // Opens the output of the task anew for the table as `info` describes it, with the columns that follow;
+    // what it has so far is given up. False when that fails, which is reported.
+    bool start_again(TableTask &task, const TableInfo &info);
     // The task is done; `failed` when its output could not be written.
     void done(TableTask &task, bool failed);
 
@@ -63,7 +68,9 @@ private:
     void select_tables(DumpRun &run);
     void check_standard_output(const DumpRun &run) const;
     void check_text(DumpRun &run) const;
+    void read_ahead(TableTask &task) const;
     bool open_output(TableTask &task);
+    bool open_writer(TableTask &task);
     void name_output(const DumpRun &run, Table &table);
     void finish(DumpRun &run);
 

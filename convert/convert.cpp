@@ -9,13 +9,12 @@
 #include <utility>
 #include <vector>
 
+#include "convert/write_rows.h"
 #include "values/errors.h"
 
 namespace vexlo {
 
 namespace {
-
-constexpr uint64_t ROWS_PER_LOOK = 64; // at the progress
 
 uint64_t total_size(const std::vector<std::string> &files) {
     uint64_t total = 0;
@@ -25,11 +24,6 @@ uint64_t total_size(const std::vector<std::string> &files) {
             total += static_cast<uint64_t>(st.st_size);
     }
     return total;
-}
-
-void write_batch(RowBatch &batch, TableWriter &writer, TableReport &report) {
-    batch.losses.tell(report);
-    writer.write(batch);
 }
 
 } // namespace
@@ -58,9 +52,7 @@ Conversion::Conversion(const Options &options, Report &report)
 void Conversion::run() {
     const auto start = std::chrono::steady_clock::now();
     std::vector<std::jthread> helpers;
-    const unsigned jobs =
-        options_.format.format == "sqlite" ? 1 : options_.jobs; // all tables share one database
-    for (unsigned i = 1; i < jobs; ++i)
+    for (unsigned i = 1; i < tables_at_once(); ++i)
         helpers.emplace_back([this] { work(); });
     work();
     helpers.clear();
@@ -71,6 +63,11 @@ void Conversion::run() {
     selection_.report(report_);
     if (!options_.quiet)
         summarise(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+}
+
+// Those of a database share one connection to it.
+unsigned Conversion::tables_at_once() const {
+    return options_.format.format == "sqlite" ? 1 : options_.jobs;
 }
 
 // What every thread does.
@@ -110,8 +107,11 @@ bool Conversion::convert_table(TableTask &task) {
         }
         CellDecoder decoder(task.table, run.texts.charsets());
         DumpReader reader(run.dump, *task.info);
-        if (!write_rows(reader, decoder, *task.writer, report) && keeps_earlier(*task.writer))
+        reader.watch_for_surplus();
+        if (!write_table(reader, decoder, task, report) && keeps_earlier(*task.writer))
             return false;
+        if (reader.late_surplus())
+            return queue_.start_again(task, *reader.late_surplus()) && convert_table(task);
         report_end(reader, *task.info, report);
         decoder.finish(report);
         report.finish();
@@ -151,39 +151,18 @@ bool Conversion::keeps_earlier(const TableWriter &writer) {
     return true;
 }
 
-// False when the file cannot be read to the end of the table: the rows before the bad place are written.
-bool Conversion::write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &writer,
-                            TableReport &report) {
-    const std::unique_ptr<RowFormatter> formatter = writer.formatter(decoder);
-    RowBatch batch;
-    batch.spill = [&](RowBatch &full) { write_batch(full, writer, report); };
-    Row row;
-    bool readable = true;
-    while (next_row(reader, row, readable)) {
-        if (reader.has_damage())
-            add_damage(reader, batch.losses);
-        formatter->format(row, batch);
-        if (batch.full())
-            write_batch(batch, writer, report);
-        if (row.number % ROWS_PER_LOOK == 0) {
-            const std::lock_guard lock(progress_mutex_);
-            progress_.update(decoder.table().name, row.number, queue_.bytes_done() + reader.position());
-        }
-    }
-    add_damage(reader, batch.losses);
-    write_batch(batch, writer, report);
-    return readable;
-}
-
-// False at the end of the table, or where the file cannot be read any further.
-bool Conversion::next_row(DumpReader &reader, Row &row, bool &readable) {
-    try {
-        return reader.next(row);
-    } catch (const InputError &error) {
-        report_.failure(error.what());
-        readable = false;
-        return false;
-    }
+// False when the file cannot be read to the end of the table.
+bool Conversion::write_table(DumpReader &reader, CellDecoder &decoder, const TableTask &task,
+                             TableReport &report) {
+    const auto progress = [&](uint64_t rows, uint64_t position) {
+        const std::lock_guard lock(progress_mutex_);
+        progress_.update(task.table.name, rows, queue_.bytes_done() + position);
+    };
+    const size_t threads = threads_for(task.info->end - task.info->rows_at, tables_at_once());
+    const std::string fault = write_rows(reader, decoder, *task.writer, report, threads, progress);
+    if (!fault.empty())
+        report_.failure(fault);
+    return fault.empty();
 }
 
 } // namespace vexlo

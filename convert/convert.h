@@ -34,8 +34,8 @@ private:
     void complete(TableTask &task, uint64_t rows);
     void write_load_script();
     bool keeps_earlier(const TableWriter &writer);
-    bool write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &writer, TableReport &report);
-    bool next_row(DumpReader &reader, Row &row, bool &readable);
+    bool write_table(DumpReader &reader, CellDecoder &decoder, const TableTask &task, TableReport &report);
+    unsigned tables_at_once() const;
     void summarise(double seconds);
 
     const Options &options_;

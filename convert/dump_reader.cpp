@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "convert/dump_format.h"
+#include "convert/surplus.h"
 #include "format/byte_order.h"
 #include "output/console.h"
 #include "values/errors.h"
@@ -116,8 +117,18 @@ void DumpReader::count_lost(uint64_t place, uint64_t bytes) {
     lost_rows_ += 1 + bytes / std::max<uint64_t>(row_size, MARK_SIZE);
 }
 
+bool DumpReader::meets_surplus(const RowScan &scan) {
+    if (!scan.is_longer || surplus_tries_ == 0)
+        return false;
+    --surplus_tries_;
+    late_surplus_ = find_late_surplus(file_.fd(), file_.path(), table_, window_.position());
+    return late_surplus_.has_value();
+}
+
 void DumpReader::pass_damage(const RowScan &scan) {
-    if (scan.result == ScanResult::table_end)
+    if (meets_surplus(scan))
+        done_ = true;
+    else if (scan.result == ScanResult::table_end)
         pass_end_mark();
     else if (window_.position() == window_.end() || !resynchronise(previous_at_, scan.reason))
         done_ = true;
@@ -280,6 +291,8 @@ void DumpReader::hand_out(const RowScan &scan, Row &row) {
     for (size_t i = scan.entries; i < fields_.size(); ++i)
         fields_[i] = {FieldKind::null, 0, {nullptr}};
     row.offset = window_.position();
+    row_bytes_ = {window_.data(), is_block_at_hand(scan) ? static_cast<size_t>(scan.size) : scan.row_size};
+    joined_long_ = {};
     if (scan.long_entry != NO_ENTRY)
         join_long(scan);
     row.number = ++rows_;
@@ -302,6 +315,11 @@ const Field *DumpReader::by_column() {
     return columns_.data();
 }
 
+// Whether the row's LONG block, if it has one, is in the window and its value in one piece.
+bool DumpReader::is_block_at_hand(const RowScan &scan) const {
+    return scan.long_chunks <= 1 && scan.size <= window_.available();
+}
+
 void DumpReader::join_long(const RowScan &scan) {
     Field &field = fields_[scan.long_entry];
     if (scan.long_at == 0) {
@@ -317,16 +335,15 @@ void DumpReader::join_long(const RowScan &scan) {
         field.stream = &long_stream_;
         return;
     }
-    const uint8_t *value = nullptr;
-    if (scan.long_chunks == 1 && scan.size <= window_.available())
-        value = window_.data() + scan.long_at + MARK_SIZE;
-    else
-        value = gather_long(scan);
+    if (!is_block_at_hand(scan))
+        joined_long_ = gather_long(scan);
+    const uint8_t *const value =
+        joined_long_.empty() ? window_.data() + scan.long_at + MARK_SIZE : joined_long_.data();
     field = {FieldKind::value, static_cast<uint32_t>(scan.long_size), {value}};
 }
 
 // The chunks of a LONG value that is not in the window in one piece.
-const uint8_t *DumpReader::gather_long(const RowScan &scan) {
+std::span<const uint8_t> DumpReader::gather_long(const RowScan &scan) {
     long_value_.resize(static_cast<size_t>(scan.long_size) + READ_SLACK);
     uint8_t *out = long_value_.data();
     uint64_t at = scan.long_at;
@@ -337,7 +354,7 @@ const uint8_t *DumpReader::gather_long(const RowScan &scan) {
         out += read_at(file_.fd(), out, size, window_.position() + at, file_.path());
         at += size;
     }
-    return long_value_.data();
+    return {long_value_.data(), static_cast<size_t>(scan.long_size)};
 }
 
 } // namespace vexlo

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,19 @@ public:
     // Throws InputError when the file cannot be read.
     bool next(Row &row);
 
+    // From here on rows with more entries than columns that are no damage end the table: the rows before them
+    // may have been read wrongly then. late_surplus() is the table as it is to be read.
+    void watch_for_surplus() { surplus_tries_ = table_.entry_columns.empty() ? SURPLUS_TRIES : 0; }
+    const std::optional<TableInfo> &late_surplus() const { return late_surplus_; }
+
+    // Columns of the rows.
+    size_t columns() const { return columns_.empty() ? fields_.size() : columns_.size(); }
+    // Where the values of the row handed out last lie, but for a LONG value: that can have been put together
+    // elsewhere, or come as a stream.
+    std::span<const uint8_t> row_bytes() const { return row_bytes_; }
+    std::span<const uint8_t> joined_long() const { return joined_long_; }
+    const LongStream &long_stream() const { return long_stream_; }
+
     bool has_damage() const { return !damage_.empty(); }
     // What was wrong since the last call, which empties the list.
     std::vector<Damage> take_damage();
@@ -45,6 +59,9 @@ public:
     bool ended_properly() const { return ended_properly_; }
 
 private:
+    static constexpr unsigned SURPLUS_TRIES = 100; // rows that are asked for it
+
+    bool meets_surplus(const RowScan &scan);
     bool is_trusted(RowScan &scan);
     uint64_t count_missing();
     void count_rows();
@@ -63,8 +80,9 @@ private:
     std::string lost_length(uint64_t bad, uint64_t next);
     void hand_out(const RowScan &scan, Row &row);
     const Field *by_column();
+    bool is_block_at_hand(const RowScan &scan) const;
     void join_long(const RowScan &scan);
-    const uint8_t *gather_long(const RowScan &scan);
+    std::span<const uint8_t> gather_long(const RowScan &scan);
     void note(std::string text, uint64_t offset);
 
     const DumpFile &file_;
@@ -74,14 +92,17 @@ private:
     RowFinder finder_;
     std::vector<Field> fields_;       // of the entries
     std::vector<Field> columns_;      // of the columns, where these are others
-    std::vector<uint8_t> long_value_; // of the row handed out last, the same its stream
+    std::vector<uint8_t> long_value_; // of the row handed out last, the same of the next three
+    std::span<const uint8_t> row_bytes_, joined_long_;
     LongStream long_stream_;
     std::vector<Damage> damage_;
     uint64_t rows_ = 0;
     uint64_t empty_rows_ = 0;
     uint64_t lost_rows_ = 0;          // about as many as have been skipped
     std::optional<uint64_t> missing_; // rows that may still be hidden in others; unknown before a first doubt
-    uint64_t previous_at_;            // the row before: its place and its entries
+    unsigned surplus_tries_ = 0;      // that are left
+    std::optional<TableInfo> late_surplus_;
+    uint64_t previous_at_; // the row before: its place and its entries
     size_t previous_entries_;
     uint64_t zeros_known_to_ = 0; // zeros before this offset have been looked at
     std::optional<bool> long_runs_are_rows_;

@@ -32,12 +32,14 @@ struct Entry {
     std::optional<Count> count;
 };
 
-Count count_rows(const DumpFile &dump, const TableInfo &info, TableReport &report) {
+// Where rows show late that the table has entries of no column, `info` becomes what says so.
+Count count_rows(const DumpFile &dump, TableInfo &info, TableReport &report) {
     if (!info.fault.empty()) {
         report.loss(info.fault);
         return {};
     }
     DumpReader reader(dump, info);
+    reader.watch_for_surplus();
     RowLosses losses;
     bool damaged = false;
     Row row;
@@ -47,6 +49,10 @@ Count count_rows(const DumpFile &dump, const TableInfo &info, TableReport &repor
         damaged |= reader.has_damage();
         add_damage(reader, losses);
     } while (more);
+    if (const std::optional<TableInfo> refined = reader.late_surplus()) {
+        info = *refined;
+        return count_rows(dump, info, report);
+    }
     losses.tell(report);
     report_end(reader, info, report);
     report.finish();
@@ -166,14 +172,17 @@ void list_dump(const DumpFile &dump, const Options &options, TableSelection &sel
     DumpTexts texts(dump, options, report);
     const std::string owner = texts.name(dump.owner());
     listing.begin_dump(dump, texts);
-    for (const TableInfo &info : dump.tables()) {
+    for (TableInfo info : dump.tables()) {
         if (!selection.selects(owner, texts.name(info.name)))
             continue;
-        const Table table = texts.describe(dump, info, report);
+        Table table = texts.describe(dump, info, report);
+        const std::string remark = info.remark;
         TableReport table_report(report, dump.path(), table.name);
         Entry entry{info, table, std::nullopt};
         if (!options.quick)
             entry.count = count_rows(dump, info, table_report);
+        if (info.remark != remark)
+            table = texts.describe(dump, info, report);
         listing.table(entry);
     }
     listing.end_dump();

@@ -48,19 +48,6 @@ bool is_zoned_moment(const uint8_t *data, size_t size) {
     return decode_zoned_moment(data, size, moment, zone);
 }
 
-} // namespace
-
-ColumnRule column_rule(const ColumnInfo &column) {
-    const ColumnKind kind = column_kind(column.ctyp, column.national);
-    const LengthRange range = value_lengths(kind, column.clen);
-    ColumnRule rule{kind, range.low, range.high, 0, range.high};
-    if (is_text(kind) || kind == ColumnKind::raw)
-        rule.most = std::min<uint32_t>(TEXT_EXCESS * range.high, VALUE_MAX);
-    if (kind == ColumnKind::timestamp || kind == ColumnKind::timestamp_ltz)
-        rule.step_mask = 3; // with a fraction or without
-    return rule;
-}
-
 bool has_free_length(ColumnKind kind) {
     switch (kind) {
     case ColumnKind::text:
@@ -74,6 +61,19 @@ bool has_free_length(ColumnKind kind) {
     default:
         return false;
     }
+}
+
+} // namespace
+
+ColumnRule column_rule(const ColumnInfo &column) {
+    const ColumnKind kind = column_kind(column.ctyp, column.national);
+    const LengthRange range = value_lengths(kind, column.clen);
+    ColumnRule rule{kind, range.low, range.high, 0, range.high, has_free_length(kind)};
+    if (is_text(kind) || kind == ColumnKind::raw)
+        rule.most = std::min<uint32_t>(TEXT_EXCESS * range.high, VALUE_MAX);
+    if (kind == ColumnKind::timestamp || kind == ColumnKind::timestamp_ltz)
+        rule.step_mask = 3; // with a fraction or without
+    return rule;
 }
 
 bool can_end_with_zero(ColumnKind kind) {

@@ -20,6 +20,7 @@ struct ColumnRule {
     uint32_t most;
     uint32_t step_mask;
     uint32_t declared; // a possible length above it is odd, no more
+    bool free_length;  // damage can hide in a value: its length says how much of what follows belongs to it
 
     bool possible(uint32_t size) const { return size - low <= most - low && ((size - low) & step_mask) == 0; }
 };
@@ -27,9 +28,6 @@ struct ColumnRule {
 // A text may be four times as long as its column is declared: the length there can be one of characters, and
 // what converts a character set in place lengthens what is stored.
 ColumnRule column_rule(const ColumnInfo &column);
-
-// Whether damage can hide in a value of this kind: its length says how much of what follows belongs to it.
-bool has_free_length(ColumnKind kind);
 
 // Whether a value of this kind can end with a zero byte, so that what follows it looks like the begin of a
 // row.

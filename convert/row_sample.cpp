@@ -24,11 +24,14 @@ constexpr size_t ROWS_IN_SUCCESSION = 8;
 
 } // namespace
 
-RowSample::RowSample(int fd, const std::string &path, const TableInfo &table, size_t entries_max)
+RowSample::RowSample(int fd, const std::string &path, const TableInfo &table, size_t entries_max,
+                     std::optional<uint64_t> place)
     : window_(fd, path, table.rows_at, table.end, WINDOW), columns_(table.columns.size()),
       entries_max_(entries_max), lengths_(entries_max + 1) {
     try {
         take_sample(table);
+        if (place && !places_.empty())
+            take_behind(*place);
     } catch (const InputError &) { // is told when the rows are read
     }
 }
@@ -40,6 +43,13 @@ void RowSample::take_sample(const TableInfo &table) {
     const uint64_t rest = table.end - std::min(table.end, head_end + PROBE_SIZE);
     for (uint64_t i = 0; i < PROBES; ++i) // the last rows are the newest ones
         probe(head_end + rest / (PROBES - 1) * i);
+}
+
+// Not again what is in the sample already.
+void RowSample::take_behind(uint64_t place) {
+    window_.move_to(std::max(place, places_.back() + 1));
+    if (window_.position() == place)
+        walk(place + PROBE_SIZE, true);
 }
 
 void RowSample::for_each(const Visit &visit) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,8 +24,10 @@ struct Entry {
 class RowSample {
 public:
     // Of the table in the file `fd`, which must stay open. Rows of more than `entries_max` entries are none.
-    // `path` must outlive the sample. A place that cannot be read ends it.
-    RowSample(int fd, const std::string &path, const TableInfo &table, size_t entries_max);
+    // `path` must outlive the sample. A place that cannot be read ends it. Longer rows are looked for behind
+    // the file offset `place` as well.
+    RowSample(int fd, const std::string &path, const TableInfo &table, size_t entries_max,
+              std::optional<uint64_t> place = std::nullopt);
 
     size_t rows() const { return places_.size(); }
     // How many of the rows have 0, 1, ... entries.
@@ -39,6 +42,7 @@ private:
     enum class Found : uint8_t { row, table_end, nothing };
 
     void take_sample(const TableInfo &table);
+    void take_behind(uint64_t place);
     Found take_row();
     bool take_long_block(uint64_t at);
     bool walk(uint64_t end, bool longer_only);

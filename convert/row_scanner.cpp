@@ -12,11 +12,12 @@ namespace {
 
 constexpr uint16_t FULL_CHUNK = 0x8000; // the buffer a LONG value is gathered in
 constexpr size_t SWALLOWING_SIZE = 8;   // a value that could hold rows is longer than this
+constexpr const char *MORE_ENTRIES = "more entries than columns";
 constexpr const char *WRONG_LENGTH = "a value of a length that its column cannot have";
 
-// The window has moved: what lay at `from` lies at `to`.
+// The window may have moved: what lay at `from` lies at `to`.
 void rebase(Field *fields, size_t count, const uint8_t *from, const uint8_t *to) {
-    for (size_t i = 0; i < count; ++i)
+    for (size_t i = 0; i < count && from != to; ++i)
         fields[i].data = to + (fields[i].data - from);
 }
 
@@ -40,13 +41,12 @@ RowScan RowScanner::scan(size_t from, Field *fields) {
     RowScan scan;
     size_t at = from;
     const uint8_t *data = window_.data();
-    size_t available = window_.available();
     for (;;) {
-        if (at + MARK_SIZE > available) {
+        at = take_plain_entries(at, scan, fields);
+        if (at + MARK_SIZE > window_.available()) {
             if (!bring(at + MARK_SIZE, from, scan, fields))
                 return scan;
             data = window_.data();
-            available = window_.available();
         }
         const uint16_t mark = load_be16(data + at);
         at += MARK_SIZE;
@@ -57,6 +57,7 @@ RowScan RowScanner::scan(size_t from, Field *fields) {
             return scan;
         }
         if (const char *reason = take_entry(mark, data + at, scan, fields)) {
+            scan.is_longer = reason == MORE_ENTRIES;
             fail(scan, ScanResult::damaged, reason);
             return scan;
         }
@@ -87,10 +88,36 @@ bool RowScanner::bring(size_t size, size_t from, RowScan &scan, Field *fields) {
     return true;
 }
 
+// Takes the NULLs and possible values at `at`, as far as they are in the window: most rows have nothing else.
+// Returns where another mark, or what is not in the window, begins.
+size_t RowScanner::take_plain_entries(size_t at, RowScan &scan, Field *fields) const {
+    const uint8_t *const data = window_.data();
+    const size_t available = window_.available();
+    const ColumnRule *rule = rules_.data() + scan.entries;
+    Field *field = fields + scan.entries;
+    bool as_declared = scan.as_declared;
+    for (const ColumnRule *const end = rules_.data() + rules_.size(); rule != end; ++rule, ++field) {
+        if (at + MARK_SIZE > available)
+            break;
+        const uint16_t mark = load_be16(data + at);
+        const bool is_null = mark == ENTRY_NULL;
+        if (!is_null && (mark == ROW_END || mark > VALUE_MAX || !rule->possible(mark)))
+            break;
+        at += MARK_SIZE;
+        const uint32_t size = is_null ? 0U : mark;
+        *field = {is_null ? FieldKind::null : FieldKind::value, size, {data + at}};
+        as_declared &= size <= rule->declared;
+        at += size;
+    }
+    scan.as_declared = as_declared;
+    scan.entries = static_cast<size_t>(field - fields);
+    return at;
+}
+
 // Null, or why there cannot be such an entry.
 const char *RowScanner::take_entry(uint16_t mark, const uint8_t *data, RowScan &scan, Field *fields) const {
     if (scan.entries == rules_.size())
-        return mark == TABLE_END || mark == LONG_BLOCK ? refused_mark(mark) : "more entries than columns";
+        return mark == TABLE_END || mark == LONG_BLOCK ? refused_mark(mark) : MORE_ENTRIES;
     Field &field = fields[scan.entries];
     field = {FieldKind::null, 0, {data}};
     if (mark <= VALUE_MAX) {
@@ -169,7 +196,7 @@ bool RowScanner::is_odd(size_t from, const RowScan &scan, const Field *fields) c
     if (!scan.as_declared || scan.odd_chunks)
         return true;
     for (size_t i = 0; i < scan.entries; ++i)
-        if (fields[i].size > SWALLOWING_SIZE && has_free_length(rules_[i].kind) &&
+        if (fields[i].size > SWALLOWING_SIZE && rules_[i].free_length &&
             holds_zero_pair(fields[i].data, fields[i].size))
             return true;
     const size_t block = from + scan.row_size;

@@ -22,6 +22,7 @@ enum class ScanResult : uint8_t { row, table_end, damaged, cut_off };
 struct RowScan {
     ScanResult result = ScanResult::damaged;
     const char *reason = "";      // when damaged
+    bool is_longer = false;       // that is because there are more entries than columns
     uint64_t size = 0;            // of the row with its LONG block
     size_t row_size = 0;          // of the row alone
     size_t entries = 0;           // columns that have an entry
@@ -66,6 +67,7 @@ public:
 private:
     bool are_entries(const uint8_t *data, size_t size, size_t column) const;
     bool bring(size_t size, size_t from, RowScan &scan, Field *fields);
+    size_t take_plain_entries(size_t at, RowScan &scan, Field *fields) const;
     const char *take_entry(uint16_t mark, const uint8_t *data, RowScan &scan, Field *fields) const;
     const char *refused_mark(uint16_t mark) const;
     void scan_long_block(size_t from, RowScan &scan);

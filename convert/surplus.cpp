@@ -135,11 +135,17 @@ std::vector<ColumnRule> rules_of(const TableInfo &table) {
     return rules;
 }
 
-// How many more entries than columns the longest rows have. A single one can be a damaged row.
-size_t surplus_of_longest(const RowSample &sample, size_t columns) {
+// Rows that have more entries than columns.
+size_t longer_rows(const RowSample &sample, size_t columns) {
     size_t longer = 0;
     for (size_t entries = columns + 1; entries < sample.lengths().size(); ++entries)
         longer += sample.lengths()[entries];
+    return longer;
+}
+
+// How many more entries than columns the longest rows have. A single one can be a damaged row.
+size_t surplus_of_longest(const RowSample &sample, size_t columns) {
+    const size_t longer = longer_rows(sample, columns);
     const size_t least = 2 * longer >= sample.rows() ? 1 : 2;
     for (size_t entries = sample.lengths().size(); entries-- > columns + 1;)
         if (sample.lengths()[entries] >= least)
@@ -250,21 +256,9 @@ void add_extra_columns(RowSample &sample, TableInfo &table) {
     }
 }
 
-} // namespace
-
-void infer_types(int fd, const std::string &path, TableInfo &table) {
-    RowSample sample(fd, path, table, table.columns.size());
-    if (sample.rows() == 0)
-        return;
-    const std::vector<uint32_t> types = inferred_types(sample, table.columns.size());
-    for (size_t i = 0; i < table.columns.size(); ++i)
-        if (table.columns[i].ctyp == 0)
-            table.columns[i].ctyp = types[i];
-}
-
-void find_surplus(int fd, const std::string &path, TableInfo &table) {
+// Gives the entries of the table's rows to its columns where there are more of them.
+void assign_entries(RowSample &sample, TableInfo &table) {
     const size_t columns = table.columns.size();
-    RowSample sample(fd, path, table, columns + SURPLUS_MAX);
     const std::vector<ColumnRule> rules = rules_of(table);
     const FitTable fit(sample, rules);
     const std::optional<Assignment> assignment =
@@ -281,6 +275,34 @@ void find_surplus(int fd, const std::string &path, TableInfo &table) {
         table.remark += "entry " + list_left_out(table) + " belongs to none and is left out";
     if (table.open)
         table.remark += "which belong to none cannot be told: the last values come as EXTRA_n";
+}
+
+} // namespace
+
+void infer_types(int fd, const std::string &path, TableInfo &table) {
+    RowSample sample(fd, path, table, table.columns.size());
+    if (sample.rows() == 0)
+        return;
+    const std::vector<uint32_t> types = inferred_types(sample, table.columns.size());
+    for (size_t i = 0; i < table.columns.size(); ++i)
+        if (table.columns[i].ctyp == 0)
+            table.columns[i].ctyp = types[i];
+}
+
+void find_surplus(int fd, const std::string &path, TableInfo &table) {
+    RowSample sample(fd, path, table, table.columns.size() + SURPLUS_MAX);
+    assign_entries(sample, table);
+}
+
+std::optional<TableInfo> find_late_surplus(int fd, const std::string &path, const TableInfo &table,
+                                           uint64_t place) {
+    const size_t columns = table.columns.size();
+    RowSample sample(fd, path, table, columns + SURPLUS_MAX, place);
+    const size_t longer = longer_rows(sample, columns);
+    TableInfo refined = table;
+    if (longer >= TELLING_LONGER && sample.rows() - longer >= TELLING_ROWS)
+        assign_entries(sample, refined);
+    return refined.entry_columns.empty() ? std::nullopt : std::optional(refined);
 }
 
 } // namespace vexlo

@@ -159,6 +159,12 @@ Cell CellDecoder::decode(const Row &row, size_t index, char *scratch, RowLosses 
     return {kind, scratch, static_cast<size_t>(end - scratch), nullptr, facts_};
 }
 
+bool CellDecoder::keeps_ascii(size_t index) const {
+    const ColumnKind kind = table_.columns[index].kind;
+    return (kind == ColumnKind::text && database_.keeps_ascii()) ||
+           (kind == ColumnKind::national_text && national_.keeps_ascii());
+}
+
 // A universal row address can be that of something else; any other value is lost.
 Cell CellDecoder::undecoded_cell(const Row &row, size_t index, RowLosses &losses) {
     const Column &column = table_.columns[index];

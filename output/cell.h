@@ -100,6 +100,9 @@ public:
     // added to `losses` and gives a null cell.
     Cell decode(const Row &row, size_t index, char *scratch, RowLosses &losses);
 
+    // Whether the column's values are text of which ASCII characters stay as they are stored.
+    bool keeps_ascii(size_t index) const;
+
     // Adds what another decoder of the same table has counted.
     void merge(CellDecoder &&other);
     // Tells what has only been counted: replaced characters, missing LOBs, time zone regions, unknown types.

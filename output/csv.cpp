@@ -148,7 +148,11 @@ private:
 class CsvFormatter : public RowFormatter {
 public:
     CsvFormatter(CellDecoder &decoder, const CsvForm &form)
-        : decoder_(decoder), form_(form), check_(decoder), rejecter_(decoder) {}
+        : decoder_(decoder), form_(form), check_(decoder), rejecter_(decoder) {
+        const bool as_stored = form.dialect != Dialect::postgresql && form.null_text.empty();
+        for (size_t i = 0; i < decoder.table().columns.size(); ++i)
+            copied_.push_back(as_stored && decoder.keeps_ascii(i));
+    }
 
     void format(const Row &row, RowBatch &batch) override {
         const std::vector<Column> &columns = decoder_.table().columns;
@@ -157,10 +161,11 @@ public:
             return;
         const size_t start = batch.bytes.size();
         for (size_t i = 0; i < columns.size(); ++i) {
-            char *out = batch.bytes.reserve(CellDecoder::SCRATCH_SIZE + 1);
             if (i > 0)
-                *out++ = form_.delimiter;
-            batch.bytes.commit_to(out);
+                batch.bytes.put(form_.delimiter);
+            if (copied_[i] && copy_text_field(row.fields[i], batch.bytes))
+                continue;
+            char *const out = batch.bytes.reserve(CellDecoder::SCRATCH_SIZE);
             Cell cell = decoder_.decode(row, i, out, batch.losses);
             if (form_.dialect == Dialect::oracle)
                 give_to_oracle(row, columns[i], cell, batch);
@@ -179,6 +184,19 @@ public:
     }
 
 private:
+    // Most texts are ASCII without anything to quote: they are copied while that is found out. False when the
+    // field is another one.
+    bool copy_text_field(const Field &field, ByteBuffer &bytes) const {
+        if (field.kind != FieldKind::value || field.size == 0 || field.data[0] == '\\')
+            return false;
+        char *const end =
+            copy_without<'"', '\n', '\r'>(form_.delimiter, reinterpret_cast<const char *>(field.data),
+                                          field.size, bytes.reserve(field.size + WRITE_SLACK));
+        if (end != nullptr)
+            bytes.commit_to(end);
+        return end != nullptr;
+    }
+
     static void give_to_oracle(const Row &row, const Column &column, Cell &cell, RowBatch &batch) {
         if (!is_unwritable_in_oracle(column, cell))
             return;
@@ -208,6 +226,7 @@ private:
     const CsvForm &form_;
     PostgresqlCheck check_;
     RowRejecter rejecter_;
+    std::vector<uint8_t> copied_; // whether the texts of the column can be copied as they are stored
 };
 
 class CsvWriter : public TableWriter {
@@ -282,6 +301,8 @@ public:
         return std::make_unique<CsvWriter>(table, options_, form_, destination_.open_stream(path),
                                            std::move(rejected));
     }
+
+    void give_up(const Table &table) override { destination_.release(output_name(table)); }
 
 private:
     Destination &destination_;

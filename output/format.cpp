@@ -63,7 +63,17 @@ struct OptionUse {
     const char *name;
 };
 
+NameRules name_rules(const FormatOptions &options) {
+    const Dialect dialect = dialect_of(options.dialect);
+    return {options.lowercase, dialect == Dialect::postgresql,
+            dialect == Dialect::sqlite || options.format == "sqlite"};
+}
+
 } // namespace
+
+std::string part_suffix(SqlPart part) {
+    return part == SqlPart::ddl ? ".ddl" : part == SqlPart::data ? ".data" : "";
+}
 
 std::string option_fault(const std::string &option, const std::string &format) {
     for (const OptionFormats &known : OPTION_FORMATS)
@@ -117,10 +127,12 @@ void check_raw_text(const FormatOptions &options, const Table &table, const std:
                              "\" is in another character set than the rest");
 }
 
+UniqueNames output_names(const FormatOptions &options) {
+    return UniqueNames(name_rules(options).size_max());
+}
+
 std::vector<std::string> apply_output_names(const FormatOptions &options, Table &table) {
-    const Dialect dialect = dialect_of(options.dialect);
-    const NameRules rules{options.lowercase, dialect == Dialect::postgresql,
-                          dialect == Dialect::sqlite || options.format == "sqlite"};
+    const NameRules rules = name_rules(options);
     std::vector<std::string> told;
     const auto rename = [&](std::string &name, const std::string &given, const std::string &what) {
         if (given != rules.in_case(name))
@@ -129,7 +141,7 @@ std::vector<std::string> apply_output_names(const FormatOptions &options, Table 
     };
     table.owner = rules.apply(table.owner);
     rename(table.name, rules.apply_to_table(table.name), "");
-    UniqueNames names;
+    UniqueNames names = output_names(options);
     for (Column &column : table.columns)
         rename(column.name, names.take(rules.apply_to_column(column.name)),
                "column \"" + printable(column.name) + "\" ");

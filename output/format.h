@@ -43,11 +43,17 @@ public:
     virtual ~Format() = default;
     // Starts a table, which must outlive the writer.
     virtual std::unique_ptr<TableWriter> open_table(const Table &table) = 0;
+    // The table's writer was destroyed before finish(); the table can be started again.
+    virtual void give_up(const Table &) {}
     // All tables are done.
     virtual void finish() {}
 };
 
 enum class SqlPart : uint8_t { all, ddl, data };
+
+// What stands in front of the extension of a file that has this part: both parts of a table can be in one
+// directory.
+std::string part_suffix(SqlPart part);
 
 struct FormatOptions {
     std::string format;           // csv, jsonl, sql, sqlldr or sqlite
@@ -77,6 +83,9 @@ std::string format_options_fault(const FormatOptions &options);
 // Throws UsageError when text is to be passed through and cannot: the format is in UTF-8, or the character
 // set `charset`, by Oracle's name, does not suit it or every column of the table.
 void check_raw_text(const FormatOptions &options, const Table &table, const std::string &charset);
+
+// Names of one kind in the output that must differ from each other, of the size that the target takes.
+UniqueNames output_names(const FormatOptions &options);
 
 // Gives the table and its columns the names they have in the output. Returns what is to be told of those that
 // became others, but for the case of letters.

@@ -68,6 +68,8 @@ public:
             destination_.open_stream(destination_.stream_path_for(output_name(table), ".jsonl")));
     }
 
+    void give_up(const Table &table) override { destination_.release(output_name(table)); }
+
 private:
     Destination &destination_;
     FormatOptions options_;

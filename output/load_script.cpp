@@ -11,6 +11,7 @@ namespace vexlo {
 namespace {
 
 constexpr char NAME[] = "load";
+constexpr char PLAIN_NAME[] = "vexlo_table"; // of a table while it is loaded
 constexpr std::string_view MARK = "Loads what was converted into this directory";
 
 // `text` as one word of a shell.
@@ -89,7 +90,8 @@ LoadScript::LoadScript(const FormatOptions &options, Destination &destination)
     : options_(options), destination_(destination),
       kind_(destination.is_standard_output() ? Kind::none : kind_of(options)) {
     if (kind_ != Kind::none)
-        path_ = destination.reserve(NAME, kind_ == Kind::shell ? ".sh" : ".sql");
+        path_ =
+            destination.reserve(NAME, part_suffix(options.part) + (kind_ == Kind::shell ? ".sh" : ".sql"));
 }
 
 void LoadScript::add(uint64_t number, const Table &table, const std::string &path,
@@ -117,15 +119,22 @@ std::string LoadScript::commands_for(const Table &table, const std::string &file
     return "";
 }
 
+// \copy is one line, in which no name with a line end can stand.
 std::string LoadScript::psql_commands(const Table &table, const std::string &file) const {
     if (options_.format == "sql")
         return "\\ir " + literal(file) + "\n";
     const std::string source =
         options_.compress.empty() ? literal(file) : "program " + literal(unpack(options_, file, false));
-    return "BEGIN;\n" + create_table_statement(table, table.name, Dialect::postgresql) + ";\n\\copy " +
-           quoted_identifier(table.name) + " from " + source + " with (format csv, header " +
+    const bool one_line = table.name.find_first_of("\r\n") == std::string::npos;
+    const std::string name = quoted_identifier(table.name), loading = one_line ? name : PLAIN_NAME;
+    const auto rename = [&](const std::string &from, const std::string &to) {
+        return one_line ? "" : "ALTER TABLE " + from + " RENAME TO " + to + ";\n";
+    };
+    return "BEGIN;\n" + create_table_statement(table, table.name, Dialect::postgresql) + ";\n" +
+           rename(name, loading) + "\\copy " + loading + " from " + source + " with (format csv, header " +
            (options_.header ? "true" : "false") + ", delimiter " + delimiter_literal(options_.delimiter) +
-           ", null " + literal(options_.null_text) + ", encoding 'UTF8')\nCOMMIT;\n";
+           ", null " + literal(options_.null_text) + ", encoding 'UTF8')\n" + rename(loading, name) +
+           "COMMIT;\n";
 }
 
 std::string LoadScript::shell_commands(const Table &table, const std::string &file,
@@ -147,11 +156,12 @@ std::string LoadScript::shell_commands(const Table &table, const std::string &fi
 
 // What stands before the commands of all tables.
 std::string LoadScript::head() const {
-    const std::string mark(MARK);
+    const std::string mark(MARK), name = path_.substr(path_.rfind('/') + 1);
     if (kind_ == Kind::sqlite)
-        return "-- " + mark + ": run it there, as in sqlite3 DATABASE <load.sql\n.bail on\n";
+        return "-- " + mark + ": run it there, as in sqlite3 DATABASE <" + name + "\n.bail on\n";
     if (kind_ == Kind::psql)
-        return "-- " + mark + ": run it there, as in psql -d DATABASE -f load.sql\n\\set ON_ERROR_STOP on\n";
+        return "-- " + mark + ": run it there, as in psql -d DATABASE -f " + name +
+               "\n\\set ON_ERROR_STOP on\n";
     const Dialect dialect = dialect_of(options_.dialect);
     const bool oracle = dialect == Dialect::oracle || dialect == Dialect::none;
     const std::string arguments = oracle                           ? "USER/PASSWORD@DATABASE"
@@ -161,7 +171,7 @@ std::string LoadScript::head() const {
         dialect == Dialect::postgresql
             ? ""
             : "if [ $# -ne 1 ]; then\n    echo \"usage: $0 " + arguments + "\" >&2\n    exit 2\nfi\n";
-    return "#!/bin/sh\n# " + mark + ": sh load.sh " + arguments + "\nset -eu\n" + count +
+    return "#!/bin/sh\n# " + mark + ": sh " + name + " " + arguments + "\nset -eu\n" + count +
            "CDPATH= cd -- \"$(dirname -- \"$0\")\"\n" +
            (oracle ? "NLS_NUMERIC_CHARACTERS='.,'\nexport NLS_NUMERIC_CHARACTERS\n" : "");
 }

@@ -27,6 +27,15 @@ std::string folded(std::string_view name) {
     return text;
 }
 
+// The begin of the name of at most `size` bytes that has no part of a character.
+std::string cut(const std::string &name, size_t size) {
+    if (name.size() <= size)
+        return name;
+    while (size > 0 && (static_cast<unsigned char>(name[size]) & 0xC0) == 0x80)
+        --size;
+    return name.substr(0, size);
+}
+
 std::string escaped(char c) {
     const auto byte = static_cast<uint8_t>(c);
     char digits[2];
@@ -62,26 +71,28 @@ std::string UniqueNames::take(const std::string &name) {
     if (is_new)
         return name;
     for (;;) {
-        const std::string candidate = name + "_" + std::to_string(first->second++);
+        const std::string number = "_" + std::to_string(first->second++);
+        const std::string candidate = cut(name, size_max_ - number.size()) + number;
         if (taken_.try_emplace(folded(candidate), 2U).second)
             return candidate;
     }
+}
+
+void UniqueNames::release(const std::string &name) {
+    taken_.erase(folded(name));
 }
 
 std::string NameRules::in_case(const std::string &name) const {
     return lowercase ? folded(name) : name;
 }
 
+size_t NameRules::size_max() const {
+    constexpr size_t POSTGRESQL_MAX = 63;
+    return postgresql ? POSTGRESQL_MAX : UniqueNames::ANY_SIZE;
+}
+
 std::string NameRules::apply(const std::string &name) const {
-    // Room is left for the number of a name that is not the first of its kind.
-    constexpr size_t POSTGRESQL_MAX = 63 - 4;
-    std::string text = in_case(name);
-    if (!postgresql || text.size() <= POSTGRESQL_MAX + 4)
-        return text;
-    size_t size = POSTGRESQL_MAX;
-    while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) // not inside a character
-        --size;
-    return text.substr(0, size);
+    return cut(in_case(name), size_max());
 }
 
 std::string NameRules::apply_to_table(const std::string &name) const {

@@ -21,10 +21,18 @@ std::string safe_file_name(std::string_view name);
 // Names that have been given out so far; upper and lower case ASCII letters count as the same.
 class UniqueNames {
 public:
+    static constexpr size_t ANY_SIZE = static_cast<size_t>(-1);
+
+    // Names with a number have at most `size_max` bytes: they are cut, between characters, to make room.
+    explicit UniqueNames(size_t size_max = ANY_SIZE) : size_max_(size_max) {}
+
     // `name`, or the first of name_2, name_3, ... that is still free.
     std::string take(const std::string &name);
+    // A name that was given out is free again.
+    void release(const std::string &name);
 
 private:
+    size_t size_max_;
     std::map<std::string, unsigned> taken_; // with the number to try next
 };
 
@@ -34,6 +42,8 @@ struct NameRules {
     bool postgresql; // which takes 63 bytes and has column names of its own
     bool sqlite;     // which has table names of its own
 
+    // The most bytes that a name may have.
+    size_t size_max() const;
     // The name with its letters in the case that is asked for, and nothing else changed.
     std::string in_case(const std::string &name) const;
     std::string apply(const std::string &name) const;

@@ -103,6 +103,8 @@ public:
     std::string path_for(std::string_view name, std::string_view extension);
     // The same with what its compression adds.
     std::string stream_path_for(std::string_view name, std::string_view extension);
+    // The output named after `name` was given up: its path can be given again.
+    void release(std::string_view name) { used_.release(safe_file_name(name)); }
     // A path for an output that all tables share: no other gets its name. Nothing is created.
     std::string reserve(std::string_view name, std::string_view extension);
     // A file at a path from path_for(), not compressed.

@@ -83,10 +83,13 @@ public:
 
     std::unique_ptr<TableWriter> open_table(const Table &table) override {
         dialect_->check(table);
-        const std::string path = destination_.stream_path_for(output_name(table), ".sql");
+        const std::string path =
+            destination_.stream_path_for(output_name(table), part_suffix(part_) + ".sql");
         return std::make_unique<SqlWriter>(table, *dialect_, part_, destination_.open_stream(path),
                                            RejectedFile(destination_, path));
     }
+
+    void give_up(const Table &table) override { destination_.release(output_name(table)); }
 
 private:
     Destination &destination_;

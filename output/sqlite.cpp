@@ -425,6 +425,8 @@ public:
                                               names_.take(sqlite_table_name(table.name)), all_real_);
     }
 
+    void give_up(const Table &table) override { names_.release(sqlite_table_name(table.name)); }
+
     void finish() override {
         database_.execute("COMMIT");
         database_.close();

@@ -251,6 +251,8 @@ public:
                                               destination_.log(), charset_);
     }
 
+    void give_up(const Table &table) override { destination_.release(output_name(table)); }
+
 private:
     Destination &destination_;
     std::string charset_;

@@ -6,7 +6,7 @@
 #include "format/block.h"
 #include "format/cache_header.h"
 #include "format/file_header.h"
-#include "rescue/pipeline.h"
+#include "output/pipeline.h"
 #include "rescue/segment.h"
 #include "rescue/stop.h"
 

@@ -21,8 +21,8 @@ bool is_shared(const FormatOptions &options) {
 std::vector<std::string> extensions(const FormatOptions &options) {
     if (options.format == "sqlldr")
         return {".ctl", ".ldr"};
-    const std::string own =
-        "." + options.format + std::string(compression_extension(compression_of(options.compress)));
+    const std::string own = part_suffix(options.part) + "." + options.format +
+                            std::string(compression_extension(compression_of(options.compress)));
     if (options.dialect == "postgresql")
         return {own, own + ".rejected"};
     return {own};

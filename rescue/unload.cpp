@@ -5,8 +5,8 @@
 #include <optional>
 #include <utility>
 
+#include "output/pipeline.h"
 #include "rescue/lob_values.h"
-#include "rescue/pipeline.h"
 #include "rescue/row_reader.h"
 #include "rescue/stop.h"
 #include "values/datetime.h"

@@ -36,6 +36,9 @@ public:
     // whole characters. The rest, a few bytes, belongs in front of the next part.
     std::string_view decode_part(const uint8_t *data, size_t size, uint64_t &replaced, size_t &used);
 
+    // Whether text of ASCII characters alone stays as it is.
+    bool keeps_ascii() const { return charset_.ascii; }
+
     // Oracle's name of the set, or iconv's where the user gave that.
     std::string_view charset_name() const { return charset_.oracle; }
 

@@ -110,9 +110,9 @@ TEST_F(FormatOptionsTest, TablesAndRowsOfScriptsApart) {
     std::vector<std::string> ddl = sqlite, data = sqlite;
     ddl.push_back("--ddl-only");
     data.push_back("--data-only");
-    EXPECT_EQ(converted(texts({"x"}), ddl, "SCOTT.T.sql"),
+    EXPECT_EQ(converted(texts({"x"}), ddl, "SCOTT.T.ddl.sql"),
               "BEGIN;\nCREATE TABLE \"T\" (\n  \"A\" TEXT,\n  \"B\" /* NUMBER */\n);\nCOMMIT;\n");
-    EXPECT_EQ(converted(texts({"x"}), data, "SCOTT.T.sql"),
+    EXPECT_EQ(converted(texts({"x"}), data, "SCOTT.T.data.sql"),
               "BEGIN;\nINSERT INTO \"T\" VALUES ('x',1.5);\nCOMMIT;\n");
 }
 

@@ -204,14 +204,15 @@ TEST(Unload, RowsThatTheTargetWouldRefuseHaveTheirNumberInTheTable) {
 TEST(Unload, ScriptsCanHaveTheTablesAloneOrTheRowsAlone) {
     const scratch_dir dir;
     SimpleDatabase(dir.file("db"), 1, 3).db.finish();
-    const auto unload = [&](const std::string &part) {
+    const auto unload = [&](const std::string &part, const std::string &file) {
         const run_result result =
             run_rescue({"unload", "--files", dir.file("db/*.dbf"), "--to", "sql", "--dialect", "sqlite",
                         "--output", dir.file(part), "--quiet", "--" + part});
         EXPECT_EQ(result.status, 0) << result.describe();
-        return read_text(dir.file(part) + "/SCOTT.T1.sql");
+        return read_text(dir.file(part) + "/" + file);
     };
-    const std::string tables = unload("ddl-only"), rows = unload("data-only");
+    const std::string tables = unload("ddl-only", "SCOTT.T1.ddl.sql");
+    const std::string rows = unload("data-only", "SCOTT.T1.data.sql");
     EXPECT_NE(tables.find("CREATE TABLE"), std::string::npos);
     EXPECT_EQ(tables.find("INSERT"), std::string::npos);
     EXPECT_EQ(rows.find("CREATE TABLE"), std::string::npos);

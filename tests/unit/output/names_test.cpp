@@ -42,6 +42,23 @@ TEST(Names, UniqueWhateverTheCase) {
     EXPECT_EQ(names.take("ID_2"), "ID_2_2");
 }
 
+TEST(Names, NumbersFindRoomInTheLongestNames) {
+    vexlo::UniqueNames names(8);
+    EXPECT_EQ(names.take("ABCDEFGH"), "ABCDEFGH");
+    EXPECT_EQ(names.take("abcdefgh"), "abcdef_2");
+    EXPECT_EQ(names.take("ABCDEFGH"), "ABCDEF_3");
+    EXPECT_EQ(names.take("abcde\xC3\x84h"), "abcde\xC3\x84h");
+    EXPECT_EQ(names.take("ABCDE\xC3\x84H"), "ABCDE_2");
+}
+
+TEST(Names, PostgresqlTakesSixtyThreeBytes) {
+    const vexlo::NameRules rules{false, true, false};
+    EXPECT_EQ(rules.apply(std::string(63, 'A')), std::string(63, 'A'));
+    EXPECT_EQ(rules.apply(std::string(64, 'A')), std::string(63, 'A'));
+    EXPECT_EQ(rules.apply(std::string(62, 'A') + "\xC3\x84"), std::string(62, 'A'));
+    EXPECT_EQ(vexlo::UniqueNames(rules.size_max()).take("A"), "A");
+}
+
 TEST(Names, ThoseThatSqliteKeepsForItself) {
     EXPECT_EQ(vexlo::sqlite_table_name("SQLITE_STAT"), "_SQLITE_STAT");
     EXPECT_EQ(vexlo::sqlite_table_name("sqlite_"), "_sqlite_");

@@ -1,15 +1,13 @@
 // The scripts that load all tables of a run, run by the programs they are for.
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 
 #include <gtest/gtest.h>
 
 #include "dump_writer.h"
-#include "postgresql_server.h"
 #include "scratch_dir.h"
+#include "target_fixtures.h"
 
 using namespace vexlo_test;
 
@@ -61,26 +59,12 @@ protected:
     std::string out_ = dir_ / "out";
 };
 
-class PsqlScript : public LoadScript {
+class PsqlScript : public WithPostgresql<LoadScript> {
 protected:
-    void SetUp() override {
-        server_ = PostgresqlServer::get();
-        if (server_ == nullptr) {
-            ASSERT_EQ(std::getenv("CI"), nullptr) << "PostgreSQL is not installed";
-            GTEST_SKIP() << "PostgreSQL is not installed";
-        }
-        static int databases = 0;
-        database_ = "load" + std::to_string(++databases);
-        server_->create_database(database_);
-    }
-
     void expect_odd_tables() {
         for (const std::string &name : {ODD, SPACES, PLAIN})
-            EXPECT_EQ(server_->query(database_, "SELECT * FROM " + quoted(name)), "1|" + name + "\n2|\n");
+            EXPECT_EQ(query("SELECT * FROM " + quoted(name)), "1|" + name + "\n2|\n");
     }
-
-    PostgresqlServer *server_ = nullptr;
-    std::string database_;
 };
 
 // From any directory, because each script is found beside this one.
@@ -94,10 +78,10 @@ TEST_F(PsqlScript, ScriptsOfAllTables) {
 
 TEST_F(PsqlScript, AFailureInsideEndsItWithAStatus) {
     convert({"--to", "sql", "--dialect", "postgresql"}, dump_of_odd_names());
-    server_->query(database_, "CREATE TABLE " + quoted(SPACES) + " (x int)");
+    query("CREATE TABLE " + quoted(SPACES) + " (x int)");
     EXPECT_EQ(server_->run_script(database_, out_ + "/load.sql").status, 3);
-    EXPECT_EQ(server_->query(database_, "SELECT count(*) FROM " + quoted(ODD)), "2\n");
-    EXPECT_EQ(server_->query(database_, "SELECT to_regclass('" + quoted(PLAIN) + "') IS NULL"), "t\n");
+    EXPECT_EQ(query("SELECT count(*) FROM " + quoted(ODD)), "2\n");
+    EXPECT_EQ(query("SELECT to_regclass('" + quoted(PLAIN) + "') IS NULL"), "t\n");
 }
 
 TEST_F(PsqlScript, CsvIsCopiedIntoTablesThatItCreates) {
@@ -124,7 +108,7 @@ TEST_F(PsqlScript, CsvThatCannotBeLoadedEndsItWithAStatus) {
     convert({"--to", "csv", "--dialect", "postgresql"}, dump_of_odd_names());
     write_text(out_ + "/SCOTT.EMP.csv", "$ID,\"na\"\"me\"\r\nx,y\r\n");
     EXPECT_EQ(server_->run_script(database_, "load.sql", out_).status, 3);
-    EXPECT_EQ(server_->query(database_, "SELECT to_regclass('" + quoted(PLAIN) + "') IS NULL"), "t\n");
+    EXPECT_EQ(query("SELECT to_regclass('" + quoted(PLAIN) + "') IS NULL"), "t\n");
 }
 
 TEST_F(PsqlScript, CompressedScriptsGoThroughAShell) {
@@ -141,9 +125,9 @@ TEST_F(PsqlScript, CompressedScriptsGoThroughAShell) {
         const std::string packed = out_ + "/SCOTT.EMP.sql" + (compression == "gzip" ? ".gz" : ".zst");
         std::filesystem::resize_file(packed, std::filesystem::file_size(packed) - 1);
         for (const std::string &name : {ODD, SPACES, PLAIN})
-            server_->query(database_, "DROP TABLE " + quoted(name));
+            query("DROP TABLE " + quoted(name));
         EXPECT_NE(run_program(command).status, 0);
-        EXPECT_EQ(server_->query(database_, "SELECT to_regclass('" + quoted(PLAIN) + "') IS NULL"), "t\n");
+        EXPECT_EQ(query("SELECT to_regclass('" + quoted(PLAIN) + "') IS NULL"), "t\n");
     }
 }
 
@@ -155,7 +139,7 @@ TEST_F(PsqlScript, TablesOfSeveralOwnersGoIntoSchemasOfTheirNames) {
         convert({"--to", format, "--dialect", "postgresql", scott}, other);
         EXPECT_EQ(server_->run_script(database_, "load.sql", out_).err, "");
         for (const char *owner : {"SCOTT", "o'ther \"x\""})
-            EXPECT_EQ(server_->query(database_, "SELECT count(*) FROM " + quoted(owner) + ".\"EMP\""), "2\n");
+            EXPECT_EQ(query("SELECT count(*) FROM " + quoted(owner) + ".\"EMP\""), "2\n");
     }
 }
 
@@ -167,22 +151,35 @@ TEST_F(PsqlScript, TablesWhoseNamesDifferInCaseAloneDoNotMix) {
     EXPECT_EQ(result.err, prefix + "\"Emp\": is named \"emp_2\"" + why + prefix +
                               "\"emp_2\": is named \"emp_2_2\"" + why);
     EXPECT_EQ(server_->run_script(database_, out_ + "/load.sql").err, "");
-    EXPECT_EQ(server_->query(database_, "SELECT * FROM emp_2"), "1|Emp\n2|\n");
-    EXPECT_EQ(server_->query(database_, "SELECT * FROM emp_2_2"), "1|emp_2\n2|\n");
+    EXPECT_EQ(query("SELECT * FROM emp_2"), "1|Emp\n2|\n");
+    EXPECT_EQ(query("SELECT * FROM emp_2_2"), "1|emp_2\n2|\n");
 }
 
-class SqliteScript : public LoadScript {
+// \copy ends with its line.
+TEST_F(PsqlScript, NamesWithLineEndsAreCopiedInto) {
+    const std::string name = "two\nlines", other = "three\r\n\nlines";
+    convert({"--to", "csv", "--dialect", "postgresql"}, dump_of({name, other, PLAIN}));
+    const ProgramResult loaded = server_->run_script(database_, "load.sql", out_);
+    EXPECT_EQ(loaded.status, 0) << loaded.err;
+    EXPECT_EQ(loaded.err, "");
+    for (const std::string &table : {name, other, PLAIN})
+        EXPECT_EQ(query("SELECT count(*) FROM " + quoted(table)), "2\n");
+}
+
+// First the tables, then their rows, from files that do not replace each other.
+TEST_F(PsqlScript, PartsOfScriptsStandSideBySide) {
+    const std::string dump = dump_of_odd_names();
+    convert({"--to", "sql", "--dialect", "postgresql", "--ddl-only"}, dump);
+    convert({"--to", "sql", "--dialect", "postgresql", "--data-only"}, dump);
+    EXPECT_EQ(server_->run_script(database_, out_ + "/load.ddl.sql").err, "");
+    EXPECT_EQ(server_->run_script(database_, out_ + "/load.data.sql").err, "");
+    expect_odd_tables();
+}
+
+class SqliteScript : public WithSqlite<LoadScript> {
 protected:
-    void SetUp() override {
-        if (access(SHELL, X_OK) == 0)
-            return;
-        ASSERT_EQ(std::getenv("CI"), nullptr) << "sqlite3 is not installed";
-        GTEST_SKIP() << "sqlite3 is not installed";
-    }
+    std::string query(const std::string &sql) { return query_file(database_, sql); }
 
-    std::string query(const std::string &sql) { return run_program({SHELL, database_, sql}).out; }
-
-    static constexpr char SHELL[] = "/usr/bin/sqlite3";
     std::string database_ = dir_ / "x.db";
 };
 

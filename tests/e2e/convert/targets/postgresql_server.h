@@ -12,8 +12,10 @@ public:
     // not installed. Throws when it cannot be started.
     static PostgresqlServer *get();
 
-    // Runs psql in a new database `name`.
+    // A name for a database that none has had.
+    std::string next_name() { return "test" + std::to_string(++names_); }
     void create_database(const std::string &name);
+    // Runs psql in the database.
     ProgramResult run_script(const std::string &database, const std::string &path,
                              const std::string &work_dir = "");
     // Options of psql that lead to a database.
@@ -32,4 +34,5 @@ private:
     std::string programs_; // directory
     std::string directory_;
     int pid_ = -1;
+    int names_ = 0;
 };

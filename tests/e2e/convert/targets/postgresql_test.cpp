@@ -5,27 +5,16 @@
 
 #include <gtest/gtest.h>
 
-#include "postgresql_server.h"
 #include "random_values.h"
 #include "scratch_dir.h"
+#include "target_fixtures.h"
 
 using namespace vexlo_test;
 
 namespace {
 
-class Postgresql : public testing::Test {
+class Postgresql : public WithPostgresql<testing::Test> {
 protected:
-    void SetUp() override {
-        server_ = PostgresqlServer::get();
-        if (server_ == nullptr) {
-            ASSERT_EQ(std::getenv("CI"), nullptr) << "PostgreSQL is not installed";
-            GTEST_SKIP() << "PostgreSQL is not installed";
-        }
-        static int databases = 0;
-        database_ = "test" + std::to_string(++databases);
-        server_->create_database(database_);
-    }
-
     // A dump of one table.
     std::string dump_of(const DumpTable &table, const std::string &zone = "00:00") {
         Dump dump;
@@ -49,7 +38,7 @@ protected:
     }
 
     long rows_in(const std::string &table) {
-        return std::atol(server_->query(database_, "SELECT count(*) FROM " + table).c_str());
+        return std::atol(query("SELECT count(*) FROM " + table).c_str());
     }
 
     long rejected_rows(const std::string &file) {
@@ -59,11 +48,7 @@ protected:
         return std::count(text.begin(), text.end(), '\n');
     }
 
-    std::string query(const std::string &sql) { return server_->query(database_, sql); }
-
     scratch_dir dir_;
-    PostgresqlServer *server_ = nullptr;
-    std::string database_;
 };
 
 constexpr int ROWS = 3000;
@@ -230,10 +215,10 @@ TEST_F(Postgresql, LocalTimeOfAnUnknownZoneIsNotShiftedByTheSession) {
 TEST_F(Postgresql, TablesAndRowsApart) {
     dump_of({.name = "T", .columns = {{"XMIN", 1, 3}}, .rows = {row({value("abc")})}});
     EXPECT_EQ(convert({"--to", "sql", "--dialect", "postgresql", "--lowercase", "--ddl-only"}).status, 0);
-    load_file("scott.t.sql");
+    load_file("scott.t.ddl.sql");
     EXPECT_EQ(query("SELECT count(*) FROM t"), "0\n");
     EXPECT_EQ(convert({"--to", "sql", "--dialect", "postgresql", "--lowercase", "--data-only"}).status, 0);
-    load_file("scott.t.sql");
+    load_file("scott.t.data.sql");
     EXPECT_EQ(query("SELECT xmin_ FROM t"), "abc\n");
 }
 

@@ -1,6 +1,4 @@
 // What vexlo-convert writes for SQLite, read by its own shell.
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -8,25 +6,16 @@
 
 #include <gtest/gtest.h>
 
-#include "../program.h"
 #include "dump_writer.h"
 #include "scratch_dir.h"
+#include "target_fixtures.h"
 
 using namespace vexlo_test;
 
 namespace {
 
-constexpr char SHELL[] = "/usr/bin/sqlite3";
-
-class Sqlite : public testing::Test {
+class Sqlite : public WithSqlite<testing::Test> {
 protected:
-    void SetUp() override {
-        if (access(SHELL, X_OK) == 0)
-            return;
-        ASSERT_EQ(std::getenv("CI"), nullptr) << "sqlite3 is not installed";
-        GTEST_SKIP() << "sqlite3 is not installed";
-    }
-
     void convert(const DumpTable &table, std::vector<std::string> options) {
         Dump dump;
         dump.tables = {table};
@@ -47,9 +36,7 @@ protected:
     }
 
     std::string query(const std::string &database, const std::string &sql) {
-        const ProgramResult result = run_program({SHELL, dir_ / database, sql});
-        EXPECT_EQ(result.status, 0) << result.err;
-        return result.out;
+        return query_file(dir_ / database, sql);
     }
 
     scratch_dir dir_;

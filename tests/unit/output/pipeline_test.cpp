@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "rescue/pipeline.h"
+#include "output/pipeline.h"
 
 namespace vexlo {
 namespace {

@@ -1,0 +1,71 @@
+// Rows of a dump, apart from the window that they were read in: what one thread formats while another reads
+// on.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "convert/dump_reader.h"
+#include "convert/long_stream.h"
+#include "values/row.h"
+
+namespace vexlo {
+
+class RowGroup {
+public:
+    // Takes the next rows of `reader` in place of those before, until they are enough for one turn or the
+    // table ends. False when there is neither a row nor damage left.
+    bool read(DumpReader &reader);
+    // Why the file cannot be read any further; empty when it can, or the table has ended.
+    const std::string &fault() const { return fault_; }
+
+    // Goes through what was read in its order: take_row(const Row &) and take_damage(Damage &&).
+    template <class TAKE_ROW, class TAKE_DAMAGE>
+    void for_each(TAKE_ROW &&take_row, TAKE_DAMAGE &&take_damage) {
+        size_t damage = 0;
+        const Field *fields = fields_.data();
+        for (const Head &head : heads_) {
+            while (damage < head.damage)
+                take_damage(std::move(damage_[damage++]));
+            take_row(Row{head.number, head.offset, fields});
+            fields += columns_;
+        }
+        while (damage < damage_.size())
+            take_damage(std::move(damage_[damage++]));
+    }
+
+    // Rows of the table up to the last of these, and the file offset behind it.
+    uint64_t rows() const { return rows_; }
+    uint64_t position() const { return position_; }
+
+private:
+    struct Head {
+        uint64_t number;
+        uint64_t offset;
+        size_t damage; // so much of it was met before the row
+    };
+
+    void clear(size_t columns);
+    bool is_full() const;
+    void take_damage(DumpReader &reader);
+    void add(const Row &row, const DumpReader &reader);
+    uint8_t *copy(std::span<const uint8_t> bytes);
+    void make_room(size_t size);
+
+    size_t columns_ = 0;
+    std::vector<Head> heads_;
+    std::vector<Field> fields_; // of all rows
+    std::vector<Damage> damage_;
+    std::vector<uint8_t> bytes_; // that the fields point into; its size is what may be written
+    size_t used_ = 0;
+    std::deque<LongStream> long_streams_;
+    uint64_t rows_ = 0, position_ = 0;
+    std::string fault_;
+};
+
+} // namespace vexlo

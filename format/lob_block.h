@@ -10,8 +10,8 @@
 //
 // LOB index leaf: transaction header of type 2. Behind the transaction entries stand
 //   kdxco   16 bytes  level at 0, columns at 3, rows at 8
-//   kdxle   20 bytes  size of a row's data part at 12
-//   row directory     16-bit offsets from kdxco
+//   kdxle   20 bytes  next leaf at 4, previous leaf at 8 (addresses; 0 at the ends), size of a row's data
+//   part at 12 row directory     16-bit offsets from kdxco
 // A row is flag, lock, 32 bytes of data (eight addresses of chunks; for page 0 blocks at 4, bytes at 8, and
 // four addresses from 16), and the key: 0A, LOB id, 04, page. Data and key are big-endian.
 #pragma once
@@ -81,6 +81,7 @@ struct LOB_INDEX_LEAF {
     BLOCK blk;
     uint32_t kdxco;
     uint32_t rows;
+    uint32_t next, previous; // addresses of the leaves beside it in the order of keys; 0 at the ends
 };
 
 // One row of it.
@@ -88,6 +89,7 @@ struct LOB_INDEX_ROW {
     const uint8_t *id;
     uint32_t page;       // of the first address
     const uint8_t *data; // LOB_INDEX_DATA bytes
+    bool deleted;
 };
 
 constexpr uint32_t LOB_INDEX_DATA = 32;
@@ -98,7 +100,7 @@ constexpr uint32_t LOB_INDEX_DIRECTORY = 36;     // offset of the row directory 
 // Finds the rows of a LOB index leaf. False when the block is none or its directory leaves it.
 inline bool locate_lob_leaf(const BLOCK &blk, LOB_INDEX_LEAF *leaf) {
     constexpr uint8_t INDEX = 2;
-    constexpr uint32_t LEVEL = 0, COLUMNS = 3, ROWS = 8, DATA_SIZE = 28;
+    constexpr uint32_t LEVEL = 0, COLUMNS = 3, ROWS = 8, NEXT_LEAF = 20, PREVIOUS_LEAF = 24, DATA_SIZE = 28;
     constexpr uint8_t KEY_COLUMNS = 2;
     uint32_t at;
     if (blk.data[0] != BLOCK_TABLE_DATA || !find_transactions_end(blk, &at) ||
@@ -109,12 +111,11 @@ inline bool locate_lob_leaf(const BLOCK &blk, LOB_INDEX_LEAF *leaf) {
     if (kdxco[LEVEL] != 0 || kdxco[COLUMNS] != KEY_COLUMNS || kdxco[DATA_SIZE] != LOB_INDEX_DATA ||
         at + LOB_INDEX_DIRECTORY + 2 * rows > blk.bsz)
         return false;
-    *leaf = {blk, at, rows};
+    *leaf = {blk, at, rows, load_le32(kdxco + NEXT_LEAF), load_le32(kdxco + PREVIOUS_LEAF)};
     return true;
 }
 
-// Reads row `i`, below leaf.rows. False for a deleted row and for one that leaves the block or has no such
-// key.
+// Reads row `i`, below leaf.rows. False for one that leaves the block or has no such key.
 inline bool lob_index_row(const LOB_INDEX_LEAF &leaf, uint32_t i, LOB_INDEX_ROW *row) {
     constexpr uint8_t DELETED = 0x01;
     constexpr uint32_t DATA = 2, KEY = DATA + LOB_INDEX_DATA, PAGE = KEY + 1 + LOB_ID_SIZE, SIZE = PAGE + 5;
@@ -122,8 +123,8 @@ inline bool lob_index_row(const LOB_INDEX_LEAF &leaf, uint32_t i, LOB_INDEX_ROW 
     if (at + SIZE > leaf.blk.bsz)
         return false;
     const uint8_t *p = leaf.blk.data + at;
-    if ((p[0] & DELETED) != 0 || p[KEY] != LOB_ID_SIZE || p[PAGE] != sizeof(uint32_t))
+    if (p[KEY] != LOB_ID_SIZE || p[PAGE] != sizeof(uint32_t))
         return false;
-    *row = {p + KEY + 1, load_be32(p + PAGE + 1), p + DATA};
+    *row = {p + KEY + 1, load_be32(p + PAGE + 1), p + DATA, (p[0] & DELETED) != 0};
     return true;
 }

@@ -118,6 +118,10 @@ std::span<const LobFragmentRecord> Dictionary::lob_fragments(uint32_t lob_object
     return find_records(lob_fragments_, lob_object, &LobFragmentRecord::parent);
 }
 
+std::span<const IndexPartitionRecord> Dictionary::index_partitions(uint32_t index) const {
+    return find_records(index_partitions_, index, &IndexPartitionRecord::index);
+}
+
 std::span<const KeyColumnRecord> Dictionary::primary_key(uint32_t table) const {
     return find_records(keys_, table, &KeyColumnRecord::table);
 }

@@ -208,8 +208,9 @@ struct IndexPartitionRecord {
 struct DefaultRecord {
     uint32_t table;
     uint32_t internal_column;
-    NameRef value; // BLOB locator as stored
-    int32_t guard; // bit of the guard column; -1 when none
+    NameRef value;   // as the column stores it; empty for NULL
+    int32_t guard;   // bit of the guard column; -1 when none
+    bool value_lost; // the BLOB that holds it could not be read
 };
 
 struct FileRecord {
@@ -296,6 +297,7 @@ public:
     uint32_t lost_columns(const TableRecord &table) const;
     std::span<const LobRecord> lobs(uint32_t table) const;
     std::span<const LobFragmentRecord> lob_fragments(uint32_t lob_object) const;
+    std::span<const IndexPartitionRecord> index_partitions(uint32_t index) const;
     std::span<const KeyColumnRecord> primary_key(uint32_t table) const; // by position
     const DefaultRecord *added_default(uint32_t table, uint32_t internal_column) const;
 

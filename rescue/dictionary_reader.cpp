@@ -4,6 +4,8 @@
 #include <tuple>
 
 #include "format/block_address.h"
+#include "rescue/default_value.h"
+#include "rescue/lob_segment.h"
 #include "values/charset.h"
 
 namespace vexlo {
@@ -110,6 +112,7 @@ void DictionaryReader::read() {
     finish_keys();
     add_lost_tables();
     place_files();
+    read_defaults();
 }
 
 // ---- Bootstrap
@@ -542,6 +545,33 @@ void DictionaryReader::place_files() {
         if (file.is_available())
             expected.push_back({file.file, file.tablespace, file.relative_file, file.blocks});
     files_.place_files(std::move(expected));
+}
+
+// The values of ECOL$ are BLOBs, most of them in the row. Their data takes the place of their locators.
+void DictionaryReader::read_defaults() {
+    Dictionary &d = dictionary_;
+    if (d.defaults_.empty())
+        return;
+    const TableRecord *table = system_record("ECOL$");
+    LobPlaces places;
+    if (table != nullptr)
+        if (const std::span<const LobRecord> lobs = d.lobs(table->object); !lobs.empty())
+            places = find_lob_places(d, table->object, lobs.front().internal_column, table->object);
+    const LobSegment segment(files_, scans_, places, options_);
+    BlockReader blocks(files_, options_.trust_blocks);
+    LobReader reader(blocks);
+    for (DefaultRecord &record : d.defaults_) {
+        if (record.value.empty())
+            continue;
+        const std::optional<std::vector<uint8_t>> value =
+            read_default_value(d.bytes(record.value), reader, segment);
+        record.value_lost = !value;
+        record.value = {static_cast<uint32_t>(d.arena_.size()), 0};
+        if (value) {
+            record.value.size = static_cast<uint32_t>(value->size());
+            d.arena_.insert(d.arena_.end(), value->begin(), value->end());
+        }
+    }
 }
 
 } // namespace vexlo

@@ -43,6 +43,7 @@ private:
     void add_lost_tables();
     std::set<uint32_t> unknown_objects() const;
     void place_files();
+    void read_defaults();
 
     Dictionary &dictionary_;
     FileSet &files_;

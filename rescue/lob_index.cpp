@@ -36,17 +36,16 @@ LobIndexEntry decode_entry(const LOB_INDEX_ROW &row) {
 LobIndex::LobIndex(const FileSet &files, const ScanIndexes &scans, const SegmentRef &segment,
                    ReadOptions options)
     : tablespace_(segment.tablespace) {
-    if (!segment.has_storage())
+    if (!segment.has_storage() && !segment.unplaced)
         return;
-    complete_ = true;
     SegmentRuns runs(files, scans, segment, options);
     std::vector<uint8_t> buffer(SegmentRuns::RUN_BYTES + RUN_SLACK);
     for (BlockRun run; runs.next(run);)
         add_run(run, runs.data_object(), buffer, options);
     lost_.add(runs.tally());
-    if (runs.was_scanned() || !lost_.losses.empty())
-        complete_ = false;
     sort();
+    complete_ = is_chain_whole();
+    std::vector<Link>().swap(links_);
 }
 
 void LobIndex::add_run(const BlockRun &run, uint32_t data_object, std::vector<uint8_t> &buffer,
@@ -76,10 +75,14 @@ void LobIndex::add_leaf(const BLOCK &blk) {
     if (!locate_lob_leaf(blk, &leaf))
         return;
     Leaf range{{}, {}, blk.rdba};
-    bool found = false;
+    bool found = false, whole = true;
     LOB_INDEX_ROW row;
     for (uint32_t i = 0; i < leaf.rows; ++i) {
-        if (!lob_index_row(leaf, i, &row))
+        if (!lob_index_row(leaf, i, &row)) {
+            whole = false;
+            continue;
+        }
+        if (row.deleted)
             continue;
         const LobId id = id_at(row.id);
         range.low = found ? std::min(range.low, id) : id;
@@ -88,13 +91,44 @@ void LobIndex::add_leaf(const BLOCK &blk) {
     }
     if (found)
         leaves_.push_back(range);
+    if (whole)
+        links_.push_back({blk.rdba, leaf.next, leaf.previous, found});
 }
 
 void LobIndex::sort() {
+    std::sort(links_.begin(), links_.end(), [](const Link &a, const Link &b) { return a.rdba < b.rdba; });
     std::sort(leaves_.begin(), leaves_.end(), [](const Leaf &a, const Leaf &b) { return a.low < b.low; });
     highest_.reserve(leaves_.size());
     for (const Leaf &leaf : leaves_)
         highest_.push_back(highest_.empty() ? leaf.high : std::max(highest_.back(), leaf.high));
+}
+
+const LobIndex::Link *LobIndex::link_at(uint32_t rdba) const {
+    const auto it = std::partition_point(links_.begin(), links_.end(),
+                                         [&](const Link &link) { return link.rdba < rdba; });
+    return it != links_.end() && it->rdba == rdba ? &*it : nullptr;
+}
+
+// How many leaves with rows a chain has that goes from `first` to an end, each leaf naming the one it came
+// from; SIZE_MAX when it breaks off. Such chains have no leaf in common.
+size_t LobIndex::count_chain(const Link &first) const {
+    size_t count = 0;
+    for (const Link *link = &first;;) {
+        count += link->has_rows;
+        if (link->next == 0)
+            return count;
+        const Link *next = link_at(link->next);
+        if (next == nullptr || next->previous != link->rdba)
+            return SIZE_MAX;
+        link = next;
+    }
+}
+
+// Leaves without rows that no chain leads to are no longer in the index.
+bool LobIndex::is_chain_whole() const {
+    return std::any_of(links_.begin(), links_.end(), [&](const Link &link) {
+        return link.previous == 0 && count_chain(link) == leaves_.size();
+    });
 }
 
 bool LobIndex::find(const LobId &id, BlockReader &blocks, std::vector<LobIndexEntry> &entries) const {
@@ -113,7 +147,7 @@ bool LobIndex::find(const LobId &id, BlockReader &blocks, std::vector<LobIndexEn
         }
         LOB_INDEX_ROW row;
         for (uint32_t k = 0; k < leaf.rows; ++k)
-            if (lob_index_row(leaf, k, &row) && id_at(row.id) == id)
+            if (lob_index_row(leaf, k, &row) && !row.deleted && id_at(row.id) == id)
                 entries.push_back(decode_entry(row));
     }
     std::stable_sort(entries.begin(), entries.end(),

@@ -1,5 +1,8 @@
 // The index of a BasicFile LOB segment: which chunks belong to a LOB. Of its leaf blocks only the range of
 // LOB ids in each is kept; what a LOB needs of them is read again.
+//
+// Leaves that are gone leave no trace in the segment, where blocks that were never written are no loss. But
+// each leaf names those beside it: the index is complete when its leaves make one chain from end to end.
 #pragma once
 
 #include <cstdint>
@@ -22,10 +25,10 @@ struct LobIndexEntry {
 
 class LobIndex {
 public:
-    // Goes through the index's segment. Without storage the index is not complete.
+    // Goes through the index's segment. Without any leaf the index is not complete.
     LobIndex(const FileSet &files, const ScanIndexes &scans, const SegmentRef &segment, ReadOptions options);
 
-    // Whether every block of the segment could be read: what has no entry has none in the database either.
+    // Whether every leaf could be read: what has no entry has none in the database either.
     bool is_complete() const { return complete_; }
     // Blocks of it that could not be read.
     const std::vector<Loss> &losses() const { return lost_.losses; }
@@ -37,17 +40,26 @@ private:
         LobId low, high;
         uint32_t rdba;
     };
+    // The place of a leaf in the chain.
+    struct Link {
+        uint32_t rdba, next, previous;
+        bool has_rows;
+    };
 
     void add_run(const BlockRun &run, uint32_t data_object, std::vector<uint8_t> &buffer,
                  ReadOptions options);
     void add_leaf(const BLOCK &blk);
     void sort();
+    bool is_chain_whole() const;
+    size_t count_chain(const Link &first) const;
+    const Link *link_at(uint32_t rdba) const;
 
     uint32_t tablespace_;
     bool complete_ = false;
     SegmentTally lost_;
     std::vector<Leaf> leaves_;   // by low
     std::vector<LobId> highest_; // of all leaves up to this one
+    std::vector<Link> links_;    // by address; of leaves whose rows can all be read; while the index is read
 };
 
 } // namespace vexlo

@@ -14,6 +14,7 @@ namespace vexlo {
 namespace {
 
 constexpr uint32_t RUN_BYTES = 1 << 20;
+constexpr uint32_t SECURE_BLOCK_OVERHEAD = 132; // of a SecureFile block with one transaction entry
 
 uint64_t chunks_of(uint64_t length, uint64_t chunk_size) {
     return (length + chunk_size - 1) / chunk_size;
@@ -141,14 +142,18 @@ void LobReader::read_data(const LobLocator &lob, const LobSegment &segment, Outp
     }
 }
 
-// Hands each of `count` blocks from `rdba` on to take(const BLOCK *), null for one that is bad or not there.
+// Hands each of `count` blocks from `rdba` on to take(const BLOCK *), null for one that is bad or not there,
+// until that returns false; returns whether it never did.
 template <class TAKE>
-void LobReader::for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t count, TAKE &&take) {
+bool LobReader::for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t count, TAKE &&take) {
     const BlockPlace place = blocks_.files().find(tablespace, rdba);
     uint32_t held = 0; // blocks that the file holds
     if (place.file != nullptr && place.block != 0 && place.block < place.file->blocks())
         held = static_cast<uint32_t>(std::min<uint64_t>(count, place.file->blocks() - place.block));
     const uint32_t bsz = place.file != nullptr ? place.file->block_size() : 0;
+    const auto take_lost = [&](LossKind kind, uint32_t i) {
+        return take(lost_block(kind, tablespace, rdba + i, {place.file, place.block + i}));
+    };
     buffer_.resize(RUN_BYTES + READ_SLACK);
     uint32_t done = 0;
     while (done < held) {
@@ -158,20 +163,19 @@ void LobReader::for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t coun
             const BLOCK blk{buffer_.data() + size_t{i} * bsz, bsz, rdba + done + i};
             const Health health = block_health(blk.data, bsz, blk.rdba, blocks_.trusts_blocks());
             loss_.reset();
-            if (is_bad(health))
-                take(lost_block(loss_of(health), tablespace, blk.rdba, {place.file, place.block + done + i}));
-            else
-                take(health == Health::sound ? &blk : nullptr);
+            if (!(is_bad(health) ? take_lost(loss_of(health), done + i)
+                                 : take(health == Health::sound ? &blk : nullptr)))
+                return false;
         }
         done += got;
-        if (got < wanted) { // one block cannot be read
-            take(lost_block(LossKind::unreadable, tablespace, rdba + done, {place.file, place.block + done}));
-            ++done;
-        }
+        if (got < wanted && !take_lost(LossKind::unreadable, done++)) // one block cannot be read
+            return false;
     }
     const LossKind kind = place.file != nullptr ? LossKind::unreadable : LossKind::missing_file;
     for (; done < count; ++done)
-        take(lost_block(kind, tablespace, rdba + done, {place.file, place.block + done}));
+        if (!take_lost(kind, done))
+            return false;
+    return true;
 }
 
 // Keeps what the block is, as which null is handed out.
@@ -196,55 +200,64 @@ void LobReader::note_loss() {
 // ---- BasicFile
 
 void LobReader::read_chunks(const LobLocator &lob, const LobSegment &segment, Output &out) {
-    const auto files = blocks_.files().tablespace(segment.places().data.tablespace);
-    if (!segment.places().known || files.empty())
+    if (!segment.places().known || segment.block_size() <= LOB_BLOCK_OVERHEAD)
         return out.fail(LobFault::no_segment);
-    page_size_ = files.front()->block_size() - LOB_BLOCK_OVERHEAD;
-    segment_bytes_ = 0;
-    for (const Datafile *file : files)
-        segment_bytes_ += file->size();
-
+    page_size_ = segment.block_size() - LOB_BLOCK_OVERHEAD;
     Plan plan;
     if (!make_plan(lob, segment, plan))
         return out.fail(LobFault::lost);
-    const uint64_t chunk_size = uint64_t{page_size_} * plan.chunk_blocks;
     if (const LobFault fault = choose_length(plan); fault != LobFault::none)
         out.fail(fault);
     out.set_length(plan.length);
-    uint64_t next = 0;
-    for (size_t i = 0; i < plan.chunks.size() && out.left() != 0;) {
-        if (plan.chunks[i].chunk > next)
-            write_gap(lob, plan, plan.chunks[i].chunk - next, out);
-        const size_t count = write_run(lob, segment, plan, i, out);
-        next = plan.chunks[i].chunk + count;
-        i += count;
-    }
-    if (out.left() != 0)
-        write_gap(lob, plan, chunks_of(out.left(), chunk_size), out);
+    write_pieces(lob, segment, plan, out);
 }
 
-// Where the LOB's chunks are. False when nothing leads to them. A LOB of no bytes has a plan without chunks.
+// Where the LOB's chunks are. False when nothing leads to them. A LOB of no bytes has a plan without pieces.
 bool LobReader::make_plan(const LobLocator &lob, const LobSegment &segment, Plan &plan) {
-    plan.chunk_blocks = segment.places().chunk_blocks;
+    plan.chunk_blocks = plan.piece_blocks = segment.places().chunk_blocks;
     plan.blocks = lob.blocks;
     plan.bytes = lob.bytes;
     for (size_t i = 0; i < lob.addresses.size(); ++i)
-        if (lob.addresses[i] != 0)
-            plan.chunks.push_back({i, lob.addresses[i]});
+        plan.pieces.push_back({i, lob.addresses[i]});
+    plan.sort_pieces();
     bool head_found = lob.place == LobPlace::chunks;
     if (!head_found || !reaches_last_chunk(plan)) {
         const bool whole = add_index_entries(lob, segment, plan, &head_found);
         plan.length_known = head_found;
-        if (!whole && (!head_found || !reaches_last_chunk(plan)))
-            use_scan(lob, segment, plan);
-        if (!head_found && plan.chunks.empty()) {
+        const bool has_gaps = plan.pieces.size() != plan.end();
+        if (!whole && (!head_found || has_gaps || !reaches_last_chunk(plan)))
+            add_scanned_blocks(lob, segment, plan);
+        if (!head_found && plan.pieces.empty()) {
             plan.length_known = true; // EMPTY, where an index that is whole does not know it
             return whole;
         }
     }
-    if (plan.chunk_blocks > 1)
+    if (plan.piece_blocks > 1)
         choose_page_numbers(segment, lob, plan);
     return true;
+}
+
+// Leaves one piece of each number, the one that came first, addresses before holes, and no holes at the end:
+// behind the last chunk of a LOB stands no address either.
+void LobReader::Plan::sort_pieces() {
+    std::stable_sort(pieces.begin(), pieces.end(), [](const Piece &a, const Piece &b) {
+        return a.number != b.number ? a.number < b.number : a.rdba != 0 && b.rdba == 0;
+    });
+    const auto same = [](const Piece &a, const Piece &b) { return a.number == b.number; };
+    pieces.erase(std::unique(pieces.begin(), pieces.end(), same), pieces.end());
+    while (!pieces.empty() && pieces.back().rdba == 0)
+        pieces.pop_back();
+}
+
+// Makes the blocks of the chunks the pieces.
+void LobReader::Plan::split_chunks() {
+    std::vector<Piece> split;
+    split.reserve(pieces.size() * piece_blocks);
+    for (const Piece &chunk : pieces)
+        for (uint32_t i = 0; i < piece_blocks; ++i)
+            split.push_back({chunk.number * piece_blocks + i, chunk.rdba != 0 ? chunk.rdba + i : 0});
+    pieces.swap(split);
+    piece_blocks = 1;
 }
 
 // Adds what the LOB index has of the LOB. `*head_found` is set when an entry states the length. False when
@@ -260,47 +273,34 @@ bool LobReader::add_index_entries(const LobLocator &lob, const LobSegment &segme
         return entry.page % unit == 0 && (entry.page / unit == 0 || (entry.page / unit) % 8 == 4);
     };
     const uint32_t unit = std::all_of(entries.begin(), entries.end(), counts_blocks) ? plan.chunk_blocks : 1;
-    const uint64_t in_row = lob.addresses.size();
     for (const LobIndexEntry &entry : entries) {
         if (entry.page == 0 && lob.place == LobPlace::index) {
             plan.blocks = entry.blocks;
             plan.bytes = entry.bytes;
             *head_found = true;
         }
-        for (size_t i = 0; i < entry.addresses.size(); ++i) {
-            const uint64_t chunk = entry.page / unit + i;
-            if (entry.addresses[i] != 0 && (chunk >= in_row || lob.place == LobPlace::index))
-                plan.chunks.push_back({chunk, entry.addresses[i]});
-        }
+        for (size_t i = 0; i < entry.addresses.size(); ++i)
+            plan.pieces.push_back({entry.page / unit + i, entry.addresses[i]});
     }
-    std::stable_sort(plan.chunks.begin(), plan.chunks.end(),
-                     [](const Chunk &a, const Chunk &b) { return a.chunk < b.chunk; });
-    const auto same = [](const Chunk &a, const Chunk &b) { return a.chunk == b.chunk; };
-    plan.chunks.erase(std::unique(plan.chunks.begin(), plan.chunks.end(), same), plan.chunks.end());
+    plan.sort_pieces();
     plan.gaps_are_holes = whole;
     return whole;
 }
 
-// Takes the chunks from the blocks themselves.
-void LobReader::use_scan(const LobLocator &lob, const LobSegment &segment, Plan &plan) {
+// Takes what no address leads to from the blocks themselves.
+void LobReader::add_scanned_blocks(const LobLocator &lob, const LobSegment &segment, Plan &plan) {
     const std::span<const ScannedPage> pages = segment.scan().find(lob.id);
-    if (pages.empty())
-        return;
-    bool counts_chunks = false; // several blocks of one page
-    for (size_t i = 1; i < pages.size(); ++i)
-        counts_chunks = counts_chunks || pages[i].page == pages[i - 1].page;
-    plan.chunks.clear();
-    for (const ScannedPage &page : pages)
-        if (plan.chunks.empty() || plan.chunks.back().chunk != page.page)
-            plan.chunks.push_back({page.page, page.rdba});
-    if (!counts_chunks && plan.chunk_blocks > 1) {
-        if (plan.length_known) { // as blocks, which the chunks are told in from here on
-            choose_length(plan);
-            plan.blocks = static_cast<uint32_t>(plan.length / page_size_);
-            plan.bytes = static_cast<uint32_t>(plan.length % page_size_);
-        }
-        plan.chunk_blocks = 1;
+    const auto same_page = [](const ScannedPage &a, const ScannedPage &b) { return a.page == b.page; };
+    const bool counts_chunks = std::adjacent_find(pages.begin(), pages.end(), same_page) != pages.end();
+    if (!counts_chunks && !pages.empty())
+        plan.split_chunks();
+    const ScannedPage *before = nullptr;
+    for (const ScannedPage &page : pages) { // of the blocks of a chunk the first one stands for all
+        if (before == nullptr || before->page != page.page)
+            plan.pieces.push_back({page.page, page.rdba});
+        before = &page;
     }
+    plan.sort_pieces();
 }
 
 // With chunks of several blocks, page numbers count blocks or chunks: the second block of the first chunk, or
@@ -312,12 +312,14 @@ void LobReader::choose_page_numbers(const LobSegment &segment, const LobLocator 
         const bool found = block.is_sound() && locate_lob_page(block.blk, &page) && has_id(page.id, lob);
         return found ? int64_t{page.page} : -1;
     };
-    for (const Chunk &chunk : plan.chunks) {
-        const uint32_t second = chunk.chunk == 0 ? 1 : 0;
+    for (const Piece &chunk : plan.pieces) {
+        if (chunk.rdba == 0)
+            continue;
+        const uint32_t second = chunk.number == 0 ? 1 : 0;
         const int64_t page = page_at(chunk.rdba + second);
         if (page < 0)
             continue;
-        plan.pages_count_blocks = static_cast<uint64_t>(page) != chunk.chunk;
+        plan.pages_count_blocks = static_cast<uint64_t>(page) != chunk.number;
         break;
     }
 }
@@ -326,47 +328,73 @@ void LobReader::choose_page_numbers(const LobSegment &segment, const LobLocator 
 bool LobReader::reaches_last_chunk(const Plan &plan) const {
     Plan copy;
     copy.chunk_blocks = plan.chunk_blocks;
+    copy.piece_blocks = plan.piece_blocks;
     copy.blocks = plan.blocks;
     copy.bytes = plan.bytes;
-    if (!plan.chunks.empty())
-        copy.chunks.push_back(plan.chunks.back());
+    if (!plan.pieces.empty())
+        copy.pieces.push_back(plan.pieces.back());
     return choose_length(copy) == LobFault::none;
 }
 
 // The length in bytes. A length that reaches behind the last chunk is cut there.
 LobFault LobReader::choose_length(Plan &plan) const {
     const uint64_t chunk_size = uint64_t{page_size_} * plan.chunk_blocks;
-    const uint64_t chunks = plan.chunks.empty() ? 0 : plan.chunks.back().chunk + 1;
+    const uint64_t found = plan.end() * plan.piece_blocks * page_size_;
     if (!plan.length_known) {
-        plan.length = chunks * chunk_size;
+        plan.length = found;
         return LobFault::unknown_length;
     }
-    plan.length = plan.blocks * (counts_chunks(plan, chunks) ? chunk_size : page_size_) + plan.bytes;
-    if (chunks_of(plan.length, chunk_size) <= chunks)
+    plan.length = plan.blocks * (counts_chunks(plan) ? chunk_size : page_size_) + plan.bytes;
+    if (chunks_of(plan.length, chunk_size) <= plan.chunks())
         return LobFault::none;
-    plan.length = chunks * chunk_size;
+    plan.length = found;
     return LobFault::length;
 }
 
 // Whether the whole blocks that a length states are chunks: they are where as blocks they would need fewer
 // chunks than there are, or where the bytes behind them are more than a block holds. Where both readings fit,
 // a length counts what page numbers count.
-bool LobReader::counts_chunks(const Plan &plan, uint64_t chunks) const {
+bool LobReader::counts_chunks(const Plan &plan) const {
     if (plan.chunk_blocks == 1 || plan.bytes > page_size_)
         return true;
-    const uint64_t chunk_size = uint64_t{page_size_} * plan.chunk_blocks;
+    const uint64_t chunk_size = uint64_t{page_size_} * plan.chunk_blocks, chunks = plan.chunks();
     const uint64_t needed = chunks_of(uint64_t{plan.blocks} * page_size_ + plan.bytes, chunk_size);
     const bool both_fit =
         needed == chunks && chunks_of(plan.blocks * chunk_size + plan.bytes, chunk_size) == chunks;
     return needed < chunks || (both_fit && !plan.pages_count_blocks);
 }
 
-// Chunks without an address: holes read as zeros or, of characters, as spaces. More of them than the
+// Writes the LOB up to its length. Pieces that nothing leads to are holes or lost; more of them than the
 // tablespace has bytes are no holes but damage.
-void LobReader::write_gap(const LobLocator &lob, const Plan &plan, uint64_t chunks, Output &out) {
-    const uint64_t size = std::min(out.left(), chunks * page_size_ * plan.chunk_blocks);
-    if (!plan.gaps_are_holes || size > segment_bytes_)
-        return out.missing(size, LobFault::missing_pages);
+void LobReader::write_pieces(const LobLocator &lob, const LobSegment &segment, const Plan &plan,
+                             Output &out) {
+    const uint64_t piece_size = uint64_t{page_size_} * plan.piece_blocks;
+    const auto write_gap = [&](uint64_t bytes, bool is_hole) {
+        bytes = std::min(out.left(), bytes);
+        if (is_hole && bytes <= segment.tablespace_bytes())
+            write_hole(lob, bytes, out);
+        else
+            out.missing(bytes, LobFault::missing_pages);
+    };
+    uint64_t next = 0;
+    for (size_t i = 0; i < plan.pieces.size() && out.left() != 0;) {
+        const Piece &piece = plan.pieces[i];
+        if (piece.number > next)
+            write_gap((piece.number - next) * piece_size, plan.gaps_are_holes);
+        size_t count = 1;
+        if (piece.rdba != 0)
+            count = write_run(lob, segment, plan, i, out);
+        else
+            write_gap(piece_size, true);
+        next = piece.number + count;
+        i += count;
+    }
+    if (out.left() != 0)
+        write_gap(out.left(), plan.gaps_are_holes);
+}
+
+// Holes read as zeros or, of characters, as spaces.
+void LobReader::write_hole(const LobLocator &lob, uint64_t bytes, Output &out) {
     constexpr size_t FILL_SIZE = 8192;
     std::array<uint8_t, FILL_SIZE + READ_SLACK> fill{};
     if (lob.type != LobType::blob && !lob.utf16)
@@ -374,23 +402,23 @@ void LobReader::write_gap(const LobLocator &lob, const Plan &plan, uint64_t chun
     for (size_t i = lob.little_endian ? 0 : 1; lob.type != LobType::blob && lob.utf16 && i < fill.size();
          i += 2)
         fill[i] = ' ';
-    for (uint64_t left = size; left != 0;) {
+    for (uint64_t left = bytes; left != 0;) {
         const size_t piece = static_cast<size_t>(std::min<uint64_t>(left, FILL_SIZE));
         out.data({fill.data(), piece});
         left -= piece;
     }
 }
 
-// Writes chunk `first` of the plan and those behind it that lie next to each other; returns how many.
+// Writes piece `first` of the plan and those behind it that lie next to each other; returns how many.
 size_t LobReader::write_run(const LobLocator &lob, const LobSegment &segment, const Plan &plan, size_t first,
                             Output &out) {
-    const uint32_t blocks = plan.chunk_blocks;
-    const Chunk &start = plan.chunks[first];
+    const uint32_t blocks = plan.piece_blocks;
+    const Piece &start = plan.pieces[first];
     const uint64_t wanted = chunks_of(out.left(), uint64_t{page_size_} * blocks);
     size_t count = 1;
-    while (count < wanted && first + count < plan.chunks.size() && count < RUN_BYTES / blocks &&
-           plan.chunks[first + count].chunk == start.chunk + count &&
-           plan.chunks[first + count].rdba == start.rdba + count * blocks)
+    while (count < wanted && first + count < plan.pieces.size() && count < RUN_BYTES / blocks &&
+           plan.pieces[first + count].number == start.number + count &&
+           plan.pieces[first + count].rdba == start.rdba + count * blocks)
         ++count;
     const uint64_t last_blocks = chunks_of(out.left(), page_size_);
     const uint64_t run = std::min<uint64_t>(count * blocks, last_blocks);
@@ -398,7 +426,7 @@ size_t LobReader::write_run(const LobLocator &lob, const LobSegment &segment, co
     for_each_block(
         segment.places().data.tablespace, start.rdba, static_cast<uint32_t>(run), [&](const BLOCK *blk) {
             const uint64_t page =
-                plan.pages_count_blocks ? start.chunk * blocks + block : start.chunk + block / blocks;
+                plan.pages_count_blocks ? start.number * blocks + block : start.number + block / blocks;
             std::span<const uint8_t> data;
             if (blk != nullptr && is_page_of(*blk, lob, segment, static_cast<uint32_t>(page), &data)) {
                 out.data(data);
@@ -407,6 +435,7 @@ size_t LobReader::write_run(const LobLocator &lob, const LobSegment &segment, co
                 out.missing(page_size_, LobFault::missing_pages);
             }
             ++block;
+            return true;
         });
     return count;
 }
@@ -451,7 +480,7 @@ void LobReader::read_extents(const LobLocator &lob, const LobSegment &segment, O
 
 void LobReader::read_plain_extents(const LobLocator &lob, const LobSegment &segment, Output &out) {
     // Of a block that is lost, how much it held is not known: it is taken for a full one.
-    uint64_t full = 0;
+    uint64_t full = segment.block_size() - std::min(segment.block_size(), SECURE_BLOCK_OVERHEAD);
     for_each_extent_block(lob, segment, [&](const BLOCK *blk) {
         std::span<const uint8_t> data;
         if (secure_data(blk, lob, segment, &data)) {
@@ -459,7 +488,7 @@ void LobReader::read_plain_extents(const LobLocator &lob, const LobSegment &segm
             out.data(data);
         } else {
             note_loss();
-            out.missing(std::max(full, secure_page_size(segment)), LobFault::missing_pages);
+            out.missing(std::max<uint64_t>(full, 1), LobFault::missing_pages);
         }
         return out.left() != 0;
     });
@@ -467,21 +496,22 @@ void LobReader::read_plain_extents(const LobLocator &lob, const LobSegment &segm
         out.missing(out.left(), LobFault::missing_pages);
 }
 
-// Bytes of data in a full block with one transaction entry.
-uint64_t LobReader::secure_page_size(const LobSegment &segment) const {
-    constexpr uint32_t OVERHEAD = 132;
-    const auto files = blocks_.files().tablespace(segment.places().data.tablespace);
-    return files.empty() ? OVERHEAD : files.front()->block_size() - OVERHEAD;
-}
-
-// Hands the blocks of all extents to take(const BLOCK *) until it returns false.
+// Hands the blocks of all extents to take(const BLOCK *) until it returns false. Extents that begin with
+// blocks of other LOBs alone are not this LOB's, or no longer: they end there.
 template <class TAKE>
 void LobReader::for_each_extent_block(const LobLocator &lob, const LobSegment &segment, TAKE &&take) {
-    bool going_on = true;
+    constexpr uint32_t FOREIGN_BLOCKS = 64;
+    uint32_t foreign = 0;
+    bool has_own = false;
+    const auto take_own = [&](const BLOCK *blk) {
+        std::span<const uint8_t> data;
+        has_own = has_own || secure_data(blk, lob, segment, &data);
+        foreign += blk != nullptr && !has_own;
+        return take(blk) && (has_own || foreign < FOREIGN_BLOCKS);
+    };
     for (const LobExtent &extent : lob.extents)
-        if (going_on)
-            for_each_block(segment.places().data.tablespace, extent.rdba, extent.blocks,
-                           [&](const BLOCK *blk) { going_on = going_on && take(blk); });
+        if (!for_each_block(segment.places().data.tablespace, extent.rdba, extent.blocks, take_own))
+            break;
 }
 
 // Finds the bytes of the LOB in a block; false when it is not there or holds something else.

@@ -71,30 +71,40 @@ private:
     class Output;
 
     void read_data(const LobLocator &lob, const LobSegment &segment, Output &out);
-    // Chunk number `chunk` of a LOB is at `rdba`.
-    struct Chunk {
-        uint64_t chunk;
+    // Piece number `number` of a LOB, a chunk or a block of one, is at `rdba`; 0 where it is known to be a
+    // hole.
+    struct Piece {
+        uint64_t number;
         uint32_t rdba;
     };
+    // Where the pieces of a BasicFile LOB are and how long it is.
     struct Plan {
-        std::vector<Chunk> chunks; // rising; those at no address are holes or lost
-        uint32_t chunk_blocks = 1;
+        std::vector<Piece> pieces;      // rising; the last one is no hole
+        uint32_t chunk_blocks = 1;      // blocks of a chunk
+        uint32_t piece_blocks = 1;      // of a piece: those of a chunk, or 1
         bool pages_count_blocks = true; // page numbers of blocks; of their chunks otherwise
         bool gaps_are_holes = true;
         bool length_known = true;
         uint32_t blocks = 0, bytes = 0; // the length as stored
         uint64_t length = 0;            // bytes
+
+        // Pieces up to the last one, and the chunks they are in.
+        uint64_t end() const { return pieces.empty() ? 0 : pieces.back().number + 1; }
+        uint64_t chunks() const { return (end() * piece_blocks + chunk_blocks - 1) / chunk_blocks; }
+        void sort_pieces();
+        void split_chunks();
     };
 
     void read_chunks(const LobLocator &lob, const LobSegment &segment, Output &out);
     bool make_plan(const LobLocator &lob, const LobSegment &segment, Plan &plan);
     bool add_index_entries(const LobLocator &lob, const LobSegment &segment, Plan &plan, bool *head_found);
-    void use_scan(const LobLocator &lob, const LobSegment &segment, Plan &plan);
+    void add_scanned_blocks(const LobLocator &lob, const LobSegment &segment, Plan &plan);
     void choose_page_numbers(const LobSegment &segment, const LobLocator &lob, Plan &plan);
     LobFault choose_length(Plan &plan) const;
-    bool counts_chunks(const Plan &plan, uint64_t chunks) const;
+    bool counts_chunks(const Plan &plan) const;
     bool reaches_last_chunk(const Plan &plan) const;
-    void write_gap(const LobLocator &lob, const Plan &plan, uint64_t chunks, Output &out);
+    void write_pieces(const LobLocator &lob, const LobSegment &segment, const Plan &plan, Output &out);
+    void write_hole(const LobLocator &lob, uint64_t bytes, Output &out);
     size_t write_run(const LobLocator &lob, const LobSegment &segment, const Plan &plan, size_t first,
                      Output &out);
     bool is_page_of(const BLOCK &blk, const LobLocator &lob, const LobSegment &segment, uint32_t page,
@@ -102,7 +112,6 @@ private:
 
     void read_extents(const LobLocator &lob, const LobSegment &segment, Output &out);
     void read_plain_extents(const LobLocator &lob, const LobSegment &segment, Output &out);
-    uint64_t secure_page_size(const LobSegment &segment) const;
     template <class TAKE>
     void for_each_extent_block(const LobLocator &lob, const LobSegment &segment, TAKE &&take);
     bool secure_data(const BLOCK *blk, const LobLocator &lob, const LobSegment &segment,
@@ -110,13 +119,12 @@ private:
     void inflate_in_row(const LobLocator &lob, Output &out);
 
     template <class TAKE>
-    void for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t count, TAKE &&take);
+    bool for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t count, TAKE &&take);
     const BLOCK *lost_block(LossKind kind, uint32_t tablespace, uint32_t rdba, const BlockPlace &place);
     void note_loss();
 
     BlockReader &blocks_;
-    uint32_t page_size_ = 0;     // bytes of data in a block of the segment being read
-    uint64_t segment_bytes_ = 0; // of the tablespace it is in
+    uint32_t page_size_ = 0; // bytes of data in a block of the segment being read
     std::vector<uint8_t> buffer_;
     SegmentTally lost_;
     std::optional<Loss> loss_; // what the block handed out last is, when it is none

@@ -23,9 +23,9 @@ void for_each_run(const ScanRange &range, TAKE &&take) {
 
 } // namespace
 
-LobScan::LobScan(const ScanIndex &scan, const SegmentRef &segment, ReadOptions options) {
+LobScan::LobScan(const ScanIndex &scan, uint32_t data_object, ReadOptions options) {
     std::vector<uint8_t> buffer(SegmentRuns::RUN_BYTES + RUN_SLACK);
-    for (const ScanRange &range : scan.lob_object(segment.data_object))
+    for (const ScanRange &range : scan.lob_object(data_object))
         for_each_run(range, [&](const BlockRun &run) {
             const LoadedRun loaded = load_run(run, buffer.data());
             const uint32_t bsz = run.file->block_size();
@@ -33,7 +33,7 @@ LobScan::LobScan(const ScanIndex &scan, const SegmentRef &segment, ReadOptions o
                 const BLOCK blk{loaded.data + size_t{i} * bsz, bsz, run.file->rdba(run.first + i)};
                 LOB_PAGE page;
                 if (block_health(blk.data, bsz, blk.rdba, options.trust_blocks) != Health::sound ||
-                    !locate_lob_page(blk, &page) || page.object != segment.data_object)
+                    !locate_lob_page(blk, &page) || page.object != data_object)
                     continue;
                 ScannedPage scanned{{}, page.page, blk.rdba, page.version};
                 std::copy_n(page.id, scanned.id.size(), scanned.id.begin());

@@ -21,7 +21,8 @@ struct ScannedPage {
 
 class LobScan {
 public:
-    LobScan(const ScanIndex &scan, const SegmentRef &segment, ReadOptions options);
+    // Of the segment with this data object number.
+    LobScan(const ScanIndex &scan, uint32_t data_object, ReadOptions options);
 
     // The blocks of a LOB by page; of several versions of a page those of the newest, by address.
     std::span<const ScannedPage> find(const LobId &id) const;

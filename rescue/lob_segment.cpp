@@ -11,18 +11,25 @@ uint32_t data_object_of(const Dictionary &dictionary, uint32_t object) {
     return record != nullptr ? record->data_object : 0;
 }
 
-SegmentRef index_of(const Dictionary &dictionary, uint32_t object) {
-    const IndexRecord *index = dictionary.index(object);
+// A LOB index lies in the tablespace of its LOB segment. Where its own record is lost, its blocks have to be
+// looked for there.
+SegmentRef lost_index(const Dictionary &dictionary, uint32_t tablespace, uint32_t object) {
+    return {tablespace, 0, 0, object, data_object_of(dictionary, object), true};
+}
+
+SegmentRef index_of(const Dictionary &dictionary, const LobRecord &lob) {
+    const IndexRecord *index = dictionary.index(lob.index_object);
     if (index == nullptr)
-        return {};
+        return lost_index(dictionary, lob.tablespace, lob.index_object);
     return {index->tablespace, index->file, index->block, index->object, index->data_object};
 }
 
-SegmentRef index_partition_of(const Dictionary &dictionary, uint32_t index, uint32_t object) {
-    for (const IndexPartitionRecord &part : dictionary.index_partitions())
-        if (part.index == index && part.object == object)
+SegmentRef index_partition_of(const Dictionary &dictionary, const LobRecord &lob,
+                              const LobFragmentRecord &fragment) {
+    for (const IndexPartitionRecord &part : dictionary.index_partitions(lob.index_object))
+        if (part.object == fragment.index_fragment)
             return {part.tablespace, part.file, part.block, part.object, part.data_object};
-    return {};
+    return lost_index(dictionary, fragment.tablespace, fragment.index_fragment);
 }
 
 // LOB$.FLAGS of SecureFiles.
@@ -39,15 +46,14 @@ LobPlaces places_of(const LobRecord &lob, const SegmentRef &data, const SegmentR
 LobPlaces whole_column(const Dictionary &dictionary, const LobRecord &lob) {
     const SegmentRef data{lob.tablespace, lob.file, lob.block, lob.lob_object,
                           data_object_of(dictionary, lob.lob_object)};
-    return places_of(lob, data, index_of(dictionary, lob.index_object), lob.chunk);
+    return places_of(lob, data, index_of(dictionary, lob), lob.chunk);
 }
 
 LobPlaces one_fragment(const Dictionary &dictionary, const LobRecord &lob,
                        const LobFragmentRecord &fragment) {
     const SegmentRef data{fragment.tablespace, fragment.file, fragment.block, fragment.fragment,
                           data_object_of(dictionary, fragment.fragment)};
-    return places_of(lob, data, index_partition_of(dictionary, lob.index_object, fragment.index_fragment),
-                     fragment.chunk);
+    return places_of(lob, data, index_partition_of(dictionary, lob, fragment), fragment.chunk);
 }
 
 // Subpartitions' LOB segments hang below those of the composite partitions.
@@ -80,7 +86,12 @@ LobPlaces find_lob_places(const Dictionary &dictionary, uint32_t table, uint32_t
 
 LobSegment::LobSegment(const FileSet &files, const ScanIndexes &scans, const LobPlaces &places,
                        ReadOptions options)
-    : files_(files), scans_(scans), places_(places), options_(options) {}
+    : files_(files), scans_(scans), places_(places), options_(options) {
+    for (const Datafile *file : files.scanned(places.data.tablespace)) {
+        block_size_ = block_size_ == 0 ? file->block_size() : block_size_;
+        tablespace_bytes_ += file->size();
+    }
+}
 
 const LobIndex &LobSegment::index() const {
     std::call_once(index_made_,
@@ -90,7 +101,8 @@ const LobIndex &LobSegment::index() const {
 
 const LobScan &LobSegment::scan() const {
     std::call_once(scan_made_, [&] {
-        scan_ = std::make_unique<LobScan>(scans_.of(places_.data.tablespace), places_.data, options_);
+        const uint32_t object = SegmentRuns(files_, scans_, places_.data, options_).data_object();
+        scan_ = std::make_unique<LobScan>(scans_.of(places_.data.tablespace), object, options_);
     });
     return *scan_;
 }

@@ -40,6 +40,9 @@ public:
     LobSegment(const FileSet &files, const ScanIndexes &scans, const LobPlaces &places, ReadOptions options);
 
     const LobPlaces &places() const { return places_; }
+    // Block size of the tablespace; 0 when none of its files is there. And the bytes of its files.
+    uint32_t block_size() const { return block_size_; }
+    uint64_t tablespace_bytes() const { return tablespace_bytes_; }
     // The LOB index, read when first asked for. Thread-safe.
     const LobIndex &index() const;
     // The same when it has been asked for, else null. Not while other threads use the segment.
@@ -52,6 +55,8 @@ private:
     const ScanIndexes &scans_;
     LobPlaces places_;
     ReadOptions options_;
+    uint32_t block_size_ = 0;
+    uint64_t tablespace_bytes_ = 0;
     mutable std::once_flag index_made_, scan_made_;
     mutable std::unique_ptr<LobIndex> index_;
     mutable std::unique_ptr<LobScan> scan_;

@@ -252,12 +252,18 @@ Field LobValues::resolve_column(const Field &field, const LobColumns::Entry &ent
     return value.field();
 }
 
-// "DIRECTORY/file". A BFILE whose two names do not end with it is shown as its bytes.
+// "DIRECTORY/file", in the database character set. A BFILE whose two names do not end with it is shown as its
+// bytes.
 Field LobValues::resolve_bfile(const Field &field) {
     const std::optional<BfileName> name = decode_bfile(bytes_of(field));
     if (!name)
         return {FieldKind::binary, field.size, {field.data}};
-    return keep_text(std::string(name->directory) + "/" + std::string(name->file));
+    const auto decoded = [&](std::string_view stored) {
+        return std::string(database_.decode(reinterpret_cast<const uint8_t *>(stored.data()), stored.size(),
+                                            counts_.replaced));
+    };
+    std::string text = decoded(name->directory) + "/";
+    return keep_text(text + decoded(name->file));
 }
 
 Field LobValues::keep_text(std::string text) {

@@ -1,11 +1,9 @@
 #include "rescue/table_layout.h"
 
 #include <algorithm>
-#include <optional>
 #include <unordered_map>
 
 #include "output/names.h"
-#include "values/lob_locator.h"
 #include "values/text_scan.h"
 
 namespace vexlo {
@@ -68,23 +66,6 @@ private:
     std::unordered_map<uint16_t, const ColumnRecord *> hidden_lobs_; // by COL#
     std::unordered_map<const ColumnRecord *, int32_t> outputs_;
 };
-
-// Takes the value out of the locator that stands for it. One whose data is not in the row is lost.
-void take_default(std::string_view locator, AddedDefault &added) {
-    added.known = added.is_null = locator.empty();
-    if (added.known)
-        return;
-    std::string fault;
-    const auto *bytes = reinterpret_cast<const uint8_t *>(locator.data());
-    const std::optional<LobLocator> lob = decode_lob_locator({bytes, locator.size()}, fault);
-    if (!lob || lob->compressed || (lob->place != LobPlace::in_row && lob->place != LobPlace::empty))
-        return;
-    added.known = true;
-    added.is_null = lob->data.empty();
-    added.size = static_cast<uint32_t>(lob->data.size());
-    added.value.assign(lob->data.begin(), lob->data.end());
-    added.value.resize(added.value.size() + READ_SLACK);
-}
 
 class LayoutMaker {
 public:
@@ -196,7 +177,12 @@ private:
         if (record == nullptr)
             return;
         added.guard = record->guard;
-        take_default(dictionary_.bytes(record->value), added);
+        added.known = !record->value_lost;
+        added.is_null = record->value.empty();
+        const std::string_view value = dictionary_.bytes(record->value);
+        added.size = static_cast<uint32_t>(value.size());
+        added.value.assign(value.begin(), value.end());
+        added.value.resize(value.size() + READ_SLACK);
     }
 
     const Dictionary &dictionary_;

@@ -51,7 +51,7 @@ constexpr uint8_t FORM_LIST = 0x40;
 constexpr uint8_t EXPLICIT_LENGTHS = 0x10;
 constexpr uint8_t LENGTH_SIZE = 0x03; // less 1
 // Byte 1: size of the version less 1, and what stands with lists
-constexpr uint8_t LONG_VERSION = 0x01;
+constexpr uint8_t VERSION_SIZE = 0x03;
 constexpr uint8_t LIST_VERSION = 0xC0;
 // Byte 0 of an extent
 constexpr uint8_t LONG_BLOCK_COUNT = 0x20;
@@ -102,6 +102,7 @@ using Fault = const char *;
 constexpr Fault CUT_OFF = "the locator is cut off";
 constexpr Fault UNKNOWN_FLAGS = "the locator has flags that are not known";
 constexpr Fault LEFT_OVER = "the locator has bytes left over";
+constexpr Fault WRONG_LENGTH = "the locator's length is not that of its data";
 
 bool is_lob_type(uint8_t type) {
     return type == static_cast<uint8_t>(LobType::blob) || type == static_cast<uint8_t>(LobType::clob) ||
@@ -136,7 +137,7 @@ Fault decode_basic_inode(Cursor at, LobLocator &lob) {
         return CUT_OFF;
     if (flag == (VALID | DATA_IN_ROW)) {
         if (lob.blocks != 0 || lob.bytes != at.left())
-            return "the locator's length is not that of its data";
+            return WRONG_LENGTH;
         lob.data = at.rest();
         lob.length = lob.bytes;
         lob.place = lob.length == 0 ? LobPlace::empty : LobPlace::in_row;
@@ -150,6 +151,14 @@ Fault decode_basic_inode(Cursor at, LobLocator &lob) {
         lob.addresses.push_back(rdba);
     lob.place = LobPlace::chunks;
     return nullptr;
+}
+
+bool overlap(std::vector<LobExtent> extents) {
+    std::sort(extents.begin(), extents.end(),
+              [](const LobExtent &a, const LobExtent &b) { return a.rdba < b.rdba; });
+    return std::adjacent_find(extents.begin(), extents.end(), [](const LobExtent &a, const LobExtent &b) {
+               return uint64_t{a.rdba} + a.blocks > b.rdba;
+           }) != extents.end();
 }
 
 Fault decode_extents(Cursor &at, bool explicit_lengths, LobLocator &lob) {
@@ -168,6 +177,8 @@ Fault decode_extents(Cursor &at, bool explicit_lengths, LobLocator &lob) {
             return CUT_OFF;
         lob.extents.push_back(extent);
     }
+    if (overlap(lob.extents))
+        return "the locator has extents that overlap";
     lob.place = LobPlace::extents;
     return nullptr;
 }
@@ -178,6 +189,8 @@ Fault decode_secure_data(Cursor &at, bool explicit_lengths, LobLocator &lob) {
         return CUT_OFF;
     if (!at.bytes(static_cast<size_t>(std::min<uint64_t>(size, SIZE_MAX)), lob.data))
         return CUT_OFF;
+    if (!lob.compressed && size != lob.length)
+        return WRONG_LENGTH;
     lob.stored_length = size;
     lob.place = LobPlace::in_row;
     return nullptr;
@@ -193,9 +206,9 @@ Fault decode_secure_inode(Cursor at, LobLocator &lob) {
     if (!at.number(1, form) || !at.number(1, version))
         return CUT_OFF;
     if ((form & ~(FORM | EXPLICIT_LENGTHS | LENGTH_SIZE)) != 0 ||
-        (version & ~(LIST_VERSION | LONG_VERSION)) != 0)
+        (version & ~(LIST_VERSION | VERSION_SIZE)) != 0)
         return UNKNOWN_FLAGS;
-    if (!at.number((form & LENGTH_SIZE) + 1u, lob.length) || !at.skip((version & LONG_VERSION) + 1u))
+    if (!at.number((form & LENGTH_SIZE) + 1u, lob.length) || !at.skip((version & VERSION_SIZE) + 1u))
         return CUT_OFF;
     const bool explicit_lengths = (form & EXPLICIT_LENGTHS) != 0;
     Fault fault = nullptr;
@@ -217,7 +230,7 @@ Fault decode_compression(std::span<const uint8_t> header, LobLocator &lob) {
     uint8_t method, sizes, header_size;
     if (!at.number(1, method))
         return CUT_OFF;
-    if (method == NOT_COMPRESSED)
+    if ((method & ~COMPRESSION_LEVEL) == NOT_COMPRESSED)
         return at.left() == 0 ? nullptr : LEFT_OVER;
     if ((method & ~COMPRESSION_LEVEL) != (COMPRESSED | NOT_COMPRESSED))
         return UNKNOWN_FLAGS;

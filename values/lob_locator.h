@@ -75,13 +75,14 @@ std::optional<LobLocator> decode_lob_locator(std::span<const uint8_t> bytes, std
 // The most addresses of chunks that a BasicFile inode holds.
 constexpr size_t LOB_INODE_ADDRESSES = 12;
 
-// A BFILE's directory object and file name, as stored.
+// A BFILE's directory object and file name, as stored: in the database character set.
 struct BfileName {
     std::string_view directory;
     std::string_view file;
 };
 
-// Decodes a BFILE; nothing when its two names do not end exactly where the value does.
+// Decodes a BFILE; nothing when its two names do not end exactly where the value does. The names have
+// READ_SLACK where `bytes` has.
 std::optional<BfileName> decode_bfile(std::span<const uint8_t> bytes);
 
 // "00000001000000106528", for messages.

@@ -1,5 +1,8 @@
 // Columns that rows do not carry, or carry without showing them.
+#include <algorithm>
+
 #include "recovered_fixture.h"
+#include "sample/lob_locator.h"
 
 namespace {
 
@@ -72,6 +75,40 @@ TEST_F(AddedColumns, DefaultThatIsLostIsNullAndCounted) {
     unload();
     EXPECT_EQ(rows("T"), (std::vector<csv_row>{{"1", std::nullopt}}));
     EXPECT_EQ(record("T").at("null_values"), 1);
+}
+
+// The BLOB of ECOL$ that holds the default lies in blocks of its own, or is a compressed SecureFile.
+TEST_F(AddedColumns, DefaultsAreReadFromWhereverTheirLobLies) {
+    constexpr size_t ECOL_VALUE = 2;
+    const std::string longest(4000, 'd');
+    Value out_of_row;
+    int defaults = 0;
+    DatabaseOptions options;
+    options.layout = {DictionaryVersion::v12, true};
+    options.dictionary_hook = [&](std::string_view name, Row &row, RowPlacement &) {
+        constexpr uint8_t STREAM[] = {0x78, 0x9c, 0xed, 0xc1, 0x21, 0x01, 0x00, 0x00, 0x00, 0x02,
+                                      0xa0, 0x71, 0x06, 0xff, 0x3f, 0xf2, 0x86, 0x01, 0x48, 0x01,
+                                      0x00, 0x80, 0x77, 0x03, 0xc9, 0x7f, 0x40, 0x32};
+        SecureInode inode;
+        inode.length = 3000;
+        inode.compressed = sizeof STREAM;
+        if (name == "ECOL$")
+            row[ECOL_VALUE] = defaults++ == 0 ? out_of_row : secure_in_row({}, inode, STREAM);
+        return true;
+    };
+    open(options);
+    const auto &tables = db_->model().tables;
+    const auto ecol = std::find_if(tables.begin(), tables.end(),
+                                   [](const TableEntry &entry) { return entry.def.name == "ECOL$"; }) -
+                      tables.begin();
+    const size_t t = add("T", {number_column("ID"), added(varchar2_column("A", 4000), text("-")),
+                               added(varchar2_column("B", 4000), text("-"))});
+    out_of_row = db_->store_lob(static_cast<size_t>(ecol), ECOL_VALUE, *text(longest));
+    ASSERT_LT(out_of_row->size(), 100u);
+    db_->insert(t, {number(1), null_value(), null_value()});
+    unload();
+    EXPECT_EQ(rows("T"), (std::vector<csv_row>{{"1", longest, "C" + std::string(2999, 'G')}}));
+    EXPECT_EQ(result_.status, 0) << result_.describe();
 }
 
 TEST_F(AddedColumns, UnusedVirtualAndHiddenColumnsAreShownOnlyWhenAskedFor) {

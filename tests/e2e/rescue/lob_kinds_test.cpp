@@ -117,6 +117,34 @@ TEST_F(LobKinds, BfileIsItsDirectoryAndName) {
     }
 }
 
+TEST_F(LobKinds, NamesOfBfilesAreInTheCharacterSetOfTheDatabase) {
+    open();
+    db_->set_property("NLS_CHARACTERSET", "WE8ISO8859P1");
+    const size_t t = add("B", {number_column("ID"), typed_column("FILE", TYPE_BFILE, 530)});
+    Bytes locator(16);
+    locator[4] = 0x08;
+    for (const std::string_view name : {"DIR\xC9", "caf\xE9.txt"}) {
+        append_be16(locator, static_cast<uint16_t>(name.size()));
+        locator.insert(locator.end(), name.begin(), name.end());
+    }
+    db_->insert(t, {number(1), locator});
+    unload();
+    EXPECT_EQ(column("B", "FILE"), csv_row{"DIR\u00C9/caf\u00E9.txt"});
+    EXPECT_EQ(result_.status, 0) << result_.describe();
+    EXPECT_EQ(result_.err, "");
+}
+
+// Without maps the index is found by its blocks, and its leaves tell that none of it is missing.
+TEST_F(LobKinds, EmptyOnesOutOfTheRowAreEmptyWithoutMapsToo) {
+    open();
+    LobStorage storage;
+    storage.in_row = false;
+    insert_texts(add("T", {number_column("ID"), lob_column("TEXT", CLOB_TYPE, storage)}), 1, SIZES);
+    unload({"--ignore-maps"});
+    EXPECT_EQ(column("T", "TEXT"), texts_);
+    EXPECT_EQ(result_.status, 0) << result_.describe();
+}
+
 TEST_F(LobKinds, EveryPartitionHasItsSegments) {
     DatabaseOptions options;
     options.layout.full = true;

@@ -64,17 +64,44 @@ TEST(LobIndexLeaf, RowsCountFromTheIndexHeader) {
     }
 }
 
-TEST(LobIndexLeaf, DeletedRowsAndOtherKeysAreNoRows) {
+TEST(LobIndexLeaf, OtherKeysAreNoRows) {
     Bytes bytes = stored_leaf();
     put_row(bytes, 0x732, 7, 0);
     put_row(bytes, 0x700, 7, 4);
-    bytes[LEAF_KDXCO + 0x732] = 0x01;
-    bytes[LEAF_KDXCO + 0x700 + 34] = 9;
+    bytes[LEAF_KDXCO + 0x732 + 34] = 9;
+    bytes[LEAF_KDXCO + 0x700 + 45] = 5;
     LOB_INDEX_LEAF leaf;
     ASSERT_TRUE(locate_lob_leaf(whole(bytes), &leaf));
     LOB_INDEX_ROW row;
     for (uint32_t i = 0; i < 3; ++i)
         EXPECT_FALSE(lob_index_row(leaf, i, &row)) << i;
+}
+
+TEST(LobIndexLeaf, DeletedRowsSaySo) {
+    Bytes bytes = stored_leaf();
+    put_row(bytes, 0x732, 7, 0);
+    put_row(bytes, 0x700, 7, 4);
+    bytes[LEAF_KDXCO + 0x732] = 0x01;
+    LOB_INDEX_LEAF leaf;
+    ASSERT_TRUE(locate_lob_leaf(whole(bytes), &leaf));
+    LOB_INDEX_ROW row;
+    ASSERT_TRUE(lob_index_row(leaf, 0, &row));
+    EXPECT_TRUE(row.deleted);
+    ASSERT_TRUE(lob_index_row(leaf, 1, &row));
+    EXPECT_FALSE(row.deleted);
+}
+
+TEST(LobIndexLeaf, NamesTheLeavesBesideIt) {
+    Bytes bytes = stored_leaf();
+    LOB_INDEX_LEAF leaf;
+    ASSERT_TRUE(locate_lob_leaf(whole(bytes), &leaf));
+    EXPECT_EQ(leaf.next, 0u);
+    EXPECT_EQ(leaf.previous, 0u);
+    bytes[0x70] = 0x12;
+    bytes[0x77] = 0x34;
+    ASSERT_TRUE(locate_lob_leaf(whole(bytes), &leaf));
+    EXPECT_EQ(leaf.next, 0x12u);
+    EXPECT_EQ(leaf.previous, 0x34000000u);
 }
 
 TEST(LobIndexLeaf, ARowThatLeavesTheBlockIsNone) {

@@ -51,7 +51,7 @@ void put_index_row(uint8_t *row, const IndexRow &content) {
     store_be32(row + 46, content.page);
 }
 
-LobBytes leaf_block(uint32_t block, const std::vector<IndexRow> &rows) {
+LobBytes leaf_block(uint32_t block, const std::vector<IndexRow> &rows, uint32_t next, uint32_t previous) {
     constexpr size_t KDXCO = 92, DIRECTORY = KDXCO + 36, ROW_SIZE = 50;
     LobBytes image = new_block(block, 0x06);
     image[20] = 2;
@@ -60,6 +60,8 @@ LobBytes leaf_block(uint32_t block, const std::vector<IndexRow> &rows) {
     image[KDXCO + 2] = 0x80;
     image[KDXCO + 3] = 2;
     sample::store_le16(&image[KDXCO + 8], static_cast<uint16_t>(rows.size()));
+    sample::store_le32(&image[KDXCO + 20], next);
+    sample::store_le32(&image[KDXCO + 24], previous);
     image[KDXCO + 28] = 32;
     for (size_t i = 0; i < rows.size(); ++i) {
         const size_t at = LOB_BLOCK_SIZE - 4 - ROW_SIZE * (i + 1);
@@ -131,27 +133,50 @@ void LobFile::put_index(uint32_t block, const std::vector<std::vector<IndexRow>>
     header.rdba = rdba(block);
     const sample::Extent extent{rdba(block + 1), static_cast<uint32_t>(leaves.size())};
     put_block(block, sample::encode_extent_map(LOB_BLOCK_SIZE, header, INDEX_OBJECT, {&extent, 1}, 0));
-    for (size_t i = 0; i < leaves.size(); ++i)
-        put_block(block + 1 + static_cast<uint32_t>(i),
-                  leaf_block(block + 1 + static_cast<uint32_t>(i), leaves[i]));
+    for (uint32_t i = 0; i < leaves.size(); ++i) {
+        const uint32_t leaf = block + 1 + i;
+        put_block(leaf, leaf_block(leaf, leaves[i], i + 1 < leaves.size() ? rdba(leaf + 1) : 0,
+                                   i > 0 ? rdba(leaf - 1) : 0));
+    }
+}
+
+void LobFile::put_segment_header(uint32_t block) {
+    sample::CacheHeader header;
+    header.type = sample::BLOCK_SEGMENT_HEADER;
+    header.rdba = rdba(block);
+    const sample::Extent extent{rdba(block), 1};
+    put_block(block, sample::encode_extent_map(LOB_BLOCK_SIZE, header, LOB_OBJECT, {&extent, 1}, 0));
+}
+
+void LobFile::change(uint32_t block, size_t offset, uint8_t value) {
+    changes_.push_back({block, offset, value});
+}
+
+void LobFile::clear(uint32_t block) {
+    file_->write_block(block, LobBytes(LOB_BLOCK_SIZE));
 }
 
 vexlo::LobOutcome LobFile::read(const vexlo::LobLocator &lob, vexlo::LobSink &sink, uint32_t index_block,
                                 uint32_t chunk_blocks) {
     file_->close(0);
+    for (const Change &change : changes_)
+        sample::patch_file(dir_.file("lobs.dbf"), LOB_BLOCK_SIZE, change.block, change.offset,
+                           {&change.value, 1});
     std::vector<std::unique_ptr<vexlo::Datafile>> inputs;
     inputs.push_back(vexlo::Datafile::open(dir_.file("lobs.dbf")));
     const vexlo::FileSet files(std::move(inputs), std::nullopt);
     const vexlo::ScanIndexes scans(files);
     vexlo::LobPlaces places;
-    places.data = {LOB_TABLESPACE, 0, 0, LOB_OBJECT, LOB_OBJECT};
-    if (index_block != 0)
+    places.data = segment;
+    if (index)
+        places.index = *index;
+    else if (index_block != 0)
         places.index = {LOB_TABLESPACE, LOB_FILE, index_block, INDEX_OBJECT, INDEX_OBJECT};
     places.chunk_blocks = chunk_blocks;
     places.known = true;
-    const vexlo::LobSegment segment(files, scans, places, {});
+    const vexlo::LobSegment column(files, scans, places, options);
     vexlo::BlockReader blocks(files, false);
-    return vexlo::LobReader(blocks).read(lob, segment, sink);
+    return vexlo::LobReader(blocks).read(lob, column, sink);
 }
 
 } // namespace vexlo_test

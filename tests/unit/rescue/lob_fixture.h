@@ -62,9 +62,16 @@ public:
     void put_page(uint32_t block, uint8_t lob, uint32_t page, std::span<const uint8_t> data,
                   uint32_t version = 1, uint8_t type = 0x28, uint32_t object = LOB_OBJECT);
     void put_secure_page(uint32_t block, uint8_t lob, std::span<const uint8_t> data);
-    // A segment of one extent: its header at `block`, one leaf block for each of `leaves` behind it.
+    // A segment of one extent: its header at `block`, one leaf block for each of `leaves` behind it, which
+    // name those beside them.
     void put_index(uint32_t block, const std::vector<std::vector<IndexRow>> &leaves);
+    // The header of the LOB segment, whose map has itself alone.
+    void put_segment_header(uint32_t block);
     void put_block(uint32_t block, const LobBytes &bytes);
+    // Changes a byte of a block, which stays sound, when the file is closed.
+    void change(uint32_t block, size_t offset, uint8_t value);
+    // Makes a block one that was never written.
+    void clear(uint32_t block);
 
     // The whole pages of a LOB from `block` on, one behind the other.
     void put_pages(uint32_t block, uint8_t lob, const LobBytes &data, uint32_t first_page = 0);
@@ -73,9 +80,21 @@ public:
     vexlo::LobOutcome read(const vexlo::LobLocator &lob, vexlo::LobSink &sink, uint32_t index_block = 0,
                            uint32_t chunk_blocks = 1);
 
+    // How it is read and what the dictionary says.
+    vexlo::ReadOptions options;
+    vexlo::SegmentRef segment{LOB_TABLESPACE, 0, 0, LOB_OBJECT, LOB_OBJECT};
+    std::optional<vexlo::SegmentRef> index; // in place of that with its header at `index_block`
+
 private:
+    struct Change {
+        uint32_t block;
+        size_t offset;
+        uint8_t value;
+    };
+
     scratch_dir dir_;
     std::optional<sample::Datafile> file_;
+    std::vector<Change> changes_;
 };
 
 } // namespace vexlo_test

@@ -1,3 +1,5 @@
+#include <functional>
+
 #include <gtest/gtest.h>
 
 #include "lob_fixture.h"
@@ -240,7 +242,7 @@ TEST(LobReader, MoreHolesThanTheFilesHaveBytesAreMissing) {
     file.put_index(300, {{head, far}});
     CountingSink sink;
     EXPECT_EQ(file.read(by_index(1), sink, 300).fault, LobFault::missing_pages);
-    EXPECT_LE(sink.given, 2 * LOB_PAGE_SIZE);
+    EXPECT_EQ(sink.given, 4 * LOB_PAGE_SIZE); // with the holes that the first entry names
 }
 
 TEST(LobReader, ALostIndexIsReplacedByTheBlocksThemselves) {
@@ -261,6 +263,124 @@ TEST(LobReader, WithoutAnIndexTheLengthIsThatOfWholePages) {
     EXPECT_EQ(outcome.fault, LobFault::unknown_length);
     bytes.resize(3 * LOB_PAGE_SIZE);
     EXPECT_TRUE(sink.bytes == bytes);
+}
+
+// Three leaves with the entries of LOB 1, 30 pages from block 20 on, between those of others.
+void put_three_leaves(LobFile &file, const LobBytes &bytes) {
+    file.put_pages(20, 1, bytes);
+    std::vector<IndexRow> rows = rows_of(1, 0, 30, 20);
+    rows[0].blocks = static_cast<uint32_t>(bytes.size() / LOB_PAGE_SIZE);
+    rows[0].bytes = static_cast<uint32_t>(bytes.size() % LOB_PAGE_SIZE);
+    file.put_index(300, {{rows[0]}, {rows[1], rows[2]}, {rows[3], rows[4]}});
+}
+
+constexpr size_t KDXCO_AT = 92, DATA_SIZE_AT = KDXCO_AT + 28, KEY_SIZE_AT = LOB_BLOCK_SIZE - 4 - 50 + 34;
+
+// What can be wrong with a leaf in the middle, whose block is 302.
+const std::vector<std::function<void(LobFile &)>> LEAF_DAMAGE = {
+    [](LobFile &file) { file.clear(302); },
+    [](LobFile &file) { file.change(302, DATA_SIZE_AT, 31); },
+    [](LobFile &file) { file.change(302, KEY_SIZE_AT, 9); },
+};
+
+TEST(LobReader, PagesOfALeafThatIsGoneAreFoundByTheirBlocks) {
+    for (size_t i = 0; i < LEAF_DAMAGE.size(); ++i) {
+        SCOPED_TRACE(i);
+        LobFile file;
+        const LobBytes bytes = lob_bytes(1, 30 * LOB_PAGE_SIZE - 9);
+        put_three_leaves(file, bytes);
+        LEAF_DAMAGE[i](file);
+        CollectingSink sink;
+        expect_whole(file.read(by_index(1), sink, 300), sink, bytes);
+    }
+}
+
+TEST(LobReader, PagesOfALeafThatIsGoneAreNoHoles) {
+    for (size_t i = 0; i < LEAF_DAMAGE.size(); ++i) {
+        SCOPED_TRACE(i);
+        LobFile file;
+        LobBytes bytes = lob_bytes(1, 30 * LOB_PAGE_SIZE - 9);
+        put_three_leaves(file, bytes);
+        LEAF_DAMAGE[i](file);
+        file.clear(20 + 6); // page 6
+        CollectingSink sink;
+        const LobOutcome outcome = file.read(by_index(1), sink, 300);
+        EXPECT_EQ(outcome.fault, LobFault::missing_pages);
+        EXPECT_EQ(outcome.missing, LOB_PAGE_SIZE);
+        std::fill_n(bytes.begin() + 6 * LOB_PAGE_SIZE, LOB_PAGE_SIZE, 0xEE);
+        EXPECT_TRUE(sink.bytes == bytes);
+    }
+}
+
+TEST(LobReader, WhereALeafIsGoneALobWithoutEntriesIsLost) {
+    for (const uint32_t leaf : {301u, 302u, 303u}) {
+        LobFile file;
+        put_three_leaves(file, lob_bytes(1, 30 * LOB_PAGE_SIZE));
+        file.clear(leaf);
+        CollectingSink sink;
+        EXPECT_EQ(file.read(by_index(2), sink, 300).fault, LobFault::lost) << leaf;
+    }
+}
+
+TEST(LobReader, AnIndexWithoutAnyLeafIsNotWhole) {
+    LobFile file;
+    file.put_index(300, {{}});
+    file.clear(301);
+    CollectingSink sink;
+    EXPECT_EQ(file.read(by_index(2), sink, 300).fault, LobFault::lost);
+}
+
+TEST(LobReader, ALeafWithoutRowsOutsideTheChainIsNoneOfTheIndex) {
+    LobFile file;
+    put_three_leaves(file, lob_bytes(1, 30 * LOB_PAGE_SIZE));
+    file.put_index(400, {{}, {}});
+    file.clear(402); // what the leaf at 401 names is gone
+    file.options.ignore_maps = true;
+    CollectingSink sink;
+    expect_whole(file.read(by_index(2), sink, 300), sink, {});
+}
+
+TEST(LobReader, AnIndexFoundWithoutItsMapIsWholeWhenItsLeavesMakeAChain) {
+    LobFile file;
+    const LobBytes bytes = lob_bytes(1, 30 * LOB_PAGE_SIZE - 9);
+    put_three_leaves(file, bytes);
+    file.options.ignore_maps = true;
+    CollectingSink sink;
+    expect_whole(file.read(by_index(2), sink, 300), sink, {});
+}
+
+TEST(LobReader, AnIndexWhosePlaceIsLostIsLookedFor) {
+    LobFile file;
+    const LobBytes bytes = lob_bytes(1, 30 * LOB_PAGE_SIZE - 9);
+    put_three_leaves(file, bytes);
+    file.index = vexlo::SegmentRef{LOB_TABLESPACE, 0, 0, INDEX_OBJECT, INDEX_OBJECT, true};
+    CollectingSink sink;
+    expect_whole(file.read(by_index(1), sink, 300), sink, bytes);
+}
+
+TEST(LobReader, AHoleThatAnEntryNamesIsOneWhateverElseIsLost) {
+    LobFile file;
+    LobBytes bytes = lob_bytes(1, 3 * LOB_PAGE_SIZE);
+    file.put_pages(20, 1, bytes);
+    std::vector<IndexRow> rows = rows_of(1, 0, 3, 20);
+    rows[0].blocks = 3;
+    rows[0].addresses[1] = 0;
+    file.put_index(300, {rows, {}});
+    file.clear(302);
+    file.clear(21);
+    std::fill_n(bytes.begin() + LOB_PAGE_SIZE, LOB_PAGE_SIZE, 0);
+    CollectingSink sink;
+    expect_whole(file.read(by_index(1), sink, 300), sink, bytes);
+}
+
+TEST(LobReader, WithoutItsDataObjectTheHeaderOfTheSegmentTellsIt) {
+    LobFile file;
+    const LobBytes bytes = lob_bytes(1, 20 * LOB_PAGE_SIZE - 9);
+    file.put_pages(20, 1, bytes);
+    file.put_segment_header(200);
+    file.segment = {LOB_TABLESPACE, LOB_FILE, 200, LOB_OBJECT - 1, 0};
+    CollectingSink sink;
+    expect_whole(file.read(by_chunks_of(1, bytes.size(), 20), sink, 300), sink, bytes);
 }
 
 // What the length, the index and the page numbers count where a chunk has several blocks.
@@ -298,6 +418,26 @@ TEST_P(LobReaderUnits, TheReadingUnderWhichAllAgreeIsTaken) {
         file.put_index(300, {rows_of(1, 12, chunks, 20, units.index_in_chunks ? 1 : c, c)});
         CollectingSink sink;
         expect_whole(file.read(lob, sink, 300, c), sink, bytes);
+    }
+}
+
+// Only what the row states is left.
+TEST_P(LobReaderUnits, BlocksFoundWithoutAnIndexAreReadTheSameWay) {
+    const Units units = GetParam();
+    const uint32_t c = units.chunk_blocks;
+    for (const size_t size : {13 * c * LOB_PAGE_SIZE - 1, 29 * c * LOB_PAGE_SIZE + 9}) {
+        SCOPED_TRACE(size);
+        LobFile file;
+        const LobBytes bytes =
+            lob_bytes(1, (size + c * LOB_PAGE_SIZE - 1) / (c * LOB_PAGE_SIZE) * c * LOB_PAGE_SIZE);
+        put_chunks(file, units, bytes);
+        const size_t whole = units.length_in_chunks ? c * LOB_PAGE_SIZE : LOB_PAGE_SIZE;
+        LobLocator lob = by_chunks_of(1, size, 20, c);
+        lob.blocks = static_cast<uint32_t>(size / whole);
+        lob.bytes = static_cast<uint32_t>(size % whole);
+        CollectingSink sink;
+        expect_whole(file.read(lob, sink, 0, c), sink,
+                     LobBytes(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(size)));
     }
 }
 
@@ -361,6 +501,20 @@ TEST(LobReader, SecureFileWithFewerBytesThanItsLengthHasLostThem) {
     const LobOutcome outcome = file.read(by_extents(1, 150, {{LobFile::rdba(20), 1}}), sink);
     EXPECT_EQ(outcome.fault, LobFault::missing_pages);
     EXPECT_EQ(outcome.missing, 50u);
+}
+
+// So that rows of a damaged file cannot lead through the same blocks again and again.
+TEST(LobReader, ExtentsThatBeginWithBlocksOfOthersEndThere) {
+    LobFile file;
+    const LobBytes bytes = lob_bytes(1, SECURE_PAGE_SIZE);
+    for (uint32_t i = 0; i < 100; ++i)
+        file.put_secure_page(20 + i, 2, bytes);
+    file.put_secure_page(120, 1, bytes);
+    CollectingSink sink;
+    const uint64_t length = 101 * SECURE_PAGE_SIZE;
+    const LobOutcome outcome = file.read(by_extents(1, length, {{LobFile::rdba(20), 101}}), sink);
+    EXPECT_EQ(outcome.fault, LobFault::missing_pages);
+    EXPECT_EQ(outcome.missing, length);
 }
 
 TEST(LobReader, CompressedExtents) {

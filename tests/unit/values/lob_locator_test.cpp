@@ -57,6 +57,7 @@ std::string characters(const LobLocator &lob) {
     return text;
 }
 
+constexpr char SECURE_HEAD[] = "0070 0001 01 0c 00 80 0001 00000001000000000001 ";
 constexpr char BASIC_HEAD[] = "0054 0001 01 0c 00 00 0001 00000001000000000001 ";
 
 TEST(LobLocator, EveryStoredValueDecodesToItsLastByte) {
@@ -135,6 +136,59 @@ TEST(LobLocator, SecureFileExtents) {
     EXPECT_EQ(lob.extents[0].rdba, 0x030006A6u);
     EXPECT_EQ(lob.extents[3].rdba, 0x030003BBu);
     EXPECT_EQ(lob.extents[3].blocks, 16u);
+}
+
+TEST(LobLocator, ExtentsDoNotOverlap) {
+    const std::string head = SECURE_HEAD;
+    const auto two = [&](const char *second) {
+        return from_hex(head + "0019 40 90 0013 22 00 030d40 01 01 00 01000020 04 00 " + second);
+    };
+    EXPECT_EQ(decode(two("01000024 04")).extents.size(), 2u);
+    EXPECT_EQ(decode(two("0100001c 04")).extents.size(), 2u);
+    EXPECT_EQ(fault_of(two("01000023 04")), "the locator has extents that overlap");
+    EXPECT_EQ(fault_of(two("0100001d 04")), "the locator has extents that overlap");
+}
+
+TEST(LobLocator, SecureFileInRowThatWasNotWorthCompressing) {
+    for (const char *method : {"01", "11"}) {
+        const LobLocator lob = decode(
+            from_hex(std::string(SECURE_HEAD) + "0010 48 92 0001 0007 " + method + " 00 00 03 01 616263"));
+        EXPECT_EQ(lob.place, LobPlace::in_row);
+        EXPECT_FALSE(lob.compressed);
+        EXPECT_EQ(std::string(lob.data.begin(), lob.data.end()), "abc");
+    }
+}
+
+TEST(LobLocator, SecureFileVersionsHaveOneToFourBytes) {
+    for (const char *version : {"00 00 03 01", "00 01 03 0102", "00 02 03 010203", "00 03 03 01020304"}) {
+        Bytes bytes = from_hex(std::string(SECURE_HEAD) + "0000 48 90 0000 " + version + " 616263");
+        bytes[21] = static_cast<uint8_t>(bytes.size() - 20);
+        bytes[25] = static_cast<uint8_t>(bytes.size() - 26);
+        EXPECT_EQ(decode(bytes).data.size(), 3u) << version;
+    }
+}
+
+TEST(LobLocator, SecureFileLengthsInRowAgreeWithTheData) {
+    const std::string head = std::string(SECURE_HEAD) + "000f 48 90 0009 10 00 ";
+    EXPECT_EQ(decode(from_hex(head + "03 01 0003 616263")).data.size(), 3u);
+    EXPECT_EQ(fault_of(from_hex(head + "04 01 0003 616263")), "the locator's length is not that of its data");
+}
+
+TEST(LobLocator, SecureFileExtentsOfManyBlocks) {
+    const LobLocator lob =
+        decode(from_hex(std::string(SECURE_HEAD) + "0015 40 90 000f 23 00 40000000 01 00 20 01000080 ffff"));
+    ASSERT_EQ(lob.extents.size(), 1u);
+    EXPECT_EQ(lob.extents[0].blocks, 0xFFFFu);
+    EXPECT_EQ(lob.length, 0x40000000u);
+}
+
+TEST(LobLocator, LittleEndianCharacters) {
+    const LobLocator lob = decode(
+        from_hex("0054 0001 02 0c 80 40 0002 00000001000000000001 0012 09 00 00000000 0002 0000 00000001 "
+                 "4100"));
+    EXPECT_TRUE(lob.utf16);
+    EXPECT_TRUE(lob.little_endian);
+    EXPECT_EQ(lob.data.size(), 2u);
 }
 
 TEST(LobLocator, SecureFileCompressedExtents) {

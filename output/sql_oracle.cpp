@@ -1,10 +1,10 @@
-// The dialect of Oracle, as a script for SQL*Plus. That program reads line by line: a line has at most 2499
-// characters and a text literal must not run over lines that look like commands. So literals are short,
-// joined by ||, and control characters are written as CHR(n).
+// The dialect of Oracle, as a script for SQL*Plus.
 #include <algorithm>
 #include <utility>
 
 #include "output/create_table.h"
+#include "output/oracle_appended.h"
+#include "output/oracle_literals.h"
 #include "output/oracle_target.h"
 #include "output/sql_dialect.h"
 
@@ -12,66 +12,18 @@ namespace vexlo {
 
 namespace {
 
-constexpr size_t LITERAL_SIZE = 1000;  // bytes of one literal, before quotes are doubled
 constexpr size_t VARCHAR_BYTES = 4000; // a text expression longer than this must be a CLOB
 constexpr size_t RAW_BYTES = 2000;     // a RAW expression cannot be longer
-// Rows go to the server by the block of PL/SQL: one round trip for as many.
 constexpr uint64_t ROWS_PER_BLOCK = 100;
-constexpr std::string_view BLOCK_HEAD = "BEGIN\n", BLOCK_TAIL = "END;\n/\n";
 
-bool is_control(char c) {
-    return static_cast<unsigned char>(c) < 0x20;
-}
-
-bool is_continuation(char c) {
-    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
-}
-
-// The part of `text` that one literal takes: no control character, no character cut in two.
-size_t literal_part(std::string_view text) {
-    size_t size = 0;
-    while (size < text.size() && !is_control(text[size]) &&
-           (size < LITERAL_SIZE || is_continuation(text[size])))
-        ++size;
-    return size;
-}
-
-void put_hextoraw(std::string_view data, ByteBuffer &bytes) {
-    bytes.append("HEXTORAW('");
-    while (data.size() > LITERAL_SIZE) {
-        bytes.append_hex(data.substr(0, LITERAL_SIZE));
-        bytes.append("'||\n'");
-        data.remove_prefix(LITERAL_SIZE);
-    }
-    bytes.append_hex(data);
-    bytes.append("')");
-}
-
-// A run of parts of a text as an expression: literals and control characters, joined by ||.
-void put_text_expression(std::string_view utf8, bool national, ByteBuffer &bytes) {
-    for (bool first = true; first || !utf8.empty(); first = false) {
-        if (!first)
-            bytes.append("||\n");
-        const size_t size = literal_part(utf8);
-        if (size == 0 && !utf8.empty()) {
-            bytes.append("CHR(" + std::to_string(utf8[0]) + ")");
-            utf8.remove_prefix(1);
-            continue;
-        }
-        if (national)
-            bytes.put('N');
-        put_sql_string(utf8.substr(0, size), bytes);
-        utf8.remove_prefix(size);
-    }
-}
-
-// Values that no expression can hold go into variables of a PL/SQL block, piece by piece, before the INSERT:
-// b3 is the variable of the third column for bytes, c3 that for text.
-class LongValues {
+// Bytes that no expression can hold go into variables of a PL/SQL block, piece by piece, before the INSERT:
+// b3 is the variable of the third column.
+class LongBytes {
 public:
-    explicit LongValues(const Table &table) : table_(table), names_(table.columns.size()) {
+    explicit LongBytes(const Table &table) : names_(table.columns.size()) {
         for (size_t i = 0; i < names_.size(); ++i)
-            declare(i);
+            if (can_have_bytes(table.columns[i].kind))
+                declarations_ += variable(i) + " BLOB;\n";
     }
 
     // Forgets the values of the row before.
@@ -83,21 +35,20 @@ public:
 
     // Writes the statements that give the column's variable its value, unless an expression can hold the
     // cell; the first ones open the block.
-    void put(size_t index, const Cell &cell, RowBatch &batch) {
-        const bool is_binary = cell.kind == CellKind::binary || cell.kind == CellKind::binary_stream;
-        if (cell.stream == nullptr && !(is_binary && cell.size > RAW_BYTES))
+    void put(size_t index, const Cell &cell, ByteBuffer &bytes) {
+        if (cell.kind != CellKind::binary || cell.size <= RAW_BYTES)
             return;
         if (!std::exchange(is_open_, true))
-            batch.bytes.append("DECLARE\n" + declarations_ + "BEGIN\n");
-        names_[index] = variable(is_binary, index);
-        batch.bytes.append("DBMS_LOB.CREATETEMPORARY(" + names_[index] + ", TRUE);\n");
-        const auto fill = [&](std::string_view part) {
-            is_binary ? put_bytes(index, part, batch.bytes) : put_text(index, part, batch.bytes);
-        };
-        if (cell.stream != nullptr)
-            for_each_part(*cell.stream, batch, fill);
-        else
-            fill(cell.view());
+            bytes.append("DECLARE\n" + declarations_ + "BEGIN\n");
+        const std::string &name = names_[index] = variable(index);
+        bytes.append("DBMS_LOB.CREATETEMPORARY(" + name + ", TRUE);\n");
+        for (std::string_view data = cell.view(); !data.empty();) {
+            const std::string_view part = data.substr(0, ORACLE_LITERAL_SIZE);
+            bytes.append("DBMS_LOB.WRITEAPPEND(" + name + ", " + std::to_string(part.size()) + ", ");
+            put_hextoraw(part, bytes);
+            bytes.append(");\n");
+            data.remove_prefix(part.size());
+        }
     }
 
     // A block is open, which must be ended behind the INSERT.
@@ -106,43 +57,11 @@ public:
     const std::string &name(size_t index) const { return names_[index]; }
 
 private:
-    static std::string variable(bool is_binary, size_t index) {
-        return (is_binary ? "b" : "c") + std::to_string(index + 1);
+    static bool can_have_bytes(ColumnKind kind) {
+        return kind == ColumnKind::raw || kind == ColumnKind::long_raw || kind == ColumnKind::lob;
     }
+    static std::string variable(size_t index) { return "b" + std::to_string(index + 1); }
 
-    bool is_national(size_t index) const { return table_.columns[index].national; }
-
-    void declare(size_t index) {
-        const ColumnKind kind = table_.columns[index].kind;
-        if (kind == ColumnKind::raw || kind == ColumnKind::long_raw || kind == ColumnKind::lob)
-            declarations_ += variable(true, index) + " BLOB;\n";
-        if (kind == ColumnKind::long_text || kind == ColumnKind::lob)
-            declarations_ += variable(false, index) + (is_national(index) ? " NCLOB;\n" : " CLOB;\n");
-    }
-
-    void put_bytes(size_t index, std::string_view data, ByteBuffer &bytes) const {
-        while (!data.empty()) {
-            const std::string_view part = data.substr(0, LITERAL_SIZE);
-            bytes.append("DBMS_LOB.WRITEAPPEND(" + names_[index] + ", " + std::to_string(part.size()) + ", ");
-            put_hextoraw(part, bytes);
-            bytes.append(");\n");
-            data.remove_prefix(part.size());
-        }
-    }
-
-    void put_text(size_t index, std::string_view utf8, ByteBuffer &bytes) const {
-        while (!utf8.empty()) {
-            size_t size = std::min(utf8.size(), LITERAL_SIZE);
-            while (size < utf8.size() && is_continuation(utf8[size]))
-                ++size;
-            bytes.append("DBMS_LOB.APPEND(" + names_[index] + ", ");
-            put_text_expression(utf8.substr(0, size), is_national(index), bytes);
-            bytes.append(");\n");
-            utf8.remove_prefix(size);
-        }
-    }
-
-    const Table &table_;
     std::string declarations_;
     std::vector<std::string> names_;
     bool is_open_ = false;
@@ -194,7 +113,7 @@ struct OracleValues {
         if (utf8.size() <= VARCHAR_BYTES)
             return put_text_expression(utf8, national, bytes);
         // The first part as a CLOB makes the whole expression one.
-        const size_t first = std::max<size_t>(literal_part(utf8), 1);
+        const size_t first = std::max<size_t>(oracle_literal_part(utf8), 1);
         bytes.append(national ? "TO_NCLOB(" : "TO_CLOB(");
         put_text_expression(utf8.substr(0, first), national, bytes);
         bytes.append(")||\n");
@@ -208,18 +127,22 @@ private:
 class OracleFormatter : public RowFormatter {
 public:
     explicit OracleFormatter(CellDecoder &decoder)
-        : decoder_(decoder), insert_(insert_into(decoder.table().name)), long_values_(decoder.table()) {}
+        : decoder_(decoder), insert_(insert_into(decoder.table().name)), long_bytes_(decoder.table()) {}
 
     void format(const Row &row, RowBatch &batch) override {
         const bool large = is_large_row(row, decoder_.table().columns.size());
         if (batch.rows > 0 && batch.rows % ROWS_PER_BLOCK == 0) {
-            batch.bytes.append(BLOCK_TAIL);
-            batch.bytes.append(BLOCK_HEAD);
+            batch.bytes.append(ORACLE_BLOCK_TAIL);
+            batch.bytes.append(ORACLE_BLOCK_HEAD);
         }
-        put_long_values(row, large, batch);
+        put_long_bytes(row, large, batch);
         batch.bytes.append(insert_);
-        put_values(row, large, batch);
-        batch.bytes.append(long_values_.is_open() ? ");\nEND;\n" : ");\n");
+        const bool goes_on = put_values(row, large, batch);
+        batch.bytes.append(")");
+        batch.bytes.append(goes_on ? ORACLE_ROW_RETURNED : "");
+        batch.bytes.append(long_bytes_.is_open() ? ";\nEND;\n" : ";\n");
+        if (goes_on)
+            append_values(row, batch);
         ++batch.rows;
     }
 
@@ -229,33 +152,54 @@ private:
         const bool is_bytes = field.kind == FieldKind::binary ||
                               (field.kind == FieldKind::value &&
                                (column.kind == ColumnKind::raw || column.kind == ColumnKind::long_raw));
-        return field.kind == FieldKind::stream || (is_bytes && field.size > RAW_BYTES);
+        return is_bytes && field.size > RAW_BYTES && !is_appended(column, field);
     }
 
-    void put_long_values(const Row &row, bool large, RowBatch &batch) {
+    void put_long_bytes(const Row &row, bool large, RowBatch &batch) {
         const Table &table = decoder_.table();
-        long_values_.begin_row();
+        long_bytes_.begin_row();
         for (size_t i = 0; i < table.columns.size(); ++i) {
             if (!can_be_long(table.columns[i], row.fields[i]))
                 continue;
-            long_values_.put(i, decoder_.decode(row, i, scratch_, batch.losses), batch);
+            long_bytes_.put(i, decoder_.decode(row, i, scratch_, batch.losses), batch.bytes);
             if (large)
                 batch.relieve();
         }
     }
 
-    void put_values(const Row &row, bool large, RowBatch &batch) {
+    // Returns whether a value is left to be appended.
+    bool put_values(const Row &row, bool large, RowBatch &batch) {
         const Table &table = decoder_.table();
+        bool goes_on = false;
         for (size_t i = 0; i < table.columns.size(); ++i) {
             if (i > 0)
                 batch.bytes.append(",\n");
-            if (long_values_.name(i).empty())
+            if (is_appended(table.columns[i], row.fields[i])) {
+                goes_on = true;
+                batch.bytes.append(is_binary(table.columns[i], row.fields[i]) ? "EMPTY_BLOB()"
+                                                                              : "EMPTY_CLOB()");
+            } else if (long_bytes_.name(i).empty()) {
                 put_value(row, i, batch);
-            else
-                batch.bytes.append(long_values_.name(i));
+            } else {
+                batch.bytes.append(long_bytes_.name(i));
+            }
             if (large)
                 batch.relieve();
         }
+        return goes_on;
+    }
+
+    void append_values(const Row &row, RowBatch &batch) {
+        const Table &table = decoder_.table();
+        for (size_t i = 0; i < table.columns.size(); ++i)
+            if (is_appended(table.columns[i], row.fields[i]))
+                AppendedValue(table, i, batch).put(decoder_.decode(row, i, scratch_, batch.losses));
+    }
+
+    static bool is_binary(const Column &column, const Field &field) {
+        if (field.kind == FieldKind::stream && field.stream->form() != StreamForm::stored)
+            return field.stream->form() == StreamForm::binary;
+        return field.kind == FieldKind::binary || column.kind == ColumnKind::long_raw;
     }
 
     void put_value(const Row &row, size_t index, RowBatch &batch) {
@@ -271,7 +215,7 @@ private:
 
     CellDecoder &decoder_;
     std::string insert_;
-    LongValues long_values_;
+    LongBytes long_bytes_;
     char scratch_[CellDecoder::SCRATCH_SIZE];
 };
 
@@ -287,8 +231,12 @@ public:
                "SET DEFINE OFF\nSET SQLBLANKLINES ON\n";
     }
 
-    std::string_view batch_head() const override { return BLOCK_HEAD; }
-    std::string_view batch_tail() const override { return BLOCK_TAIL; }
+    std::string data_head(const Table &table) const override {
+        const bool any = std::any_of(table.columns.begin(), table.columns.end(), has_appended_values);
+        return std::string(any ? ORACLE_ROW_VARIABLE : "");
+    }
+    std::string_view batch_head() const override { return ORACLE_BLOCK_HEAD; }
+    std::string_view batch_tail() const override { return ORACLE_BLOCK_TAIL; }
 
     std::string epilogue() const override { return "COMMIT;\n"; }
 

@@ -1,6 +1,8 @@
 // Values that come in pieces.
+#include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -90,17 +92,62 @@ TEST(Streams, JsonWritesRawAsHexadecimalDigits) {
     EXPECT_EQ(formatted("jsonl", "", ColumnKind::long_raw, stream_field(stream)), "{\"C\":\"0102\"}\n");
 }
 
-TEST(Streams, OracleScriptAppendsThePiecesToAVariable) {
+constexpr char ORACLE_NEXT_BLOCK[] = "END;\n/\nBEGIN\nDECLARE\nv ";
+constexpr char ORACLE_SELECT[] = ";\nBEGIN\nSELECT \"C\" INTO v FROM \"T\"\n"
+                                 "WHERE ROWID = CHARTOROWID(:appended_to) FOR UPDATE;\n";
+
+TEST(Streams, OracleScriptAppendsThePiecesToTheirRow) {
     PiecesStream text(StreamForm::text, {"it", "'s\n"});
     EXPECT_EQ(formatted("sql", "oracle", ColumnKind::lob, stream_field(text)),
-              "DECLARE\nb1 BLOB;\nc1 CLOB;\nBEGIN\nDBMS_LOB.CREATETEMPORARY(c1, TRUE);\n"
-              "DBMS_LOB.APPEND(c1, 'it');\nDBMS_LOB.APPEND(c1, '''s'||\nCHR(10));\n"
-              "INSERT INTO \"T\" VALUES (c1);\nEND;\n");
+              std::string("INSERT INTO \"T\" VALUES (EMPTY_CLOB()) RETURNING ROWIDTOCHAR(ROWID) INTO "
+                          ":appended_to;\n") +
+                  ORACLE_NEXT_BLOCK + "CLOB" + ORACLE_SELECT +
+                  "DBMS_LOB.APPEND(v, 'it');\nDBMS_LOB.APPEND(v, '''s'||\nCHR(10));\nEND;\n");
     PiecesStream bytes(StreamForm::binary, {"\x01", "\xFF"});
-    EXPECT_NE(formatted("sql", "oracle", ColumnKind::lob, stream_field(bytes))
-                  .find("DBMS_LOB.WRITEAPPEND(b1, 1, HEXTORAW('01'));\n"
-                        "DBMS_LOB.WRITEAPPEND(b1, 1, HEXTORAW('FF'));\nINSERT INTO \"T\" VALUES (b1);\n"),
+    EXPECT_EQ(formatted("sql", "oracle", ColumnKind::lob, stream_field(bytes)),
+              std::string("INSERT INTO \"T\" VALUES (EMPTY_BLOB()) RETURNING ROWIDTOCHAR(ROWID) INTO "
+                          ":appended_to;\n") +
+                  ORACLE_NEXT_BLOCK + "BLOB" + ORACLE_SELECT +
+                  "DBMS_LOB.WRITEAPPEND(v, 1, HEXTORAW('01'));\n"
+                  "DBMS_LOB.WRITEAPPEND(v, 1, HEXTORAW('FF'));\nEND;\n");
+}
+
+// The longest block of a script and, of its lines, the longest.
+std::pair<size_t, size_t> longest_block_and_line(const std::string &script) {
+    size_t block = 0, line = 0, begin = 0;
+    for (size_t at = 0, end; (end = script.find('\n', at)) != std::string::npos; at = end + 1) {
+        line = std::max(line, end - at);
+        if (script.compare(at, 2, "/\n") == 0) {
+            block = std::max(block, end - begin);
+            begin = end;
+        }
+    }
+    return {std::max(block, script.size() - begin), line};
+}
+
+TEST(Streams, BlocksOfAnOracleScriptAreOfBoundedSizeHoweverLongTheValue) {
+    const std::string letters(300000, 'x'), lines(300000, '\n'), quotes(300000, '\'');
+    PiecesStream text(StreamForm::text, {letters, lines, quotes});
+    PiecesStream bytes(StreamForm::binary, {letters, lines});
+    const auto of_text =
+        longest_block_and_line(formatted("sql", "oracle", ColumnKind::lob, stream_field(text)));
+    EXPECT_LE(of_text.first, 64000u * sizeof "CHR(10)||" + 1000u);
+    EXPECT_LE(of_text.second, 2499u);
+    const std::string script = formatted("sql", "oracle", ColumnKind::lob, stream_field(bytes));
+    EXPECT_LE(longest_block_and_line(script).first, 135000u);
+    EXPECT_LE(longest_block_and_line(script).second, 2499u);
+    constexpr std::string_view STATEMENT = "DBMS_LOB.WRITEAPPEND(v, ";
+    for (size_t at = 0; (at = script.find(STATEMENT, at)) != std::string::npos; ++at)
+        EXPECT_LE(2 * std::stoul(script.substr(at + STATEMENT.size(), 10)), 32767u);
+}
+
+TEST(Streams, OracleScriptAppendsLongTextsToo) {
+    const std::string letters = std::string(32001, 'x') + std::string(READ_SLACK, '\0');
+    Field field{FieldKind::text, 32001, {reinterpret_cast<const uint8_t *>(letters.data())}};
+    EXPECT_NE(formatted("sql", "oracle", ColumnKind::lob, field).find("VALUES (EMPTY_CLOB()) RETURNING"),
               std::string::npos);
+    field.size = 32000;
+    EXPECT_EQ(formatted("sql", "oracle", ColumnKind::lob, field).find("appended_to"), std::string::npos);
 }
 
 TEST(Streams, PostgresqlTakesPieces) {

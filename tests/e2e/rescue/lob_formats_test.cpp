@@ -2,7 +2,7 @@
 #include <filesystem>
 #include <sstream>
 
-#include "recovered_fixture.h"
+#include "lob_rows.h"
 #include "sample/lob_data.h"
 #include "values/base64.h"
 
@@ -11,49 +11,15 @@ namespace {
 using namespace sample;
 using namespace vexlo_test;
 
-constexpr uint32_t CLOB_TYPE = 112, BLOB_TYPE = 113;
+constexpr uint32_t BLOB_TYPE = 113;
 constexpr size_t MIB = 1 << 20;
-
-// A LOB of the test table: NULL, or so many bytes (of a CLOB UTF-16 units).
-using LobSize = std::optional<size_t>;
-
-struct TestRow {
-    LobSize text, bytes, last;
-};
-
-// What is longer than 1 MiB comes in pieces; behind `bytes` stands a number, behind `last` nothing.
-const TestRow ROWS[] = {
-    {1000000, MIB + 77, 2 * MIB},
-    {0, 0, 0},
-    {std::nullopt, std::nullopt, std::nullopt},
-    {5, 5, 5000},
-    {1000000, std::nullopt, 1},
-    {3, MIB + 1, 3},
-    {7, MIB + 1, std::nullopt},
-};
 
 std::string json_text(const std::string &text) {
     return Json(text).dump();
 }
 
-class LobFormats : public Recovered {
+class LobFormats : public LobRows {
 protected:
-    void SetUp() override {
-        open();
-        ColumnDef text = typed_column("C", CLOB_TYPE, 4000);
-        text.charset_form = 1;
-        table_ = add("T", {number_column("ID"), text, typed_column("B", BLOB_TYPE, 4000), number_column("N"),
-                           typed_column("E", BLOB_TYPE, 4000)});
-        int64_t id = 0;
-        for (const TestRow &row : ROWS) {
-            ++id;
-            const Value text_value =
-                row.text ? db_->store_lob(table_, 1, utf16_bytes(text_of(id, *row.text))) : null_value();
-            db_->insert(table_, {number(id), text_value, store(id, 2, row.bytes), number(id),
-                                 store(id, 4, row.last)});
-        }
-    }
-
     // Unloads in a format and gives what its reader reads, a JSON array a row.
     std::string read_back(const std::string &reader, const std::string &file, const std::string &table,
                           std::vector<std::string> format) {
@@ -73,31 +39,16 @@ protected:
     template <class FORM>
     static std::string expected(FORM form) {
         std::string all = "[\"ID\",\"C\",\"B\",\"N\",\"E\"]\n";
-        int64_t id = 0;
-        for (const TestRow &row : ROWS) {
-            ++id;
-            const auto bytes = [&](uint32_t column, LobSize size) {
-                return size ? json_text(form(bytes_of(id, column, *size))) : "null";
+        for (size_t id = 1; id <= ROWS.size(); ++id) {
+            const auto bytes = [&](uint32_t column) {
+                return size_of(id, column) ? json_text(form(bytes_of(id, column))) : "null";
             };
-            all += "[\"" + std::to_string(id) + "\"," +
-                   (row.text ? json_text(utf8_text(text_of(id, *row.text))) : "null") + "," +
-                   bytes(2, row.bytes) + ",\"" + std::to_string(id) + "\"," + bytes(4, row.last) + "]\n";
+            const std::string number = std::to_string(id);
+            all += "[\"" + number + "\"," + (size_of(id, 1) ? json_text(text_of(id)) : "null") + "," +
+                   bytes(2) + ",\"" + number + "\"," + bytes(4) + "]\n";
         }
         return all;
     }
-
-private:
-    static std::u16string text_of(int64_t id, size_t units) {
-        return lob_characters({1, static_cast<uint64_t>(id), 1}, units);
-    }
-    static Bytes bytes_of(int64_t id, uint32_t column, size_t size) {
-        return lob_bytes({1, static_cast<uint64_t>(id), column}, size);
-    }
-    Value store(int64_t id, uint32_t column, LobSize size) {
-        return size ? db_->store_lob(table_, column, bytes_of(id, column, *size)) : null_value();
-    }
-
-    size_t table_ = 0;
 };
 
 TEST_F(LobFormats, LongOnesEmptyOnesAndNull) {

@@ -17,6 +17,7 @@ constexpr uint32_t TAIL_SIZE = 4;
 
 // KCBH.flg_kcbh
 constexpr uint8_t CACHE_FLAG_CHECKED = 0x04;   // the check value was computed
+constexpr uint8_t CACHE_FLAG_TEMPORARY = 0x08; // of a temporary segment
 constexpr uint8_t CACHE_FLAG_ENCRYPTED = 0x10; // what follows the cache header is ciphertext
 
 inline uint8_t block_type(const uint8_t *blk) {

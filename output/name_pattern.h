@@ -16,6 +16,8 @@ public:
 
     // Whether the pattern selects the table; both names are UTF-8.
     bool matches(std::string_view owner, std::string_view table) const;
+    // The same of a table whose owner is not known.
+    bool matches_table(std::string_view table) const { return part_matches(table_, table); }
 
     // As the user wrote it.
     const std::string &text() const { return text_; }

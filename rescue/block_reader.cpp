@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "rescue/stop.h"
+
 namespace vexlo {
 
 namespace {
@@ -26,6 +28,7 @@ FetchedBlock BlockReader::fetch(uint32_t tablespace, uint32_t rdba) {
 
 // The entry of the block, read into the place of the one that was not used for longest when it is not there.
 const BlockReader::Entry &BlockReader::load(const BlockPlace &place) {
+    check_stop();
     ++clock_;
     for (Entry &entry : entries_)
         if (entry.file == place.file && entry.block == place.block) {
@@ -46,6 +49,7 @@ const BlockReader::Entry &BlockReader::load(const BlockPlace &place) {
 }
 
 uint32_t BlockReader::read(uint32_t tablespace, uint32_t rdba, uint32_t count, uint8_t *to) const {
+    check_stop();
     const BlockPlace place = files_.find(tablespace, rdba);
     return place.file == nullptr ? 0 : place.file->read(place.block, count, to).blocks;
 }

@@ -31,6 +31,7 @@ public:
     BlockReader(const FileSet &files, bool trust_blocks);
 
     // The block at `rdba` of a tablespace. The bytes hold until CACHED_BLOCKS - 1 other blocks were fetched.
+    // Throws Stopped when the run is to end, as read() does: chains and LOBs can be long.
     FetchedBlock fetch(uint32_t tablespace, uint32_t rdba);
     // Reads up to `count` blocks from `rdba` on into `to`, which has room for as many of the tablespace's
     // block size, without the cache. Returns how many were delivered whole; their health is not tested.

@@ -151,7 +151,8 @@ Json file_json(const CheckedFile &checked) {
     json["blocks"] = file.blocks() > 0 ? file.blocks() - 1 : 0;
     json["header_blocks"] = identity.header_blocks;
     json["byte_order"] = byte_order_text(identity.byte_order);
-    json["checkpoint_scn"] = identity.checkpoint.scn();
+    json["checkpoint_scn"] =
+        file.status() == FileStatus::damaged_header ? Json(nullptr) : Json(identity.checkpoint.scn());
     json["blocks_by_kind"] = Json::object();
     for (size_t i = 0; i < BLOCK_KINDS; ++i)
         json["blocks_by_kind"][std::string(kind_text(static_cast<BlockKind>(i)))] = checked.census.kinds[i];
@@ -196,10 +197,12 @@ std::string identity_text(const Datafile &file) {
         text += " " + printable(identity.tablespace_name);
     text += ", database " + printable(identity.database) + " (" + std::to_string(identity.dbid) + ")\n";
     text += "  " + std::to_string(file.blocks() > 0 ? file.blocks() - 1 : 0) + " blocks of " +
-            std::to_string(identity.block_size) + " bytes (" + std::to_string(identity.header_blocks) +
-            " by the header), " + byte_order_text(identity.byte_order) + "-endian, checkpoint " +
-            std::to_string(identity.checkpoint.scn()) + "\n";
-    return text;
+            std::to_string(identity.block_size) + " bytes";
+    if (file.status() == FileStatus::damaged_header)
+        return text + ", " + byte_order_text(identity.byte_order) + "-endian, checkpoint not known\n";
+    return text + " (" + std::to_string(identity.header_blocks) + " by the header), " +
+           byte_order_text(identity.byte_order) + "-endian, checkpoint " +
+           std::to_string(identity.checkpoint.scn()) + "\n";
 }
 
 std::string file_text(const CheckedFile &checked) {
@@ -251,18 +254,16 @@ bool has_losses(const CheckResult &result) {
 
 int run_check(const RescueOptions &options, Console &console) {
     catch_stop_signals();
-    Check check(options, console);
-    CheckResult result;
     try {
-        result = check.run();
+        Check check(options, console);
+        const CheckResult result = check.run();
+        print(options.json ? json_text(result) : result_text(result));
+        return has_losses(result) ? EXIT_LOSSES : check.exit_status();
     } catch (const Stopped &) {
         console.clear_status();
         console.line("interrupted");
-        return EXIT_LOSSES;
     }
-    const std::string text = options.json ? json_text(result) : result_text(result);
-    print(text);
-    return has_losses(result) ? EXIT_LOSSES : check.exit_status();
+    return EXIT_LOSSES;
 }
 
 } // namespace vexlo

@@ -86,6 +86,7 @@ void Datafile::identify() {
         throw InputError(error_text(path_, "cannot be read"));
     device_ = st.st_dev;
     inode_ = st.st_ino;
+    modified_ = st.st_mtim;
     if (!S_ISREG(st.st_mode) && !S_ISBLK(st.st_mode)) {
         remark_ = "no regular file";
         return;
@@ -158,6 +159,7 @@ void Datafile::set_status(FileStatus status, std::string remark) {
 void Datafile::set_place(uint32_t file, uint32_t tablespace) {
     identity_.file = file;
     identity_.tablespace = tablespace;
+    placed_ = true;
 }
 
 } // namespace vexlo

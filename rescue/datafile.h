@@ -6,6 +6,7 @@
 
 #include <compare>
 #include <cstdint>
+#include <ctime>
 #include <memory>
 #include <optional>
 #include <string>
@@ -38,7 +39,8 @@ struct Checkpoint {
 enum class FileByteOrder : uint8_t { little, big };
 
 // What the header of a datafile says of it, or what could be found out without one. Names are bytes as
-// stored.
+// stored. Of a damaged header relative number and block size agree with the blocks, checkpoint and size are
+// not taken, and all else are hints.
 struct FileIdentity {
     uint32_t file = 0;                  // absolute number; 0 when not known
     uint32_t relative_file = 0;         // BIGFILE_RFN in a bigfile tablespace
@@ -84,6 +86,8 @@ public:
     ino_t inode() const { return inode_; }
 
     uint64_t size() const { return size_; } // bytes
+    // When the content was changed last, as the file system has it; none of a file that could not be opened.
+    const std::optional<timespec> &modified() const { return modified_; }
     uint32_t block_size() const { return identity_.block_size; }
     // The blocks that the file holds whole, block 0 among them: block numbers lie below this.
     uint64_t blocks() const { return blocks_; }
@@ -102,10 +106,18 @@ public:
     // the first block at or behind it that may hold data, blocks() when there is none.
     uint64_t skip_hole(uint64_t block) const;
 
+    // Whether the file is one of the inputs for more than that it lay among them: the user named it, or it is
+    // a datafile.
+    bool is_input() const { return named_ || identity_.block_size != 0; }
+    bool is_named() const { return named_; }
+
     // Called by the set of files alone.
+    void set_named() { named_ = true; }
     void set_status(FileStatus status, std::string remark);
     // The place in the database that FILE$ states for a file whose header is lost.
     void set_place(uint32_t file, uint32_t tablespace);
+    // Whether the tablespace is known for sure, and no mere hint of a damaged header.
+    bool is_placed() const { return status_ == FileStatus::used || placed_; }
 
 private:
     Datafile(FileHandle file, std::string path);
@@ -117,10 +129,13 @@ private:
     FileStatus status_ = FileStatus::not_a_datafile;
     std::string remark_;
     uint64_t size_ = 0;
+    std::optional<timespec> modified_;
     uint64_t blocks_ = 0;
     uint64_t block0_size_ = 0;
     dev_t device_ = 0;
     ino_t inode_ = 0;
+    bool placed_ = false;
+    bool named_ = false;
 };
 
 } // namespace vexlo

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <tuple>
 
 #include "rescue/dictionary_reader.h"
 #include "values/errors.h"
@@ -91,6 +92,14 @@ const IndexRecord *Dictionary::index(uint32_t object) const {
     return find_record(indexes_, object, &IndexRecord::object);
 }
 
+const IndexPartitionRecord *Dictionary::index_partition(uint32_t index, uint32_t object) const {
+    const auto it = std::partition_point(
+        index_partitions_.begin(), index_partitions_.end(), [&](const IndexPartitionRecord &part) {
+            return std::tie(part.index, part.object) < std::tie(index, object);
+        });
+    return it != index_partitions_.end() && it->index == index && it->object == object ? &*it : nullptr;
+}
+
 std::span<const ColumnRecord> Dictionary::columns(uint32_t table) const {
     return find_records(columns_, table, &ColumnRecord::table);
 }
@@ -110,16 +119,16 @@ uint32_t Dictionary::lost_columns(const TableRecord &table) const {
     return table.columns > known ? table.columns - known : 0;
 }
 
+bool Dictionary::has_all_columns(const TableRecord &table) const {
+    return table.internal_columns != 0 && columns(table.object).size() >= table.internal_columns;
+}
+
 std::span<const LobRecord> Dictionary::lobs(uint32_t table) const {
     return find_records(lobs_, table, &LobRecord::table);
 }
 
 std::span<const LobFragmentRecord> Dictionary::lob_fragments(uint32_t lob_object) const {
     return find_records(lob_fragments_, lob_object, &LobFragmentRecord::parent);
-}
-
-std::span<const IndexPartitionRecord> Dictionary::index_partitions(uint32_t index) const {
-    return find_records(index_partitions_, index, &IndexPartitionRecord::index);
 }
 
 std::span<const KeyColumnRecord> Dictionary::primary_key(uint32_t table) const {
@@ -157,6 +166,11 @@ std::string Dictionary::owner_name(uint32_t object_number) const {
     return owner == nullptr || owner->name.empty() ? "UNKNOWN" : text(owner->name);
 }
 
+bool Dictionary::knows_owner(uint32_t object_number) const {
+    const ObjectRecord *record = object(object_number);
+    return record != nullptr && user(record->owner) != nullptr;
+}
+
 std::string Dictionary::object_name(uint32_t object_number) const {
     const ObjectRecord *record = object(object_number);
     return record == nullptr || record->name.empty() ? "OBJ_" + std::to_string(object_number)
@@ -179,8 +193,9 @@ Obstacle Dictionary::obstacle(const TableRecord &table) const {
     if (table.row_lost && lies_in_cluster(table))
         return Obstacle::lost_in_cluster;
     const std::vector<TableSegment> parts = segments(table);
-    const bool stored = std::any_of(parts.begin(), parts.end(),
-                                    [](const TableSegment &part) { return part.segment.has_storage(); });
+    const bool stored = std::any_of(parts.begin(), parts.end(), [](const TableSegment &part) {
+        return part.segment.has_storage() || part.segment.unplaced;
+    });
     if (stored)
         return Obstacle::none;
     return table.row_lost  ? Obstacle::unplaced
@@ -210,7 +225,7 @@ std::vector<TableSegment> Dictionary::segments(const TableRecord &table) const {
     for (const PartitionRecord &partition : partitions(table.object)) {
         const NameRef name = partition_name(partition.object);
         const std::span<const PartitionRecord> inner = partitions(partition.object);
-        if (inner.empty() && partition.data_object != 0)
+        if (inner.empty() && (partition.data_object != 0 || partition.row_lost))
             parts.push_back(partition_segment(partition, name, {}));
         for (const PartitionRecord &subpartition : inner)
             parts.push_back(partition_segment(subpartition, name, partition_name(subpartition.object)));
@@ -230,7 +245,7 @@ TableSegment Dictionary::cluster_segment(const TableRecord &table) const {
 
 TableSegment Dictionary::partition_segment(const PartitionRecord &part, NameRef partition,
                                            NameRef subpartition) const {
-    return {{part.tablespace, part.file, part.block, part.object, part.data_object},
+    return {{part.tablespace, part.file, part.block, part.object, part.data_object, part.row_lost},
             partition,
             subpartition,
             part.object};

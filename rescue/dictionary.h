@@ -54,6 +54,8 @@ struct TablespaceRecord {
 constexpr uint32_t OBJECT_INDEX = 1;
 constexpr uint32_t OBJECT_TABLE = 2;
 constexpr uint32_t OBJECT_CLUSTER = 3;
+constexpr uint32_t OBJECT_TABLE_PARTITION = 19;
+constexpr uint32_t OBJECT_TABLE_SUBPARTITION = 34;
 // OBJ$.FLAGS
 constexpr uint32_t OBJECT_TEMPORARY = 0x2;
 constexpr uint32_t OBJECT_DROPPED = 0x80; // in the recycle bin
@@ -87,7 +89,8 @@ struct TableRecord {
     uint32_t block;
     uint32_t cluster; // object number of the cluster; 0 outside one
     uint32_t cluster_table;
-    uint32_t columns; // as the table's row counts them
+    uint32_t columns;          // as the table's row counts them
+    uint32_t internal_columns; // INTCOLS: with those that are hidden; 0 when not known
     uint32_t cluster_columns;
     uint64_t flags;
     uint32_t block_count; // as last analysed
@@ -155,6 +158,7 @@ struct PartitionRecord {
     uint32_t block;
     uint64_t rows;                   // as last analysed
     std::array<uint8_t, 7> analyzed; // all zero when never
+    bool row_lost; // an object or subpartitions say that there is one, the row that describes it is gone
 };
 
 struct LobRecord {
@@ -252,7 +256,8 @@ enum class Obstacle : uint8_t {
 // "index-organized table", ...; empty for none. Of an unplaced table: that no block was found.
 std::string_view obstacle_text(Obstacle obstacle);
 
-// A segment that holds rows of a table.
+// A segment that holds rows of a table. That of a partition whose row is lost is unplaced, in no tablespace
+// yet.
 struct TableSegment {
     SegmentRef segment;
     NameRef partition; // own names; empty when the table has no partitions
@@ -280,6 +285,8 @@ public:
     std::span<const LobFragmentRecord> lob_fragments() const { return lob_fragments_; } // by parent
     std::span<const IndexRecord> indexes() const { return indexes_; }
     std::span<const IndexPartitionRecord> index_partitions() const { return index_partitions_; } // by index
+    // The partition of an index; null when there is none.
+    const IndexPartitionRecord *index_partition(uint32_t index, uint32_t object) const;
     std::span<const FileRecord> files() const { return files_; }
 
     const UserRecord *user(uint32_t number) const;
@@ -295,9 +302,10 @@ public:
     std::span<const PartitionRecord> partitions(uint32_t parent) const;
     // How many columns the table's own row counts beyond those that are known.
     uint32_t lost_columns(const TableRecord &table) const;
+    // Whether all columns are known, hidden ones among them.
+    bool has_all_columns(const TableRecord &table) const;
     std::span<const LobRecord> lobs(uint32_t table) const;
     std::span<const LobFragmentRecord> lob_fragments(uint32_t lob_object) const;
-    std::span<const IndexPartitionRecord> index_partitions(uint32_t index) const;
     std::span<const KeyColumnRecord> primary_key(uint32_t table) const; // by position
     const DefaultRecord *added_default(uint32_t table, uint32_t internal_column) const;
 
@@ -315,6 +323,7 @@ public:
     std::string text(NameRef name) const;
     // Name of the owner and of the object; "UNKNOWN" and "OBJ_<number>" where they are lost.
     std::string owner_name(uint32_t object) const;
+    bool knows_owner(uint32_t object) const;
     std::string object_name(uint32_t object) const;
 
     // Whether and why not the rows of a table can be read.

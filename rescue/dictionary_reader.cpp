@@ -6,6 +6,7 @@
 #include "format/block_address.h"
 #include "rescue/default_value.h"
 #include "rescue/lob_segment.h"
+#include "rescue/stop.h"
 #include "values/charset.h"
 
 namespace vexlo {
@@ -13,7 +14,6 @@ namespace vexlo {
 namespace {
 
 constexpr uint32_t USER_SYS = 0;
-constexpr uint32_t SYSTEM_TABLESPACE = 0;
 constexpr uint32_t CONSTRAINT_PRIMARY_KEY = 2;
 constexpr uint64_t FIRST_DATA_BLOCK = 2; // behind the file header
 
@@ -111,6 +111,7 @@ void DictionaryReader::read() {
     read_tables(key_takers());
     finish_keys();
     add_lost_tables();
+    add_lost_partitions();
     place_files();
     read_defaults();
 }
@@ -150,6 +151,7 @@ void DictionaryReader::read_bootstrap_by_shape() {
     for (const Datafile *file : files_.scanned(tablespace_)) {
         const uint64_t most = SegmentRuns::RUN_BYTES / file->block_size();
         for (uint64_t block = file->skip_hole(FIRST_DATA_BLOCK); block < file->blocks();) {
+            check_stop();
             const BlockRun run{file, block, static_cast<uint32_t>(std::min(most, file->blocks() - block)),
                                true};
             reader.read(load_run(run, buffer.data()), ignored,
@@ -255,6 +257,7 @@ void DictionaryReader::read_group(const SegmentRef &segment, std::span<RowTaker 
     std::vector<uint8_t> buffer(SegmentRuns::RUN_BYTES + RUN_SLACK);
     SegmentTally tally;
     for (BlockRun run; runs.next(run);) {
+        check_stop();
         const LoadedRun loaded = load_run(run, buffer.data());
         for (size_t i = 0; i < group.size(); ++i) {
             SegmentTally again; // the blocks count once
@@ -286,6 +289,7 @@ DictionaryReader::Takers DictionaryReader::core_takers() {
                                  {"BOBJ#", &TableRecord::cluster},
                                  {"TAB#", &TableRecord::cluster_table},
                                  {"COLS", &TableRecord::columns},
+                                 {"INTCOLS", &TableRecord::internal_columns},
                                  {"CLUCOLS", &TableRecord::cluster_columns},
                                  {"FLAGS", &TableRecord::flags},
                                  {"ROWCNT", &TableRecord::rows},
@@ -452,11 +456,7 @@ void DictionaryReader::finish_further() {
                 [](const LobFragmentRecord &r) { return uint64_t{r.parent} << 32 | r.fragment; });
     sort_unique(d.index_partitions_,
                 [](const IndexPartitionRecord &r) { return uint64_t{r.index} << 32 | r.object; });
-    // A partition has one parent and one place; its rows would come twice otherwise.
-    sort_unique(d.partitions_, [](const PartitionRecord &r) { return r.object; });
-    std::ranges::stable_sort(d.partitions_, [](const PartitionRecord &a, const PartitionRecord &b) {
-        return std::tie(a.parent, a.position, a.object) < std::tie(b.parent, b.position, b.object);
-    });
+    sort_partitions();
     sort_unique(d.defaults_,
                 [](const DefaultRecord &r) { return uint64_t{r.table} << 32 | r.internal_column; });
     sort_unique(d.files_, [](const FileRecord &r) { return r.file; });
@@ -539,11 +539,82 @@ std::set<uint32_t> DictionaryReader::unknown_objects() const {
     return unknown;
 }
 
+// A partition has one parent and one place; its rows would come twice otherwise.
+void DictionaryReader::sort_partitions() {
+    std::vector<PartitionRecord> &partitions = dictionary_.partitions_;
+    sort_unique(partitions, [](const PartitionRecord &r) { return r.object; });
+    std::ranges::stable_sort(partitions, [](const PartitionRecord &a, const PartitionRecord &b) {
+        return std::tie(a.parent, a.position, a.object) < std::tie(b.parent, b.position, b.object);
+    });
+}
+
+// Partitions that have no row of their own. Their objects have the owner and the name of the table, and so
+// have those of subpartitions that nothing but the row of their composite partition would lead to.
+void DictionaryReader::add_lost_partitions() {
+    Dictionary &d = dictionary_;
+    std::map<uint32_t, uint32_t> parents; // of all partitions that have a row
+    for (const PartitionRecord &part : d.partitions_)
+        parents.emplace(part.object, part.parent);
+    std::vector<const ObjectRecord *> lost;
+    for (const ObjectRecord &object : d.objects_) {
+        if (object.type != OBJECT_TABLE_PARTITION && object.type != OBJECT_TABLE_SUBPARTITION)
+            continue;
+        const auto row = parents.find(object.object);
+        if (row == parents.end() || (d.table(row->second) == nullptr && !parents.contains(row->second)))
+            lost.push_back(&object);
+    }
+    if (lost.empty())
+        return;
+    std::map<std::pair<uint32_t, std::string_view>, uint32_t> tables; // by owner and name
+    for (const ObjectRecord &object : d.objects_)
+        if (object.type == OBJECT_TABLE)
+            tables.emplace(std::pair(object.owner, d.bytes(object.name)), object.object);
+    for (const ObjectRecord *object : lost) {
+        const auto table = tables.find({object->owner, d.bytes(object->name)});
+        if (table == tables.end())
+            continue;
+        const auto row = parents.find(object->object);
+        PartitionRecord part{};
+        part.object = row == parents.end() ? object->object : row->second;
+        part.data_object = row == parents.end() ? object->data_object : 0;
+        part.parent = table->second;
+        part.position = UINT32_MAX; // behind those whose place in the order is known
+        part.row_lost = true;
+        d.partitions_.push_back(part);
+    }
+    d.notes_.push_back(std::to_string(lost.size()) +
+                       " partitions have lost a row that says where they are or what they belong to");
+    sort_partitions();
+}
+
+// Notes some of the segment headers that stand in each file.
+void DictionaryReader::add_witnesses(std::vector<ExpectedFile> &expected) const {
+    constexpr size_t ENOUGH = 64;
+    std::map<std::pair<uint32_t, uint32_t>, ExpectedFile *> files; // by tablespace and relative number
+    for (ExpectedFile &file : expected)
+        files.emplace(std::pair(file.tablespace, file.relative_file), &file);
+    const auto add = [&](const auto &records) {
+        for (const auto &record : records) {
+            const auto file = files.find({record.tablespace, record.file});
+            if (file != files.end() && record.block != 0 && record.data_object != 0 &&
+                file->second->witnesses.size() < ENOUGH)
+                file->second->witnesses.push_back({record.block, record.data_object});
+        }
+    };
+    add(dictionary_.tables_);
+    add(dictionary_.clusters_);
+    add(dictionary_.partitions_);
+    add(dictionary_.indexes_);
+    add(dictionary_.index_partitions_);
+}
+
 void DictionaryReader::place_files() {
     std::vector<ExpectedFile> expected;
     for (const FileRecord &file : dictionary_.files_)
         if (file.is_available())
-            expected.push_back({file.file, file.tablespace, file.relative_file, file.blocks});
+            expected.push_back({file.file, file.tablespace, file.relative_file, file.blocks, {}});
+    if (files_.has_damaged_headers())
+        add_witnesses(expected);
     files_.place_files(std::move(expected));
 }
 

@@ -42,6 +42,9 @@ private:
     void finish_keys();
     void add_lost_tables();
     std::set<uint32_t> unknown_objects() const;
+    void add_lost_partitions();
+    void sort_partitions();
+    void add_witnesses(std::vector<ExpectedFile> &expected) const;
     void place_files();
     void read_defaults();
 

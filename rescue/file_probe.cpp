@@ -145,6 +145,7 @@ bool take_sound_header(std::span<const Header> headers, uint64_t size, FileFindi
 struct Votes {
     std::map<uint32_t, uint32_t> files; // how many blocks state each relative file number
     uint32_t control = 0;               // how many of them are of a control file
+    uint32_t temporary = 0;             // or of temporary segments
 
     uint32_t best() const {
         uint32_t file = 0, most = 0;
@@ -189,6 +190,7 @@ Votes ask_blocks(int fd, uint64_t size, uint32_t block_size) {
         // In a bigfile all bits are the block number.
         ++votes.files[rdba == block ? BIGFILE_RFN : rdba_file(rdba)];
         votes.control += block_type(head) == TYPE_CONTROL_FILE;
+        votes.temporary += (block_flags(head) & CACHE_FLAG_TEMPORARY) != 0;
     }
     return votes;
 }
@@ -207,8 +209,14 @@ std::optional<uint32_t> probe_block_size(int fd, uint64_t size, Votes &best) {
     return found;
 }
 
-// The identity of a file whose header is not sound. What the header says otherwise is taken where it agrees
-// with the blocks.
+// What of a damaged header nothing can be compared with, and what others than the user would have to believe.
+void forget_unproved(FileIdentity &identity) {
+    identity.checkpoint = {};
+    identity.header_blocks = 0;
+}
+
+// The identity of a file whose header is not sound. Where it agrees with the blocks, what else it says is
+// kept as a hint: any bit of it may be wrong.
 bool take_blocks(int fd, std::span<const Header> headers, uint64_t size, FileFinding &finding) {
     Votes votes;
     const std::optional<uint32_t> block_size = probe_block_size(fd, size, votes);
@@ -218,6 +226,10 @@ bool take_blocks(int fd, std::span<const Header> headers, uint64_t size, FileFin
         finding.remark = "control file";
         return true;
     }
+    if (votes.temporary > votes.most() / 2) {
+        finding.remark = "temporary file";
+        return true;
+    }
     const uint32_t file = votes.best();
     const auto agrees = [&](const Header &header) {
         return header.offset == *block_size && header.block_size() == *block_size &&
@@ -225,11 +237,8 @@ bool take_blocks(int fd, std::span<const Header> headers, uint64_t size, FileFin
     };
     const auto header = std::find_if(headers.begin(), headers.end(), agrees);
     if (header != headers.end()) {
-        if (header->half(KCCFHTYP) == FILE_TYPE_TEMP) {
-            finding.remark = "temporary file";
-            return true;
-        }
         take_header(*header, finding);
+        forget_unproved(finding.identity);
     }
     finding.identity.block_size = *block_size;
     finding.identity.relative_file = file;

@@ -39,7 +39,7 @@ std::vector<std::string> read_lines(const std::string &path) {
     return lines;
 }
 
-void add_directory(const std::string &path, std::vector<std::string> &paths) {
+void add_directory(const std::string &path, std::vector<FoundPath> &paths) {
     std::error_code error;
     std::vector<std::string> found;
     for (fs::directory_iterator it(path, error), end; !error && it != end; it.increment(error))
@@ -50,10 +50,11 @@ void add_directory(const std::string &path, std::vector<std::string> &paths) {
     if (found.empty())
         throw UsageError(path + ": holds no files");
     std::sort(found.begin(), found.end());
-    paths.insert(paths.end(), found.begin(), found.end());
+    for (std::string &file : found)
+        paths.push_back({std::move(file), false});
 }
 
-void add_pattern(const std::string &pattern, std::vector<std::string> &paths) {
+void add_pattern(const std::string &pattern, std::vector<FoundPath> &paths) {
     glob_t matches{};
     if (glob(pattern.c_str(), GLOB_ERR, nullptr, &matches) != 0) {
         globfree(&matches);
@@ -61,26 +62,27 @@ void add_pattern(const std::string &pattern, std::vector<std::string> &paths) {
     }
     for (size_t i = 0; i < matches.gl_pathc; ++i)
         if (std::error_code ignored; !fs::is_directory(matches.gl_pathv[i], ignored))
-            paths.emplace_back(matches.gl_pathv[i]);
+            paths.push_back({matches.gl_pathv[i], false});
     globfree(&matches);
 }
 
 // A name that exists is taken as it is, whatever characters are in it.
-void add_path(const std::string &path, std::vector<std::string> &paths) {
+void add_path(const std::string &path, std::vector<FoundPath> &paths) {
     std::error_code ignored;
     if (fs::is_directory(path, ignored))
         add_directory(path, paths);
     else if (fs::exists(fs::symlink_status(path, ignored)))
-        paths.push_back(path);
+        paths.push_back({path, true});
     else
         add_pattern(path, paths);
 }
 
-void add_list(const std::string &path, std::vector<std::string> &paths) {
+void add_list(const std::string &path, std::vector<FoundPath> &paths) {
     const std::vector<std::string> lines = read_lines(path);
     if (lines.empty())
         throw UsageError(path + ": lists no files");
-    paths.insert(paths.end(), lines.begin(), lines.end());
+    for (const std::string &line : lines)
+        paths.push_back({line, true});
 }
 
 // The list that a configuration names: the last line that begins with the key counts.
@@ -99,8 +101,8 @@ std::string list_of_config(const std::string &path) {
 
 } // namespace
 
-std::vector<std::string> find_files(const FileQuery &query) {
-    std::vector<std::string> paths;
+std::vector<FoundPath> find_files(const FileQuery &query) {
+    std::vector<FoundPath> paths;
     for (const std::string &path : query.files)
         add_path(path, paths);
     if (!query.list.empty())

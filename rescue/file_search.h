@@ -8,8 +8,13 @@
 
 namespace vexlo {
 
+struct FoundPath {
+    std::string path;
+    bool named; // by the user; else it was met in a directory, or a pattern matched it
+};
+
 // The paths of all files that `query` names: what a directory holds by name, what a pattern matches, what a
 // list lists in its order. Throws UsageError for a path, pattern, list or configuration that gives nothing.
-std::vector<std::string> find_files(const FileQuery &query);
+std::vector<FoundPath> find_files(const FileQuery &query);
 
 } // namespace vexlo

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <set>
+#include <tuple>
 
 #include "format/block_address.h"
+#include "rescue/file_places.h"
 #include "rescue/file_search.h"
 #include "values/errors.h"
 
@@ -12,14 +14,16 @@ namespace vexlo {
 
 namespace {
 
-std::vector<std::unique_ptr<Datafile>> open_all(const std::vector<std::string> &paths) {
+std::vector<std::unique_ptr<Datafile>> open_all(const std::vector<FoundPath> &paths) {
     std::vector<std::unique_ptr<Datafile>> files;
-    for (const std::string &path : paths) {
+    for (const auto &[path, named] : paths) {
         try {
             files.push_back(Datafile::open(path));
         } catch (const InputError &error) {
             files.push_back(Datafile::absent(path, error.what()));
         }
+        if (named)
+            files.back()->set_named();
     }
     return files;
 }
@@ -32,15 +36,35 @@ std::string quoted(const Datafile &file) {
     return "\"" + file.path() + "\"";
 }
 
-// The databases among the files, with a line that names each.
+// The databases that headers of this kind name, with a line that names each, and how many files do.
+struct Databases {
+    std::map<uint32_t, std::string> names;
+    std::map<uint32_t, size_t> files;
+
+    Databases(std::span<const std::unique_ptr<Datafile>> inputs, FileStatus status) {
+        for (const auto &file : inputs) {
+            const FileIdentity &identity = file->identity();
+            if (!has_database(*file) || file->status() != status)
+                continue;
+            names.emplace(identity.dbid, std::to_string(identity.dbid) + " (" + identity.database + ", as " +
+                                             quoted(*file) + ")");
+            ++files[identity.dbid];
+        }
+    }
+};
+
+// The databases among the files. Damaged headers are asked when there are no others, and what fewer of them
+// name than another is damage.
 std::map<uint32_t, std::string> databases(std::span<const std::unique_ptr<Datafile>> files) {
-    std::map<uint32_t, std::string> found;
-    for (const auto &file : files)
-        if (has_database(*file))
-            found.emplace(file->identity().dbid, std::to_string(file->identity().dbid) + " (" +
-                                                     file->identity().database + ", as " + quoted(*file) +
-                                                     ")");
-    return found;
+    Databases sound(files, FileStatus::used);
+    if (!sound.names.empty())
+        return std::move(sound.names);
+    Databases damaged(files, FileStatus::damaged_header);
+    size_t most = 0;
+    for (const auto &[dbid, count] : damaged.files)
+        most = std::max(most, count);
+    std::erase_if(damaged.names, [&](const auto &name) { return damaged.files.at(name.first) < most; });
+    return std::move(damaged.names);
 }
 
 std::string joined(const std::map<uint32_t, std::string> &names) {
@@ -67,9 +91,14 @@ FileSet::FileSet(std::vector<std::unique_ptr<Datafile>> files, std::optional<uin
 
 // A file that was named twice, by links or overlapping patterns, is one file.
 void FileSet::drop_repeated_paths() {
-    std::set<std::pair<dev_t, ino_t>> seen;
+    std::map<std::pair<dev_t, ino_t>, Datafile *> seen;
     std::erase_if(inputs_, [&](const std::unique_ptr<Datafile> &file) {
-        return file->status() != FileStatus::missing && !seen.emplace(file->device(), file->inode()).second;
+        if (file->status() == FileStatus::missing)
+            return false;
+        const auto [first, is_new] = seen.emplace(std::pair(file->device(), file->inode()), file.get());
+        if (!is_new && file->is_named())
+            first->second->set_named();
+        return !is_new;
     });
 }
 
@@ -83,18 +112,21 @@ void FileSet::choose_database(std::optional<uint32_t> dbid) {
     if (!found.empty())
         dbid_ = dbid.value_or(found.begin()->first);
     for (const auto &file : inputs_)
-        if (has_database(*file) && file->identity().dbid != dbid_)
+        if (has_database(*file) && file->identity().dbid != dbid_ && found.contains(file->identity().dbid))
             file->set_status(FileStatus::other_database,
                              "of database " + std::to_string(file->identity().dbid));
 }
 
-// Of the copies of one file the one with the newest checkpoint stays, the first of equal ones.
+// Of the copies of one file the one with the newest checkpoint stays, the first of equal ones. Files of one
+// number and of different places are no copies: the dictionary will tell which of them it is.
 void FileSet::drop_duplicates() {
-    std::map<uint32_t, Datafile *> kept; // by absolute number
+    std::map<std::tuple<uint32_t, std::optional<uint32_t>, uint32_t>, Datafile *> kept;
     for (const auto &file : inputs_) {
         if (file->status() != FileStatus::used)
             continue;
-        auto [it, first] = kept.emplace(file->identity().file, file.get());
+        const FileIdentity &identity = file->identity();
+        auto [it, first] =
+            kept.emplace(std::tuple(identity.file, identity.tablespace, identity.relative_file), file.get());
         if (first)
             continue;
         Datafile *loser = file.get();
@@ -111,7 +143,6 @@ void FileSet::index_files() {
     by_tablespace_.clear();
     placeless_.clear();
     notes_.clear();
-    root_ = nullptr;
     for (const auto &file : inputs_) {
         if (!file->remark().empty() || !file->is_used())
             notes_.push_back(quoted(*file) + ": " +
@@ -119,16 +150,34 @@ void FileSet::index_files() {
                              file->remark());
         if (!file->is_used())
             continue;
-        const FileIdentity &identity = file->identity();
-        compatibility_ = std::max(compatibility_, identity.compatibility);
-        if (identity.root_rdba != 0 && (root_ == nullptr || identity.file < root_->identity().file))
-            root_ = file.get();
-        if (identity.tablespace)
-            by_tablespace_[*identity.tablespace].push_back(file.get());
+        if (file->is_placed() && file->identity().tablespace)
+            by_tablespace_[*file->identity().tablespace].push_back(file.get());
         else
             placeless_.push_back(file.get());
     }
     sort_tablespaces();
+    choose_root();
+}
+
+// The way to bootstrap$ and the compatibility are those of sound headers, of damaged ones only for want of
+// any.
+void FileSet::choose_root() {
+    root_ = nullptr;
+    compatibility_ = 0;
+    for (const FileStatus status : {FileStatus::used, FileStatus::damaged_header}) {
+        const bool has_compatibility = compatibility_ != 0, has_root = root_ != nullptr;
+        for (const auto &file : inputs_) {
+            const FileIdentity &identity = file->identity();
+            if (file->status() != status)
+                continue;
+            if (!has_compatibility)
+                compatibility_ = std::max(compatibility_, identity.compatibility);
+            const bool may_lead = identity.root_rdba != 0 &&
+                                  (status == FileStatus::used || identity.tablespace == SYSTEM_TABLESPACE);
+            if (!has_root && may_lead && (root_ == nullptr || identity.file < root_->identity().file))
+                root_ = file.get();
+        }
+    }
 }
 
 void FileSet::sort_tablespaces() {
@@ -162,10 +211,16 @@ const Datafile *FileSet::find_file(uint32_t tablespace, uint32_t relative_file) 
         if (files.front()->identity().bigfile)
             return files.front();
     }
-    for (const Datafile *file : placeless_)
-        if (file->identity().relative_file == relative_file)
+    const Datafile *found = nullptr;
+    for (const Datafile *file : placeless_) {
+        const FileIdentity &identity = file->identity();
+        const bool is_numbered = identity.relative_file == relative_file;
+        if (identity.tablespace == tablespace && (is_numbered || identity.bigfile))
             return file;
-    return nullptr;
+        if (is_numbered && found == nullptr)
+            found = file;
+    }
+    return found;
 }
 
 BlockPlace FileSet::find(uint32_t tablespace, uint32_t rdba) const {
@@ -211,30 +266,45 @@ std::vector<ExpectedFile> FileSet::missing_of(uint32_t tablespace) const {
     return missing;
 }
 
+bool FileSet::has_damaged_headers() const {
+    return std::ranges::any_of(inputs_,
+                               [](const auto &file) { return file->status() == FileStatus::damaged_header; });
+}
+
 void FileSet::place_files(std::vector<ExpectedFile> expected) {
     expected_ = std::move(expected);
-    if (std::ranges::none_of(inputs_,
-                             [](const auto &file) { return file->status() == FileStatus::damaged_header; }))
-        return;
-    for (const ExpectedFile &file : expected_)
-        if (place_file(file))
-            drop_damaged_copies();
+    drop_equal_numbers();
+    place_damaged_files(inputs_, expected_);
+    drop_damaged_copies();
     drop_placeless_copies();
+    place_unexpected();
+    drop_damaged_copies();
     index_files();
 }
 
-// True when a file has got the place.
-bool FileSet::place_file(const ExpectedFile &expected) {
-    if (holder_of(expected.tablespace, expected.relative_file) != nullptr)
-        return false;
-    for (const auto &input : inputs_)
-        if (input->status() == FileStatus::damaged_header &&
-            input->identity().relative_file == expected.relative_file &&
-            input->identity().tablespace.value_or(expected.tablespace) == expected.tablespace) {
-            input->set_place(expected.file, expected.tablespace);
-            return true;
-        }
-    return false;
+// Files of one number and of different places: one is of a tablespace that was dropped.
+void FileSet::drop_equal_numbers() {
+    const auto is_named = [&](const Datafile &file) {
+        const FileIdentity &identity = file.identity();
+        return std::ranges::any_of(expected_, [&](const ExpectedFile &expected) {
+            return expected.file == identity.file && expected.tablespace == identity.tablespace &&
+                   expected.relative_file == identity.relative_file;
+        });
+    };
+    std::map<uint32_t, Datafile *> kept; // by absolute number
+    for (const auto &file : inputs_) {
+        if (file->status() != FileStatus::used)
+            continue;
+        auto [it, first] = kept.emplace(file->identity().file, file.get());
+        if (first)
+            continue;
+        Datafile *loser = file.get();
+        const bool named = is_named(*file), other_named = is_named(*it->second);
+        if (named != other_named ? named : file->identity().checkpoint > it->second->identity().checkpoint)
+            std::swap(loser, it->second);
+        loser->set_status(FileStatus::duplicate,
+                          "file " + std::to_string(it->first) + " is " + quoted(*it->second));
+    }
 }
 
 // A file whose header is sound, and which has this place.
@@ -252,7 +322,9 @@ void FileSet::drop_damaged_copies() {
     std::map<std::pair<uint32_t, uint32_t>, Datafile *> kept; // by tablespace and relative number
     for (const auto &file : inputs_) {
         const FileIdentity &identity = file->identity();
-        if (file->status() != FileStatus::damaged_header || !identity.tablespace)
+        // All bigfiles have one number: of two of them in one tablespace a hint may be what is wrong.
+        if (file->status() != FileStatus::damaged_header || !identity.tablespace ||
+            (identity.bigfile && !file->is_placed()))
             continue;
         if (const Datafile *sound = holder_of(*identity.tablespace, identity.relative_file)) {
             file->set_status(FileStatus::duplicate, "copy of " + quoted(*sound) + ", whose header is sound");
@@ -269,23 +341,44 @@ void FileSet::drop_damaged_copies() {
     }
 }
 
-// A file of no known tablespace is a copy when every place of its number that the dictionary names has
-// another file; where the dictionary names no files, when any sound file has its number.
+// A file of no known place is a copy when every place of its number that the dictionary names has another
+// file; where the dictionary names none, when a sound file has its number, and its tablespace where that is
+// known.
 void FileSet::drop_placeless_copies() {
     for (const auto &file : inputs_) {
-        const uint32_t number = file->identity().relative_file;
-        if (file->status() != FileStatus::damaged_header || file->identity().tablespace)
+        const FileIdentity &identity = file->identity();
+        if (file->status() != FileStatus::damaged_header || file->is_placed())
             continue;
         std::map<uint32_t, const Datafile *> holders; // of the number, by tablespace
         for (const auto &other : inputs_)
-            if (other->is_used() && other->identity().tablespace &&
-                other->identity().relative_file == number && other->block_size() == file->block_size())
+            if (other->is_used() && other->is_placed() && other->identity().tablespace &&
+                other->identity().relative_file == identity.relative_file &&
+                other->block_size() == file->block_size())
                 holders.emplace(*other->identity().tablespace, other.get());
+        const auto is_place = [&](const ExpectedFile &expected) {
+            return expected.relative_file == identity.relative_file;
+        };
+        const bool is_expected = std::ranges::any_of(expected_, is_place);
         const bool has_free_place = std::ranges::any_of(expected_, [&](const ExpectedFile &expected) {
-            return expected.relative_file == number && !holders.contains(expected.tablespace);
+            return is_place(expected) && !holders.contains(expected.tablespace);
         });
-        if (!holders.empty() && !has_free_place)
+        const bool is_elsewhere =
+            !is_expected && identity.tablespace && !holders.contains(*identity.tablespace);
+        if (!holders.empty() && !has_free_place && !is_elsewhere)
             file->set_status(FileStatus::duplicate, "copy of " + quoted(*holders.begin()->second));
+    }
+}
+
+// Where the dictionary knows of no place for a file, its header is believed.
+void FileSet::place_unexpected() {
+    std::set<uint32_t> expected_numbers;
+    for (const ExpectedFile &expected : expected_)
+        expected_numbers.insert(expected.relative_file);
+    for (const auto &file : inputs_) {
+        const FileIdentity &identity = file->identity();
+        if (file->status() == FileStatus::damaged_header && !file->is_placed() && identity.tablespace &&
+            !expected_numbers.contains(identity.relative_file))
+            file->set_place(identity.file, *identity.tablespace);
     }
 }
 

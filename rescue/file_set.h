@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "rescue/datafile.h"
+#include "rescue/file_places.h"
 
 namespace vexlo {
 
@@ -40,13 +41,7 @@ struct MissingFile {
     auto operator<=>(const MissingFile &) const = default;
 };
 
-// A file that the dictionary names.
-struct ExpectedFile {
-    uint32_t file;
-    uint32_t tablespace;
-    uint32_t relative_file;
-    uint64_t blocks;
-};
+constexpr uint32_t SYSTEM_TABLESPACE = 0;
 
 class FileSet {
 public:
@@ -72,7 +67,8 @@ public:
     BlockPlace find(uint32_t tablespace, uint32_t rdba) const;
     // The files of a tablespace by relative number.
     std::span<const Datafile *const> tablespace(uint32_t tablespace) const;
-    // The files that may hold blocks of a tablespace: its own, and those whose headers are lost.
+    // The files that may hold blocks of a tablespace: its own, and those whose headers are damaged and whose
+    // place is not known.
     std::vector<const Datafile *> scanned(uint32_t tablespace) const;
     // The numbers of all tablespaces that have a file.
     std::vector<uint32_t> tablespaces() const;
@@ -82,18 +78,23 @@ public:
     // The files of a tablespace that the dictionary names and that are not there.
     std::vector<ExpectedFile> missing_of(uint32_t tablespace) const;
 
-    // Gives files with lost headers their places as the dictionary states them; one whose place another file
-    // has is a copy of that. Not while other threads read.
+    // Whether there are files whose place FILE$ would have to tell.
+    bool has_damaged_headers() const;
+    // Gives files with damaged headers their places as the dictionary states them, `expected`, or else as the
+    // headers do; one whose place another file has is a copy of that. Of files of one number the one that the
+    // dictionary names is used. Not while other threads read.
     void place_files(std::vector<ExpectedFile> expected);
 
 private:
     void drop_repeated_paths();
     void choose_database(std::optional<uint32_t> dbid);
     void drop_duplicates();
+    void drop_equal_numbers();
     void drop_damaged_copies();
-    bool place_file(const ExpectedFile &expected);
+    void place_unexpected();
     void drop_placeless_copies();
     void index_files();
+    void choose_root();
     void sort_tablespaces();
     const Datafile *holder_of(uint32_t tablespace, uint32_t relative_file) const;
     const Datafile *find_file(uint32_t tablespace, uint32_t relative_file) const;
@@ -104,7 +105,7 @@ private:
     uint32_t compatibility_ = 0;
     const Datafile *root_ = nullptr;
     std::map<uint32_t, std::vector<const Datafile *>> by_tablespace_;
-    std::vector<const Datafile *> placeless_; // used, of a tablespace that is not known
+    std::vector<const Datafile *> placeless_; // used, of a tablespace that is not known for sure
     std::vector<ExpectedFile> expected_;      // empty when the dictionary names none
     mutable std::mutex missing_lock_;
     mutable std::set<MissingFile> missing_;

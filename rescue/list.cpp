@@ -37,9 +37,9 @@ struct ListedTable {
     std::vector<std::string> obstacles;
 };
 
-std::vector<ListedColumn> listed_columns(const Dictionary &dictionary, uint32_t table, bool hidden) {
+std::vector<ListedColumn> listed_columns(const Dictionary &dictionary, uint32_t table,
+                                         const TableLayout &layout) {
     std::vector<ListedColumn> columns;
-    const TableLayout layout = make_layout(dictionary, *dictionary.table(table), hidden);
     for (size_t i = 0; i < layout.table.columns.size(); ++i)
         for (const ColumnRecord &column : dictionary.columns(table)) {
             if (column.internal_column != layout.internal_columns[i])
@@ -71,12 +71,11 @@ uint64_t blocks_of(const SegmentTally &tally, bool missing) {
 
 // What stands in the way of having all of the table.
 std::vector<std::string> obstacles_of(const Dictionary &dictionary, const PlannedTable &table,
-                                      const TableSample &sample) {
+                                      const TableLayout &layout, const TableSample &sample) {
     std::vector<std::string> obstacles;
     if (table.obstacle != Obstacle::none)
         obstacles.emplace_back(obstacle_text(table.obstacle));
-    if (table.was_searched())
-        obstacles.emplace_back(SEARCHED_TEXT);
+    std::ranges::copy(table.doubts(), std::back_inserter(obstacles));
     const auto add = [&](uint64_t count, const std::string &what) {
         if (count > 0)
             obstacles.push_back(std::to_string(count) + " " + what);
@@ -84,6 +83,7 @@ std::vector<std::string> obstacles_of(const Dictionary &dictionary, const Planne
     const std::string seen =
         sample.is_whole() ? "" : " among " + std::to_string(sample.sampled) + " looked at";
     add(dictionary.lost_columns(*table.table), "columns lost");
+    add(layout.object_columns, "columns of object types");
     add(blocks_of(sample.tally, true), "blocks in missing files");
     add(blocks_of(sample.tally, false), "damaged blocks" + seen);
     add(sample.tally.counts.compressed, "compressed blocks" + seen);
@@ -107,14 +107,15 @@ ListedTable look_at(const OpenDatabase &database, const PlannedTable &table, con
                                             ? partition
                                             : partition + "/" + dictionary.text(segment.subpartition));
         }
-    listed.columns = listed_columns(dictionary, table.table->object, options.hidden);
+    const TableLayout layout = make_layout(dictionary, *table.table, options.hidden);
+    listed.columns = listed_columns(dictionary, table.table->object, layout);
     if (table.obstacle == Obstacle::none)
-        listed.sample = sample_table(database, table, options.reading, options.hidden);
+        listed.sample = sample_table(database, table, layout, options.reading);
     if (table.table->is_analyzed()) {
         listed.analyzed_rows = table.table->rows;
         listed.analyzed = moment_of(table.table->analyzed);
     }
-    listed.obstacles = obstacles_of(dictionary, table, listed.sample);
+    listed.obstacles = obstacles_of(dictionary, table, layout, listed.sample);
     return listed;
 }
 
@@ -210,9 +211,7 @@ int run_list(const RescueOptions &options, Console &console) {
     Report report(console);
     const OpenDatabase database(options, report);
     const std::vector<PlannedTable> planned = plan_tables(database, options);
-    if (planned.empty())
-        throw UsageError("no table is selected");
-    report_unmatched(planned, options, report);
+    report_unmatched(planned, database.dictionary, options, report);
     std::vector<ListedTable> tables;
     tables.reserve(planned.size());
     for (const PlannedTable &table : planned)

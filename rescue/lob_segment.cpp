@@ -26,10 +26,10 @@ SegmentRef index_of(const Dictionary &dictionary, const LobRecord &lob) {
 
 SegmentRef index_partition_of(const Dictionary &dictionary, const LobRecord &lob,
                               const LobFragmentRecord &fragment) {
-    for (const IndexPartitionRecord &part : dictionary.index_partitions(lob.index_object))
-        if (part.object == fragment.index_fragment)
-            return {part.tablespace, part.file, part.block, part.object, part.data_object};
-    return lost_index(dictionary, fragment.tablespace, fragment.index_fragment);
+    const IndexPartitionRecord *part = dictionary.index_partition(lob.index_object, fragment.index_fragment);
+    if (part == nullptr)
+        return lost_index(dictionary, fragment.tablespace, fragment.index_fragment);
+    return {part->tablespace, part->file, part->block, part->object, part->data_object};
 }
 
 // LOB$.FLAGS of SecureFiles.

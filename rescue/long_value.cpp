@@ -49,6 +49,11 @@ void LongValue::append(const uint8_t *data, size_t size) {
 }
 
 void LongValue::flush() {
+    if (directory_.empty()) {
+        written_ += memory_.size();
+        memory_.clear();
+        return;
+    }
     if (file_.get() < 0)
         file_ = open_nameless(directory_);
     for (size_t done = 0; done < memory_.size();) {
@@ -90,6 +95,10 @@ size_t LongValue::read(uint64_t offset, uint8_t *to, size_t size) {
     if (offset < written_) {
         int error;
         const size_t wanted = static_cast<size_t>(std::min<uint64_t>(size, written_ - offset));
+        if (directory_.empty()) {
+            std::memset(to, 0, wanted);
+            return wanted;
+        }
         done = read_fully(file_.get(), to, wanted, offset, error);
         if (done < wanted)
             throw OutputError(directory_ + ": temporary file of a LONG value: " +

@@ -15,7 +15,8 @@ class LongValue final : public ValueStream {
 public:
     static constexpr size_t IN_MEMORY = 8 << 20; // most bytes that are kept in memory
 
-    // `directory` takes the file.
+    // `directory` takes the file. Without one the bytes that memory does not keep are zero when they are read
+    // again: for those who want the size alone.
     explicit LongValue(std::string directory) : directory_(std::move(directory)) {}
 
     void clear();

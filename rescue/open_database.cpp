@@ -32,6 +32,10 @@ FileEntry input_entry(const Datafile &file) {
     FileEntry entry;
     entry.path = std::filesystem::absolute(file.path()).lexically_normal();
     entry.status = status_text(file.status());
+    if (file.modified()) {
+        entry.bytes = file.size();
+        entry.modified = fine_moment_text(*file.modified());
+    }
     if (identity.block_size == 0)
         return entry;
     entry.file = identity.file;
@@ -39,7 +43,8 @@ FileEntry input_entry(const Datafile &file) {
     entry.tablespace = identity.tablespace;
     entry.block_size = identity.block_size;
     entry.blocks = file.blocks() > 0 ? file.blocks() - 1 : 0; // without block 0, as headers count
-    entry.checkpoint_scn = identity.checkpoint.scn();
+    if (file.status() != FileStatus::damaged_header)
+        entry.checkpoint_scn = identity.checkpoint.scn();
     return entry;
 }
 
@@ -71,6 +76,9 @@ OpenDatabase::OpenDatabase(const RescueOptions &options, Report &report)
     if (lost > 0)
         report.loss("dictionary: " + std::to_string(lost) +
                     " blocks are lost, tables and columns that they held are not known");
+    if (const uint64_t encrypted = dictionary.tally().counts.encrypted; encrypted > 0)
+        report.loss("dictionary: " + std::to_string(encrypted) +
+                    " blocks are encrypted, tables and columns that they hold are not known");
 }
 
 TextCharsets text_charsets(const Dictionary &dictionary, const RescueOptions &options, Report &report) {

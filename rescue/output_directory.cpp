@@ -66,14 +66,15 @@ void OutputDirectory::lock() {
 void OutputDirectory::refuse_inputs(const std::vector<std::string> &paths, const FileSet &files) const {
     std::set<std::pair<dev_t, ino_t>> inputs;
     for (const auto &file : files.inputs())
-        inputs.emplace(file->device(), file->inode());
+        if (file->is_input())
+            inputs.emplace(file->device(), file->inode());
     for (const std::string &path : paths) {
         struct stat st;
         if (stat(full(path).c_str(), &st) == 0 && inputs.contains({st.st_dev, st.st_ino}))
             throw UsageError(full(path) + " is one of the input files");
         if (fs::is_directory(full(path)))
             for (const auto &file : files.inputs())
-                if (is_below(file->path(), full(path)))
+                if (file->is_input() && is_below(file->path(), full(path)))
                     throw UsageError(full(path) + " has one of the input files in it");
     }
 }

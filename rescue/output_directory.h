@@ -20,7 +20,8 @@ public:
     // there.
     void lock();
 
-    // Throws UsageError when one of the paths is an input.
+    // Throws UsageError when one of the paths is an input. Files of other kinds that were merely met in a
+    // directory, outputs of an earlier run among them, are none.
     void refuse_inputs(const std::vector<std::string> &paths, const FileSet &files) const;
     // Throws UsageError when one of the paths exists.
     void refuse_existing(const std::vector<std::string> &paths) const;

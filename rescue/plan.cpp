@@ -7,6 +7,7 @@
 
 #include "output/console.h"
 #include "output/names.h"
+#include "values/errors.h"
 
 namespace vexlo {
 
@@ -91,20 +92,66 @@ std::vector<PlannedTable> split_partitions(const Dictionary &dictionary, const P
     return parts;
 }
 
-// The segment of a table whose place is lost: it lies in the tablespace that has blocks of its data object.
-// Files that belong to no tablespace for sure count when no other has any.
-std::vector<TableSegment> search_table(const OpenDatabase &database, const TableRecord &table) {
-    std::vector<TableSegment> found;
+// The tablespace that has blocks of a data object. Files that belong to no tablespace for sure count when no
+// other has any.
+std::optional<uint32_t> search_object(const OpenDatabase &database, uint32_t data_object) {
+    std::optional<uint32_t> found;
+    if (data_object == 0)
+        return found;
     for (const uint32_t tablespace : database.files.tablespaces()) {
-        const std::span<const ScanRange> ranges = database.scans.of(tablespace).object(table.data_object);
-        const bool is_own = std::ranges::any_of(
-            ranges, [&](const ScanRange &range) { return range.file->identity().tablespace == tablespace; });
-        if (is_own || (!ranges.empty() && found.empty()))
-            found = {{{tablespace, 0, 0, table.object, table.data_object, true}, {}, {}, table.object}};
-        if (is_own)
-            break;
+        const std::span<const ScanRange> ranges = database.scans.of(tablespace).object(data_object);
+        if (std::ranges::any_of(ranges, [&](const ScanRange &range) {
+                return range.file->identity().tablespace == tablespace;
+            }))
+            return tablespace;
+        if (!ranges.empty() && !found)
+            found = tablespace;
     }
     return found;
+}
+
+// Gives a table whose place is lost its segment, when blocks of it are found.
+void search_table(const OpenDatabase &database, PlannedTable &table) {
+    const TableRecord &record = *table.table;
+    const std::optional<uint32_t> tablespace = search_object(database, record.data_object);
+    if (!tablespace)
+        return;
+    table.segments = {{{*tablespace, 0, 0, record.object, record.data_object, true}, {}, {}, record.object}};
+    table.obstacle = Obstacle::none;
+    table.searched = true;
+}
+
+// Gives the partitions whose places are lost their tablespace; those of which no block is found are left out.
+void search_partitions(const OpenDatabase &database, PlannedTable &table) {
+    if (table.obstacle != Obstacle::none)
+        return;
+    std::vector<TableSegment> placed;
+    for (TableSegment &part : table.segments) {
+        if (part.segment.unplaced) {
+            const std::optional<uint32_t> tablespace = search_object(database, part.segment.data_object);
+            ++(tablespace ? table.searched_partitions : table.lost_partitions);
+            if (!tablespace)
+                continue;
+            part.segment.tablespace = *tablespace;
+        }
+        placed.push_back(part);
+    }
+    table.segments = std::move(placed);
+    if (table.segments.empty() && table.lost_partitions > 0)
+        table.obstacle = Obstacle::no_partitions;
+}
+
+// Names a table that a pattern would select if the name of its owner were not lost; empty when there is none.
+std::string lost_owner_hint(const Dictionary &dictionary, const NamePattern &pattern) {
+    for (const TableRecord &table : dictionary.tables()) {
+        if (dictionary.knows_owner(table.object))
+            continue;
+        const std::string name = dictionary.object_name(table.object);
+        if (pattern.matches_table(name))
+            return "; " + printable(dictionary.owner_name(table.object) + "." + name) +
+                   " may be it, the name of its owner is lost";
+    }
+    return "";
 }
 
 } // namespace
@@ -123,6 +170,18 @@ bool OracleOwners::contains(uint32_t user) const {
     return marked_ ? record->is_oracle_maintained() : is_oracle_name(dictionary_.bytes(record->name));
 }
 
+std::vector<std::string> PlannedTable::doubts() const {
+    std::vector<std::string> texts;
+    if (searched)
+        texts.emplace_back("row of TAB$ is lost, blocks were found by going through the files");
+    if (searched_partitions > 0)
+        texts.push_back(std::to_string(searched_partitions) +
+                        " partitions have lost their rows, blocks were found by going through the files");
+    if (lost_partitions > 0)
+        texts.push_back(std::to_string(lost_partitions) + " partitions lost");
+    return texts;
+}
+
 std::vector<PlannedTable> plan_tables(const OpenDatabase &database, const RescueOptions &options) {
     const Dictionary &dictionary = database.dictionary;
     const OracleOwners oracle_owners(dictionary);
@@ -138,24 +197,36 @@ std::vector<PlannedTable> plan_tables(const OpenDatabase &database, const Rescue
         table.obstacle = dictionary.obstacle(record);
         table.segments = dictionary.segments(record);
         const bool partitioned = !dictionary.partitions(record.object).empty() && !table.segments.empty();
-        if (table.obstacle == Obstacle::unplaced && record.data_object != 0)
-            table.segments = search_table(database, record);
-        if (table.was_searched())
-            table.obstacle = Obstacle::none;
+        if (table.obstacle == Obstacle::unplaced)
+            search_table(database, table);
+        const size_t first = tables.size();
         if (options.by_partition && partitioned)
             std::ranges::move(split_partitions(dictionary, table), std::back_inserter(tables));
         else
             tables.push_back(std::move(table));
+        if (partitioned)
+            for (size_t i = first; i < tables.size(); ++i)
+                search_partitions(database, tables[i]);
     }
     name_outputs(tables);
     return tables;
 }
 
-void report_unmatched(std::span<const PlannedTable> tables, const RescueOptions &options, Report &report) {
-    for (const NamePattern &pattern : options.patterns)
-        if (std::ranges::none_of(
+void report_unmatched(std::span<const PlannedTable> tables, const Dictionary &dictionary,
+                      const RescueOptions &options, Report &report) {
+    std::string meant;
+    for (const NamePattern &pattern : options.patterns) {
+        if (std::ranges::any_of(
                 tables, [&](const PlannedTable &table) { return pattern.matches(table.owner, table.name); }))
-            report.failure(printable(pattern.text()) + ": no such table in the files");
+            continue;
+        const std::string hint = lost_owner_hint(dictionary, pattern);
+        if (!tables.empty())
+            report.failure(printable(pattern.text()) + ": no such table in the files" + hint);
+        else if (meant.empty())
+            meant = hint;
+    }
+    if (tables.empty())
+        throw UsageError("no table is selected" + meant);
 }
 
 void name_outputs(std::vector<PlannedTable> &tables) {
@@ -166,13 +237,17 @@ void name_outputs(std::vector<PlannedTable> &tables) {
         const std::string name = safe_file_name(table.owner + "." + table.name);
         if (!table.partition) {
             table.stem = names.take(name);
+            table.numbered = table.stem != name;
             continue;
         }
         const auto [folder, is_new] = folders.try_emplace(table.table);
         if (is_new)
             folder->second = names.take(name);
+        table.numbered = folder->second != name;
         UniqueNames &inside = names_in_folder[table.table];
-        table.stem = folder->second + "/" + inside.take(safe_file_name(*table.partition));
+        const std::string part = safe_file_name(*table.partition), given = inside.take(part);
+        table.stem = folder->second + "/" + given;
+        table.numbered = table.numbered || given != part;
     }
     for (PlannedTable &table : tables) {
         UniqueNames &inside = table.partition ? names_in_folder[table.table] : names;

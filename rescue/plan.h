@@ -17,11 +17,15 @@ struct PlannedTable {
     std::optional<std::string> partition;
     std::vector<TableSegment> segments;
     Obstacle obstacle = Obstacle::none;
-    std::string stem;         // path in the output directory that outputs get, without extension
-    std::string suspect_stem; // the same of rows that cannot be trusted
+    bool searched = false; // its blocks had to be looked for: nobody knows whether they are all there are
+    uint64_t searched_partitions = 0; // partitions of which the same holds
+    uint64_t lost_partitions = 0;     // partitions of which no block was found
+    std::string stem;                 // path in the output directory that outputs get, without extension
+    bool numbered = false;            // another table has the name that the stem would be
+    std::string suspect_stem;         // the same of rows that cannot be trusted
 
-    // Whether the table's blocks had to be looked for, so that nobody knows whether they are all there are.
-    bool was_searched() const { return !segments.empty() && segments.front().segment.unplaced; }
+    // Why it is not known that all its rows are in its segments, if so.
+    std::vector<std::string> doubts() const;
     // OWNER.TABLE or OWNER.TABLE/PARTITION
     std::string title() const { return owner + "." + name + (partition ? "/" + *partition : ""); }
 };
@@ -37,15 +41,14 @@ private:
     bool marked_; // the dictionary tells
 };
 
-// Why a table that was searched is not complete.
-constexpr char SEARCHED_TEXT[] = "row of TAB$ is lost, blocks were found by going through the files";
-
-// The tables that the options select, in the order of the dictionary. The blocks of those whose place is lost
-// are looked for in all files.
+// The tables that the options select, in the order of the dictionary. The blocks of tables and partitions
+// whose place is lost are looked for in all files.
 std::vector<PlannedTable> plan_tables(const OpenDatabase &database, const RescueOptions &options);
 
-// Reports the patterns of the options that selected none of the tables.
-void report_unmatched(std::span<const PlannedTable> tables, const RescueOptions &options, Report &report);
+// Reports the patterns of the options that selected none of the tables, and the tables of lost owners that
+// may be meant. Throws UsageError when no table is selected at all.
+void report_unmatched(std::span<const PlannedTable> tables, const Dictionary &dictionary,
+                      const RescueOptions &options, Report &report);
 
 // Gives every planned table its stems: names fit for files, long ones cut, equal ones numbered in their
 // order.

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -35,20 +36,58 @@ Json optional_json(const std::optional<VALUE> &value) {
     return value ? Json(*value) : Json(nullptr);
 }
 
+// Paths and words of a command may be any bytes, and JSON takes characters alone. Where a text is not UTF-8,
+// each of its bytes above ASCII is written as U+FFFD and two hexadecimal digits; so is one that has U+FFFD in
+// it.
+constexpr std::string_view BYTE_MARK = "\xEF\xBF\xBD";
+
+std::string marked_text(const std::string &text) {
+    constexpr char DIGITS[] = "0123456789ABCDEF";
+    if (Json(text).dump(-1, ' ', false, Json::error_handler_t::replace).find(BYTE_MARK) == std::string::npos)
+        return text;
+    std::string marked;
+    for (const char c : text) {
+        const auto byte = static_cast<uint8_t>(c);
+        if (byte < 0x80)
+            marked += c;
+        else
+            marked.append(BYTE_MARK).append(1, DIGITS[byte >> 4]).append(1, DIGITS[byte & 0x0F]);
+    }
+    return marked;
+}
+
+// The bytes of such a text.
+std::string unmarked_text(std::string_view marked) {
+    std::string text;
+    while (!marked.empty()) {
+        const size_t digits = BYTE_MARK.size();
+        unsigned byte = 0;
+        const bool is_byte =
+            marked.starts_with(BYTE_MARK) && marked.size() >= digits + 2 &&
+            std::from_chars(marked.data() + digits, marked.data() + digits + 2, byte, 16).ptr ==
+                marked.data() + digits + 2;
+        text += is_byte ? static_cast<char>(byte) : marked[0];
+        marked.remove_prefix(is_byte ? digits + 2 : 1);
+    }
+    return text;
+}
+
 Json file_json(const FileEntry &file) {
-    return {{"path", file.path},
+    return {{"path", marked_text(file.path)},
             {"file", optional_json(file.file)},
             {"relative_file", optional_json(file.relative_file)},
             {"tablespace", optional_json(file.tablespace)},
             {"block_size", optional_json(file.block_size)},
             {"blocks", optional_json(file.blocks)},
             {"checkpoint_scn", optional_json(file.checkpoint_scn)},
+            {"bytes", optional_json(file.bytes)},
+            {"modified", optional_json(file.modified)},
             {"status", file.status}};
 }
 
-Json losses_json(const TableEntry &table) {
+Json losses_json(const std::vector<LossEntry> &entries) {
     Json losses = Json::array();
-    for (const LossEntry &loss : table.losses)
+    for (const LossEntry &loss : entries)
         losses.push_back(
             {{"kind", loss.kind}, {"file", loss.file}, {"block", loss.block}, {"blocks", loss.blocks}});
     return losses;
@@ -83,7 +122,7 @@ Json table_json(const TableEntry &table) {
               {"unformatted", table.blocks.unformatted},
               {"foreign", table.blocks.foreign},
               {"older", table.blocks.older}}},
-            {"losses", losses_json(table)},
+            {"losses", losses_json(table.losses)},
             {"outputs", outputs_json(table)},
             {"lobs", lobs_json(table.lobs)}};
 }
@@ -125,12 +164,15 @@ void take(const Json &object, const char *name, std::optional<VALUE> &value) {
 FileEntry parse_file(const Json &object) {
     FileEntry file;
     take(object, "path", file.path);
+    file.path = unmarked_text(file.path);
     take(object, "file", file.file);
     take(object, "relative_file", file.relative_file);
     take(object, "tablespace", file.tablespace);
     take(object, "block_size", file.block_size);
     take(object, "blocks", file.blocks);
     take(object, "checkpoint_scn", file.checkpoint_scn);
+    take(object, "bytes", file.bytes);
+    take(object, "modified", file.modified);
     take(object, "status", file.status);
     return file;
 }
@@ -203,6 +245,8 @@ RunRecord read_members(const Json &object) {
     RunRecord record;
     take(object, "version", record.version);
     take(object, "command", record.command);
+    for (std::string &word : record.command)
+        word = unmarked_text(word);
     take(object, "started", record.started);
     std::optional<std::string> finished;
     take(object, "finished", finished);
@@ -210,6 +254,8 @@ RunRecord read_members(const Json &object) {
     take(object, "exit_status", record.exit_status);
     for (const Json &file : object.at("files"))
         record.files.push_back(parse_file(file));
+    for (const Json &loss : object.at("dictionary").at("losses"))
+        record.dictionary_losses.push_back(parse_loss(loss));
     for (const Json &table : object.at("tables"))
         record.tables.push_back(parse_table(table));
     return record;
@@ -232,20 +278,32 @@ void write_all(int fd, std::string_view text, const std::string &path) {
 
 } // namespace
 
+std::vector<LossEntry> loss_entries(const SegmentTally &tally) {
+    std::vector<LossEntry> entries;
+    for (const Loss &loss : tally.losses)
+        entries.push_back({std::string(loss_text(loss.kind)), loss.file != 0 ? loss.file : loss.relative_file,
+                           loss.block, loss.blocks});
+    return entries;
+}
+
 std::string_view status_name(TableStatus status) {
     return STATUS_NAMES[static_cast<size_t>(status)];
 }
 
 std::string record_text(const RunRecord &record) {
+    Json command = Json::array();
+    for (const std::string &word : record.command)
+        command.push_back(marked_text(word));
     const Json head = {{"program", PROGRAM},
                        {"version", record.version},
-                       {"command", record.command},
+                       {"command", command},
                        {"started", record.started},
                        {"finished", record.finished.empty() ? Json(nullptr) : Json(record.finished)},
                        {"exit_status", optional_json(record.exit_status)}};
     std::string text = head.dump(-1, ' ', false, Json::error_handler_t::replace);
     text.pop_back(); // the brace, which stands behind the lists
     append_list(text, "files", record.files, file_json);
+    text += ",\n \"dictionary\": " + Json{{"losses", losses_json(record.dictionary_losses)}}.dump();
     append_list(text, "tables", record.tables, table_json);
     return text + "}\n";
 }
@@ -279,6 +337,14 @@ std::string moment_text(std::chrono::system_clock::time_point moment) {
     gmtime_r(&seconds, &parts);
     char text[32];
     return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts)};
+}
+
+std::string fine_moment_text(const timespec &moment) {
+    std::string text = moment_text(std::chrono::system_clock::from_time_t(moment.tv_sec));
+    char fraction[16];
+    std::snprintf(fraction, sizeof fraction, ".%09ld", moment.tv_nsec);
+    text.insert(text.size() - 1, fraction);
+    return text;
 }
 
 RecordFile::RecordFile(const std::string &directory) : path_(directory + "/" + RECORD_NAME) {}

@@ -4,10 +4,13 @@
 
 #include <chrono>
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "rescue/loss.h"
 
 namespace vexlo {
 
@@ -26,6 +29,8 @@ struct FileEntry {
     std::optional<uint32_t> file, relative_file, tablespace, block_size;
     std::optional<uint64_t> blocks;
     std::optional<uint64_t> checkpoint_scn;
+    std::optional<uint64_t> bytes;
+    std::optional<std::string> modified; // when, to the nanosecond
     std::string status; // "used", "duplicate", "damaged header", "missing" or "not a datafile"
 
     bool operator==(const FileEntry &) const = default;
@@ -40,6 +45,9 @@ struct LossEntry {
 
     bool operator==(const LossEntry &) const = default;
 };
+
+// The losses of a segment as a record has them.
+std::vector<LossEntry> loss_entries(const SegmentTally &tally);
 
 struct OutputEntry {
     std::string path; // in the output directory
@@ -94,6 +102,7 @@ struct RunRecord {
         finished; // moments such as 2024-02-29T12:30:00Z; `finished` is empty while the run goes on
     std::optional<int> exit_status;
     std::vector<FileEntry> files;
+    std::vector<LossEntry> dictionary_losses;
     std::vector<TableEntry> tables;
 
     bool operator==(const RunRecord &) const = default;
@@ -102,7 +111,8 @@ struct RunRecord {
 // "complete", "partial", "failed" or "skipped".
 std::string_view status_name(TableStatus status);
 
-// The text of the record. Bytes of names that are no UTF-8 are replaced.
+// The text of the record. Bytes that are no UTF-8 are kept in paths of files and in the command, as U+FFFD
+// and two hexadecimal digits, and replaced in names.
 std::string record_text(const RunRecord &record);
 
 // Reads such a text; throws InputError for anything else.
@@ -112,8 +122,10 @@ RunRecord parse_record(std::string_view text);
 // be read.
 std::optional<RunRecord> load_record(const std::string &directory);
 
-// The present moment as the record writes it.
+// A moment as the record writes it.
 std::string moment_text(std::chrono::system_clock::time_point moment);
+// The same with nanoseconds, as 2024-02-29T12:30:00.000000001Z.
+std::string fine_moment_text(const timespec &moment);
 
 // Keeps the file of a record up to date.
 class RecordFile {

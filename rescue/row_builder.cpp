@@ -33,7 +33,7 @@ void RowBuilder::begin() {
     std::fill(fields_.begin(), fields_.end(), NO_VALUE);
     arena_.clear();
     guard_.clear();
-    in_parts_ = false;
+    in_parts_ = surplus_ = false;
     at_ = key_at_ = 0;
     pass_keys();
 }
@@ -53,8 +53,10 @@ bool RowBuilder::add_values(const uint8_t *&p, const uint8_t *end, unsigned coun
     for (; count > 0; --count) {
         if (!next_value(p, end, &value))
             return false;
-        if (at_ >= stored.size()) // more than the dictionary knows of
+        if (at_ >= stored.size()) {
+            surplus_ = true;
             continue;
+        }
         const StoredColumn &column = stored[at_];
         take(column, value, holds);
         if (static_cast<int32_t>(at_) == layout_.guard_column)
@@ -113,8 +115,10 @@ bool RowBuilder::add_part(const VALUE &part) {
     in_parts_ = true;
     if (begins)
         part_.clear();
-    if (at_ >= layout_.stored.size())
+    if (at_ >= layout_.stored.size()) {
+        surplus_ = true;
         return true;
+    }
     const StoredColumn &column = layout_.stored[at_];
     if (column.output >= 0 && column.is_long) {
         LongValue &value = long_value(column.output);

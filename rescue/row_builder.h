@@ -41,6 +41,8 @@ public:
     const Field *fields() const { return fields_.data(); }
     // Columns from the first stored one on that have a value, NULL included.
     uint32_t columns() const { return static_cast<uint32_t>(at_); }
+    // Whether the row has values beyond the last stored column.
+    bool has_surplus() const { return surplus_; }
     // Values that are NULL for want of the default or of the key they are encrypted with, in all rows so far.
     uint64_t lost_defaults() const { return lost_defaults_; }
     uint64_t encrypted_values() const { return encrypted_values_; }
@@ -68,6 +70,7 @@ private:
     size_t at_ = 0; // stored column that comes next
     size_t key_at_ = 0;
     bool in_parts_ = false;
+    bool surplus_ = false;
     uint64_t lost_defaults_ = 0;
     uint64_t encrypted_values_ = 0;
 };

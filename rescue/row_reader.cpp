@@ -80,6 +80,7 @@ std::string_view fault_text(RowFault fault) {
         "chain of pieces comes back to itself",
         "cluster key is lost",
         "block that leads to the row is lost",
+        "more values than the table has columns",
     };
     return TEXTS[static_cast<size_t>(fault)];
 }
@@ -89,6 +90,9 @@ RowCounts &RowCounts::operator+=(const RowCounts &other) {
     suspect += other.suspect;
     lost_defaults += other.lost_defaults;
     encrypted_values += other.encrypted_values;
+    pieces += other.pieces;
+    followed_pieces += other.followed_pieces;
+    deleted_chains += other.deleted_chains;
     return *this;
 }
 
@@ -220,14 +224,14 @@ bool RowReader::State::open_block(const LoadedRun &run, uint32_t i, SegmentTally
 
 // Counts a block of the segment. True when it is a data block that rows are read from.
 bool RowReader::State::count_block(const BLOCK &blk, Health health, SegmentTally &tally) {
-    BlockCounts ignored;
+    BlockCounts ignored; // what goes through the files comes by blocks that are not the segment's
     BlockCounts &others = run_.run.scanned ? ignored : tally.counts;
     if (is_bad(health))
         return gives_suspects(health) && block_type(blk.data) == BLOCK_TABLE_DATA && is_own(blk);
     if (health == Health::unformatted) {
         ++others.unformatted;
     } else if ((block_flags(blk.data) & CACHE_FLAG_ENCRYPTED) != 0) {
-        ++others.encrypted;
+        ++tally.counts.encrypted; // nothing tells whose it is but the place
     } else if (block_type(blk.data) != BLOCK_TABLE_DATA) {
         ++others.space;
     } else if (!is_own(blk)) {
@@ -266,22 +270,30 @@ const RescuedRow *RowReader::State::decode(const ROW_AREA &area, int slot, const
         return finish();
     }
     const uint8_t flags = piece[0];
-    if ((flags & ROW_DELETED) != 0)
+    if ((flags & ROW_DELETED) != 0) {
+        counts_.deleted_chains += (flags & (ROW_HEAD | ROW_LAST)) == ROW_HEAD;
         return nullptr;
+    }
     if ((flags & ROW_HEAD) != 0) {
         read_head(area, piece);
         return finish();
     }
+    counts_.pieces += block_fault_ == RowFault::none;
     constexpr uint8_t MOVED = ROW_FIRST | ROW_PREVIOUS;
     if ((flags & MOVED) != ROW_FIRST || block_fault_ != RowFault::none)
         return nullptr;
     read_moved(area, piece);
-    return row_.fault == RowFault::lost_head ? finish() : nullptr;
+    if (row_.fault != RowFault::lost_head)
+        return nullptr;
+    ++counts_.followed_pieces;
+    return finish();
 }
 
 const RescuedRow *RowReader::State::finish() {
     if (builder_.in_parts())
         builder_.end_parts();
+    if (layout_.all_stored && builder_.has_surplus())
+        set_fault(RowFault::surplus);
     if (row_.is_suspect())
         ++counts_.suspect;
     else
@@ -457,6 +469,7 @@ bool RowReader::State::take_followed(const ROW_AREA &area, const uint8_t *piece,
         set_fault(RowFault::broken_chain);
         return false;
     }
+    ++counts_.followed_pieces;
     if (first) {
         uint32_t head = 0;
         uint16_t head_slot = 0;

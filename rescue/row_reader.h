@@ -36,6 +36,7 @@ enum class RowFault : uint8_t {
     looping_chain,
     cluster_key, // its key is lost
     lost_head,   // a migrated row: the block that leads to it is lost
+    surplus,     // it has more values than the table has columns
 };
 
 // "check value of the block", "chain of pieces broken", ...; empty for none.
@@ -58,6 +59,15 @@ struct RowCounts {
     uint64_t suspect = 0;
     uint64_t lost_defaults = 0;    // values that are NULL because the default of their column is lost
     uint64_t encrypted_values = 0; // values that are NULL because they are ciphertext
+    uint64_t pieces = 0;           // that continue rows, in sound blocks
+    uint64_t followed_pieces = 0;  // those that a row led to
+    uint64_t deleted_chains = 0;   // heads of deleted rows that go on elsewhere
+
+    // Pieces whose rows were not found: their heads are lost. Where deleted rows may have led to them,
+    // nothing is known.
+    uint64_t stray_pieces() const {
+        return pieces > followed_pieces && deleted_chains == 0 ? pieces - followed_pieces : 0;
+    }
 
     RowCounts &operator+=(const RowCounts &other);
 };
@@ -84,7 +94,7 @@ struct RowSource {
     uint32_t data_object;         // SegmentRuns::data_object
     const Dictionary *dictionary; // tells objects that exist from older incarnations; may be null
     ReadOptions options;
-    std::string temporary_directory;               // for values of more than LongValue::IN_MEMORY bytes
+    std::string temporary_directory; // for values of more than LongValue::IN_MEMORY bytes; empty: see there
     std::shared_ptr<PieceBudget> pieces = nullptr; // null: the reader makes one of its own
 };
 

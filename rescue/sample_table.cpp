@@ -18,6 +18,17 @@ uint64_t count_blocks(SegmentRuns &runs) {
     return blocks;
 }
 
+uint64_t value_size(const Field &field) {
+    switch (field.kind) {
+    case FieldKind::value:
+        return field.size;
+    case FieldKind::stream:
+        return stream_size(*field.stream);
+    default:
+        return 0;
+    }
+}
+
 class SegmentSampler {
 public:
     SegmentSampler(const OpenDatabase &database, const SegmentRef &segment, const TableLayout &layout,
@@ -32,8 +43,14 @@ public:
         sample.blocks += blocks;
         if (blocks == 0)
             return;
-        RowReader reader({database_.files, layout_, segment_.tablespace, segment_.object, runs.data_object(),
-                          &database_.dictionary, reading_, "."});
+        RowReader reader({database_.files,
+                          layout_,
+                          segment_.tablespace,
+                          segment_.object,
+                          runs.data_object(),
+                          &database_.dictionary,
+                          reading_,
+                          {}});
         step_ = std::max<uint64_t>(1, blocks / SAMPLED_BLOCKS);
         read_steps(reader, sample.tally);
         const auto whole = [&](uint64_t part) { return part * blocks / sampled_; };
@@ -62,8 +79,7 @@ private:
         reader.read(load_run(block, buffer_.get()), tally, [&](const RescuedRow &row) {
             ++rows_;
             for (size_t i = 0; i < layout_.table.columns.size(); ++i)
-                if (row.row.fields[i].kind == FieldKind::value)
-                    bytes_ += row.row.fields[i].size;
+                bytes_ += value_size(row.row.fields[i]);
         });
     }
 
@@ -77,10 +93,9 @@ private:
 
 } // namespace
 
-TableSample sample_table(const OpenDatabase &database, const PlannedTable &table, const ReadOptions &reading,
-                         bool hidden) {
+TableSample sample_table(const OpenDatabase &database, const PlannedTable &table, const TableLayout &layout,
+                         const ReadOptions &reading) {
     TableSample sample;
-    const TableLayout layout = make_layout(database.dictionary, *table.table, hidden);
     for (const TableSegment &segment : table.segments)
         SegmentSampler(database, segment.segment, layout, reading).run(sample);
     sample.tally.coalesce();

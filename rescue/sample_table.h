@@ -5,6 +5,7 @@
 
 #include "rescue/open_database.h"
 #include "rescue/plan.h"
+#include "rescue/table_layout.h"
 
 namespace vexlo {
 
@@ -23,7 +24,8 @@ struct TableSample {
 
 constexpr uint64_t SAMPLED_BLOCKS = 64; // of each segment
 
-TableSample sample_table(const OpenDatabase &database, const PlannedTable &table, const ReadOptions &reading,
-                         bool hidden);
+// `layout` is that of the table.
+TableSample sample_table(const OpenDatabase &database, const PlannedTable &table, const TableLayout &layout,
+                         const ReadOptions &reading);
 
 } // namespace vexlo

@@ -4,9 +4,11 @@
 
 #include "format/block.h"
 #include "format/cache_header.h"
+#include "format/extent_map.h"
 #include "format/lob_block.h"
 #include "rescue/block_health.h"
 #include "rescue/segment.h"
+#include "rescue/stop.h"
 
 namespace vexlo {
 
@@ -65,7 +67,13 @@ public:
         } else if (health == Health::unformatted) {
             return;
         } else if (block_type(blk) == BLOCK_TABLE_DATA) {
-            take_owned(index_.rows_, block_object(blk), block);
+            // The object number of an encrypted block is ciphertext like all behind its header.
+            if ((block_flags(blk) & CACHE_FLAG_ENCRYPTED) != 0)
+                take_ownerless(block);
+            else
+                take_owned(index_.rows_, block_object(blk), block);
+        } else if (EXTENT_MAP map; locate_extent_map({blk, bsz, file_->rdba(block)}, &map)) {
+            meet(extent_map_object(map));
         } else if (LOB_PAGE page; locate_lob_page({blk, bsz, file_->rdba(block)}, &page)) {
             take_owned(index_.lobs_, page.object, block);
         }
@@ -78,6 +86,11 @@ public:
 private:
     void take_owned(std::vector<ScanRange> &ranges, uint32_t object, uint64_t block) {
         extend(ranges, object, file_, block);
+        meet(object);
+    }
+
+    // A block of this object, be it of its rows or of its maps, says whose those beside it may be.
+    void meet(uint32_t object) {
         if (pending_ != index_.ownerless_.size())
             settle(object);
         before_ = object;
@@ -111,6 +124,7 @@ ScanIndex::ScanIndex(const FileSet &files, uint32_t tablespace, bool trust_block
         const uint32_t bsz = file->block_size();
         const uint64_t most = SegmentRuns::RUN_BYTES / bsz;
         for (uint64_t block = file->skip_hole(FIRST_SCANNED_BLOCK); block < file->blocks();) {
+            check_stop();
             const BlockRun run{file, block, static_cast<uint32_t>(std::min(most, file->blocks() - block)),
                                true};
             const LoadedRun loaded = load_run(run, buffer.data());

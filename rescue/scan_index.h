@@ -25,7 +25,7 @@ struct ScanRange {
 class ScanIndex {
 public:
     // Reads all blocks of the tablespace's files. Memory grows with the number of ranges alone. With
-    // `trust_blocks` neither check values nor tails are tested.
+    // `trust_blocks` neither check values nor tails are tested. Throws Stopped when the run is to end.
     ScanIndex(const FileSet &files, uint32_t tablespace, bool trust_blocks);
 
     // The ranges of blocks with a transaction header (type 6) of a data object, by file and block.
@@ -33,8 +33,8 @@ public:
     // The same for blocks of BasicFile LOBs, whose object number stands at another place.
     std::span<const ScanRange> lob_object(uint32_t object) const;
     // Ranges of blocks that say nothing of their owner, or nothing that can be believed, because they are
-    // damaged, not what belongs at their place, or cannot be read, and that lie beside blocks of the data
-    // object.
+    // damaged, not what belongs at their place, encrypted, or cannot be read, and that lie beside blocks of
+    // the data object, its segment header and extent maps among them.
     std::span<const ScanRange> beside(uint32_t object) const;
     // All ranges of such blocks, by file and block; `object` is 0.
     std::span<const ScanRange> ownerless() const { return ownerless_; }

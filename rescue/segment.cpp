@@ -8,6 +8,7 @@
 #include "format/block_address.h"
 #include "format/extent_map.h"
 #include "rescue/block_set.h"
+#include "rescue/stop.h"
 
 namespace vexlo {
 
@@ -131,6 +132,8 @@ private:
 
     void open_extent(const uint8_t *entry) {
         const uint32_t rdba = load_le32(entry + EXT_DBA), claimed = load_le32(entry + EXT_LEN);
+        if (rdba == 0) // no extent begins there: the map claims entries that were never filled
+            return end_maps();
         const BlockPlace place = files_.find(segment_.tablespace, rdba);
         const bool bigfile = place.file != nullptr && place.file->identity().bigfile;
         const uint64_t reach = (bigfile ? uint64_t{1} << 32 : RDBA_BLOCK_MASK + 1) - place.block;
@@ -145,12 +148,43 @@ private:
         if (held < blocks)
             tally_.add_loss(
                 loss_at(LossKind::unreadable, {place.file, place.block + held}, rdba, blocks - held));
+        if (!spend(held))
+            return end_maps();
         extent_ = {place.file, place.block, held};
+    }
+
+    // Counts blocks that maps lead to. False when they are more than twice those of the tablespace: one
+    // extent may well claim too much, but no more.
+    bool spend(uint64_t blocks) {
+        if (!blocks_left_) {
+            blocks_left_ = 0;
+            for (const Datafile *file : files_.scanned(segment_.tablespace))
+                *blocks_left_ += 2 * file->blocks();
+        }
+        if (blocks > *blocks_left_)
+            return false;
+        *blocks_left_ -= blocks;
+        return true;
+    }
+
+    // The map block at hand does not say what it should.
+    void lose_map() {
+        tally_.add_loss(
+            loss_at(LossKind::address, files_.find(segment_.tablespace, map_rdba_), map_rdba_, 1));
+        lost_ = true;
+    }
+
+    // Leaves the maps from the block at hand on: nothing that they say can be believed.
+    void end_maps() {
+        lose_map();
+        map_ = {};
+        maps_left_ = false;
     }
 
     // Reads the next map block. One that is lost, is no map, or came before ends the chain.
     void open_map() {
-        const uint32_t rdba = next_map_;
+        check_stop();
+        const uint32_t rdba = map_rdba_ = next_map_;
         maps_left_ = false;
         map_ = {};
         entry_ = 0;
@@ -160,7 +194,8 @@ private:
         }
         next_map_ = map_.next;
         maps_left_ = next_map_ != 0;
-        lost_ = lost_ || map_.cut;
+        if (map_.cut)
+            lose_map();
     }
 
     bool read_map(uint32_t rdba) {
@@ -243,6 +278,8 @@ private:
     uint32_t object_;
 
     uint32_t next_map_ = 0;
+    uint32_t map_rdba_ = 0;               // of the map block at hand
+    std::optional<uint64_t> blocks_left_; // that maps may still lead to; counted when the first one does
     bool maps_left_ = false;
     std::set<uint32_t> seen_maps_;
     std::vector<uint8_t> map_block_;

@@ -54,7 +54,7 @@ public:
                 ReadOptions options);
     ~SegmentRuns();
 
-    // The next run; false behind the last one.
+    // The next run; false behind the last one. Throws Stopped when the run of the program is to end.
     bool next(BlockRun &run);
 
     // The data object number of the segment's blocks: the one given or, where that is not known, the

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <unordered_set>
 
+#include "output/console.h"
 #include "output/names.h"
 #include "values/text_scan.h"
 
@@ -43,6 +45,9 @@ public:
             if (column.column != 0 && column.segment_column != 0 && is_lob(column) &&
                 (column.property & COLUMN_HIDDEN) != 0)
                 hidden_lobs_.emplace(column.column, &column);
+        for (const ColumnRecord &column : columns)
+            if (column.column != 0 && column.segment_column != 0 && (column.property & COLUMN_HIDDEN) != 0)
+                attributes_.insert(column.column);
         for (size_t i = 0; i < shown.size(); ++i)
             outputs_.emplace(of(*shown[i]), static_cast<int32_t>(i));
     }
@@ -56,6 +61,9 @@ public:
         return it == hidden_lobs_.end() ? nullptr : it->second;
     }
 
+    // Whether hidden columns hold what a column of an object type is made of.
+    bool has_attributes(const ColumnRecord &column) const { return attributes_.contains(column.column); }
+
     // The first output column that shows a stored one; -1 when none does.
     int32_t output_of(const ColumnRecord &stored) const {
         const auto it = outputs_.find(&stored);
@@ -64,6 +72,7 @@ public:
 
 private:
     std::unordered_map<uint16_t, const ColumnRecord *> hidden_lobs_; // by COL#
+    std::unordered_set<uint16_t> attributes_; // COL# of the columns that they belong to
     std::unordered_map<const ColumnRecord *, int32_t> outputs_;
 };
 
@@ -71,7 +80,7 @@ class LayoutMaker {
 public:
     LayoutMaker(const Dictionary &dictionary, const TableRecord &table, bool hidden)
         : dictionary_(dictionary), table_(table), columns_(dictionary.columns(table.object)),
-          shown_(output_columns(columns_, hidden)), storage_(columns_, shown_),
+          shown_(output_columns(columns_, hidden)), storage_(columns_, shown_), hidden_(hidden),
           cluster_(dictionary.cluster(table.cluster)) {}
 
     TableLayout make() {
@@ -86,6 +95,7 @@ private:
         layout_.object = table_.object;
         layout_.table.owner = dictionary_.owner_name(table_.object);
         layout_.table.name = dictionary_.object_name(table_.object);
+        layout_.all_stored = dictionary_.has_all_columns(table_);
         layout_.cluster_table = table_.cluster != 0 ? table_.cluster_table : 0;
         const uint64_t flags =
             table_.flags | (cluster_ != nullptr && table_.cluster != 0 ? cluster_->flags : 0);
@@ -94,14 +104,27 @@ private:
                                                                        : Dependencies::none;
         UniqueNames names;
         for (const ColumnRecord *column : shown_) {
-            std::string name = dictionary_.text(column->name);
-            if (name.empty())
-                name = "COLUMN_" + std::to_string(layout_.table.columns.size() + 1);
+            const std::string stored = dictionary_.text(column->name);
+            const std::string name = names.take(
+                stored.empty() ? "COLUMN_" + std::to_string(layout_.table.columns.size() + 1) : stored);
+            if (name != stored)
+                layout_.renamed.push_back("column \"" + printable(stored) + "\" is named \"" +
+                                          printable(name) + "\"");
             const ColumnRecord *storage = storage_.of(*column);
             const ColumnRecord &typed = storage != nullptr ? *storage : *column;
-            layout_.table.columns.push_back(described(names.take(name), typed));
+            layout_.table.columns.push_back(described(name, typed));
+            if (is_object(*column)) {
+                layout_.table.columns.back().kind = ColumnKind::ready_text;
+                layout_.object_columns += !(hidden_ && storage_.has_attributes(*column));
+            }
             layout_.internal_columns.push_back(column->internal_column);
         }
+    }
+
+    // Whether a column has no value of its own in the rows, though it is not computed: what it is made of
+    // stands in hidden columns, or in other tables.
+    bool is_object(const ColumnRecord &column) const {
+        return is_shown(column) && storage_.of(column) == nullptr;
     }
 
     // Of LOBs without a type of their own in the outputs, JSON is bytes and BFILE the text of its names.
@@ -190,6 +213,7 @@ private:
     const std::span<const ColumnRecord> columns_;
     const std::vector<const ColumnRecord *> shown_;
     const ColumnStorage storage_;
+    const bool hidden_;
     const ClusterRecord *cluster_;
     TableLayout layout_;
     std::vector<const ColumnRecord *> records_; // of layout_.stored; null where a record is lost

@@ -40,11 +40,15 @@ struct TableLayout {
     uint32_t object = 0; // object number of the table
     Table table;         // owner, name and the columns that come out, in output order; all UTF-8
     std::vector<StoredColumn> stored;
+    bool all_stored = false; // rows have no values beyond `stored`: every column is known
     std::vector<AddedDefault> defaults;
     int32_t guard_column = -1;  // index in `stored` of the guard column of added defaults
     uint32_t cluster_table = 0; // number of the table in its blocks; 0 outside a cluster
     Dependencies dependencies = Dependencies::none;
     std::vector<uint16_t> internal_columns; // INTCOL# of each output column
+    std::vector<std::string> renamed;       // lines that tell which columns have other names than stored
+    uint32_t object_columns =
+        0; // of these: columns of object types whose attributes do not come out, always NULL
 };
 
 // `hidden`: hidden, unused and virtual columns come out behind the others.

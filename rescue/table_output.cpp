@@ -110,6 +110,13 @@ ResumableDatabase &OutputFactory::shared() {
     return *shared_;
 }
 
+std::string OutputFactory::numbered_name(const Table &table, const PlannedTable &planned) const {
+    if (!is_shared(options_.format))
+        return planned.numbered ? planned.stem : "";
+    const std::string &name = shared_names_.at(planned.stem);
+    return name == sqlite_table_name(output_name(table)) ? "" : name;
+}
+
 void OutputFactory::commit() {
     if (shared_ != nullptr)
         shared_->commit();

@@ -48,6 +48,8 @@ public:
     // directory. Throws UsageError when the program was built without what the format needs, OutputError when
     // an output cannot be created.
     std::unique_ptr<TableOutput> open(const Table &table, const std::string &stem);
+    // What the outputs of a planned table are called where its own name was taken; empty where it was not.
+    std::string numbered_name(const Table &table, const PlannedTable &planned) const;
     // All outputs of a table are finished: they stay, whatever becomes of the run.
     void commit();
     // The outputs of a table have failed: what a shared database has of them goes.

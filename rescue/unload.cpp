@@ -237,28 +237,35 @@ void name_lob_files(TableLayout &layout) {
         }
 }
 
-TableLayout layout_of(const UnloadContext &context, const PlannedTable &planned) {
-    TableLayout layout = make_layout(context.dictionary, *planned.table, context.options.hidden);
+TableLayout layout_of(const RescueOptions &options, const Dictionary &dictionary,
+                      const PlannedTable &planned) {
+    TableLayout layout = make_layout(dictionary, *planned.table, options.hidden);
     int minutes;
-    if (parse_offset(std::string(context.dictionary.property("DBTIMEZONE")).c_str(), minutes))
+    if (parse_offset(std::string(dictionary.property("DBTIMEZONE")).c_str(), minutes))
         layout.table.local_zone = minutes;
     layout.table.has_lob_data = true;
-    if (context.options.lobs == LobMode::files)
+    if (options.lobs == LobMode::files)
         name_lob_files(layout);
-    apply_output_names(context.options.format, layout.table);
-    check_raw_text(context.options.format, layout.table, std::string(context.dictionary.charset()));
+    std::ranges::move(apply_output_names(options.format, layout.table), std::back_inserter(layout.renamed));
     return layout;
+}
+
+// Whether the table is one whose rows are looked for at all.
+bool is_read(const PlannedTable &table) {
+    return table.obstacle == Obstacle::none || table.obstacle == Obstacle::no_storage;
 }
 
 class TableUnload {
 public:
     TableUnload(const UnloadContext &context, const PlannedTable &planned)
-        : context_(context), planned_(planned), layout_(layout_of(context, planned)),
+        : context_(context), planned_(planned),
+          layout_(layout_of(context.options, context.dictionary, planned)),
           main_(layout_.table, context, planned.stem),
           suspect_(suspect_table(layout_.table), context, planned.suspect_stem), report_(context.console),
           table_report_(report_, planned.owner, planned.name) {}
 
     TableEntry run() {
+        tell_names();
         main_.open();
         workers_.push_back(std::make_unique<UnloadWorker>(context_, main_, suspect_));
         open_lob_files();
@@ -269,6 +276,14 @@ public:
     }
 
 private:
+    void tell_names() {
+        for (const std::string &text : layout_.renamed)
+            table_report_.note(text);
+        if (const std::string name = context_.outputs.numbered_name(layout_.table, planned_); !name.empty())
+            table_report_.note("is named \"" + printable(name) +
+                               "\": there is a table whose name differs at most in case");
+    }
+
     // LOBs in files of their own go below directories that belong to this table alone.
     void open_lob_files() {
         if (context_.options.lobs != LobMode::files || !has_lobs())
@@ -400,10 +415,7 @@ private:
         }
         entry.blocks = {tally_.counts.data, tally_.counts.unformatted, tally_.counts.foreign,
                         tally_.counts.older};
-        for (const Loss &loss : tally_.losses)
-            entry.losses.push_back({std::string(loss_text(loss.kind)),
-                                    loss.file != 0 ? loss.file : loss.relative_file, loss.block,
-                                    loss.blocks});
+        entry.losses = loss_entries(tally_);
         const std::string reason = reason_text(entry);
         const bool complete = reason.empty() && report_.exit_status() == EXIT_CONVERTED;
         entry.status = complete ? TableStatus::complete : TableStatus::partial;
@@ -427,9 +439,12 @@ private:
         add(tally_.counts.encrypted, "encrypted blocks not recovered");
         add(entry.null_values, "values lost");
         add(context_.dictionary.lost_columns(*planned_.table), "columns lost");
+        add(layout_.object_columns, "columns of object types not recovered");
         add(main_.rejected_rows() + suspect_.rejected_rows(), "rows rejected");
-        if (planned_.was_searched())
-            text += (text.empty() ? "" : ", ") + std::string(SEARCHED_TEXT);
+        if (text.empty()) // what is lost may have led to them
+            add(counts_.stray_pieces(), "pieces of rows whose beginnings are lost");
+        for (const std::string &doubt : planned_.doubts())
+            text += (text.empty() ? "" : ", ") + doubt;
         return text;
     }
 
@@ -456,8 +471,14 @@ TableEntry empty_entry(const PlannedTable &table) {
     return entry;
 }
 
+void check_values(const RescueOptions &options, const Dictionary &dictionary, const PlannedTable &table) {
+    if (options.format.raw && is_read(table))
+        check_raw_text(options.format, layout_of(options, dictionary, table).table,
+                       std::string(dictionary.charset()));
+}
+
 TableEntry unload_table(const UnloadContext &context, const PlannedTable &table) {
-    if (table.obstacle != Obstacle::none && table.obstacle != Obstacle::no_storage) {
+    if (!is_read(table)) {
         TableEntry entry = empty_entry(table);
         entry.status = TableStatus::skipped;
         entry.reason = obstacle_text(table.obstacle);

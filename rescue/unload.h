@@ -30,6 +30,9 @@ struct UnloadContext {
 // there; throws OutputError when an output does, and Stopped when the run is to end.
 TableEntry unload_table(const UnloadContext &context, const PlannedTable &table);
 
+// Throws UsageError when the values of a table cannot be written as the options ask.
+void check_values(const RescueOptions &options, const Dictionary &dictionary, const PlannedTable &table);
+
 // The entry of a table of which nothing is known yet but its name.
 TableEntry empty_entry(const PlannedTable &table);
 

@@ -57,9 +57,7 @@ public:
         : options_(options), console_(console), report_(console), database_(options, report_),
           charsets_(text_charsets(database_.dictionary, options, report_)),
           tables_(plan_tables(database_, options)), directory_(options.output), record_file_(options.output) {
-        if (tables_.empty())
-            throw UsageError("no table is selected");
-        report_unmatched(tables_, options, report_);
+        report_unmatched(tables_, database_.dictionary, options, report_);
     }
 
     int run() {
@@ -87,10 +85,13 @@ private:
         record_.command = options_.command;
         record_.started = moment_text(std::chrono::system_clock::now());
         record_.files = file_entries(database_.files, database_.dictionary);
+        record_.dictionary_losses = loss_entries(database_.dictionary.tally());
         for (const PlannedTable &table : tables_) {
             record_.tables.push_back(empty_entry(table));
             record_.tables.back().reason = NOT_REACHED;
         }
+        for (const PlannedTable &table : tables_)
+            check_values(options_, database_.dictionary, table);
         directory_.lock();
         const std::vector<std::string> paths = output_paths();
         directory_.refuse_inputs(paths, database_.files);

@@ -81,6 +81,11 @@ const TypeRow *find_type(uint32_t ctyp) {
     return nullptr;
 }
 
+// "NAME(7)".
+std::string with_number(std::string name, uint32_t number) {
+    return name.append("(").append(std::to_string(number)).append(")");
+}
+
 } // namespace
 
 ColumnKind column_kind(uint32_t ctyp, bool national) {
@@ -102,11 +107,9 @@ LengthRange value_lengths(ColumnKind kind, uint32_t clen) {
 std::string type_text(uint32_t ctyp, bool national, uint32_t clen) {
     const TypeRow *row = find_type(ctyp);
     if (row == nullptr)
-        return "UNKNOWN(" + std::to_string(ctyp) + ")";
-    std::string text = national ? row->national_name : row->name;
-    if (row->with_length)
-        text += "(" + std::to_string(clen) + ")";
-    return text;
+        return with_number("UNKNOWN", ctyp);
+    const char *name = national ? row->national_name : row->name;
+    return row->with_length ? with_number(name, clen) : name;
 }
 
 } // namespace vexlo

@@ -69,6 +69,67 @@ TEST_F(DamagedFiles, RowsOfABlockWithAWrongCheckValueAreSuspect) {
     expect_loss("check value", places_[20].rdba);
 }
 
+// A block of zeros is no loss by itself: the pieces of a row elsewhere tell that its beginning stood there.
+TEST_F(DamagedFiles, RowsWhoseBeginningsAreNotThereAreMissed) {
+    open();
+    const size_t t = add("T", {number_column("ID"), varchar2_column("A", 20), varchar2_column("B", 20)});
+    RowPlacement cut;
+    cut.cuts = {{2, 0}};
+    cut.piece_per_block = true;
+    const RowAddress head = db_->insert(t, {number(1), text("here"), text("there")}, cut);
+    finish();
+    unload();
+    EXPECT_EQ(record("T").at("status"), "complete");
+    zero_block(place(head.rdba));
+    unload({"--overwrite"});
+    EXPECT_EQ(rows("T").size(), 0U);
+    EXPECT_EQ(record("T").at("status"), "partial");
+    EXPECT_EQ(record("T").at("reason"), "1 pieces of rows whose beginnings are lost");
+}
+
+// Whatever bit of a header is wrong, the file is of this database and has its rows.
+TEST_F(DamagedFiles, FileWithAWrongBitInItsHeaderIsRead) {
+    constexpr size_t DBID = 28, FILE_TYPE = 54, ROOT = 96, TABLESPACE = 332;
+    DatabaseOptions options;
+    options.layout.full = true;
+    for (const size_t at : {DBID, FILE_TYPE, ROOT, TABLESPACE}) {
+        SCOPED_TRACE(at);
+        places_.clear();
+        open(options);
+        fill(40);
+        finish();
+        const auto byte = static_cast<uint8_t>(read_text(users_file()).at(block_size() + at) ^ 4);
+        patch_file(users_file(), block_size(), 1, at, Bytes{byte}, false);
+        unload({"--overwrite"});
+        EXPECT_EQ(result_.status, 0) << result_.describe();
+        EXPECT_EQ(column("T", "ID"), numbers(40));
+    }
+}
+
+// All bigfiles have one relative number, and their blocks tell no more of the file.
+TEST_F(DamagedFiles, BigfilesWithoutHeadersAreOfTheTablespacesWhoseTablesTheyHold) {
+    DatabaseOptions options;
+    options.layout.full = true;
+    open(options);
+    for (const std::string name : {"BIGA", "BIGB", "BIGC"}) {
+        TablespaceDef big;
+        big.name = name;
+        big.bigfile = true;
+        TableDef def = table(name, {number_column("ID"), varchar2_column("NAME", 2000)});
+        def.tablespace = db_->add_tablespace(big);
+        const size_t t = db_->add_table(def);
+        for (int i = 1; i <= 40; i++)
+            db_->insert(t, {number(i), text(name + std::string(1700, 'n'))});
+    }
+    finish();
+    for (const char *file : {"db/biga01.dbf", "db/bigb01.dbf"})
+        zero_block({dir_.file(file), block_size(), 1});
+    unload();
+    EXPECT_EQ(result_.status, 0) << result_.describe();
+    for (const char *name : {"BIGA", "BIGB", "BIGC"})
+        EXPECT_EQ(column(name, "ID"), numbers(40));
+}
+
 TEST_F(DamagedFiles, RowsOfATornBlockAreSuspect) {
     open();
     fill(40);

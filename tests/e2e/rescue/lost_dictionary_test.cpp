@@ -1,7 +1,10 @@
 // Tables of which the dictionary has lost something: what their blocks and the rest of it tell.
+#include <algorithm>
 #include <set>
 
+#include "format/byte_order.h"
 #include "recovered_fixture.h"
+#include "sample/damage.h"
 
 namespace {
 
@@ -12,11 +15,14 @@ constexpr char SEARCHED[] = "row of TAB$ is lost, blocks were found by going thr
 
 class LostDictionary : public Recovered {
 protected:
-    // Begins the database; the rows of TAB$, OBJ$ and COL$ of the tables named below are left out.
+    // Begins the database; the rows of TAB$, OBJ$ and of partitions that are named below are left out.
     void open_losing(DatabaseOptions options = {}) {
         options.dictionary_hook = [this](std::string_view table, Row &row, RowPlacement &) {
-            const std::set<Value> &lost = table == "TAB$" ? table_rows_ : object_rows_;
-            return (table != "TAB$" && table != "OBJ$") || !lost.contains(row.at(0));
+            if (table == "TAB$")
+                return !table_rows_.contains(row.at(0));
+            if (table == "OBJ$")
+                return !object_rows_.contains(row.at(0));
+            return !table.ends_with("PART$") || !partition_rows_.contains(row.at(0));
         };
         open(std::move(options));
     }
@@ -31,7 +37,30 @@ protected:
         return t;
     }
 
-    std::set<Value> table_rows_, object_rows_;
+    void lose_partition_row(const SegmentPlace &place) { partition_rows_.insert(number(place.objn)); }
+
+    // A table of three partitions P1 to P3 with the IDs 1 to 3; each of them has `subpartitions` where there
+    // are any, and a row in each.
+    size_t add_partitioned(const std::vector<std::string> &subpartitions = {}) {
+        TableDef def = table("T", {number_column("ID")});
+        for (const char *name : {"P1", "P2", "P3"}) {
+            PartitionDef part{name, std::nullopt, "10", {}};
+            for (const std::string &sub : subpartitions)
+                part.subpartitions.push_back({name + sub, std::nullopt});
+            def.partitions.push_back(part);
+        }
+        const size_t t = db_->add_table(def);
+        int id = 0;
+        for (size_t part = 0; part < def.partitions.size(); part++)
+            for (size_t sub = 0; sub < std::max<size_t>(1, subpartitions.size()); sub++)
+                db_->insert(t, {number(++id)}, {}, part, sub);
+        return t;
+    }
+    const PartitionEntry &partition(size_t t, size_t part) const {
+        return db_->model().tables[t].partitions.at(part);
+    }
+
+    std::set<Value> table_rows_, object_rows_, partition_rows_;
 };
 
 TEST_F(LostDictionary, TableWithoutItsRowIsFoundByItsDataObject) {
@@ -95,6 +124,71 @@ TEST_F(LostDictionary, PartitionsTellWhereTheRowsAre) {
     EXPECT_EQ(result_.status, 0) << result_.describe();
 }
 
+TEST_F(LostDictionary, PartitionWithoutItsRowIsFoundByItsDataObject) {
+    open_losing();
+    lose_partition_row(partition(add_partitioned(), 1).place);
+    unload();
+    EXPECT_EQ(column("T", "ID"), (csv_row{"1", "3", "2"}));
+    EXPECT_EQ(record("T").at("status"), "partial");
+    EXPECT_EQ(record("T").at("reason"),
+              "1 partitions have lost their rows, blocks were found by going through the files");
+    EXPECT_EQ(result_.status, 1);
+    const run_result listed = run_rescue({"list", "--files", dir_.file("db/*.dbf")});
+    EXPECT_NE(listed.out.find("1 partitions have lost their rows"), std::string::npos) << listed.out;
+}
+
+TEST_F(LostDictionary, OutputOfAPartitionThatIsFoundIsPartialAlone) {
+    open_losing();
+    lose_partition_row(partition(add_partitioned(), 1).place);
+    unload({"--by-partition"});
+    EXPECT_EQ(read_text(dir_.file("out/SCOTT.T/P2.csv")), "ID\r\n2\r\n");
+    std::map<std::string, std::string> states;
+    const Json record = read_record(dir_.file("out"));
+    for (const Json &entry : record.at("tables"))
+        states[entry.at("partition")] = entry.at("status");
+    EXPECT_EQ(states, (std::map<std::string, std::string>{
+                          {"P1", "complete"}, {"P2", "partial"}, {"P3", "complete"}}));
+}
+
+TEST_F(LostDictionary, PartitionWithoutItsRowAndBlocksIsLost) {
+    constexpr char TABLE_BLOCK = 6;
+    constexpr size_t OBJECT_AT = 24;
+    open_losing();
+    const size_t t = add_partitioned();
+    lose_partition_row(partition(t, 1).place);
+    db_->finish();
+    finished_ = true;
+    const std::string content = read_text(users_file());
+    for (size_t at = 0; at < content.size(); at += block_size())
+        if (content[at] == TABLE_BLOCK && load_le32(reinterpret_cast<const uint8_t *>(
+                                              &content[at + OBJECT_AT])) == partition(t, 1).place.objd)
+            zero_block({users_file(), block_size(), static_cast<uint32_t>(at / block_size())});
+    unload();
+    EXPECT_EQ(column("T", "ID"), (csv_row{"1", "3"}));
+    EXPECT_EQ(record("T").at("reason"), "1 partitions lost");
+    unload({"--by-partition", "--overwrite"});
+    const Json tables = read_record(dir_.file("out")).at("tables");
+    ASSERT_EQ(tables.size(), 3U);
+    EXPECT_EQ(tables[2].at("partition"), "P2");
+    EXPECT_EQ(tables[2].at("status"), "skipped");
+}
+
+TEST_F(LostDictionary, SubpartitionWithoutItsRowIsFoundByItsDataObject) {
+    open_losing();
+    lose_partition_row(partition(add_partitioned({"A", "B"}), 1).subpartitions.at(0).place);
+    unload();
+    EXPECT_EQ(column("T", "ID"), (csv_row{"1", "2", "4", "5", "6", "3"}));
+    EXPECT_EQ(record("T").at("status"), "partial");
+}
+
+TEST_F(LostDictionary, SubpartitionsAreFoundWithoutTheRowOfTheirPartition) {
+    open_losing();
+    lose_partition_row(partition(add_partitioned({"A", "B"}), 1).place);
+    unload();
+    EXPECT_EQ(column("T", "ID"), (csv_row{"1", "2", "5", "6", "3", "4"}));
+    EXPECT_EQ(record("T").at("status"), "complete");
+}
+
 TEST_F(LostDictionary, TablesThatCannotBeFoundAreNamedWithTheReason) {
     open_losing();
     ClusterDef cluster;
@@ -135,6 +229,64 @@ TEST_F(LostDictionary, TableThatHasLostColumnsIsNotComplete) {
     EXPECT_EQ(rows("T"), (std::vector<csv_row>{{"1", "3"}}));
     EXPECT_EQ(record("T").at("status"), "partial");
     EXPECT_EQ(record("T").at("reason"), "1 columns lost");
+}
+
+// Values beyond the known columns say something of a row only where all columns are known.
+TEST_F(LostDictionary, RowsOfATableThatHasLostItsLastColumnAreNotSuspect) {
+    constexpr size_t NAME = 4; // in COL$ without its key
+    DatabaseOptions options;
+    options.dictionary_hook = [](std::string_view table, Row &row, RowPlacement &) {
+        return table != "COL$" || row.at(NAME) != text("GONE");
+    };
+    open(options);
+    const size_t t = add("T", {number_column("ID"), number_column("GONE")});
+    db_->insert(t, {number(1), number(2)});
+    unload();
+    EXPECT_EQ(rows("T"), (std::vector<csv_row>{{"1"}}));
+    EXPECT_EQ(record("T").at("reason"), "1 columns lost");
+}
+
+TEST_F(LostDictionary, BlocksThatItHasLostAreInTheRecord) {
+    open();
+    add_rows("T", 3);
+    db_->finish();
+    finished_ = true;
+    const auto &tables = db_->model().tables;
+    const auto properties =
+        std::ranges::find_if(tables, [](const TableEntry &entry) { return entry.def.name == "PROPS$"; });
+    const uint32_t block = properties->place.block + 1;
+    damage_check_value({dir_.file("db/system01.dbf"), block_size(), block});
+    unload();
+    EXPECT_EQ(column("T", "ID"), numbers(3));
+    EXPECT_EQ(result_.status, 1);
+    const Json expected = {{"kind", "check value"}, {"file", 1}, {"block", block}, {"blocks", 1}};
+    EXPECT_EQ(read_record(dir_.file("out")).at("dictionary"), (Json{{"losses", Json::array({expected})}}));
+}
+
+TEST_F(LostDictionary, TableOfALostOwnerIsNamedWhereItMayBeMeant) {
+    DatabaseOptions options;
+    options.dictionary_hook = [](std::string_view table, Row &row, RowPlacement &) {
+        return table != "USER$" || row.at(0) != text("SCOTT");
+    };
+    open(options);
+    add_rows("T", 3);
+    db_->finish();
+    const auto run = [&](const std::vector<std::string> &patterns) {
+        std::vector<std::string> arguments = patterns;
+        arguments.insert(arguments.end(), {"--quiet", "--overwrite"});
+        return run_rescue(unload_arguments(dir_.file("db"), dir_.file("out"), arguments));
+    };
+    const run_result nothing = run({"scott.t"});
+    EXPECT_EQ(nothing.status, 2);
+    EXPECT_EQ(nothing.err,
+              "vexlo-rescue: no table is selected; UNKNOWN.T may be it, the name of its owner is "
+              "lost\n");
+    const run_result one = run({"scott.t", "unknown.t"});
+    EXPECT_EQ(one.status, 2);
+    EXPECT_EQ(one.err,
+              "vexlo-rescue: scott.t: no such table in the files; UNKNOWN.T may be it, the name of its "
+              "owner is lost\n");
+    EXPECT_EQ(parse_csv(read_text(dir_.file("out/UNKNOWN.T.csv"))).size(), 4U);
 }
 
 TEST_F(LostDictionary, TableWithoutRowAndColumnsIsNamed) {

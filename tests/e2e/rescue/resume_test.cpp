@@ -1,4 +1,5 @@
 // Runs that are interrupted, and what --resume makes of them.
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -146,6 +147,64 @@ TEST_F(Resume, IsRefusedWhenOptionsOrInputsHaveChanged) {
     const std::string extra = dir_.file("db/copy.dbf");
     std::filesystem::copy_file(dir_.file("db/system01.dbf"), extra);
     refused({"--resume", "scott.t1"}, "the datafiles have changed since");
+}
+
+TEST_F(Resume, IsRefusedWhenAFileWasChangedInItsPlace) {
+    EXPECT_EQ(run_rescue(arguments("out")).status, 0);
+    const std::string path = dir_.file("db/users01.dbf");
+    struct stat st;
+    ASSERT_EQ(stat(path.c_str(), &st), 0);
+    const Json file = read_record(dir_.file("out")).at("files").at(1);
+    EXPECT_EQ(file.at("bytes"), st.st_size);
+    const timespec later[] = {st.st_atim, {st.st_mtim.tv_sec, (st.st_mtim.tv_nsec + 1) % 1000000000}};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), later, 0), 0);
+    const run_result result = run_rescue(arguments("out", {"--resume"}));
+    EXPECT_EQ(result.status, 2) << result.describe();
+    EXPECT_EQ(result.err,
+              "vexlo-rescue: the datafiles have changed since the run in " + dir_.file("out") + "\n");
+}
+
+TEST_F(Resume, GoesOnWhereNamesAndOptionsAreNoUtf8) {
+    const std::vector<std::string> more = {"--null", "\xA7"};
+    std::filesystem::rename(dir_.file("db"), dir_.file("db\xFF"));
+    const auto run = [&](std::vector<std::string> options) {
+        options.insert(options.end(), {"--quiet"});
+        return run_rescue(unload_arguments(dir_.file("db\xFF"), dir_.file("out"), options));
+    };
+    EXPECT_EQ(run(more).status, 0);
+    const run_result again = run({"--null", "\xA7", "--resume"});
+    EXPECT_EQ(again.status, 0) << again.describe();
+    EXPECT_EQ(run({"--null", "\xA8", "--resume"}).status, 2);
+}
+
+// The default input is every file of the directory, outputs among them.
+TEST_F(Resume, GoesOnInTheDirectoryOfTheDatafiles) {
+    run_options there;
+    there.work_dir = dir_.file("db");
+    const std::vector<std::string> command = {"unload", "--to", "csv", "--output", ".", "--quiet"};
+    const auto run = [&](std::vector<std::string> more) {
+        more.insert(more.begin(), command.begin(), command.end());
+        return run_rescue(more, there);
+    };
+    EXPECT_EQ(run({}).status, 0);
+    const std::string whole = read_text(dir_.file("db/SCOTT.T2.csv"));
+    write_text(dir_.file("db/SCOTT.T2.csv"), "short");
+    EXPECT_EQ(run({}).status, 2);
+    const run_result resumed = run({"--resume"});
+    EXPECT_EQ(resumed.status, 0) << resumed.describe();
+    EXPECT_EQ(read_text(dir_.file("db/SCOTT.T2.csv")), whole);
+    const run_result overwritten = run({"--overwrite"});
+    EXPECT_EQ(overwritten.status, 0) << overwritten.describe();
+    EXPECT_EQ(read_text(dir_.file("db/SCOTT.T2.csv")), whole);
+}
+
+TEST_F(Resume, AFileThatIsNamedAsAnInputIsNotReplaced) {
+    std::filesystem::create_directory(dir_.file("out"));
+    write_text(dir_.file("out/SCOTT.T2.csv"), "mine");
+    const run_result result =
+        run_rescue(arguments("out", {"--overwrite", "--files", dir_.file("out/SCOTT.T2.csv")}));
+    EXPECT_EQ(result.status, 2) << result.describe();
+    EXPECT_EQ(read_text(dir_.file("out/SCOTT.T2.csv")), "mine");
 }
 
 TEST_F(Resume, ARecordThatCannotBeReadIsRefused) {

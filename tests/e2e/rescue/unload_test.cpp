@@ -49,7 +49,7 @@ TEST(Unload, TheRecordSaysWhatWasReadAndWhatCameOfIt) {
     for (const auto &member : record.items())
         members.push_back(member.key());
     EXPECT_EQ(members, (std::vector<std::string>{"program", "version", "command", "started", "finished",
-                                                 "exit_status", "files", "tables"}));
+                                                 "exit_status", "files", "dictionary", "tables"}));
     EXPECT_EQ(record["program"], "vexlo-rescue");
     EXPECT_EQ(record["exit_status"], 0);
     EXPECT_EQ(record["command"].back(), "--json");
@@ -75,6 +75,41 @@ TEST(Unload, TheRecordSaysWhatWasReadAndWhatCameOfIt) {
     EXPECT_EQ(record["tables"], Json::array({expected}));
     EXPECT_EQ(record["tables"][0]["blocks"]["data"], 1);
     EXPECT_EQ(read_text(dir.file("out/SCOTT.T1.csv")), csv);
+}
+
+// A text that cannot be passed through is told before any table is written, wherever it stands.
+TEST(Unload, ValuesThatTheOptionsDoNotAllowRefuseTheRun) {
+    const scratch_dir dir;
+    SimpleDatabase simple(dir.file("db"), 1, 3);
+    ColumnDef national = varchar2_column("NATIONAL", 40);
+    national.charset_form = 2;
+    simple.db.add_table(table_def(simple.scott, "T2", simple.users, {number_column("ID"), national}));
+    simple.db.finish();
+    const run_result result = run_rescue(
+        unload_arguments(dir.file("db"), dir.file("out"), {"--to", "sqlldr", "--encoding", "raw"}));
+    EXPECT_EQ(result.status, 2) << result.describe();
+    EXPECT_NE(result.err.find("column \"NATIONAL\" is in another character set than the rest"),
+              std::string::npos)
+        << result.err;
+    EXPECT_FALSE(file_exists(dir.file("out/rescue.json")));
+    EXPECT_TRUE(read_outputs(dir.file("out")).empty());
+}
+
+TEST(Unload, NamesThatAreNotTheStoredOnesAreTold) {
+    const scratch_dir dir;
+    SimpleDatabase simple(dir.file("db"), 1, 3);
+    simple.db.add_table(
+        table_def(simple.scott, "t1", simple.users, {number_column("A"), number_column("a")}));
+    simple.db.finish();
+    for (const auto &[format, name] : {std::pair{"csv", "SCOTT.t1_2"}, {"sqlite", "SCOTT.t1_2"}}) {
+        const run_result result =
+            run_rescue(unload_arguments(dir.file("db"), dir.file(format), {"--to", format, "--quiet"}));
+        EXPECT_EQ(result.status, 0) << result.describe();
+        EXPECT_EQ(result.err, "vexlo-rescue: SCOTT: table \"t1\": column \"a\" is named \"a_2\"\n"
+                              "vexlo-rescue: SCOTT: table \"t1\": is named \"" +
+                                  std::string(name) +
+                                  "\": there is a table whose name differs at most in case\n");
+    }
 }
 
 TEST(Unload, OraclesOwnTablesComeWhenAskedFor) {

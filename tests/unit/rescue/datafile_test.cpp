@@ -116,6 +116,25 @@ TEST_F(DatafileTest, OfADamagedHeaderWhatAgreesWithTheBlocksIsKept) {
     EXPECT_EQ(file->identity().tablespace_name, "USERS");
 }
 
+TEST_F(DatafileTest, TypeSizeAndCheckpointOfADamagedHeaderAreNotBelieved) {
+    finish_with_rows();
+    patch(USERS_FILE, HEADER, KCCFHTYP, {FILE_TYPE_TEMP}, false);
+    const auto file = Datafile::open(path_of(USERS_FILE));
+    EXPECT_EQ(file->status(), FileStatus::damaged_header);
+    EXPECT_EQ(file->identity().checkpoint, Checkpoint());
+    EXPECT_EQ(file->identity().header_blocks, 0u);
+}
+
+TEST_F(DatafileTest, AFileOfTemporaryBlocksIsATemporaryFile) {
+    finish_with_rows();
+    destroy(USERS_FILE, HEADER);
+    const uintmax_t count = std::filesystem::file_size(path_of(USERS_FILE)) / DB_BLOCK_SIZE;
+    for (uint32_t number = 2; number < count; ++number)
+        patch(USERS_FILE, number, 15,
+              {static_cast<uint8_t>(block(USERS_FILE, number)[15] | CACHE_FLAG_TEMPORARY)});
+    EXPECT_EQ(Datafile::open(path_of(USERS_FILE))->remark(), "temporary file");
+}
+
 TEST_F(DatafileTest, ALostHeaderOfABigfileIsKnownByAddressesWithoutAFile) {
     sample::TablespaceDef def;
     def.name = "BIG";

@@ -181,6 +181,113 @@ TEST_F(FileSetTest, OfTwoCopiesWithoutHeadersOneIsUsed) {
     EXPECT_EQ(files.scanned(users()).size(), 1u);
 }
 
+// The check value tells that a bit of the header is wrong, and not which.
+TEST_F(FileSetTest, DatabaseAndRootOfADamagedHeaderAreNotBelieved) {
+    insert_rows(add_table("T"), 1, 100);
+    db().finish();
+    patch(USERS_FILE, HEADER, KCCFHDBI, {7, 0, 0, 0}, false);
+    patch(USERS_FILE, HEADER, ROOTDBA, {9, 0, 0x80, 0}, false);
+    FileQuery query = of_files({path_of(USERS_FILE), path_of(SYSTEM_FILE)});
+    const FileSet files(query);
+    EXPECT_EQ(used_paths(files), (Names{USERS_FILE, SYSTEM_FILE}));
+    EXPECT_EQ(files.dbid(), 0x56E71A0Cu);
+    ASSERT_NE(files.root(), nullptr);
+    EXPECT_EQ(files.root()->path(), path_of(SYSTEM_FILE));
+    query.dbid = 0x56E71A0C;
+    EXPECT_EQ(used_paths(FileSet(query)), (Names{USERS_FILE, SYSTEM_FILE}));
+}
+
+TEST_F(FileSetTest, WithoutSoundHeadersTheDatabaseThatMostNameIsTheOne) {
+    insert_rows(add_table("T"), 1, 100);
+    db().finish();
+    copy(USERS_FILE, "other.dbf");
+    for (const char *file : {USERS_FILE, SYSTEM_FILE, "other.dbf"})
+        patch(file, HEADER, 600, {0x55}, false);
+    patch("other.dbf", HEADER, KCCFHDBI, {7, 0, 0, 0}, false);
+    const FileSet files(of_files({path_of(USERS_FILE), path_of(SYSTEM_FILE), path_of("other.dbf")}));
+    EXPECT_EQ(files.dbid(), 0x56E71A0Cu);
+}
+
+TEST_F(FileSetTest, TheDictionaryTellsTheTablespaceOfADamagedHeader) {
+    constexpr uint32_t WRONG = 9;
+    insert_rows(add_table("T"), 1, 100);
+    db().finish();
+    patch(USERS_FILE, HEADER, KCVFHTSN, {WRONG, 0, 0, 0}, false);
+    FileSet files(of_files({directory()}));
+    EXPECT_NE(files.find(users(), make_rdba(2, 17)).file, nullptr);
+    files.place_files({{1, 0, 1, 100}, {2, users(), 2, 100}});
+    EXPECT_EQ(files.tablespace(users()).size(), 1u);
+    EXPECT_TRUE(files.tablespace(WRONG).empty());
+}
+
+TEST_F(FileSetTest, WhereTheDictionaryDoesNotTheHeaderDoes) {
+    insert_rows(add_table("T"), 1, 100);
+    db().finish();
+    patch(USERS_FILE, HEADER, 600, {0x55}, false);
+    FileSet files(of_files({directory()}));
+    EXPECT_TRUE(files.tablespace(users()).empty());
+    files.place_files({});
+    EXPECT_EQ(files.tablespace(users()).size(), 1u);
+}
+
+TEST_F(FileSetTest, OfFilesOfOneNumberTheOneThatTheDictionaryNamesIsUsed) {
+    constexpr uint8_t DROPPED = 9; // tablespace
+    db().finish();
+    copy(USERS_FILE, "a stale.dbf");
+    patch("a stale.dbf", HEADER, KCVFHTSN, {DROPPED, 0, 0, 0});
+    FileSet files(of_files({path_of("a stale.dbf"), path_of(USERS_FILE)}));
+    files.place_files({{2, users(), 2, 100}});
+    EXPECT_EQ(used_paths(files), (Names{USERS_FILE}));
+    EXPECT_EQ(files.inputs()[0]->remark(), "file 2 is \"" + path_of(USERS_FILE) + "\"");
+}
+
+// All bigfiles have one relative number, and their addresses name no file.
+TEST_F(FileSetTest, BigfilesWithoutHeadersAreOfTheTablespaceWhoseSegmentsTheyHold) {
+    std::vector<uint32_t> tablespaces;
+    std::vector<size_t> tables;
+    for (const char *name : {"BIGA", "BIGB"}) {
+        sample::TablespaceDef def;
+        def.name = name;
+        def.bigfile = true;
+        tablespaces.push_back(db().add_tablespace(def));
+        tables.push_back(db().add_table(table_def(scott(), name, tablespaces.back())));
+        insert_rows(tables.back(), 1, 100);
+    }
+    db().finish();
+    for (const char *file : {"biga01.dbf", "bigb01.dbf"})
+        destroy(file, HEADER);
+    FileSet files(of_files({path_of("bigb01.dbf"), path_of("biga01.dbf")}));
+    const auto expected = [&](size_t i) {
+        return ExpectedFile{static_cast<uint32_t>(3 + i),
+                            tablespaces[i],
+                            BIGFILE_RFN,
+                            100,
+                            {{header_block(tables[i]), object_of(tables[i])}}};
+    };
+    files.place_files({expected(0), expected(1)});
+    ASSERT_EQ(files.tablespace(tablespaces[0]).size(), 1u);
+    EXPECT_EQ(files.tablespace(tablespaces[0])[0]->path(), path_of("biga01.dbf"));
+    ASSERT_EQ(files.tablespace(tablespaces[1]).size(), 1u);
+    EXPECT_EQ(files.tablespace(tablespaces[1])[0]->path(), path_of("bigb01.dbf"));
+}
+
+TEST_F(FileSetTest, ABigfileForWhichNothingSpeaksHasNoTablespace) {
+    for (const char *name : {"BIGA", "BIGB"}) {
+        sample::TablespaceDef def;
+        def.name = name;
+        def.bigfile = true;
+        insert_rows(db().add_table(table_def(scott(), name, db().add_tablespace(def))), 1, 100);
+    }
+    db().finish();
+    for (const char *file : {"biga01.dbf", "bigb01.dbf"})
+        destroy(file, HEADER);
+    FileSet files(of_files({path_of("bigb01.dbf"), path_of("biga01.dbf")}));
+    files.place_files({{3, 5, BIGFILE_RFN, 100}, {4, 6, BIGFILE_RFN, 100}});
+    EXPECT_TRUE(files.tablespace(5).empty());
+    EXPECT_EQ(files.find(5, 17).file, nullptr);
+    EXPECT_EQ(files.scanned(5).size(), 2u);
+}
+
 TEST_F(FileSetTest, FilesThatTheDictionaryNamesAndThatAreNotThereAreKnown) {
     db().finish();
     FileSet files(of_files({path_of(USERS_FILE)}));

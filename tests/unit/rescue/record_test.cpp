@@ -19,8 +19,10 @@ RunRecord small_record() {
     record.version = "1.0.0";
     record.command = {"vexlo-rescue", "unload", "--to", "csv"};
     record.started = "2024-02-29T12:30:00Z";
-    record.files = {{"/d/a.dbf", 4, 5, 6, 8192, 1000, 1ULL << 40, "used"}};
-    record.files.push_back({"/d/notes.txt", {}, {}, {}, {}, {}, {}, "not a datafile"});
+    record.files = {
+        {"/d/a.dbf", 4, 5, 6, 8192, 1000, 1ULL << 40, 8200192, "2024-02-28T00:00:00.000000001Z", "used"}};
+    record.files.push_back({"/d/notes.txt", {}, {}, {}, {}, {}, {}, {}, {}, "not a datafile"});
+    record.dictionary_losses = {{"tail", 1, 77, 2}};
     TableEntry table;
     table.owner = "SCOTT";
     table.table = "EMP \"\xE2\x82\xAC\"";
@@ -43,9 +45,10 @@ constexpr char SMALL_TEXT[] =
     R"("started":"2024-02-29T12:30:00Z","finished":null,"exit_status":null,
  "files": [
   {"path":"/d/a.dbf","file":4,"relative_file":5,"tablespace":6,"block_size":8192,"blocks":1000,)"
-    R"("checkpoint_scn":1099511627776,"status":"used"},
+    R"("checkpoint_scn":1099511627776,"bytes":8200192,"modified":"2024-02-28T00:00:00.000000001Z","status":"used"},
   {"path":"/d/notes.txt","file":null,"relative_file":null,"tablespace":null,"block_size":null,"blocks":null,)"
-    R"("checkpoint_scn":null,"status":"not a datafile"}],
+    R"("checkpoint_scn":null,"bytes":null,"modified":null,"status":"not a datafile"}],
+ "dictionary": {"losses":[{"kind":"tail","file":1,"block":77,"blocks":2}]},
  "tables": [
   {"owner":"SCOTT","table":"EMP \")"
     "\xE2\x82\xAC"
@@ -76,6 +79,19 @@ TEST(RunRecord, BytesOfNamesThatAreNoUtf8AreReplaced) {
     record.tables.resize(1);
     record.tables[0].table = "A\xFF";
     EXPECT_EQ(parse_record(record_text(record)).tables[0].table, "A\xEF\xBF\xBD");
+}
+
+TEST(RunRecord, PathsAndCommandsKeepAllTheirBytes) {
+    RunRecord record = small_record();
+    for (const std::string text : {"d\xFF", "\xA7", "\xEF\xBF\xBD",
+                                   "\xEF\xBF\xBD"
+                                   "41",
+                                   "\xE2\x82", "\xE2\x82\xAC"}) {
+        record.files[0].path = text;
+        record.command[3] = text;
+        EXPECT_EQ(parse_record(record_text(record)), record) << testing::PrintToString(text);
+    }
+    EXPECT_NE(record_text(record).find("\xE2\x82\xAC"), std::string::npos);
 }
 
 TEST(RunRecord, WhatIsNoRecordIsRefused) {

@@ -216,6 +216,42 @@ TEST_F(RowReaderTest, AChainThatComesBackEnds) {
     EXPECT_EQ(read.suspects[0].fault, RowFault::looping_chain);
 }
 
+TEST_F(RowReaderTest, ARowOfMoreValuesThanThereAreColumnsIsSuspect) {
+    const size_t table = add_table("T");
+    insert_rows(table, 1, 2);
+    db().rows(table).insert(
+        sample::Row{sample::number(3), sample::text("row 3"), sample::text("of another row")});
+    const TableRows read = open().read("T");
+    EXPECT_EQ(read.rows, numbered_rows(1, 2));
+    ASSERT_EQ(read.suspects.size(), 1u);
+    EXPECT_EQ(read.suspects[0].fault, RowFault::surplus);
+    EXPECT_EQ(read.suspects[0].values, (TextRow{"3", "row 3"}));
+}
+
+TEST_F(RowReaderTest, PiecesThatNoRowLeadsToAreCounted) {
+    const size_t table = add_table("T");
+    sample::RowPlacement cut;
+    cut.cuts = {{1, 2}, {1, 4}};
+    cut.piece_per_block = true;
+    insert_rows(table, 1, 1);
+    const sample::RowAddress head = db().insert(table, {sample::number(2), sample::text("row 2")}, cut);
+    db().finish();
+    EXPECT_EQ(open().read("T").row_counts.stray_pieces(), 0u);
+    patch(USERS_FILE, head.rdba & 0x3FFFFF, 0, sample::Bytes(DB_BLOCK_SIZE), false);
+    const TableRows read = open().read("T");
+    EXPECT_TRUE(read.tally.losses.empty());
+    EXPECT_EQ(read.row_counts.stray_pieces(), 2u);
+}
+
+TEST_F(RowReaderTest, PiecesThatADeletedRowMayHaveLedToAreNot) {
+    const size_t table = add_table("T");
+    sample::RowPlacement cut;
+    cut.cuts = {{1, 2}};
+    cut.deleted = true;
+    db().insert(table, {sample::number(1), sample::text("row 1")}, cut);
+    EXPECT_EQ(open().read("T").row_counts.stray_pieces(), 0u);
+}
+
 TEST_F(RowReaderTest, AChainThatLeadsToAnotherRowIsBroken) {
     const size_t table = add_table("T");
     sample::RowPlacement placement;

@@ -17,7 +17,8 @@ protected:
         const vexlo::OpenDatabase database(options, report);
         for (const vexlo::PlannedTable &table : vexlo::plan_tables(database, options))
             if (table.name == name)
-                return vexlo::sample_table(database, table, options.reading, false);
+                return vexlo::sample_table(
+                    database, table, vexlo::make_layout(database.dictionary, *table.table), options.reading);
         throw std::runtime_error("no table " + name);
     }
 };

@@ -108,6 +108,28 @@ TEST_F(SegmentTest, AMapChainThatLoopsIsLeftAndNoRowComesTwice) {
     EXPECT_EQ(read.rows, expected);
 }
 
+TEST_F(SegmentTest, MapsThatClaimTheSameBlocksAgainAndAgainAreLeft) {
+    const uint32_t end =
+        static_cast<uint32_t>(std::filesystem::file_size(path_of(USERS_FILE)) / DB_BLOCK_SIZE);
+    for (size_t entry = 0; entry < 3; ++entry) {
+        patch(USERS_FILE, header(), HEADER_MAP + 16 + 8 * entry, word(make_rdba(2, 2)));
+        patch(USERS_FILE, header(), HEADER_MAP + 16 + 8 * entry + 4, word(end - 2));
+    }
+    const TableRows read = reopen().read("T");
+    EXPECT_EQ(read.rows, all_rows());
+    EXPECT_EQ(read.tally.losses, (std::vector<Loss>{{LossKind::address, users(), 2, 2, header(), 1}}));
+}
+
+// Behind its three extents the header has nothing but zeros.
+TEST_F(SegmentTest, AMapThatClaimsMoreExtentsThanItHasIsLost) {
+    for (const uint32_t claimed : {5u, 0xFFFFu}) {
+        patch(USERS_FILE, header(), HEADER_MAP, word(claimed));
+        const TableRows read = reopen().read("T");
+        EXPECT_EQ(read.rows, all_rows());
+        EXPECT_EQ(read.tally.losses, (std::vector<Loss>{{LossKind::address, users(), 2, 2, header(), 1}}));
+    }
+}
+
 TEST_F(SegmentTest, AHeaderOfAnotherSegmentIsNotBelieved) {
     patch(USERS_FILE, header(), HEADER_MAP + 8, word(object_of(other_)));
     EXPECT_EQ(reopen().read("T").rows, all_rows());
@@ -134,6 +156,18 @@ TEST_F(SegmentTest, AnExtentInAMissingFileIsALoss) {
     EXPECT_EQ(open.files.missing(), (std::vector<MissingFile>{{users(), 77}}));
     EXPECT_LT(read.rows.size(), static_cast<size_t>(LAST));
     EXPECT_NE(rdba, 0u);
+}
+
+TEST_F(SegmentTest, EncryptedBlocksThatAScanMeetsBesideTheSegmentAreCounted) {
+    const std::vector<uint32_t> blocks = blocks_of_type(USERS_FILE, TABLE_TYPE, object_of(table_));
+    constexpr uint8_t CHECKED_AND_ENCRYPTED = 0x14;
+    patch(USERS_FILE, blocks[20], 15, {CHECKED_AND_ENCRYPTED});
+    patch(USERS_FILE, blocks[20], 24, word(0xC1FE77E4));
+    ReadOptions options;
+    options.ignore_maps = true;
+    OpenDatabase open = reopen(options);
+    EXPECT_EQ(open.read("T").tally.counts.encrypted, 1u);
+    EXPECT_EQ(open.read("OTHER").tally.counts.encrypted, 0u);
 }
 
 TEST_F(SegmentTest, BlocksOfAnotherTableAreForeign) {

@@ -55,6 +55,9 @@ bool DumpReader::next(Row &row) {
             pass_damage(scan);
         } else if (pass_hole(scan)) {
             continue;
+        } else if (leads_astray(scan)) {
+            done_ =
+                !resynchronise(scan.as_declared ? previous_at_ : window_.position(), "no row stands here");
         } else if (is_trusted(scan)) {
             hand_out(scan, row);
             return true;
@@ -63,6 +66,18 @@ bool DumpReader::next(Row &row) {
         }
     }
     return false;
+}
+
+// A lost length can leave the reader in the middle of a value: that reads as rows without entries, or of
+// values that are none, until something is no row at all. So can one that has become larger than its column.
+bool DumpReader::leads_astray(RowScan &scan) {
+    const bool is_first_empty = scan.entries == 0 && empty_rows_ == 0;
+    const bool are_declared = rows_ > 0 && odd_rows_ <= rows_ / 8; // otherwise being longer says nothing
+    if ((scan.as_declared && !is_first_empty) || scan.long_at != 0 || !are_declared)
+        return false;
+    const bool astray = finder_.goes_astray(scan.row_size);
+    scan = scanner_.scan(0, fields_.data()); // looking ahead has moved what the fields point to
+    return astray;
 }
 
 // A length that has become larger makes one value of several rows. Values may be any bytes, though, and a
@@ -299,6 +314,7 @@ void DumpReader::hand_out(const RowScan &scan, Row &row) {
     row.fields = columns_.empty() ? fields_.data() : by_column();
     previous_at_ = window_.position();
     previous_entries_ = scan.entries;
+    odd_rows_ += !scan.as_declared;
     if (scan.entries == 0 && empty_rows_++ == 0)
         finder_.expect_empty_rows();
     if (scan.size <= window_.available())

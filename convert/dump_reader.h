@@ -63,6 +63,7 @@ private:
 
     bool meets_surplus(const RowScan &scan);
     bool is_trusted(RowScan &scan);
+    bool leads_astray(RowScan &scan);
     uint64_t count_missing();
     void count_rows();
     void count_lost(uint64_t place, uint64_t bytes);
@@ -98,6 +99,7 @@ private:
     std::vector<Damage> damage_;
     uint64_t rows_ = 0;
     uint64_t empty_rows_ = 0;
+    uint64_t odd_rows_ = 0;           // with a value longer than its column
     uint64_t lost_rows_ = 0;          // about as many as have been skipped
     std::optional<uint64_t> missing_; // rows that may still be hidden in others; unknown before a first doubt
     unsigned surplus_tries_ = 0;      // that are left

@@ -16,7 +16,8 @@ constexpr size_t ANY_ROWS = 8;   // the same of rows whose lengths alone are rig
 // Rows inside a value that are no coincidence: of telling values, and of lengths that are right.
 constexpr size_t SOUND_ROWS_INSIDE = 2;
 constexpr size_t ANY_ROWS_INSIDE = 4;
-constexpr size_t ROWS_BEHIND = 3; // that show whether they lead on
+constexpr size_t ROWS_BEHIND = 3;  // that show whether they lead on
+constexpr size_t ROWS_ASTRAY = 16; // that are read in front of what is no row
 
 constexpr uint64_t CHUNK_COST = 16;    // of a LONG value against an entry: it is looked for all over the file
 constexpr size_t PLACES_MAX = 1 << 20; // that are looked at in one row: a value of nothing but zeros has many
@@ -156,6 +157,20 @@ bool RowFinder::spend(const RowScan &scan) {
     const uint64_t cost = scan.entries + CHUNK_COST * scan.long_chunks + 1;
     entries_left_ -= std::min(cost, entries_left_);
     return entries_left_ > 0;
+}
+
+bool RowFinder::goes_astray(size_t from) {
+    size_t unsound = 0;
+    for (size_t rows = 0; rows < ROWS_ASTRAY && from < ROW_SIZE_MAX; ++rows) {
+        const RowScan scan = scanner_.scan(from, fields_.data());
+        if (scan.result == ScanResult::damaged)
+            return unsound > 0;
+        if (!spend(scan) || scan.result != ScanResult::row || scanner_.is_telling(scan, fields_.data()))
+            return false;
+        unsound += scanner_.unsound_values(scan, fields_.data());
+        from += static_cast<size_t>(scan.size);
+    }
+    return false;
 }
 
 size_t RowFinder::rows_held(const RowScan &scan, const Field *fields) {

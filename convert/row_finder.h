@@ -37,6 +37,10 @@ public:
     // was: they lead on to the rows behind it. `fields` as the scanner left them. Moves the window's data.
     size_t rows_held(const RowScan &scan, const Field *fields);
 
+    // Whether there are rows at `from`, counted from the window's start, of which none speaks for itself and
+    // some have values that are none, and behind them something that is no row. Moves the window's data.
+    bool goes_astray(size_t from);
+
     // The table has rows without entries: zeros can be such rows where they could also be the end of a value.
     void expect_empty_rows() { expects_empty_rows_ = true; }
 

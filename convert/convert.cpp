@@ -158,7 +158,8 @@ bool Conversion::write_table(DumpReader &reader, CellDecoder &decoder, const Tab
         const std::lock_guard lock(progress_mutex_);
         progress_.update(task.table.name, rows, queue_.bytes_done() + position);
     };
-    const size_t threads = threads_for(task.info->end - task.info->rows_at, tables_at_once());
+    const size_t threads =
+        threads_for(task.info->end - task.info->rows_at, reader.row_size_max(), tables_at_once());
     const std::string fault = write_rows(reader, decoder, *task.writer, report, threads, progress);
     if (!fault.empty())
         report_.failure(fault);

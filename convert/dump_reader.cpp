@@ -40,6 +40,13 @@ DumpReader::DumpReader(const DumpFile &file, const TableInfo &table, size_t wind
       columns_(table.entry_columns.empty() ? 0 : table.columns.size()), long_stream_(file.fd(), file.path()),
       previous_at_(table.rows_at), previous_entries_(scanner_.columns()) {}
 
+uint64_t DumpReader::row_size_max() const {
+    uint64_t size = 0;
+    for (const ColumnRule &rule : scanner_.rules())
+        size += rule.declared;
+    return size;
+}
+
 std::vector<Damage> DumpReader::take_damage() {
     return std::exchange(damage_, {});
 }

@@ -40,6 +40,8 @@ public:
     void watch_for_surplus() { surplus_tries_ = table_.entry_columns.empty() ? SURPLUS_TRIES : 0; }
     const std::optional<TableInfo> &late_surplus() const { return late_surplus_; }
 
+    // Bytes of the longest row as its columns are declared, without a LONG value.
+    uint64_t row_size_max() const;
     // Columns of the rows.
     size_t columns() const { return columns_.empty() ? fields_.size() : columns_.size(); }
     // Where the values of the row handed out last lie, but for a LONG value: that can have been put together

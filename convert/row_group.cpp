@@ -24,7 +24,8 @@ bool RowGroup::read(DumpReader &reader) {
     try {
         Row row;
         while (!is_full() && reader.next(row)) {
-            take_damage(reader);
+            if (reader.has_damage())
+                take_damage(reader);
             add(row, reader);
         }
     } catch (const InputError &error) {
@@ -45,13 +46,16 @@ void RowGroup::clear(size_t columns) {
     used_ = 0;
 }
 
+void RowGroup::release() {
+    if (bytes_.size() > 2 * FULL_SIZE)
+        bytes_ = {};
+}
+
 bool RowGroup::is_full() const {
     return used_ >= FULL_SIZE || fields_.size() >= FULL_FIELDS;
 }
 
 void RowGroup::take_damage(DumpReader &reader) {
-    if (!reader.has_damage())
-        return;
     std::vector<Damage> met = reader.take_damage();
     std::move(met.begin(), met.end(), std::back_inserter(damage_));
 }

@@ -39,6 +39,9 @@ public:
             take_damage(std::move(damage_[damage++]));
     }
 
+    // The rows are not needed any more: what they take beyond the usual is given up.
+    void release();
+
     // Rows of the table up to the last of these, and the file offset behind it.
     uint64_t rows() const { return rows_; }
     uint64_t position() const { return position_; }

@@ -126,18 +126,4 @@ bool is_readable(const uint8_t *data, size_t size) {
                         [](uint8_t c) { return c < ' ' && c != '\t' && c != '\n' && c != '\r'; });
 }
 
-bool holds_zero_pair(const uint8_t *data, size_t size) {
-    const uint8_t *const end = data + size;
-    while (end - data >= 2) {
-        const auto *zero =
-            static_cast<const uint8_t *>(std::memchr(data, 0, static_cast<size_t>(end - data - 1)));
-        if (zero == nullptr)
-            return false;
-        if (zero[1] == 0)
-            return true;
-        data = zero + 2;
-    }
-    return false;
-}
-
 } // namespace vexlo

@@ -45,7 +45,4 @@ bool is_telling_value(ColumnKind kind, const uint8_t *data, size_t size);
 // What people write: bytes of other types hold control characters.
 bool is_readable(const uint8_t *data, size_t size);
 
-// Whether two zero bytes stand side by side, as they do at the end of every row.
-bool holds_zero_pair(const uint8_t *data, size_t size);
-
 } // namespace vexlo

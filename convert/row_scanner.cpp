@@ -5,6 +5,7 @@
 
 #include "convert/dump_format.h"
 #include "format/byte_order.h"
+#include "values/text_scan.h"
 
 namespace vexlo {
 
@@ -19,6 +20,11 @@ constexpr const char *WRONG_LENGTH = "a value of a length that its column cannot
 void rebase(Field *fields, size_t count, const uint8_t *from, const uint8_t *to) {
     for (size_t i = 0; i < count && from != to; ++i)
         fields[i].data = to + (fields[i].data - from);
+}
+
+// Whether the bytes have two zeros side by side, as they stand at the end of every row.
+bool hold_zero_pair(const uint8_t *data, size_t size) {
+    return holds_zero_pair(reinterpret_cast<const char *>(data), size);
 }
 
 void fail(RowScan &scan, ScanResult result, const char *reason) {
@@ -195,19 +201,20 @@ bool RowScanner::is_telling(const RowScan &scan, const Field *fields) const {
 bool RowScanner::is_odd(size_t from, const RowScan &scan, const Field *fields) const {
     if (!scan.as_declared || scan.odd_chunks)
         return true;
+    if (scan.long_at == 0 && !hold_zero_pair(window_.data() + from, scan.row_size - MARK_SIZE))
+        return false;
     for (size_t i = 0; i < scan.entries; ++i)
         if (fields[i].size > SWALLOWING_SIZE && rules_[i].free_length &&
-            holds_zero_pair(fields[i].data, fields[i].size))
+            hold_zero_pair(fields[i].data, fields[i].size))
             return true;
     const size_t block = from + scan.row_size;
     return scan.long_at != 0 && scan.long_size > SWALLOWING_SIZE && from + scan.size <= window_.available() &&
-           holds_zero_pair(window_.data() + block,
-                           static_cast<size_t>(scan.size) - scan.row_size - MARK_SIZE);
+           hold_zero_pair(window_.data() + block, static_cast<size_t>(scan.size) - scan.row_size - MARK_SIZE);
 }
 
 bool RowScanner::hides_zeros(const RowScan &scan, const Field *fields) const {
     for (size_t i = 0; i < scan.entries; ++i)
-        if (fields[i].kind == FieldKind::value && holds_zero_pair(fields[i].data, fields[i].size) &&
+        if (fields[i].kind == FieldKind::value && hold_zero_pair(fields[i].data, fields[i].size) &&
             !is_sound_value(rules_[i].kind, fields[i].data, fields[i].size))
             return true;
     return false;

@@ -15,6 +15,7 @@ namespace {
 
 constexpr size_t BATCH_LIMIT = 2 << 20;   // bytes of output that one group of rows may hold back
 constexpr uint64_t SMALL_TABLE = 4 << 20; // bytes; is converted before another thread has got under way
+constexpr uint64_t LARGE_ROW = 1 << 20;   // every thread holds some
 constexpr size_t THREADS_MAX = 4;         // reading goes on one thread at a time, and so does writing
 
 struct Item {
@@ -49,6 +50,7 @@ void format_rows(Item &item, RowFormatter &formatter, FLUSH &&flush) {
                 flush();
         },
         [&](Damage &&damage) { batch.losses.add(damage.row, damage.offset, std::move(damage.text)); });
+    item.rows.release();
 }
 
 } // namespace
@@ -79,9 +81,11 @@ std::string write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &wr
     return fault;
 }
 
-size_t threads_for(uint64_t bytes, size_t tables) {
+size_t threads_for(uint64_t bytes, uint64_t row_size, size_t tables) {
     const size_t processors = std::max(std::thread::hardware_concurrency(), 1U);
-    return bytes < SMALL_TABLE ? 1 : std::clamp<size_t>(processors / tables, 1, THREADS_MAX);
+    return bytes < SMALL_TABLE || row_size > LARGE_ROW
+               ? 1
+               : std::clamp<size_t>(processors / tables, 1, THREADS_MAX);
 }
 
 } // namespace vexlo

@@ -22,8 +22,9 @@ using RowsProgress = std::function<void(uint64_t rows, uint64_t position)>;
 std::string write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &writer, TableReport &report,
                        size_t threads, const RowsProgress &progress);
 
-// How many threads a table is worth that takes `bytes` in its dump, when `tables` of them are converted at
-// the same time: one where it is small, otherwise the processors, as far as they help.
-size_t threads_for(uint64_t bytes, size_t tables);
+// How many threads a table is worth that takes `bytes` in its dump, in rows of up to `row_size`, when
+// `tables` of them are converted at the same time: one where it is small or its rows would fill the memory,
+// otherwise the processors, as far as they help.
+size_t threads_for(uint64_t bytes, uint64_t row_size, size_t tables);
 
 } // namespace vexlo

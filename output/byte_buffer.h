@@ -24,6 +24,8 @@ public:
         return cursor_;
     }
     void commit_to(char *end) { cursor_ = end; }
+    // Bytes from `at`, which lies in that room, up to its end.
+    size_t room_behind(const char *at) const { return static_cast<size_t>(end_ - at); }
 
     void put(char c) {
         *reserve(1) = c;

@@ -9,6 +9,8 @@
 #include "output/oracle_target.h"
 #include "output/postgresql_target.h"
 #include "output/rejected_rows.h"
+#include "values/datetime.h"
+#include "values/number.h"
 #include "values/text_scan.h"
 
 namespace vexlo {
@@ -149,9 +151,8 @@ class CsvFormatter : public RowFormatter {
 public:
     CsvFormatter(CellDecoder &decoder, const CsvForm &form)
         : decoder_(decoder), form_(form), check_(decoder), rejecter_(decoder) {
-        const bool as_stored = form.dialect != Dialect::postgresql && form.null_text.empty();
         for (size_t i = 0; i < decoder.table().columns.size(); ++i)
-            copied_.push_back(as_stored && decoder.keeps_ascii(i));
+            ways_.push_back(way_of(i));
     }
 
     void format(const Row &row, RowBatch &batch) override {
@@ -161,10 +162,10 @@ public:
             return;
         const size_t start = batch.bytes.size();
         for (size_t i = 0; i < columns.size(); ++i) {
+            if (!large && (i = put_fields(row, i, batch.bytes)) == columns.size())
+                break;
             if (i > 0)
                 batch.bytes.put(form_.delimiter);
-            if (copied_[i] && copy_text_field(row.fields[i], batch.bytes))
-                continue;
             char *const out = batch.bytes.reserve(CellDecoder::SCRATCH_SIZE);
             Cell cell = decoder_.decode(row, i, out, batch.losses);
             if (form_.dialect == Dialect::oracle)
@@ -184,17 +185,77 @@ public:
     }
 
 private:
-    // Most texts are ASCII without anything to quote: they are copied while that is found out. False when the
-    // field is another one.
-    bool copy_text_field(const Field &field, ByteBuffer &bytes) const {
-        if (field.kind != FieldKind::value || field.size == 0 || field.data[0] == '\\')
-            return false;
-        char *const end =
-            copy_without<'"', '\n', '\r'>(form_.delimiter, reinterpret_cast<const char *>(field.data),
-                                          field.size, bytes.reserve(field.size + WRITE_SLACK));
-        if (end != nullptr)
-            bytes.commit_to(end);
-        return end != nullptr;
+    // How most fields of a column come into the plain form: what is to be known of a value for other forms is
+    // not asked for.
+    enum class Way : uint8_t { any, text, number, moment };
+
+    Way way_of(size_t column) const {
+        if (form_.dialect != Dialect::none || form_.any_value_quoted)
+            return Way::any;
+        switch (decoder_.table().columns[column].kind) {
+        case ColumnKind::number:
+            return Way::number;
+        case ColumnKind::date:
+        case ColumnKind::timestamp:
+            return Way::moment;
+        default:
+            return decoder_.keeps_ascii(column) ? Way::text : Way::any;
+        }
+    }
+
+    // Writes the fields from `first` on, with what stands between them, up to one that has to be looked at
+    // more closely. Returns which that is, or the number of columns.
+    size_t put_fields(const Row &row, size_t first, ByteBuffer &bytes) const {
+        constexpr size_t FIELD_ROOM = CellDecoder::SCRATCH_SIZE + WRITE_SLACK;
+        const char delimiter = form_.delimiter;
+        char *out = bytes.reserve(0);
+        size_t i = first;
+        for (const size_t count = ways_.size(); i < count; ++i) {
+            const Field &field = row.fields[i];
+            const size_t needed = field.size + FIELD_ROOM;
+            if (needed > bytes.room_behind(out)) {
+                bytes.commit_to(out);
+                out = bytes.reserve(needed);
+            }
+            *out = delimiter;
+            char *const end = put_field(field, ways_[i], out + (i > 0));
+            if (end == nullptr)
+                break;
+            out = end;
+        }
+        bytes.commit_to(out);
+        return i;
+    }
+
+    // Null when the field is none of those that its column mostly has.
+    char *put_field(const Field &field, Way way, char *out) const {
+        if (way == Way::any)
+            return nullptr;
+        if (field.kind != FieldKind::value)
+            return field.kind == FieldKind::null ? out : nullptr;
+        if (way == Way::text)
+            return put_text(field, out);
+        if (way == Way::number)
+            return format_number(field.data, field.size, out);
+        Moment moment;
+        return decode_moment(field.data, field.size, moment) ? format_moment(moment, MomentStyle::iso, out)
+                                                             : nullptr;
+    }
+
+    // Most texts are ASCII without quotes: they are copied while that is found out. Null for another one.
+    char *put_text(const Field &field, char *out) const {
+        if (field.size == 0 || field.data[0] == '\\')
+            return nullptr;
+        const char *const text = reinterpret_cast<const char *>(field.data);
+        const CopiedText found = copy_and_look<'"', '\n', '\r'>(form_.delimiter, text, field.size, out);
+        if (found.foreign)
+            return nullptr;
+        if (!found.marked)
+            return out + field.size;
+        *out = '"';
+        char *const end = copy_text(out + 1, text, field.size);
+        *end = '"';
+        return end + 1;
     }
 
     static void give_to_oracle(const Row &row, const Column &column, Cell &cell, RowBatch &batch) {
@@ -226,7 +287,7 @@ private:
     const CsvForm &form_;
     PostgresqlCheck check_;
     RowRejecter rejecter_;
-    std::vector<uint8_t> copied_; // whether the texts of the column can be copied as they are stored
+    std::vector<Way> ways_; // of each column
 };
 
 class CsvWriter : public TableWriter {

@@ -1,5 +1,7 @@
 #include "values/number.h"
 
+#include <array>
+
 #include "values/digits.h"
 
 namespace vexlo {
@@ -57,7 +59,7 @@ char *put_decimal(char *out, const Decimal &d) {
 
 // The digit of a byte: stored plus 1 in a positive value, as 101 minus it in a negative one. Above 99 when
 // the byte is none.
-unsigned digit_of(uint8_t byte, bool negative) {
+constexpr unsigned digit_of(uint8_t byte, bool negative) {
     return negative ? 101U - byte : byte - 1U;
 }
 
@@ -81,6 +83,20 @@ bool unpack_digits(const uint8_t *p, size_t size, bool negative, Decimal &d) {
     return true;
 }
 
+// The two characters of each byte that is a digit, the first one in the low byte; 0 for the others.
+using PairTable = std::array<uint16_t, 256>;
+
+constexpr PairTable pair_table(bool negative) {
+    PairTable pairs{};
+    for (unsigned byte = 0; byte < pairs.size(); ++byte)
+        if (const unsigned digit = digit_of(static_cast<uint8_t>(byte), negative); digit <= 99)
+            pairs[byte] = static_cast<uint16_t>(('0' + digit / 10) | ('0' + digit % 10) << 8);
+    return pairs;
+}
+
+constexpr PairTable POSITIVE_PAIRS = pair_table(false), NEGATIVE_PAIRS = pair_table(true);
+constexpr uint16_t ZERO_PAIR = '0' | '0' << 8;
+
 // Values of up to four base-100 digits with the point inside or close behind them are put together in one
 // register, eight characters from the lowest byte on. Returns the end, or null when the value is not of this
 // kind.
@@ -88,15 +104,16 @@ char *put_short(const uint8_t *p, size_t size, int exponent, bool negative, char
     constexpr size_t WORD = sizeof(uint64_t);
     if (size > WORD / 2 || static_cast<unsigned>(exponent) >= WORD / 2)
         return nullptr;
+    const PairTable &pairs = negative ? NEGATIVE_PAIRS : POSITIVE_PAIRS;
     uint64_t word = 0x3030303030303030; // "00000000"
+    bool sound = pairs[p[0]] != ZERO_PAIR && pairs[p[size - 1]] != ZERO_PAIR;
     for (size_t i = 0; i < size; ++i) {
-        const unsigned digit = digit_of(p[i], negative);
-        if (digit > 99 || ((i == 0 || i + 1 == size) && digit == 0))
-            return nullptr;
-        uint16_t pair;
-        std::memcpy(&pair, &DIGIT_PAIRS[2 * digit], sizeof pair);
+        const uint16_t pair = pairs[p[i]];
+        sound &= pair != 0;
         word |= uint64_t{pair} << (16 * i);
     }
+    if (!sound)
+        return nullptr;
     const bool lead = (word & 0x0F) == 0;
     const size_t last = 2 * size - 1;
     const size_t count = 2 * size - lead - (((word >> (8 * last)) & 0x0F) == 0);

@@ -61,24 +61,49 @@ inline const uint8_t *skip_zeros(const uint8_t *data, const uint8_t *end) {
     return data;
 }
 
-// Copies a text to `out`, which has room for WRITE_SLACK bytes more, as long as every byte is below 0x80 and
-// none is a, b, c or d; returns the end, or null when one is.
+// Whether two zero bytes stand side by side.
+inline bool holds_zero_pair(const char *data, size_t size) {
+    constexpr size_t HALF = 16;
+    const __m128i zero = _mm_set1_epi8(0);
+    for (size_t at = 0; at + 1 < size; at += HALF) {
+        const __m128i both = _mm_or_si128(load_16(data + at), load_16(data + at + 1));
+        const auto pairs = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(both, zero)));
+        const size_t places = size - 1 - at;
+        if ((places < HALF ? pairs & ((1U << places) - 1) : pairs) != 0)
+            return true;
+    }
+    return false;
+}
+
+// What a text has been found to hold while it was copied.
+struct CopiedText {
+    bool foreign; // bytes from 0x80 on, or the character a
+    bool marked;  // the characters b, c or d
+};
+
+// Copies a text to `out`, which has room for WRITE_SLACK bytes more, and looks for characters in it.
 template <char a, char b, char c>
-char *copy_without(char d, const char *data, size_t size, char *out) {
+CopiedText copy_and_look(char d, const char *data, size_t size, char *out) {
     const __m128i last = _mm_set1_epi8(d);
-    const auto copy_half = [&](size_t at) {
-        const __m128i half = load_16(data + at);
-        std::memcpy(out + at, &half, sizeof half);
-        const __m128i ab =
-            _mm_or_si128(_mm_cmpeq_epi8(half, _mm_set1_epi8(a)), _mm_cmpeq_epi8(half, _mm_set1_epi8(b)));
-        const __m128i cd = _mm_or_si128(_mm_cmpeq_epi8(half, _mm_set1_epi8(c)), _mm_cmpeq_epi8(half, last));
-        return static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(half, _mm_or_si128(ab, cd))));
-    };
-    for (; size > BLOCK_SIZE; data += BLOCK_SIZE, out += BLOCK_SIZE, size -= BLOCK_SIZE)
-        if ((copy_half(0) | copy_half(16)) != 0)
-            return nullptr;
-    const uint64_t mask = copy_half(0) | uint64_t{copy_half(16)} << 16;
-    return (mask & ((uint64_t{1} << size) - 1)) == 0 ? out + size : nullptr;
+    bool foreign = false, marked = false;
+    for (;; data += BLOCK_SIZE, out += BLOCK_SIZE, size -= BLOCK_SIZE) {
+        uint64_t foreign_at = 0, marked_at = 0;
+        for (size_t at = 0; at < BLOCK_SIZE; at += BLOCK_SIZE / 2) {
+            const __m128i half = load_16(data + at);
+            std::memcpy(out + at, &half, sizeof half);
+            const __m128i bc =
+                _mm_or_si128(_mm_cmpeq_epi8(half, _mm_set1_epi8(b)), _mm_cmpeq_epi8(half, _mm_set1_epi8(c)));
+            const __m128i of_a = _mm_or_si128(half, _mm_cmpeq_epi8(half, _mm_set1_epi8(a)));
+            const __m128i of_d = _mm_or_si128(bc, _mm_cmpeq_epi8(half, last));
+            foreign_at |= uint64_t{static_cast<uint32_t>(_mm_movemask_epi8(of_a))} << at;
+            marked_at |= uint64_t{static_cast<uint32_t>(_mm_movemask_epi8(of_d))} << at;
+        }
+        const uint64_t inside = size < BLOCK_SIZE ? (uint64_t{1} << size) - 1 : UINT32_MAX;
+        foreign |= (foreign_at & inside) != 0;
+        marked |= (marked_at & inside) != 0;
+        if (size <= BLOCK_SIZE)
+            return {foreign, marked};
+    }
 }
 
 // Copies a text to `out`, which has room for WRITE_SLACK bytes more; returns the end.

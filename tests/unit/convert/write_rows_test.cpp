@@ -1,4 +1,7 @@
 // The way of rows to their output, whatever the number of threads.
+#include <algorithm>
+#include <thread>
+
 #include <gtest/gtest.h>
 
 #include "convert/dump_texts.h"
@@ -152,10 +155,14 @@ TEST_F(WriteRows, NeitherOutputNorReportDependsOnTheThreads) {
     }
 }
 
-TEST_F(WriteRows, WhatASmallTableIsWorth) {
-    EXPECT_EQ(vexlo::threads_for(0, 1), 1U);
-    EXPECT_EQ(vexlo::threads_for(1 << 20, 1), 1U);
-    EXPECT_EQ(vexlo::threads_for(uint64_t{1} << 40, 64), 1U);
+TEST_F(WriteRows, SmallTablesAndLargeRowsAreForOneThread) {
+    constexpr uint64_t LARGE = uint64_t{1} << 40;
+    EXPECT_EQ(vexlo::threads_for(0, 100, 1), 1U);
+    EXPECT_EQ(vexlo::threads_for(1 << 20, 100, 1), 1U);
+    EXPECT_EQ(vexlo::threads_for(LARGE, 100, 1000), 1U);
+    EXPECT_EQ(vexlo::threads_for(LARGE, 8 << 20, 1), 1U);
+    EXPECT_EQ(vexlo::threads_for(LARGE, 100, 1),
+              std::min(4U, std::max(std::thread::hardware_concurrency(), 1U)));
 }
 
 } // namespace

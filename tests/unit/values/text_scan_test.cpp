@@ -1,4 +1,5 @@
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -35,6 +36,59 @@ TEST(TextScan, CopiesEverySize) {
         ASSERT_EQ(vexlo::copy_text(target.data(), source.data(), size), target.data() + size);
         ASSERT_EQ(target.substr(0, size), source.substr(0, size));
     }
+}
+
+TEST(TextScan, CopiesWhileItLooks) {
+    for (size_t size = 0; size <= 100; ++size) {
+        std::string text = padded(size);
+        std::string target(size + vexlo::WRITE_SLACK, '\0');
+        const auto look = [&] {
+            const vexlo::CopiedText found =
+                vexlo::copy_and_look<'"', '\n', '\r'>(',', text.data(), size, target.data());
+            EXPECT_EQ(target.substr(0, size), text.substr(0, size));
+            return std::pair(found.foreign, found.marked);
+        };
+        ASSERT_EQ(look(), std::pair(false, false)) << size;
+        for (size_t at = 0; at < size; ++at) {
+            for (const char c : {'"', '\x80', '\xFF'}) {
+                text[at] = c;
+                ASSERT_EQ(look(), std::pair(true, false)) << size << " " << at;
+            }
+            for (const char c : {',', '\n', '\r'}) {
+                text[at] = c;
+                ASSERT_EQ(look(), std::pair(false, true)) << size << " " << at;
+            }
+            text[at] = 'x';
+        }
+    }
+}
+
+TEST(TextScan, FindsTwoZerosSideBySide) {
+    for (size_t size = 0; size <= 70; ++size) {
+        std::string text = std::string(size, 'x') + std::string(vexlo::READ_SLACK, '\0');
+        ASSERT_FALSE(vexlo::holds_zero_pair(text.data(), size)) << size;
+        for (size_t at = 0; at < size; ++at) {
+            text[at] = '\0'; // the last one has a zero behind it that does not count
+            ASSERT_FALSE(vexlo::holds_zero_pair(text.data(), size)) << size << " " << at;
+            if (at + 1 < size) {
+                text[at + 1] = '\0';
+                ASSERT_TRUE(vexlo::holds_zero_pair(text.data(), size)) << size << " " << at;
+                text[at + 1] = 'x';
+            }
+            text[at] = 'x';
+        }
+    }
+}
+
+TEST(TextScan, SkipsZerosFromAndToAnyPlace) {
+    for (size_t begin = 0; begin < 9; ++begin)
+        for (size_t zeros = 0; zeros < 40; ++zeros)
+            for (const size_t behind : {0U, 1U, 20U}) {
+                const std::string text =
+                    std::string(begin, 'x') + std::string(zeros, '\0') + std::string(behind, '\x01');
+                const auto *data = reinterpret_cast<const uint8_t *>(text.data());
+                ASSERT_EQ(vexlo::skip_zeros(data + begin, data + text.size()), data + begin + zeros);
+            }
 }
 
 } // namespace

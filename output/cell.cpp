@@ -78,6 +78,8 @@ private:
 } // namespace
 
 uint64_t stream_size(ValueStream &stream) {
+    if (const std::optional<uint64_t> known = stream.known_size())
+        return *known;
     uint64_t size = 0;
     stream.for_each_piece([&size](std::span<const uint8_t> piece) { size += piece.size(); });
     return size;

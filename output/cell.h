@@ -143,7 +143,7 @@ private:
     std::unique_ptr<ValueStream> decoded_; // of the cell decoded last
 };
 
-// Bytes of a stream, which is read for that.
+// Bytes of a stream, which is read for that unless it knows them.
 uint64_t stream_size(ValueStream &stream);
 
 // Hands the pieces of a stream to take(std::string_view), which appends them to the batch in some form; what

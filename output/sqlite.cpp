@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <limits>
 #include <utility>
 
@@ -30,7 +31,7 @@ std::unique_ptr<Format> make_sqlite_format(Destination &, const std::string &, c
 }
 
 std::unique_ptr<ResumableDatabase> open_resumable_database(const std::string &, const std::string &,
-                                                           const FormatOptions &) {
+                                                           const FormatOptions &, bool) {
     refuse();
 }
 
@@ -44,6 +45,7 @@ std::optional<std::set<std::string>> database_tables(const std::string &) {
 
 #include <sqlite3.h>
 
+#include "output/background_task.h"
 #include "output/create_table.h"
 #include "output/sqlite_target.h"
 
@@ -63,15 +65,29 @@ public:
             throw OutputError(path + ": " + message);
         }
     }
-    ~Database() { sqlite3_close(handle_); }
+    ~Database() {
+        try {
+            settle();
+        } catch (const OutputError &) { // nobody is left to be told
+        }
+        sqlite3_close(handle_);
+    }
     Database(const Database &) = delete;
     Database &operator=(const Database &) = delete;
 
+    // Runs a task of this database on a thread of its own, behind the one before. What it throws comes out of
+    // the next call that uses the database.
+    void defer(std::function<void()> task) { tasks_.start(std::move(task)); }
+    // Waits for the task that runs.
+    void settle() { tasks_.wait(); }
+
     void execute(const std::string &sql) {
+        settle();
         check(sqlite3_exec(handle_, sql.c_str(), nullptr, nullptr, nullptr));
     }
 
     sqlite3_stmt *prepare(const std::string &sql) {
+        settle();
         sqlite3_stmt *statement = nullptr;
         check(sqlite3_prepare_v2(handle_, sql.c_str(), -1, &statement, nullptr));
         return statement;
@@ -90,7 +106,7 @@ public:
     }
 
     // A failure can end a transaction.
-    bool in_transaction() const { return sqlite3_get_autocommit(handle_) == 0; }
+    bool in_transaction() const { return sqlite3_get_autocommit(handle_) == 0; } // with no task running
 
     void check(int rc) const {
         if (rc != SQLITE_OK && rc != SQLITE_DONE)
@@ -100,6 +116,7 @@ public:
     sqlite3 *handle() const { return handle_; }
 
     void close() {
+        settle();
         check(sqlite3_close(handle_));
         handle_ = nullptr;
     }
@@ -107,6 +124,7 @@ public:
 private:
     std::string path_;
     sqlite3 *handle_ = nullptr;
+    BackgroundTask tasks_;
 };
 
 std::string insert_statement(const std::string &name, size_t columns) {
@@ -304,6 +322,10 @@ public:
     ~SqliteWriter() override {
         if (insert_ == nullptr)
             return;
+        try {
+            database_.settle();
+        } catch (const OutputError &) { // the same
+        }
         blob_.close();
         sqlite3_finalize(insert_);
         try {
@@ -317,15 +339,20 @@ public:
         return std::make_unique<SqliteFormatter>(decoder, all_real_);
     }
 
+    // The rows are stored while the next ones are made.
     void write(RowBatch &batch) override {
-        // What is bound is used where it stands, unless the row goes on when the batch is gone.
-        lifetime_ = batch.ends_in_row ? SQLITE_TRANSIENT : SQLITE_STATIC;
-        for (const char *at = batch.bytes.data(), *const end = at + batch.bytes.size(); at < end;)
-            take(at);
+        database_.settle();
+        storing_.swap(batch.bytes);
+        row_goes_on_ = batch.ends_in_row;
         batch.clear();
+        database_.defer([this] {
+            for (const char *at = storing_.data(), *const end = at + storing_.size(); at < end;)
+                take(at);
+        });
     }
 
     void finish() override {
+        database_.settle();
         blob_.close();
         sqlite3_finalize(insert_);
         insert_ = nullptr;
@@ -363,10 +390,10 @@ private:
         case StoredKind::real:
             return sqlite3_bind_double(insert_, next_, take_raw<double>(p));
         case StoredKind::text:
-            return bind_text(take_sized(p), lifetime_);
+            return bind_text(take_sized(p), lifetime());
         case StoredKind::blob: {
             const std::string_view data = take_sized(p);
-            return sqlite3_bind_blob64(insert_, next_, data.data(), data.size(), lifetime_);
+            return sqlite3_bind_blob64(insert_, next_, data.data(), data.size(), lifetime());
         }
         case StoredKind::empty_blob:
             return sqlite3_bind_zeroblob64(insert_, next_, take_raw<uint64_t>(p));
@@ -375,8 +402,15 @@ private:
         }
     }
 
-    int bind_text(std::string_view text, sqlite3_destructor_type lifetime) {
-        return sqlite3_bind_text64(insert_, next_, text.data(), text.size(), lifetime, SQLITE_UTF8);
+    // What is bound is used where it stands, unless the row goes on when the batch is gone; it is written
+    // with its last value.
+    sqlite3_destructor_type lifetime() const {
+        const bool is_last = next_ == static_cast<int>(columns_.size());
+        return row_goes_on_ && !is_last ? SQLITE_TRANSIENT : SQLITE_STATIC;
+    }
+
+    int bind_text(std::string_view text, sqlite3_destructor_type destructor) {
+        return sqlite3_bind_text64(insert_, next_, text.data(), text.size(), destructor, SQLITE_UTF8);
     }
 
     // A value has been bound with the result `rc`; the row is written with its last one.
@@ -399,7 +433,8 @@ private:
     int next_ = 1;                 // parameter to be bound
     std::deque<std::string> held_; // the texts of the row that came in parts
     uint64_t held_size_ = 0;       // bytes that the last one gets
-    sqlite3_destructor_type lifetime_ = SQLITE_STATIC;
+    ByteBuffer storing_;           // rows on their way into the database
+    bool row_goes_on_ = false;     // the last of them does, in what comes behind
     BlobWriter blob_;
 };
 
@@ -453,8 +488,10 @@ constexpr char TABLE_NAMES[] = "SELECT name FROM sqlite_schema WHERE type='table
 // which are few.
 class ResumableSqliteFormat : public ResumableDatabase {
 public:
-    ResumableSqliteFormat(const std::string &path, const std::string &earlier, bool all_real)
+    ResumableSqliteFormat(const std::string &path, const std::string &earlier, bool all_real, bool has_lobs)
         : path_(take_over(path, earlier)), database_(path_->temporary()), all_real_(all_real) {
+        if (has_lobs) // no effect on a database that is there already
+            database_.execute("PRAGMA page_size=65536");
         database_.execute("PRAGMA locking_mode=EXCLUSIVE");
         database_.execute("PRAGMA synchronous=NORMAL");
         database_.execute("BEGIN");
@@ -494,6 +531,7 @@ private:
     }
 
     void end_transaction(const char *how) {
+        database_.settle();
         if (database_.in_transaction())
             database_.execute(how);
         database_.execute("BEGIN");
@@ -511,9 +549,10 @@ std::unique_ptr<Format> make_sqlite_format(Destination &destination, const std::
     return std::make_unique<SqliteFormat>(destination.path_for(name, ".sqlite"), options.real_numbers);
 }
 
-std::unique_ptr<ResumableDatabase>
-open_resumable_database(const std::string &path, const std::string &earlier, const FormatOptions &options) {
-    return std::make_unique<ResumableSqliteFormat>(path, earlier, options.real_numbers);
+std::unique_ptr<ResumableDatabase> open_resumable_database(const std::string &path,
+                                                           const std::string &earlier,
+                                                           const FormatOptions &options, bool has_lobs) {
+    return std::make_unique<ResumableSqliteFormat>(path, earlier, options.real_numbers, has_lobs);
 }
 
 std::optional<std::set<std::string>> database_tables(const std::string &path) {

@@ -24,9 +24,11 @@ public:
 };
 
 // A database that will be at `path`. `earlier` is what another run has left of it, be it at `path`; empty to
-// begin a new one. Throws UsageError when the program was built without SQLite, OutputError.
-std::unique_ptr<ResumableDatabase>
-open_resumable_database(const std::string &path, const std::string &earlier, const FormatOptions &options);
+// begin a new one, which has large pages when its tables have LOBs. Throws UsageError when the program was
+// built without SQLite, OutputError.
+std::unique_ptr<ResumableDatabase> open_resumable_database(const std::string &path,
+                                                           const std::string &earlier,
+                                                           const FormatOptions &options, bool has_lobs);
 
 // The tables of the database that a run has left at `path`; nothing when there is none or it is not sound.
 std::optional<std::set<std::string>> database_tables(const std::string &path);

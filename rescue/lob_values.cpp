@@ -65,26 +65,29 @@ LobCounts &LobCounts::operator+=(const LobCounts &other) {
     return *this;
 }
 
-// One LOB on its way out: turned into UTF-8 where it is text, cut at the limit.
+// The LOBs of one column on their way out, one after the other: turned into UTF-8 where they are text, cut at
+// the limit.
 class LobValues::Value final : public ValueStream, private LobSink {
 public:
-    // `locator` points into the row that is being resolved.
-    Value(LobValues &owner, const LobLocator &locator, const LobColumns::Entry &entry)
-        : owner_(owner), locator_(locator), segment_(*entry.segment), column_(entry.column) {}
+    Value(LobValues &owner, const LobColumns::Entry &entry)
+        : owner_(owner), segment_(*entry.segment), column_(entry.column) {}
 
     size_t column() const { return column_; }
 
-    // Reads the LOB once. What is short is held then.
-    LobOutcome read() {
+    // Turns to the LOB with this locator, which points into the row that is being resolved, and reads it
+    // once. What is short is held then.
+    LobOutcome read(LobLocator locator) {
+        locator_ = std::move(locator);
         bool held = true;
+        held_.clear();
+        size_ = 0;
         const LobOutcome outcome = run([&](std::span<const uint8_t> piece) {
+            size_ += piece.size();
             held = held && held_.size() + piece.size() <= HELD_SIZE;
             if (held)
                 held_.insert(held_.end(), piece.begin(), piece.end());
         });
         is_held_ = held;
-        if (!held)
-            std::vector<uint8_t>().swap(held_);
         held_.reserve(held_.size() + READ_SLACK);
         return outcome;
     }
@@ -111,6 +114,7 @@ public:
     }
 
     StreamForm form() const override { return is_text() ? StreamForm::text : StreamForm::binary; }
+    std::optional<uint64_t> known_size() const override { return size_; }
     void for_each_piece(const Take &take) override { run(take); }
 
 private:
@@ -189,25 +193,29 @@ private:
     std::string text_;
     std::vector<uint8_t> held_;
     bool is_held_ = false;
+    uint64_t size_ = 0; // of what comes out
 };
 
 LobValues::LobValues(const LobColumns &columns, BlockReader &blocks, const TextCharsets &charsets,
                      LobOptions options)
-    : columns_(columns), reader_(blocks), database_(charsets.database), national_(charsets.national),
-      options_(options), fields_(columns.output_columns()) {}
+    : reader_(blocks), database_(charsets.database), national_(charsets.national), options_(options),
+      fields_(columns.output_columns()) {
+    for (const LobColumns::Entry &entry : columns.entries())
+        values_.push_back(std::make_unique<Value>(*this, entry));
+}
 
 LobValues::~LobValues() = default;
 
 Row LobValues::resolve(const Row &row, std::string &fault) {
-    values_.clear();
+    shown_.clear();
     texts_.clear();
     std::copy_n(row.fields, fields_.size(), fields_.begin());
-    for (const LobColumns::Entry &entry : columns_.entries()) {
-        Field &field = fields_[entry.column];
+    for (const std::unique_ptr<Value> &value : values_) {
+        Field &field = fields_[value->column()];
         if (field.kind != FieldKind::lob)
             continue;
         std::string why;
-        field = resolve_column(field, entry, why);
+        field = resolve_column(field, *value, why);
         if (fault.empty())
             fault = why;
     }
@@ -215,7 +223,7 @@ Row LobValues::resolve(const Row &row, std::string &fault) {
 }
 
 void LobValues::move_to_files(LobFiles &files, uint64_t number) {
-    for (const std::unique_ptr<Value> &value : values_) {
+    for (Value *const value : shown_) {
         LobFiles::File file = files.open(number, value->column(), value->is_text());
         value->write(file);
         file.finish();
@@ -223,21 +231,19 @@ void LobValues::move_to_files(LobFiles &files, uint64_t number) {
     }
 }
 
-Field LobValues::resolve_column(const Field &field, const LobColumns::Entry &entry, std::string &fault) {
+Field LobValues::resolve_column(const Field &field, Value &value, std::string &fault) {
     constexpr Field NOTHING{FieldKind::null, 0, {nullptr}};
     if (options_.leave_out)
         return NOTHING;
     if (field.size > TYPE_AT && (field.data[TYPE_AT] & BFILE_FLAG) != 0)
         return resolve_bfile(field);
-    const std::optional<LobLocator> locator = decode_lob_locator(bytes_of(field), fault);
+    std::optional<LobLocator> locator = decode_lob_locator(bytes_of(field), fault);
     if (!locator) {
         fault += ": " + hex_text(bytes_of(field));
         ++counts_.not_understood;
         return NOTHING;
     }
-    auto made = std::make_unique<Value>(*this, *locator, entry);
-    Value &value = *made;
-    const LobOutcome outcome = value.read();
+    const LobOutcome outcome = value.read(std::move(*locator));
     counts_.cut += value.was_cut();
     counts_.replaced += value.replaced();
     if (!outcome.is_whole()) {
@@ -248,7 +254,7 @@ Field LobValues::resolve_column(const Field &field, const LobColumns::Entry &ent
     }
     if (outcome.fault == LobFault::lost)
         return NOTHING;
-    values_.push_back(std::move(made));
+    shown_.push_back(&value);
     return value.field();
 }
 

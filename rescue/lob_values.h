@@ -90,17 +90,17 @@ public:
 private:
     class Value;
 
-    Field resolve_column(const Field &field, const LobColumns::Entry &entry, std::string &fault);
+    Field resolve_column(const Field &field, Value &value, std::string &fault);
     Field keep_text(std::string text);
     Field resolve_bfile(const Field &field);
 
-    const LobColumns &columns_;
     LobReader reader_;
     TextDecoder database_;
     TextDecoder national_;
     LobOptions options_;
     std::vector<Field> fields_;
-    std::vector<std::unique_ptr<Value>> values_; // of the row resolved last
+    std::vector<std::unique_ptr<Value>> values_; // of the LOB columns; those of the row resolved last
+    std::vector<Value *> shown_;                 // that come out of that row
     std::deque<std::string> texts_;              // of BFILEs and files, the same
     LobCounts counts_;
 };

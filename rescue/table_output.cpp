@@ -88,8 +88,9 @@ std::vector<SharedNames> shared_names(const FormatOptions &options, const std::v
 }
 
 OutputFactory::OutputFactory(const RescueOptions &options, const TextCharsets &charsets,
-                             const std::vector<PlannedTable> &tables, const EarlierDatabase &earlier)
-    : options_(options), earlier_(earlier), charset_(charsets.database.oracle) {
+                             const std::vector<PlannedTable> &tables, const EarlierDatabase &earlier,
+                             bool has_lobs)
+    : options_(options), earlier_(earlier), has_lobs_(has_lobs), charset_(charsets.database.oracle) {
     if (!is_shared(options.format))
         return;
     const std::vector<SharedNames> names = shared_names(options.format, tables);
@@ -103,8 +104,8 @@ OutputFactory::~OutputFactory() = default;
 
 ResumableDatabase &OutputFactory::shared() {
     if (shared_ == nullptr) {
-        shared_ =
-            open_resumable_database(options_.output + "/" + DATABASE_FILE, earlier_.path, options_.format);
+        shared_ = open_resumable_database(options_.output + "/" + DATABASE_FILE, earlier_.path,
+                                          options_.format, has_lobs_);
         shared_->keep_tables(earlier_.kept_tables);
     }
     return *shared_;

@@ -39,9 +39,9 @@ struct EarlierDatabase {
 
 class OutputFactory {
 public:
-    // All arguments must outlive the factory.
+    // All arguments must outlive the factory. `has_lobs`: LOBs go into their columns in some of the tables.
     OutputFactory(const RescueOptions &options, const TextCharsets &charsets,
-                  const std::vector<PlannedTable> &tables, const EarlierDatabase &earlier);
+                  const std::vector<PlannedTable> &tables, const EarlierDatabase &earlier, bool has_lobs);
     ~OutputFactory();
 
     // Opens the outputs of a table, which must outlive them, at a stem of a planned table in the output
@@ -63,6 +63,7 @@ private:
 
     const RescueOptions &options_;
     const EarlierDatabase &earlier_;
+    const bool has_lobs_;
     std::string charset_;
     std::map<std::string, std::string> shared_names_; // by stem; empty for formats with files for each table
     std::unique_ptr<ResumableDatabase> shared_;       // from the first table on

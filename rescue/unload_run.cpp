@@ -189,7 +189,7 @@ private:
     bool is_done(size_t i) const { return record_.tables[i].status != TableStatus::failed; }
 
     void unload_tables() {
-        OutputFactory outputs(options_, charsets_, tables_, earlier_database_);
+        OutputFactory outputs(options_, charsets_, tables_, earlier_database_, writes_lobs());
         const bool shows = !options_.quiet && isatty(STDERR_FILENO) != 0;
         RescueProgress progress(console_, shows, tables_.size(),
                                 shows ? count_blocks(database_, tables_, options_.reading) : 0);
@@ -202,6 +202,13 @@ private:
                 unload_one(context, i);
         }
         outputs.finish(record_.tables);
+    }
+
+    bool writes_lobs() const {
+        return options_.lobs == LobMode::in_line &&
+               std::ranges::any_of(tables_, [&](const PlannedTable &table) {
+                   return !database_.dictionary.lobs(table.table->object).empty();
+               });
     }
 
     void unload_one(const UnloadContext &context, size_t i) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 
 namespace vexlo {
@@ -33,6 +34,8 @@ public:
     virtual ~ValueStream() = default;
 
     virtual StreamForm form() const = 0;
+    // Its bytes, where they have been counted.
+    virtual std::optional<uint64_t> known_size() const { return std::nullopt; }
     // Hands out the whole value, piece by piece; again with each call.
     virtual void for_each_piece(const Take &take) = 0;
 };

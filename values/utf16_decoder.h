@@ -21,9 +21,8 @@ public:
     uint64_t replaced() const { return replaced_; }
 
 private:
-    void put_unit(uint16_t unit, std::string &text);
-    void replace(std::string &text);
-    uint16_t unit_of(uint8_t first, uint8_t second) const;
+    char *put_unit(uint16_t unit, char *out);
+    char *replace(char *out);
 
     bool little_endian_;
     bool has_byte_ = false;

@@ -30,6 +30,26 @@ TEST(Utf16Decoder, LittleEndian) {
         EXPECT_EQ(decode(bytes, cut, true), "a\U0001F600") << cut;
 }
 
+// Characters of one to four bytes in UTF-8 at every place among ASCII letters, which are taken four at once.
+TEST(Utf16Decoder, OtherCharactersStandAnywhereAmongLetters) {
+    const std::pair<std::u16string, std::string> others[] = {
+        {u"\u0080", "\u0080"}, {u"\u2A00", "\u2A00"}, {u"\u4100", "\u4100"}, {u"\U0001F600", "\U0001F600"}};
+    for (const auto &[units, text] : others)
+        for (size_t place = 0; place <= 9; ++place)
+            for (const bool little_endian : {false, true}) {
+                const std::u16string whole =
+                    std::u16string(place, u'x') + units + std::u16string(9 - place, u'y');
+                Bytes bytes;
+                for (const char16_t unit : whole) {
+                    bytes.push_back(static_cast<uint8_t>(little_endian ? unit : unit >> 8));
+                    bytes.push_back(static_cast<uint8_t>(little_endian ? unit >> 8 : unit));
+                }
+                for (size_t cut = 0; cut <= bytes.size(); ++cut)
+                    EXPECT_EQ(decode(bytes, cut, little_endian),
+                              std::string(place, 'x') + text + std::string(9 - place, 'y'));
+            }
+}
+
 TEST(Utf16Decoder, HalfSurrogatePairsAreReplaced) {
     uint64_t replaced = 0;
     EXPECT_EQ(decode({0xD8, 0x3D, 0x00, 'a'}, 0, false, &replaced), "\uFFFDa");

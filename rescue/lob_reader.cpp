@@ -32,36 +32,6 @@ bool has_object(uint32_t object, const LobSegment &segment) {
 
 } // namespace
 
-std::string_view lob_fault_text(LobFault fault) {
-    switch (fault) {
-    case LobFault::none:
-        break;
-    case LobFault::no_segment:
-        return "the segment of the LOB is not known";
-    case LobFault::lost:
-        return "nothing leads to the data of the LOB";
-    case LobFault::missing_pages:
-        return "blocks of the LOB are lost";
-    case LobFault::unknown_length:
-        return "the length of the LOB is lost, whole pages are given";
-    case LobFault::length:
-        return "the stated length of the LOB reaches behind its last chunk";
-    case LobFault::damaged_stream:
-        return "the compressed data of the LOB is damaged";
-    case LobFault::list_block:
-        return "the LOB lies behind a list of extents, which is not decoded";
-    case LobFault::compress_low:
-        return "the LOB is compressed by the method LOW, which is not decoded";
-    case LobFault::deduplicated:
-        return "the LOB is deduplicated, which is not decoded";
-    case LobFault::encrypted:
-        return "the LOB is encrypted";
-    case LobFault::no_zlib:
-        return "the LOB is compressed, and this program was built without zlib";
-    }
-    return {};
-}
-
 // What has been given of a LOB so far.
 class LobReader::Output {
 public:
@@ -203,172 +173,20 @@ void LobReader::read_chunks(const LobLocator &lob, const LobSegment &segment, Ou
     if (!segment.places().known || segment.block_size() <= LOB_BLOCK_OVERHEAD)
         return out.fail(LobFault::no_segment);
     page_size_ = segment.block_size() - LOB_BLOCK_OVERHEAD;
-    Plan plan;
-    if (!make_plan(lob, segment, plan))
+    const std::optional<LobPlan> plan = LobPlan::make(lob, segment, blocks_, page_size_);
+    if (!plan)
         return out.fail(LobFault::lost);
-    if (const LobFault fault = choose_length(plan); fault != LobFault::none)
-        out.fail(fault);
-    out.set_length(plan.length);
-    write_pieces(lob, segment, plan, out);
-}
-
-// Where the LOB's chunks are. False when nothing leads to them. A LOB of no bytes has a plan without pieces.
-bool LobReader::make_plan(const LobLocator &lob, const LobSegment &segment, Plan &plan) {
-    plan.chunk_blocks = plan.piece_blocks = segment.places().chunk_blocks;
-    plan.blocks = lob.blocks;
-    plan.bytes = lob.bytes;
-    for (size_t i = 0; i < lob.addresses.size(); ++i)
-        plan.pieces.push_back({i, lob.addresses[i]});
-    plan.sort_pieces();
-    bool head_found = lob.place == LobPlace::chunks;
-    if (!head_found || !reaches_last_chunk(plan)) {
-        const bool whole = add_index_entries(lob, segment, plan, &head_found);
-        plan.length_known = head_found;
-        const bool has_gaps = plan.pieces.size() != plan.end();
-        if (!whole && (!head_found || has_gaps || !reaches_last_chunk(plan)))
-            add_scanned_blocks(lob, segment, plan);
-        if (!head_found && plan.pieces.empty()) {
-            plan.length_known = true; // EMPTY, where an index that is whole does not know it
-            return whole;
-        }
-    }
-    if (plan.piece_blocks > 1)
-        choose_page_numbers(segment, lob, plan);
-    return true;
-}
-
-// Leaves one piece of each number, the one that came first, addresses before holes, and no holes at the end:
-// behind the last chunk of a LOB stands no address either.
-void LobReader::Plan::sort_pieces() {
-    std::stable_sort(pieces.begin(), pieces.end(), [](const Piece &a, const Piece &b) {
-        return a.number != b.number ? a.number < b.number : a.rdba != 0 && b.rdba == 0;
-    });
-    const auto same = [](const Piece &a, const Piece &b) { return a.number == b.number; };
-    pieces.erase(std::unique(pieces.begin(), pieces.end(), same), pieces.end());
-    while (!pieces.empty() && pieces.back().rdba == 0)
-        pieces.pop_back();
-}
-
-// Makes the blocks of the chunks the pieces.
-void LobReader::Plan::split_chunks() {
-    std::vector<Piece> split;
-    split.reserve(pieces.size() * piece_blocks);
-    for (const Piece &chunk : pieces)
-        for (uint32_t i = 0; i < piece_blocks; ++i)
-            split.push_back({chunk.number * piece_blocks + i, chunk.rdba != 0 ? chunk.rdba + i : 0});
-    pieces.swap(split);
-    piece_blocks = 1;
-}
-
-// Adds what the LOB index has of the LOB. `*head_found` is set when an entry states the length. False when
-// the index may lack something.
-bool LobReader::add_index_entries(const LobLocator &lob, const LobSegment &segment, Plan &plan,
-                                  bool *head_found) {
-    std::vector<LobIndexEntry> entries;
-    const bool whole = segment.index().find(lob.id, blocks_, entries) && segment.index().is_complete();
-    // Pages of entries count chunks or blocks. Those of chunks are 0, 4, 12, 20, ... or, where the row holds
-    // the first twelve addresses, 12, 20, ...; those of blocks are these times the blocks of a chunk.
-    const auto counts_blocks = [&](const LobIndexEntry &entry) {
-        const uint32_t unit = plan.chunk_blocks;
-        return entry.page % unit == 0 && (entry.page / unit == 0 || (entry.page / unit) % 8 == 4);
-    };
-    const uint32_t unit = std::all_of(entries.begin(), entries.end(), counts_blocks) ? plan.chunk_blocks : 1;
-    for (const LobIndexEntry &entry : entries) {
-        if (entry.page == 0 && lob.place == LobPlace::index) {
-            plan.blocks = entry.blocks;
-            plan.bytes = entry.bytes;
-            *head_found = true;
-        }
-        for (size_t i = 0; i < entry.addresses.size(); ++i)
-            plan.pieces.push_back({entry.page / unit + i, entry.addresses[i]});
-    }
-    plan.sort_pieces();
-    plan.gaps_are_holes = whole;
-    return whole;
-}
-
-// Takes what no address leads to from the blocks themselves.
-void LobReader::add_scanned_blocks(const LobLocator &lob, const LobSegment &segment, Plan &plan) {
-    const std::span<const ScannedPage> pages = segment.scan().find(lob.id);
-    const auto same_page = [](const ScannedPage &a, const ScannedPage &b) { return a.page == b.page; };
-    const bool counts_chunks = std::adjacent_find(pages.begin(), pages.end(), same_page) != pages.end();
-    if (!counts_chunks && !pages.empty())
-        plan.split_chunks();
-    const ScannedPage *before = nullptr;
-    for (const ScannedPage &page : pages) { // of the blocks of a chunk the first one stands for all
-        if (before == nullptr || before->page != page.page)
-            plan.pieces.push_back({page.page, page.rdba});
-        before = &page;
-    }
-    plan.sort_pieces();
-}
-
-// With chunks of several blocks, page numbers count blocks or chunks: the second block of the first chunk, or
-// the first one of the second chunk, tells.
-void LobReader::choose_page_numbers(const LobSegment &segment, const LobLocator &lob, Plan &plan) {
-    const auto page_at = [&](uint32_t rdba) -> int64_t {
-        const FetchedBlock block = blocks_.fetch(segment.places().data.tablespace, rdba);
-        LOB_PAGE page;
-        const bool found = block.is_sound() && locate_lob_page(block.blk, &page) && has_id(page.id, lob);
-        return found ? int64_t{page.page} : -1;
-    };
-    for (const Piece &chunk : plan.pieces) {
-        if (chunk.rdba == 0)
-            continue;
-        const uint32_t second = chunk.number == 0 ? 1 : 0;
-        const int64_t page = page_at(chunk.rdba + second);
-        if (page < 0)
-            continue;
-        plan.pages_count_blocks = static_cast<uint64_t>(page) != chunk.number;
-        break;
-    }
-}
-
-// Whether the chunks found are as many as the length asks for, in one of its readings.
-bool LobReader::reaches_last_chunk(const Plan &plan) const {
-    Plan copy;
-    copy.chunk_blocks = plan.chunk_blocks;
-    copy.piece_blocks = plan.piece_blocks;
-    copy.blocks = plan.blocks;
-    copy.bytes = plan.bytes;
-    if (!plan.pieces.empty())
-        copy.pieces.push_back(plan.pieces.back());
-    return choose_length(copy) == LobFault::none;
-}
-
-// The length in bytes. A length that reaches behind the last chunk is cut there.
-LobFault LobReader::choose_length(Plan &plan) const {
-    const uint64_t chunk_size = uint64_t{page_size_} * plan.chunk_blocks;
-    const uint64_t found = plan.end() * plan.piece_blocks * page_size_;
-    if (!plan.length_known) {
-        plan.length = found;
-        return LobFault::unknown_length;
-    }
-    plan.length = plan.blocks * (counts_chunks(plan) ? chunk_size : page_size_) + plan.bytes;
-    if (chunks_of(plan.length, chunk_size) <= plan.chunks())
-        return LobFault::none;
-    plan.length = found;
-    return LobFault::length;
-}
-
-// Whether the whole blocks that a length states are chunks: they are where as blocks they would need fewer
-// chunks than there are, or where the bytes behind them are more than a block holds. Where both readings fit,
-// a length counts what page numbers count.
-bool LobReader::counts_chunks(const Plan &plan) const {
-    if (plan.chunk_blocks == 1 || plan.bytes > page_size_)
-        return true;
-    const uint64_t chunk_size = uint64_t{page_size_} * plan.chunk_blocks, chunks = plan.chunks();
-    const uint64_t needed = chunks_of(uint64_t{plan.blocks} * page_size_ + plan.bytes, chunk_size);
-    const bool both_fit =
-        needed == chunks && chunks_of(plan.blocks * chunk_size + plan.bytes, chunk_size) == chunks;
-    return needed < chunks || (both_fit && !plan.pages_count_blocks);
+    if (plan->length_fault() != LobFault::none)
+        out.fail(plan->length_fault());
+    out.set_length(plan->length());
+    write_pieces(lob, segment, *plan, out);
 }
 
 // Writes the LOB up to its length. Pieces that nothing leads to are holes or lost; more of them than the
 // tablespace has bytes are no holes but damage.
-void LobReader::write_pieces(const LobLocator &lob, const LobSegment &segment, const Plan &plan,
+void LobReader::write_pieces(const LobLocator &lob, const LobSegment &segment, const LobPlan &plan,
                              Output &out) {
-    const uint64_t piece_size = uint64_t{page_size_} * plan.piece_blocks;
+    const uint64_t piece_size = uint64_t{page_size_} * plan.piece_blocks();
     const auto write_gap = [&](uint64_t bytes, bool is_hole) {
         bytes = std::min(out.left(), bytes);
         if (is_hole && bytes <= segment.tablespace_bytes())
@@ -377,10 +195,10 @@ void LobReader::write_pieces(const LobLocator &lob, const LobSegment &segment, c
             out.missing(bytes, LobFault::missing_pages);
     };
     uint64_t next = 0;
-    for (size_t i = 0; i < plan.pieces.size() && out.left() != 0;) {
-        const Piece &piece = plan.pieces[i];
+    for (size_t i = 0; i < plan.pieces().size() && out.left() != 0;) {
+        const LobPiece &piece = plan.pieces()[i];
         if (piece.number > next)
-            write_gap((piece.number - next) * piece_size, plan.gaps_are_holes);
+            write_gap((piece.number - next) * piece_size, plan.gaps_are_holes());
         size_t count = 1;
         if (piece.rdba != 0)
             count = write_run(lob, segment, plan, i, out);
@@ -390,7 +208,7 @@ void LobReader::write_pieces(const LobLocator &lob, const LobSegment &segment, c
         i += count;
     }
     if (out.left() != 0)
-        write_gap(out.left(), plan.gaps_are_holes);
+        write_gap(out.left(), plan.gaps_are_holes());
 }
 
 // Holes read as zeros or, of characters, as spaces.
@@ -410,25 +228,24 @@ void LobReader::write_hole(const LobLocator &lob, uint64_t bytes, Output &out) {
 }
 
 // Writes piece `first` of the plan and those behind it that lie next to each other; returns how many.
-size_t LobReader::write_run(const LobLocator &lob, const LobSegment &segment, const Plan &plan, size_t first,
-                            Output &out) {
-    const uint32_t blocks = plan.piece_blocks;
-    const Piece &start = plan.pieces[first];
+size_t LobReader::write_run(const LobLocator &lob, const LobSegment &segment, const LobPlan &plan,
+                            size_t first, Output &out) {
+    const uint32_t blocks = plan.piece_blocks();
+    const LobPiece &start = plan.pieces()[first];
     const uint64_t wanted = chunks_of(out.left(), uint64_t{page_size_} * blocks);
     size_t count = 1;
-    while (count < wanted && first + count < plan.pieces.size() && count < RUN_BYTES / blocks &&
-           plan.pieces[first + count].number == start.number + count &&
-           plan.pieces[first + count].rdba == start.rdba + count * blocks)
+    while (count < wanted && first + count < plan.pieces().size() && count < RUN_BYTES / blocks &&
+           plan.pieces()[first + count].number == start.number + count &&
+           plan.pieces()[first + count].rdba == start.rdba + count * blocks)
         ++count;
     const uint64_t last_blocks = chunks_of(out.left(), page_size_);
     const uint64_t run = std::min<uint64_t>(count * blocks, last_blocks);
     uint64_t block = 0;
     for_each_block(
         segment.places().data.tablespace, start.rdba, static_cast<uint32_t>(run), [&](const BLOCK *blk) {
-            const uint64_t page =
-                plan.pages_count_blocks ? start.number * blocks + block : start.number + block / blocks;
             std::span<const uint8_t> data;
-            if (blk != nullptr && is_page_of(*blk, lob, segment, static_cast<uint32_t>(page), &data)) {
+            if (blk != nullptr &&
+                is_page_of(*blk, lob, segment, static_cast<uint32_t>(plan.page_of(start, block)), &data)) {
                 out.data(data);
             } else {
                 note_loss();

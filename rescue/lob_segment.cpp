@@ -36,8 +36,12 @@ SegmentRef index_partition_of(const Dictionary &dictionary, const LobRecord &lob
 constexpr uint32_t COMPRESS_LOW = 0x2000;
 constexpr uint32_t DEDUPLICATE = 0x10000 | 0x20000;
 
+// A chunk has at most 32 KiB; a larger number is damage, and blocks are taken one by one.
+constexpr uint32_t MOST_CHUNK_BLOCKS = 64;
+
 LobPlaces places_of(const LobRecord &lob, const SegmentRef &data, const SegmentRef &index, uint32_t chunk) {
-    LobPlaces places{data, index, std::max(chunk, 1u), true};
+    const bool sound = chunk != 0 && chunk <= MOST_CHUNK_BLOCKS;
+    LobPlaces places{data, index, sound ? chunk : 1, true};
     places.compress_low = (lob.flags & COMPRESS_LOW) != 0;
     places.deduplicated = (lob.flags & DEDUPLICATE) != 0;
     return places;

@@ -109,6 +109,11 @@ TEST(LobMemory, NoLobIsHeldWhole) {
         for (const auto &entry : std::filesystem::recursive_directory_iterator(out))
             written += entry.is_regular_file() ? entry.file_size() : 0;
         EXPECT_GT(written, SIZE) << arguments[1];
+        if (arguments[3] == "files") {
+            const Bytes bytes = lob_bytes({1, 1, 1}, SIZE);
+            EXPECT_TRUE(read_text(out + "/SCOTT.T.lobs/DATA/000/000000001.bin") ==
+                        std::string_view(reinterpret_cast<const char *>(bytes.data()), bytes.size()));
+        }
         std::filesystem::remove_all(out);
     }
 }

@@ -100,6 +100,27 @@ TEST(LobLocator, BasicFileInRow) {
     EXPECT_EQ(lob.data.data(), bytes.data() + 36);
 }
 
+// Rows of 11g: the characters are CJK ones.
+TEST(LobLocator, StoredByOlderReleases) {
+    const LobLocator second = decode(from_hex("00 54 00 01 02 0c 80 00 00 02 00 00 00 01 00 00 00 0a e4 4b "
+                                              "00 20 09 00 00 00 00 00 00 10 00 00 00 00 00 01 "
+                                              "8b be 8b a1 4e 00 7e c4 8b be 8b a1 4e 8c 7e c4"));
+    EXPECT_EQ(second.place, LobPlace::in_row);
+    EXPECT_EQ(second.data.size(), 16u);
+    const LobLocator one =
+        decode(from_hex("00 54 00 01 02 0c 80 00 00 02 00 00 00 01 00 00 00 0a e4 4c 00 12 09 00 00 "
+                        "00 00 00 00 02 00 00 00 00 00 01 5b b6"));
+    EXPECT_EQ(one.data.size(), 2u);
+    const LobLocator secure =
+        decode(from_hex("00 54 00 01 02 0c 80 80 00 02 00 00 00 01 00 04 29 37 3d a5 00 11 40 90 "
+                        "00 0b 20 00 14 01 00 00 20 cb 0f 2f 01"));
+    EXPECT_TRUE(secure.secure_file);
+    EXPECT_EQ(secure.place, LobPlace::extents);
+    EXPECT_EQ(secure.length, 20u);
+    ASSERT_EQ(secure.extents.size(), 1u);
+    EXPECT_EQ(secure.extents[0].rdba, 0x20CB0F2Fu);
+}
+
 TEST(LobLocator, BasicFileChunks) {
     const LobLocator lob = decode(
         from_hex(std::string(BASIC_HEAD) + "0018 05 00 00000001 0010 0000 00000002 01000087 0100008f"));

@@ -35,7 +35,33 @@ inline uint32_t four_bytes(uint32_t word, size_t behind) {
            TABLES[behind + 1][word >> 16 & 0xFF] ^ TABLES[behind][word >> 24];
 }
 
+// Polynomials modulo that of the CRC, the highest bit standing for 1.
+constexpr uint32_t ONE = uint32_t{1} << 31, X = ONE >> 1;
+
+uint32_t product(uint32_t a, uint32_t b) {
+    uint32_t sum = 0;
+    for (uint32_t bit = ONE; bit != 0; bit >>= 1) {
+        if ((a & bit) != 0)
+            sum ^= b;
+        b = b >> 1 ^ ((b & 1) != 0 ? POLYNOMIAL : 0);
+    }
+    return sum;
+}
+
+uint32_t power_of_x(uint64_t exponent) {
+    uint32_t power = ONE;
+    for (uint32_t square = X; exponent != 0; exponent >>= 1, square = product(square, square))
+        if ((exponent & 1) != 0)
+            power = product(power, square);
+    return power;
+}
+
 } // namespace
+
+void Digest::append(const Digest &next) {
+    state_ = ~(product(power_of_x(8 * next.bytes_), crc32()) ^ next.crc32());
+    bytes_ += next.bytes_;
+}
 
 void Digest::add(const char *data, size_t size) {
     static const bool CAN_FOLD = can_fold_crc32();

@@ -10,6 +10,8 @@ class Digest {
 public:
     // Takes the next `size` bytes of the output.
     void add(const char *data, size_t size);
+    // Takes what `next` has taken, without its bytes.
+    void append(const Digest &next);
 
     uint64_t bytes() const { return bytes_; }
     // The CRC-32 that gzip and zip use.

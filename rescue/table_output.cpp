@@ -1,8 +1,12 @@
 #include "rescue/table_output.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <functional>
+#include <future>
 
 #include "output/sqlite_target.h"
 #include "values/errors.h"
@@ -12,6 +16,21 @@ namespace vexlo {
 namespace {
 
 constexpr char DATABASE_FILE[] = "rescue.sqlite";
+
+// The digest of an open file from `begin` on up to `end` or its own end.
+Digest digest_of(int fd, uint64_t begin, uint64_t end, const std::string &path) {
+    std::vector<char> buffer(OutputFile::BUFFER_SIZE);
+    Digest digest;
+    while (begin + digest.bytes() < end) {
+        const uint64_t at = begin + digest.bytes();
+        const size_t wanted = static_cast<size_t>(std::min<uint64_t>(buffer.size(), end - at));
+        const size_t size = read_at(fd, buffer.data(), wanted, at, path);
+        digest.add(buffer.data(), size);
+        if (size < wanted)
+            break;
+    }
+    return digest;
+}
 
 bool is_shared(const FormatOptions &options) {
     return options.format == "sqlite";
@@ -146,7 +165,8 @@ void OutputFactory::finish(std::vector<TableEntry> &tables) {
         return;
     shared().finish();
     const FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    const OutputEntry output{DATABASE_FILE, std::filesystem::file_size(path), file_crc32(file.get(), path)};
+    const OutputEntry output{DATABASE_FILE, std::filesystem::file_size(path),
+                             file_crc32(file.get(), path, options_.jobs)};
     for (TableEntry &table : tables)
         if (table.status == TableStatus::complete || table.status == TableStatus::partial)
             table.outputs = {output};
@@ -166,15 +186,20 @@ std::vector<std::string> shared_files(const FormatOptions &options) {
     return is_shared(options) ? std::vector<std::string>{DATABASE_FILE} : std::vector<std::string>{};
 }
 
-uint32_t file_crc32(int fd, const std::string &path) {
-    std::vector<char> buffer(OutputFile::BUFFER_SIZE);
-    Digest digest;
-    for (uint64_t at = 0;; at = digest.bytes()) {
-        const size_t size = read_at(fd, buffer.data(), buffer.size(), at, path);
-        digest.add(buffer.data(), size);
-        if (size < buffer.size())
-            return digest.crc32();
-    }
+uint32_t file_crc32(int fd, const std::string &path, size_t jobs) {
+    constexpr uint64_t LEAST_PART = 16 << 20;
+    struct stat status;
+    const uint64_t size = fstat(fd, &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
+    const uint64_t parts = std::clamp<uint64_t>(size / LEAST_PART, 1, jobs);
+    std::vector<std::future<Digest>> digests;
+    for (uint64_t i = 0; i < parts; ++i)
+        digests.push_back(std::async(parts > 1 ? std::launch::async : std::launch::deferred, digest_of, fd,
+                                     size / parts * i, i + 1 < parts ? size / parts * (i + 1) : UINT64_MAX,
+                                     std::cref(path)));
+    Digest whole;
+    for (std::future<Digest> &digest : digests)
+        whole.append(digest.get());
+    return whole.crc32();
 }
 
 } // namespace vexlo

@@ -76,7 +76,7 @@ std::vector<std::string> output_files(const FormatOptions &options, const std::s
 // The files in the output directory that all tables share: none, or the database.
 std::vector<std::string> shared_files(const FormatOptions &options);
 
-// The CRC-32 of an open file. Throws InputError naming `path`.
-uint32_t file_crc32(int fd, const std::string &path);
+// The CRC-32 of an open file, read by so many threads at most. Throws InputError naming `path`.
+uint32_t file_crc32(int fd, const std::string &path, size_t jobs = 1);
 
 } // namespace vexlo

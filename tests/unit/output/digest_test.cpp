@@ -32,6 +32,20 @@ TEST(Digest, IsWhatTablesGiveWhateverTheProcessorCan) {
         }
 }
 
+TEST(Digest, TakesWhatAnotherHasTaken) {
+    std::string text;
+    for (int i = 0; i < 300; ++i)
+        text += static_cast<char>(i * 7);
+    for (size_t cut = 0; cut <= text.size(); ++cut) {
+        Digest digest, next;
+        digest.add(text.data(), cut);
+        next.add(text.data() + cut, text.size() - cut);
+        digest.append(next);
+        EXPECT_EQ(digest.crc32(), crc32_of(text)) << cut;
+        EXPECT_EQ(digest.bytes(), text.size());
+    }
+}
+
 TEST(Digest, DoesNotDependOnHowTheBytesAreCut) {
     std::string text;
     for (int i = 0; i < 300; ++i)

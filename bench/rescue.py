@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Measures vexlo-rescue beside its limits, and tries it on a million rows with lost blocks.
+"""Measures vexlo-rescue beside its limits, LOBs among them, and tries it on a million rows with lost blocks.
 
 The limits are measured in the same minute, taking turns, and medians are compared: vexlo and vexlo-convert together for
 unloading, cat for checking, and PostgreSQL's COPY TO of the same rows where its server is installed.
@@ -43,6 +43,16 @@ class Bench(Programs):
         return {name: (statistics.median(seconds[name]), min(processor[name]), memory[name]) for name in commands}
 
 
+RATIO_HEAD = ["what", "seconds", "ratio", "at most", "CPU", "ratio", "peak MiB"]
+
+
+def beside_first(results, most):
+    """Rows of a table: what was measured beside the first of it, and the most that the ratio of the seconds may be."""
+    limit, work, _ = next(iter(results.values()))
+    return [[name, f"{seconds:.2f}", f"{seconds / limit:.2f}", most.get(name, ""), f"{worked:.2f}",
+             f"{worked / work:.2f}", f"{memory:.0f}"] for name, (seconds, worked, memory) in results.items()]
+
+
 def unload_rows(bench):
     path = bench.database("ordinary", bench.mib)
     files = os.path.join(path, "*.dbf")
@@ -55,10 +65,7 @@ def unload_rows(bench):
     rescue = [bench.rescue, "unload", "--files", files, "--quiet", "--to", "csv", "--output", bench.out]
     results = bench.measure({"vexlo + vexlo-convert": ["sh", "-c", two], "one job": rescue + ["--jobs", "1"],
                              "two jobs": rescue + ["--jobs", "2"]})
-    limit, work, _ = results["vexlo + vexlo-convert"]
-    most = {"vexlo + vexlo-convert": "", "one job": "0.80", "two jobs": "0.45"}
-    return [[name, f"{seconds:.2f}", f"{seconds / limit:.2f}", most[name], f"{worked:.2f}", f"{worked / work:.2f}",
-             f"{memory:.0f}"] for name, (seconds, worked, memory) in results.items()]
+    return beside_first(results, {"one job": "0.80", "two jobs": "0.45"})
 
 
 def check_rows(bench):
@@ -69,6 +76,23 @@ def check_rows(bench):
     rate = {name: os.path.getsize(path) / 2**20 / seconds for name, (seconds, _, _) in results.items()}
     return [[name, f"{results[name][0]:.2f}", f"{rate[name]:.0f}", f"{rate[name] / rate['cat']:.2f}"]
             for name in results]
+
+
+def large_lob_rows(bench):
+    """BLOBs of 1 MB into a SQLite database beside copying their datafile with cat."""
+    path = os.path.join(bench.database("large-lobs", bench.mib), "*.dbf")
+    unload = [bench.rescue, "unload", "--files", path, "--quiet", "--to", "sqlite", "--output", bench.out, "--jobs"]
+    results = bench.measure({"cat": ["sh", "-c", f"cat {path} > '{bench.out}/copy'"], "one job": unload + ["1"],
+                             "two jobs": unload + ["2"]})
+    return beside_first(results, {"one job": "2.00", "two jobs": "2.00"})
+
+
+def small_lob_rows(bench):
+    """CLOBs in the row beside the same texts as VARCHAR2."""
+    path = os.path.join(bench.database("small-lobs", bench.mib), "*.dbf")
+    unload = [bench.rescue, "unload", "--files", path, "--quiet", "--jobs", "1", "--to", "csv", "--output", bench.out]
+    results = bench.measure({"texts": unload + ["BENCH.SMALL_TEXTS"], "LOBs": unload + ["BENCH.SMALL_LOBS"]})
+    return beside_first(results, {"LOBs": "1.00"})
 
 
 def dictionary_rows(bench, columns=1_000_000):
@@ -194,9 +218,13 @@ def main():
     arguments = parser.parse_args()
     bench = Bench(arguments)
     print_table("unload --to csv (median seconds, least processor seconds)",
-                ["what", "seconds", "ratio", "at most", "CPU", "ratio", "peak MiB"],
+                RATIO_HEAD,
                 unload_rows(bench) + copy_rows(bench))
     print_table("check (median seconds)", ["what", "seconds", "MiB/s", "ratio"], check_rows(bench))
+    print_table("BLOBs of 1 MB, unload --to sqlite (median seconds, least processor seconds)", RATIO_HEAD,
+                large_lob_rows(bench))
+    print_table("Small CLOBs, unload --to csv (median seconds, least processor seconds)", RATIO_HEAD,
+                small_lob_rows(bench))
     print_table("Reading a dictionary (median seconds)", ["size", "seconds", "at most", "peak MiB"],
                 dictionary_rows(bench))
     print_table("Overwritten blocks", ["seed", "rows", "blocks overwritten", "rows that came", "of other blocks did not",

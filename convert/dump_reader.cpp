@@ -148,11 +148,10 @@ bool DumpReader::meets_surplus(const RowScan &scan) {
 }
 
 void DumpReader::pass_damage(const RowScan &scan) {
-    if (meets_surplus(scan))
-        done_ = true;
-    else if (scan.result == ScanResult::table_end)
+    const bool ends = meets_surplus(scan) || window_.position() == window_.end();
+    if (scan.result == ScanResult::table_end)
         pass_end_mark();
-    else if (window_.position() == window_.end() || !resynchronise(previous_at_, scan.reason))
+    else if (ends || !resynchronise(previous_at_, scan.reason))
         done_ = true;
 }
 

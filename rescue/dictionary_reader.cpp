@@ -131,8 +131,10 @@ void DictionaryReader::read_bootstrap() {
         for (BlockRun run; runs.next(run);)
             reader.read(load_run(run, buffer.data()), tally, [&](const RescuedRow &row) { taker.take(row); });
         tally.add(runs.tally());
-        dictionary_.tally_.add(tally);
         texts_ = taker.texts();
+        // Where a damaged header leads to nothing, it is the address that is wrong.
+        if (!texts_.empty() || files_.root()->status() == FileStatus::used)
+            dictionary_.tally_.add(tally);
     }
     if (texts_.empty())
         read_bootstrap_by_shape();

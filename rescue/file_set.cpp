@@ -282,29 +282,30 @@ void FileSet::place_files(std::vector<ExpectedFile> expected) {
     index_files();
 }
 
-// Files of one number and of different places: one is of a tablespace that was dropped.
+// Files of one number and of different places: all but the one that the dictionary names are of tablespaces
+// that were dropped. Where it names none of them, each serves its own tablespace.
 void FileSet::drop_equal_numbers() {
-    const auto is_named = [&](const Datafile &file) {
-        const FileIdentity &identity = file.identity();
-        return std::ranges::any_of(expected_, [&](const ExpectedFile &expected) {
-            return expected.file == identity.file && expected.tablespace == identity.tablespace &&
-                   expected.relative_file == identity.relative_file;
-        });
+    std::map<uint32_t, const ExpectedFile *> named; // by absolute number
+    for (const ExpectedFile &expected : expected_)
+        named.emplace(expected.file, &expected);
+    std::map<uint32_t, const Datafile *> kept;
+    const auto visit = [&](auto &&take) {
+        for (const auto &file : inputs_)
+            if (const auto it = named.find(file->identity().file);
+                file->status() == FileStatus::used && it != named.end())
+                take(*file, file->identity().tablespace == it->second->tablespace &&
+                                file->identity().relative_file == it->second->relative_file);
     };
-    std::map<uint32_t, Datafile *> kept; // by absolute number
-    for (const auto &file : inputs_) {
-        if (file->status() != FileStatus::used)
-            continue;
-        auto [it, first] = kept.emplace(file->identity().file, file.get());
-        if (first)
-            continue;
-        Datafile *loser = file.get();
-        const bool named = is_named(*file), other_named = is_named(*it->second);
-        if (named != other_named ? named : file->identity().checkpoint > it->second->identity().checkpoint)
-            std::swap(loser, it->second);
-        loser->set_status(FileStatus::duplicate,
-                          "file " + std::to_string(it->first) + " is " + quoted(*it->second));
-    }
+    visit([&](Datafile &file, bool is_named) {
+        if (is_named)
+            kept.emplace(file.identity().file, &file);
+    });
+    visit([&](Datafile &file, bool is_named) {
+        const auto it = kept.find(file.identity().file);
+        if (!is_named && it != kept.end())
+            file.set_status(FileStatus::duplicate,
+                            "file " + std::to_string(it->first) + " is " + quoted(*it->second));
+    });
 }
 
 // A file whose header is sound, and which has this place.

@@ -106,12 +106,25 @@ TEST_F(DamagedFiles, FileWithAWrongBitInItsHeaderIsRead) {
     }
 }
 
+TEST_F(DamagedFiles, WrongWayToBootstrapInADamagedHeaderIsNoLoss) {
+    constexpr size_t ROOT = 96;
+    open();
+    fill(40);
+    finish();
+    const std::string system = dir_.file("db/system01.dbf");
+    const auto byte = static_cast<uint8_t>(read_text(system).at(block_size() + ROOT) ^ 4);
+    patch_file(system, block_size(), 1, ROOT, Bytes{byte}, false);
+    unload();
+    EXPECT_EQ(result_.status, 0) << result_.describe();
+    EXPECT_EQ(column("T", "ID"), numbers(40));
+}
+
 // All bigfiles have one relative number, and their blocks tell no more of the file.
 TEST_F(DamagedFiles, BigfilesWithoutHeadersAreOfTheTablespacesWhoseTablesTheyHold) {
     DatabaseOptions options;
     options.layout.full = true;
     open(options);
-    for (const std::string name : {"BIGA", "BIGB", "BIGC"}) {
+    for (const std::string name : {"BIGB", "BIGA", "BIGC"}) {
         TablespaceDef big;
         big.name = name;
         big.bigfile = true;

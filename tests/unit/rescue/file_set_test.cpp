@@ -241,6 +241,18 @@ TEST_F(FileSetTest, OfFilesOfOneNumberTheOneThatTheDictionaryNamesIsUsed) {
     EXPECT_EQ(files.inputs()[0]->remark(), "file 2 is \"" + path_of(USERS_FILE) + "\"");
 }
 
+TEST_F(FileSetTest, WhereItNamesNoneOfThemEachServesItsOwnTablespace) {
+    constexpr uint8_t OTHER = 9; // tablespace
+    db().finish();
+    copy(USERS_FILE, "a stale.dbf");
+    patch("a stale.dbf", HEADER, KCVFHTSN, {OTHER, 0, 0, 0});
+    FileSet files(of_files({path_of("a stale.dbf"), path_of(USERS_FILE)}));
+    files.place_files({});
+    EXPECT_EQ(used_paths(files), (Names{"a stale.dbf", USERS_FILE}));
+    EXPECT_EQ(files.find(users(), make_rdba(2, 17)).file->path(), path_of(USERS_FILE));
+    EXPECT_EQ(files.find(OTHER, make_rdba(2, 17)).file->path(), path_of("a stale.dbf"));
+}
+
 // All bigfiles have one relative number, and their addresses name no file.
 TEST_F(FileSetTest, BigfilesWithoutHeadersAreOfTheTablespaceWhoseSegmentsTheyHold) {
     std::vector<uint32_t> tablespaces;

@@ -78,6 +78,11 @@ std::string json_string(std::string_view text) {
     return json + '"';
 }
 
+// The rows that the directory counts, `nothing` for a table that it does not name.
+std::string recorded(const TableInfo &info, const char *nothing) {
+    return info.counted ? std::to_string(info.nrows) : nothing;
+}
+
 const char *yes_or_no(bool value) {
     return value ? "yes" : "no";
 }
@@ -106,8 +111,8 @@ public:
     }
 
     void table(const Entry &entry) override {
-        std::printf("  table %s: %lu rows recorded, ", printable(entry.table.name).c_str(),
-                    static_cast<unsigned long>(entry.info.nrows));
+        std::printf("  table %s: %s rows recorded, ", printable(entry.table.name).c_str(),
+                    recorded(entry.info, "no").c_str());
         if (entry.count)
             std::printf("%lu found, ", static_cast<unsigned long>(entry.count->rows));
         std::printf("LONG %s, LOB %s", yes_or_no(entry.info.has_long), yes_or_no(entry.info.has_lob));
@@ -140,8 +145,8 @@ public:
     }
 
     void table(const Entry &entry) override {
-        std::printf("%s\n  {\"name\":%s,\"rows_recorded\":%lu,", tables_++ > 0 ? "," : "",
-                    json_string(entry.table.name).c_str(), static_cast<unsigned long>(entry.info.nrows));
+        std::printf("%s\n  {\"name\":%s,\"rows_recorded\":%s,", tables_++ > 0 ? "," : "",
+                    json_string(entry.table.name).c_str(), recorded(entry.info, "null").c_str());
         if (entry.count)
             std::printf("\"rows_found\":%lu,\"complete\":%s,", static_cast<unsigned long>(entry.count->rows),
                         true_or_false(entry.count->complete));

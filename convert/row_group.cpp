@@ -14,7 +14,7 @@ namespace {
 
 // A turn is long enough to make little of what handing rows over costs, and short enough that what it reads
 // and writes stays in the processor's cache.
-constexpr size_t FULL_SIZE = 1 << 17; // bytes of rows
+constexpr size_t FULL_SIZE = 1 << 16; // bytes of rows
 constexpr size_t FULL_FIELDS = 1 << 16;
 
 } // namespace

@@ -21,14 +21,18 @@ inline __m128i load_16(const char *p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
 }
 
+// The bits of two halves of a block as those of the block.
+inline uint64_t joined(int first, int second) {
+    return static_cast<uint32_t>(first) | uint64_t{static_cast<uint32_t>(second)} << 16;
+}
+
 // Whether one of the first `size` bytes has its bit set in what `mask_of(half)` gives for 16 bytes.
 template <class MaskOf>
 bool any_byte(const char *data, size_t size, MaskOf mask_of) {
     for (; size > BLOCK_SIZE; data += BLOCK_SIZE, size -= BLOCK_SIZE)
         if ((mask_of(load_16(data)) | mask_of(load_16(data + 16))) != 0)
             return true;
-    const uint64_t mask = static_cast<uint32_t>(mask_of(load_16(data))) |
-                          (static_cast<uint64_t>(static_cast<uint32_t>(mask_of(load_16(data + 16)))) << 16);
+    const uint64_t mask = joined(mask_of(load_16(data)), mask_of(load_16(data + 16)));
     return (mask & ((uint64_t{1} << size) - 1)) != 0;
 }
 
@@ -85,22 +89,22 @@ struct CopiedText {
 template <char a, char b, char c>
 CopiedText copy_and_look(char d, const char *data, size_t size, char *out) {
     const __m128i last = _mm_set1_epi8(d);
+    const auto foreign_in = [](__m128i half) {
+        return _mm_movemask_epi8(_mm_or_si128(half, _mm_cmpeq_epi8(half, _mm_set1_epi8(a))));
+    };
+    const auto marked_in = [last](__m128i half) {
+        const __m128i bc =
+            _mm_or_si128(_mm_cmpeq_epi8(half, _mm_set1_epi8(b)), _mm_cmpeq_epi8(half, _mm_set1_epi8(c)));
+        return _mm_movemask_epi8(_mm_or_si128(bc, _mm_cmpeq_epi8(half, last)));
+    };
     bool foreign = false, marked = false;
     for (;; data += BLOCK_SIZE, out += BLOCK_SIZE, size -= BLOCK_SIZE) {
-        uint64_t foreign_at = 0, marked_at = 0;
-        for (size_t at = 0; at < BLOCK_SIZE; at += BLOCK_SIZE / 2) {
-            const __m128i half = load_16(data + at);
-            std::memcpy(out + at, &half, sizeof half);
-            const __m128i bc =
-                _mm_or_si128(_mm_cmpeq_epi8(half, _mm_set1_epi8(b)), _mm_cmpeq_epi8(half, _mm_set1_epi8(c)));
-            const __m128i of_a = _mm_or_si128(half, _mm_cmpeq_epi8(half, _mm_set1_epi8(a)));
-            const __m128i of_d = _mm_or_si128(bc, _mm_cmpeq_epi8(half, last));
-            foreign_at |= uint64_t{static_cast<uint32_t>(_mm_movemask_epi8(of_a))} << at;
-            marked_at |= uint64_t{static_cast<uint32_t>(_mm_movemask_epi8(of_d))} << at;
-        }
+        const __m128i first = load_16(data), second = load_16(data + BLOCK_SIZE / 2);
+        std::memcpy(out, &first, sizeof first);
+        std::memcpy(out + BLOCK_SIZE / 2, &second, sizeof second);
         const uint64_t inside = size < BLOCK_SIZE ? (uint64_t{1} << size) - 1 : UINT32_MAX;
-        foreign |= (foreign_at & inside) != 0;
-        marked |= (marked_at & inside) != 0;
+        foreign |= (joined(foreign_in(first), foreign_in(second)) & inside) != 0;
+        marked |= (joined(marked_in(first), marked_in(second)) & inside) != 0;
         if (size <= BLOCK_SIZE)
             return {foreign, marked};
     }

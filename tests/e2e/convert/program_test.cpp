@@ -142,6 +142,18 @@ TEST_F(Program, QuickListTrustsTheCounts) {
                   "   {\"name\":\"NAME\",\"type\":\"VARCHAR2(30)\",\"length\":30}]}]}]}\n");
 }
 
+// Without a directory nothing is recorded.
+TEST_F(Program, SalvagedTablesHaveNoRecordedRows) {
+    const std::string file = one_table(employees());
+    std::string bytes = read_text(file);
+    bytes.replace(0, 1536, std::string(1536, '\0'));
+    write_text(file, bytes);
+    const ProgramResult text = run_convert({"--list", "--salvage", file});
+    EXPECT_NE(text.out.find("table TABLE_1: no rows recorded, 2 found,"), std::string::npos) << text.out;
+    const ProgramResult json = run_convert({"--list", "--json", "--salvage", file});
+    EXPECT_NE(json.out.find("\"rows_recorded\":null,\"rows_found\":2,"), std::string::npos) << json.out;
+}
+
 TEST_F(Program, ListThatCannotBeWrittenFails) {
     const std::string command = std::string("exec '") + VEXLO_CONVERT_PROGRAM + "' --list '" +
                                 one_table(employees()) + "' >/dev/full";

@@ -145,6 +145,33 @@ TEST_F(LobKinds, EmptyOnesOutOfTheRowAreEmptyWithoutMapsToo) {
     EXPECT_EQ(result_.status, 0) << result_.describe();
 }
 
+// A leaf that was lost reads as a block that was never written.
+TEST_F(LobKinds, PagesOfALostLeafOfTheIndexAreFoundByTheirBlocks) {
+    constexpr size_t BLOCK = 2048, PAGE = BLOCK - 60, INDEX_HEADER = 100;
+    DatabaseOptions options;
+    options.block_size = BLOCK;
+    open(options);
+    const size_t t = add("T", {number_column("ID"), lob_column("DATA", BLOB_TYPE)});
+    csv_row expected;
+    for (uint64_t id = 1; id <= 40; ++id) {
+        const Bytes data = lob_bytes({1, id, 1}, 30 * PAGE + id);
+        db_->insert(t, {number(static_cast<int64_t>(id)), db_->store_lob(t, 1, data)});
+        expected.push_back(to_hex(data));
+    }
+    db_->finish();
+    finished_ = true;
+    const std::string image = read_text(users_file());
+    std::vector<size_t> leaves;
+    for (size_t at = 0; at + BLOCK <= image.size(); at += BLOCK)
+        if (image[at] == 6 && image[at + 20] == 2 && image[at + INDEX_HEADER] == 0)
+            leaves.push_back(at);
+    ASSERT_GE(leaves.size(), 3u);
+    patch_file(users_file(), leaves[1], vexlo_test::bytes(BLOCK));
+    unload();
+    EXPECT_TRUE(column("T", "DATA") == expected);
+    EXPECT_EQ(result_.status, 0) << result_.describe();
+}
+
 TEST_F(LobKinds, EveryPartitionHasItsSegments) {
     DatabaseOptions options;
     options.layout.full = true;

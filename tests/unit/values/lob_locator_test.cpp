@@ -172,8 +172,9 @@ TEST(LobLocator, ExtentsDoNotOverlap) {
 
 TEST(LobLocator, SecureFileInRowThatWasNotWorthCompressing) {
     for (const char *method : {"01", "11"}) {
-        const LobLocator lob = decode(
-            from_hex(std::string(SECURE_HEAD) + "0010 48 92 0001 0007 " + method + " 00 00 03 01 616263"));
+        const Bytes bytes =
+            from_hex(std::string(SECURE_HEAD) + "0010 48 92 0001 0007 " + method + " 00 00 03 01 616263");
+        const LobLocator lob = decode(bytes); // a view of them
         EXPECT_EQ(lob.place, LobPlace::in_row);
         EXPECT_FALSE(lob.compressed);
         EXPECT_EQ(std::string(lob.data.begin(), lob.data.end()), "abc");

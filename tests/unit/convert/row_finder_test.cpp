@@ -57,7 +57,14 @@ struct Cost {
     size_t most_at = 0;
 };
 
-// Damages every byte of the rows in turn.
+// Every place is damaged in optimised builds; with the sanitizers, which look for other faults, every fourth.
+#ifdef __SANITIZE_ADDRESS__
+constexpr size_t STEP = 4;
+#else
+constexpr size_t STEP = 1;
+#endif
+
+// Damages the bytes of the rows in turn.
 template <class Damage>
 Cost cost_of(const DumpTable &table, Damage damage) {
     Dump dump;
@@ -67,8 +74,8 @@ Cost cost_of(const DumpTable &table, Damage damage) {
     EXPECT_EQ(before.size(), table.rows.size());
     const size_t begin = 1536 + table.columns.size() * 48, end = sound.size() - 2;
     Cost result;
-    size_t total = 0;
-    for (size_t at = begin; at < end; ++at) {
+    size_t total = 0, places = 0;
+    for (size_t at = begin; at < end; at += STEP, ++places) {
         Bytes damaged = sound;
         damage(damaged, at);
         const size_t lost = cost(before, read_rows(damaged));
@@ -76,7 +83,7 @@ Cost cost_of(const DumpTable &table, Damage damage) {
         if (lost > result.most)
             result = {0, lost, at - begin};
     }
-    result.average = static_cast<double>(total) / static_cast<double>(end - begin);
+    result.average = static_cast<double>(total) / static_cast<double>(places);
     return result;
 }
 

@@ -16,6 +16,9 @@ namespace {
 constexpr uint32_t USER_SYS = 0;
 constexpr uint32_t CONSTRAINT_PRIMARY_KEY = 2;
 constexpr uint64_t FIRST_DATA_BLOCK = 2; // behind the file header
+// Bytes of the values of all added columns. A row of ECOL$ can lead to a thousand times its size, and many
+// rows to the same place: more than this is damage, and is lost.
+constexpr size_t DEFAULTS_SIZE_MAX = 64 << 20;
 
 // Sorts records by a key and drops all but the first of equal ones.
 template <class RECORD, class KEY>
@@ -633,14 +636,16 @@ void DictionaryReader::read_defaults() {
     const LobSegment segment(files_, scans_, places, options_);
     BlockReader blocks(files_, options_.trust_blocks);
     LobReader reader(blocks);
+    size_t left = DEFAULTS_SIZE_MAX;
     for (DefaultRecord &record : d.defaults_) {
         if (record.value.empty())
             continue;
         const std::optional<std::vector<uint8_t>> value =
             read_default_value(d.bytes(record.value), reader, segment);
-        record.value_lost = !value;
+        record.value_lost = !value || value->size() > left;
         record.value = {static_cast<uint32_t>(d.arena_.size()), 0};
-        if (value) {
+        if (!record.value_lost) {
+            left -= value->size();
             record.value.size = static_cast<uint32_t>(value->size());
             d.arena_.insert(d.arena_.end(), value->begin(), value->end());
         }

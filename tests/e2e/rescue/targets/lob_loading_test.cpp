@@ -1,28 +1,18 @@
 // LOBs loaded into a PostgreSQL server, compared byte by byte.
-#include <cstdlib>
-
 #include "lob_rows.h"
-#include "postgresql_server.h"
+#include "target_fixtures.h"
 
 namespace {
 
 using namespace vexlo_test;
 
-class LobsIntoPostgresql : public LobRows {
+class LobsIntoPostgresql : public WithPostgresql<LobRows> {
 protected:
     void SetUp() override {
-        server_ = PostgresqlServer::get();
-        if (server_ == nullptr) {
-            ASSERT_EQ(std::getenv("CI"), nullptr) << "PostgreSQL is not installed";
-            GTEST_SKIP() << "PostgreSQL is not installed";
-        }
-        static int databases = 0;
-        database_ = "lobs" + std::to_string(++databases);
-        server_->create_database(database_);
-        LobRows::SetUp();
+        WithPostgresql::SetUp();
+        if (!IsSkipped() && !HasFatalFailure())
+            LobRows::SetUp();
     }
-
-    std::string query(const std::string &sql) { return server_->query(database_, sql); }
 
     // The value that `expression` has in a row, "NULL" for none.
     std::string value_in(size_t id, const std::string &expression) {
@@ -52,9 +42,6 @@ protected:
             }
         }
     }
-
-    PostgresqlServer *server_ = nullptr;
-    std::string database_;
 };
 
 TEST_F(LobsIntoPostgresql, ByTheScript) {

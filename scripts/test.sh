@@ -10,11 +10,24 @@ Missing Debian packages are installed: compiler, CMake, GoogleTest, SQLite, Post
 END
 scripts/packages.sh g++ cmake ninja-build libgtest-dev libsqlite3-dev sqlite3 zlib1g-dev libzstd-dev zstd postgresql python3 libcli11-dev nlohmann-json3-dev
 mkdir -p build
-for preset in release debug; do
+
+build_preset() {
+    local preset=$1
+    shift
     echo
     echo "==== $preset: build ===="
     cmake --preset "$preset" "$@" >"build/$preset.log" 2>&1 || { cat "build/$preset.log" && exit 1; }
     cmake --build --preset "$preset"
-    echo "==== $preset: tests ===="
-    scripts/test_suites.py "build/$preset" --parallel "$(nproc)"
-done
+}
+
+run_tests() {
+    echo "==== $1 ===="
+    scripts/test_suites.py "${@:2}" --parallel "$(nproc)"
+}
+
+build_preset release "$@"
+run_tests "release: tests" build/release
+# The tests that drive programs are the same ones for both builds.
+build_preset debug -DVEXLO_PROGRAM_TESTS=OFF "$@"
+run_tests "debug: tests" build/debug
+VEXLO_PROGRAMS="$PWD/build/debug/bin" run_tests "debug: tests of its programs" build/release --label-regex programs

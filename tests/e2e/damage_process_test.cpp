@@ -8,6 +8,7 @@
 
 #include "damage_maker.h"
 #include "process.h"
+#include "programs.h"
 #include "sample/database.h"
 #include "scratch_dir.h"
 
@@ -181,12 +182,12 @@ protected:
     run_result run(const std::string &config) const {
         run_options options;
         options.output_limit = size_t{4} << 20;
-#if !defined(VEXLO_SANITIZED) // whose shadow memory takes terabytes of addresses
-        options.address_space = MOST_MEMORY;
-#endif
+        if (!sanitized_) // whose shadow memory takes terabytes of addresses
+            options.address_space = MOST_MEMORY;
         return run_vexlo(config, commands(), options);
     }
 
+    const bool sanitized_ = is_sanitized(program_path("vexlo"));
     scratch_dir dir_;
     std::string config_;
     std::string checked_config_; // the same with check values verified

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "files_fixture.h"
+#include "programs.h"
 
 namespace vexlo_test {
 namespace {
@@ -23,7 +24,7 @@ TEST_F(FilesConfig, RefusedFileEndsTheStart) {
 }
 
 TEST_F(FilesConfig, DirectoryOpensAndCannotBeRead) {
-    const run_result result = run_process({vexlo_binary(), "config=" + site_.dict_dir()});
+    const run_result result = run_process({program_path("vexlo"), "config=" + site_.dict_dir()});
     expect_start_failure(result, "read " + site_.dict_dir() + ": Is a directory\n");
 }
 

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "programs.h"
+
 namespace vexlo_test {
 
 namespace {
@@ -48,7 +50,7 @@ run_result site::run(const std::vector<std::string> &commands, run_options optio
 
 run_result site::run_raw(const std::string &input, run_options options) const {
     options.input = input;
-    return run_process({vexlo_binary(), "config=" + config_path()}, options);
+    return run_process({program_path("vexlo"), "config=" + config_path()}, options);
 }
 
 void expect_start_failure(const run_result &result, const std::string &message) {

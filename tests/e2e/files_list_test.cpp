@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "files_fixture.h"
+#include "programs.h"
 
 namespace vexlo_test {
 namespace {
@@ -150,7 +151,7 @@ run_result list_with_soft_limit(const site &here, unsigned long soft, const run_
     run_options options = base;
     options.input = "list files\nexit\n";
     return run_process({"/bin/sh", "-c", "ulimit -S -n " + std::to_string(soft) + " && exec \"$0\" \"$1\"",
-                        vexlo_binary(), "config=" + here.config_path()},
+                        program_path("vexlo"), "config=" + here.config_path()},
                        options);
 }
 

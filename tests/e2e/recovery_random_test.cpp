@@ -5,6 +5,7 @@
 
 #include "csv_reader.h"
 #include "process.h"
+#include "programs.h"
 #include "sample/random_database.h"
 #include "scratch_dir.h"
 
@@ -25,7 +26,7 @@ protected:
     }
 
     std::vector<csv_row> converted(const ExpectedTable &t) {
-        const run_result csv = run_process({VEXLO_CONVERT_PROGRAM, "--to", "csv", "--output", "-",
+        const run_result csv = run_process({program_path("vexlo-convert"), "--to", "csv", "--output", "-",
                                             dir_.file("db/data/" + t.owner + "_" + t.name + ".dat")});
         EXPECT_EQ(csv.status, 0) << csv.describe();
         return parse_csv(csv.out);

@@ -4,12 +4,14 @@
 
 #include "emp_csv.h"
 #include "process.h"
+#include "programs.h"
 #include "sample/demo.h"
 #include "scratch_dir.h"
 
 namespace {
 
 using namespace sample;
+using vexlo_test::program_path;
 using vexlo_test::run_process;
 using vexlo_test::run_result;
 using vexlo_test::run_vexlo;
@@ -92,8 +94,8 @@ TEST_P(RecoveryRoundtrip, RowsOfEveryTypeComeBack) {
         run_vexlo(dir.file("db"), {"export dict", "load dict", "unload table scott.types"});
     ASSERT_EQ(unloaded.status, 0) << unloaded.describe();
     const std::string out = dir.file("out");
-    const run_result converted = run_process({VEXLO_CONVERT_PROGRAM, "--to", GetParam().name, "--output", out,
-                                              dir.file("db/data/SCOTT_TYPES.dat")});
+    const run_result converted = run_process({program_path("vexlo-convert"), "--to", GetParam().name,
+                                              "--output", out, dir.file("db/data/SCOTT_TYPES.dat")});
     EXPECT_EQ(converted.status, 0) << converted.describe();
     EXPECT_EQ(read_back(GetParam().name, out + GetParam().file, "TYPES"), expected_types());
 }
@@ -109,8 +111,8 @@ TEST(Recovery, EmployeesOfTheDemonstrationComeOutAsCsv) {
     const run_result unloaded =
         run_vexlo(dir.file("db"), {"export dict", "load dict", "unload table scott.emp"});
     ASSERT_EQ(unloaded.status, 0) << unloaded.describe();
-    const run_result csv = run_process({VEXLO_CONVERT_PROGRAM, "--quiet", "--to", "csv", "--eol", "lf",
-                                        "--output", "-", dir.file("db/data/SCOTT_EMP.dat")});
+    const run_result csv = run_process({program_path("vexlo-convert"), "--quiet", "--to", "csv", "--eol",
+                                        "lf", "--output", "-", dir.file("db/data/SCOTT_EMP.dat")});
     EXPECT_EQ(csv.status, 0) << csv.describe();
     EXPECT_EQ(csv.err, "");
     EXPECT_EQ(csv.out, vexlo_test::EMP_CSV);

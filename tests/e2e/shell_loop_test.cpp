@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "files_fixture.h"
+#include "programs.h"
 
 namespace vexlo_test {
 namespace {
@@ -202,8 +203,8 @@ TEST_F(ShellLoop, OutputOrderIsKeptWhenBothStreamsShareAFile) {
     for (const std::string &command : MERGED_COMMANDS)
         options.input += command + "\n";
     options.input += "exit\n";
-    const run_result result = run_process({"/bin/sh", "-c", "exec \"$0\" \"$1\" >\"$2\" 2>&1", vexlo_binary(),
-                                           "config=" + site_.config_path(), file},
+    const run_result result = run_process({"/bin/sh", "-c", "exec \"$0\" \"$1\" >\"$2\" 2>&1",
+                                           program_path("vexlo"), "config=" + site_.config_path(), file},
                                           options);
     EXPECT_EQ(result.status, 0) << result.describe();
     EXPECT_EQ(strip_banner(read_text(file)), MERGED);

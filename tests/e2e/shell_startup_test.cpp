@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "files_fixture.h"
+#include "programs.h"
 
 namespace vexlo_test {
 namespace {
@@ -12,7 +13,7 @@ constexpr char PROMPT[] = "VEXLO> ";
 class ShellStartup : public testing::Test {
 protected:
     run_result start(const std::vector<std::string> &args, run_options options = {}) const {
-        std::vector<std::string> argv{vexlo_binary()};
+        std::vector<std::string> argv{program_path("vexlo")};
         argv.insert(argv.end(), args.begin(), args.end());
         options.input = "exit\n";
         return run_process(argv, options);
@@ -58,12 +59,12 @@ TEST_F(ShellStartup, WithoutArgumentMissingConfigurationIsNamedWithItsDirectory)
 
 TEST_F(ShellStartup, ArgumentWithoutEqualsGivesUsageWithProgramPath) {
     for (const char *argument : {"-h", "", "config", "--help"})
-        expect_start_failure(start({argument}), "usage: " + vexlo_binary() + " config=filename\n\n");
+        expect_start_failure(start({argument}), "usage: " + program_path("vexlo") + " config=filename\n\n");
 }
 
 TEST_F(ShellStartup, OnlyFirstArgumentIsLookedAt) {
     expect_start_failure(start({"-v", "config=" + site_.config_path()}),
-                         "usage: " + vexlo_binary() + " config=filename\n\n");
+                         "usage: " + program_path("vexlo") + " config=filename\n\n");
     expect_prompt_and_exit(start({"config=" + site_.config_path(), "config=/nowhere", "-h"}));
 }
 
@@ -114,7 +115,8 @@ TEST_F(ShellStartup, FirstFailingStepEndsTheProgramWithStatus255) {
     expect_start_failure(site_.run({}, no_memory), "allocate work memory error: Cannot allocate memory\n");
     site_.set_config("datafiles /nowhere/list\n");
     expect_start_failure(site_.run({}, no_memory), "parameter format error: datafiles /nowhere/list\n");
-    expect_start_failure(start({"-h"}, no_memory), "usage: " + vexlo_binary() + " config=filename\n\n");
+    expect_start_failure(start({"-h"}, no_memory),
+                         "usage: " + program_path("vexlo") + " config=filename\n\n");
 }
 
 TEST_F(ShellStartup, CommandsAreNotReadWhenStartFails) {

@@ -1,5 +1,6 @@
 // What the program was started with: streams that are closed, a terminal, a limit on the size of files.
 #include "live_console.h"
+#include "programs.h"
 #include "unload_fixture.h"
 
 using namespace vexlo_test;
@@ -14,8 +15,8 @@ protected:
         run_options options;
         options.input = input;
         options.output_limit = 1 << 16;
-        return run_process({"/bin/sh", "-c", before + "exec \"$0\" \"$1\" " + redirections, vexlo_binary(),
-                            "config=" + db_->config_path().string()},
+        return run_process({"/bin/sh", "-c", before + "exec \"$0\" \"$1\" " + redirections,
+                            program_path("vexlo"), "config=" + db_->config_path().string()},
                            options);
     }
 };

@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "process.h"
+#include "programs.h"
 
 namespace vexlo_test {
 namespace {
@@ -53,7 +54,7 @@ channel open_pipe(bool into_program) {
 live_console::live_console(const std::string &config, input kind) : end_(steady::now() + TIME_LIMIT) {
     const channel in = kind == input::terminal ? open_terminal() : open_pipe(true);
     const channel out = open_pipe(false);
-    const std::string program = vexlo_binary(), argument = "config=" + config;
+    const std::string program = program_path("vexlo"), argument = "config=" + config;
     child_ = ::fork();
     if (child_ == 0) {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);

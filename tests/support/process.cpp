@@ -17,6 +17,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "programs.h"
+
 extern char **environ;
 
 namespace vexlo_test {
@@ -331,11 +333,7 @@ run_result run_console(const std::string &binary, const std::string &config,
 
 run_result run_vexlo(const std::string &config, const std::vector<std::string> &commands,
                      run_options options) {
-    return run_console(vexlo_binary(), config, commands, std::move(options));
-}
-
-std::string vexlo_binary() {
-    return VEXLO_BINARY;
+    return run_console(program_path("vexlo"), config, commands, std::move(options));
 }
 
 std::string strip_banner(std::string_view err) {

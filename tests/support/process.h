@@ -60,12 +60,9 @@ run_result run_process(const std::vector<std::string> &argv, const run_options &
 run_result run_console(const std::string &binary, const std::string &config,
                        const std::vector<std::string> &commands, run_options options = {});
 
-// run_console on the program of this build.
+// run_console on the program under test.
 run_result run_vexlo(const std::string &config, const std::vector<std::string> &commands,
                      run_options options = {});
-
-// Path of the program of this build.
-std::string vexlo_binary();
 
 // `err` without the banner. Throws std::invalid_argument when it does not begin with one.
 std::string strip_banner(std::string_view err);

@@ -6,6 +6,7 @@
 
 #include "dump_writer.h"
 #include "program.h"
+#include "programs.h"
 #include "scratch_dir.h"
 
 using namespace vexlo_test;
@@ -15,12 +16,6 @@ namespace {
 constexpr size_t CHUNK = 32767;                              // odd, so that it cuts characters of two bytes
 constexpr size_t SHORT_LONG = 5000000, LONG_LONG = 70000000; // bytes of values, more or less
 constexpr size_t PEAK_MAX = 64 << 10;                        // KiB
-
-#ifdef VEXLO_SANITIZED
-constexpr bool MEASURED = false; // the sanitizers' own memory would count
-#else
-constexpr bool MEASURED = true;
-#endif
 
 // Everything that means something to one of the formats, and characters of two to four bytes. Its size and
 // that of chunks have no common divisor but one, so that chunks end everywhere in it.
@@ -95,7 +90,8 @@ protected:
                                    "run = subprocess.run(sys.argv[1:], stdout=2, stderr=open('log', 'w'))\n"
                                    "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)\n"
                                    "sys.exit(run.returncode)\n";
-        std::vector<std::string> command = {PYTHON_PROGRAM, "-c", script, VEXLO_CONVERT_PROGRAM, "--quiet"};
+        std::vector<std::string> command = {PYTHON_PROGRAM, "-c", script, program_path("vexlo-convert"),
+                                            "--quiet"};
         command.insert(command.end(), arguments.begin(), arguments.end());
         run_options options;
         options.work_dir = dir_.path();
@@ -123,7 +119,7 @@ protected:
     }
 
     static void expect_bounded(size_t peak) {
-        if (MEASURED) {
+        if (!is_sanitized(program_path("vexlo-convert"))) { // whose own memory would count
             EXPECT_LE(peak, PEAK_MAX);
         }
     }

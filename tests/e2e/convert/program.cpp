@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "programs.h"
+
 namespace {
 
 constexpr std::chrono::seconds TIME_LIMIT{120}; // of a machine that does other things as well
@@ -30,7 +32,7 @@ ProgramResult run_program(const std::vector<std::string> &command, vexlo_test::r
 }
 
 ProgramResult run_convert(std::vector<std::string> arguments, const vexlo_test::run_options &options) {
-    arguments.insert(arguments.begin(), VEXLO_CONVERT_PROGRAM);
+    arguments.insert(arguments.begin(), vexlo_test::program_path("vexlo-convert"));
     return run_program(arguments, options);
 }
 

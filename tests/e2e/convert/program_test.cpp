@@ -7,6 +7,7 @@
 
 #include "dump_writer.h"
 #include "program.h"
+#include "programs.h"
 #include "scratch_dir.h"
 
 using namespace vexlo_test;
@@ -155,7 +156,7 @@ TEST_F(Program, SalvagedTablesHaveNoRecordedRows) {
 }
 
 TEST_F(Program, ListThatCannotBeWrittenFails) {
-    const std::string command = std::string("exec '") + VEXLO_CONVERT_PROGRAM + "' --list '" +
+    const std::string command = std::string("exec '") + program_path("vexlo-convert") + "' --list '" +
                                 one_table(employees()) + "' >/dev/full";
     const ProgramResult result = run_program({"/bin/sh", "-c", command});
     EXPECT_EQ(result.status, 2);
@@ -327,7 +328,7 @@ TEST_F(Program, StandardInputIsADumpFromAPipeOrAFile) {
     EXPECT_EQ(piped.out, "ID,NAME\r\n1,KING\r\n2,\r\n");
     const ProgramResult redirected = run_program(
         {"/bin/sh", "-c",
-         std::string("exec '") + VEXLO_CONVERT_PROGRAM + "' --to csv --output - - <'" + file + "'"});
+         std::string("exec '") + program_path("vexlo-convert") + "' --to csv --output - - <'" + file + "'"});
     EXPECT_EQ(redirected.out, piped.out);
 }
 

@@ -14,6 +14,7 @@
 
 #include "dump_writer.h"
 #include "program.h"
+#include "programs.h"
 #include "scratch_dir.h"
 
 using namespace vexlo_test;
@@ -70,7 +71,7 @@ protected:
 
     // Starts the program and waits until it has so many unfinished outputs.
     pid_t start(std::vector<std::string> options, size_t unfinished, int ignored_signal = 0) {
-        options.insert(options.begin(), VEXLO_CONVERT_PROGRAM);
+        options.insert(options.begin(), program_path("vexlo-convert"));
         options.insert(options.end(), {"--output", dir_ / "out", dir_ / "SCOTT.dat"});
         std::vector<char *> argv;
         for (std::string &word : options)

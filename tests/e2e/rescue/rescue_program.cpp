@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "programs.h"
 #include "sample/demo.h"
 #include "scratch_dir.h"
 
@@ -12,7 +13,7 @@ using namespace sample;
 using namespace vexlo_test;
 
 run_result run_rescue(std::vector<std::string> arguments, const run_options &options) {
-    arguments.insert(arguments.begin(), VEXLO_RESCUE_PROGRAM);
+    arguments.insert(arguments.begin(), program_path("vexlo-rescue"));
     return run_process(arguments, options);
 }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "emp_csv.h"
+#include "programs.h"
 #include "rescue_program.h"
 #include "sample/demo.h"
 #include "scratch_dir.h"
@@ -390,7 +391,7 @@ TEST(Unload, TwoRunsNeverShareADirectory) {
     SimpleDatabase(dir.file("db"), 1, 3).db.finish();
     dir.make_dir("out");
     const run_result held =
-        run_process({"/usr/bin/flock", dir.file("out"), VEXLO_RESCUE_PROGRAM, "unload", "--files",
+        run_process({"/usr/bin/flock", dir.file("out"), program_path("vexlo-rescue"), "unload", "--files",
                      dir.file("db/*.dbf"), "--to", "csv", "--output", dir.file("out")});
     EXPECT_EQ(held.status, 2);
     EXPECT_EQ(held.err, "vexlo-rescue: " + dir.file("out") + ": another run writes there\n");

@@ -5,7 +5,6 @@
 
 #include "format/byte_order.h"
 #include "output/file_handle.h"
-#include "values/text_scan.h"
 
 namespace vexlo {
 
@@ -17,8 +16,7 @@ constexpr size_t PEEK_SIZE = 4096; // read at once outside the window
 
 ByteWindow::ByteWindow(int fd, const std::string &path, uint64_t begin, uint64_t end, size_t capacity)
     : fd_(fd), path_(path), begin_(begin), position_(begin), end_(end),
-      capacity_(static_cast<size_t>(std::min<uint64_t>(capacity, end - begin))),
-      buffer_(capacity_ + READ_SLACK) {}
+      capacity_(static_cast<size_t>(std::min<uint64_t>(capacity, end - begin))), buffer_(capacity_) {}
 
 bool ByteWindow::fill(size_t count) {
     if (count > end_ - position_ || count > SIZE_MAX_BYTES)
@@ -29,7 +27,7 @@ bool ByteWindow::fill(size_t count) {
     if (count > capacity_) {
         const uint64_t wanted = std::min(std::max(count, 2 * capacity_), SIZE_MAX_BYTES);
         capacity_ = static_cast<size_t>(std::min<uint64_t>(wanted, end_ - position_));
-        buffer_.resize(capacity_ + READ_SLACK);
+        buffer_.resize(capacity_);
     }
     const uint64_t left = end_ - position_ - filled_;
     const size_t want = static_cast<size_t>(std::min<uint64_t>(capacity_ - filled_, left));

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "values/padded_bytes.h"
+
 namespace vexlo {
 
 class ByteWindow {
@@ -20,7 +22,7 @@ public:
     uint64_t position() const { return position_; }
     // File offset of the range's end; less than was asked for once the file turned out to be shorter.
     uint64_t end() const { return end_; }
-    // READ_SLACK bytes behind the last available one can be read as well.
+    // The available bytes are padded.
     const uint8_t *data() const { return buffer_.data() + start_; }
     // Bytes at data() that are in memory.
     size_t available() const { return filled_ - start_; }
@@ -52,7 +54,7 @@ private:
     uint64_t end_;
     size_t capacity_;
     size_t start_ = 0, filled_ = 0;
-    std::vector<uint8_t> buffer_;
+    PaddedBytes buffer_;
     std::vector<uint8_t> peeked_; // bytes outside the window
     uint64_t peeked_at_ = 0;
 };

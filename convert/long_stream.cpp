@@ -1,12 +1,10 @@
 #include "convert/long_stream.h"
 
-#include <vector>
-
 #include "convert/byte_window.h"
 #include "convert/dump_format.h"
 #include "format/byte_order.h"
 #include "values/errors.h"
-#include "values/text_scan.h"
+#include "values/padded_bytes.h"
 
 namespace vexlo {
 
@@ -30,18 +28,17 @@ uint16_t next_chunk(ByteWindow &window, const std::string &path) {
 
 void LongStream::for_each_piece(const Take &take) {
     ByteWindow window(fd_, path_, begin_, end_, WINDOW);
-    std::vector<uint8_t> piece;
-    piece.reserve(PIECE + VALUE_MAX + READ_SLACK);
+    PaddedBytes piece;
     while (const uint16_t size = next_chunk(window, path_)) {
-        piece.insert(piece.end(), window.data(), window.data() + size);
+        piece.append({window.data(), size});
         window.advance(size);
         if (piece.size() >= PIECE) {
-            take(piece);
+            take(piece.bytes());
             piece.clear();
         }
     }
-    if (!piece.empty())
-        take(piece);
+    if (piece.size() > 0)
+        take(piece.bytes());
 }
 
 } // namespace vexlo

@@ -6,7 +6,6 @@
 #include <span>
 
 #include "values/errors.h"
-#include "values/text_scan.h"
 
 namespace vexlo {
 
@@ -48,7 +47,7 @@ void RowGroup::clear(size_t columns) {
 
 void RowGroup::release() {
     if (bytes_.size() > 2 * FULL_SIZE)
-        bytes_ = {};
+        bytes_ = PaddedBytes();
 }
 
 bool RowGroup::is_full() const {
@@ -88,12 +87,12 @@ uint8_t *RowGroup::copy(std::span<const uint8_t> bytes) {
     return to;
 }
 
-// Room for that many bytes more, with READ_SLACK. Only few rows are larger than what there is at first.
+// Room for that many bytes more. Only few rows are larger than what there is at first.
 void RowGroup::make_room(size_t size) {
-    const size_t needed = used_ + size + READ_SLACK;
+    const size_t needed = used_ + size;
     if (needed <= bytes_.size())
         return;
-    std::vector<uint8_t> larger(std::max(needed, 2 * FULL_SIZE));
+    PaddedBytes larger(std::max(needed, 2 * FULL_SIZE));
     std::copy_n(bytes_.data(), used_, larger.data());
     for (Field &field : fields_)
         if (field.kind == FieldKind::value)

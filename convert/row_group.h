@@ -12,6 +12,7 @@
 
 #include "convert/dump_reader.h"
 #include "convert/long_stream.h"
+#include "values/padded_bytes.h"
 #include "values/row.h"
 
 namespace vexlo {
@@ -64,7 +65,7 @@ private:
     std::vector<Head> heads_;
     std::vector<Field> fields_; // of all rows
     std::vector<Damage> damage_;
-    std::vector<uint8_t> bytes_; // that the fields point into; its size is what may be written
+    PaddedBytes bytes_; // that the fields point into; its size is what may be written
     size_t used_ = 0;
     std::deque<LongStream> long_streams_;
     uint64_t rows_ = 0, position_ = 0;

@@ -8,6 +8,7 @@
 #include "values/date_format.h"
 #include "values/hex.h"
 #include "values/number.h"
+#include "values/padded_bytes.h"
 #include "values/rowid.h"
 
 namespace vexlo {
@@ -50,15 +51,15 @@ public:
     StreamForm form() const override { return StreamForm::text; }
 
     void for_each_piece(const Take &take) override {
-        std::vector<uint8_t> open(READ_SLACK); // what was cut off before, with its slack
+        PaddedBytes open; // what was cut off before
         uint64_t replaced = 0;
         stored_.for_each_piece([&](std::span<const uint8_t> piece) {
-            open.insert(open.end() - READ_SLACK, piece.begin(), piece.end());
+            open.append(piece);
             size_t used = 0;
-            give(decoder_.decode_part(open.data(), open.size() - READ_SLACK, replaced, used), take);
-            open.erase(open.begin(), open.begin() + static_cast<ptrdiff_t>(used));
+            give(decoder_.decode_part(open.data(), open.size(), replaced, used), take);
+            open.remove_front(used);
         });
-        give(decoder_.decode(open.data(), open.size() - READ_SLACK, replaced), take);
+        give(decoder_.decode(open.data(), open.size(), replaced), take);
         if (!std::exchange(counted_, true))
             replaced_ += replaced;
     }

@@ -11,6 +11,7 @@
 #include "output/rejected_rows.h"
 #include "values/datetime.h"
 #include "values/number.h"
+#include "values/padded_bytes.h"
 #include "values/text_scan.h"
 
 namespace vexlo {
@@ -31,7 +32,7 @@ struct CsvForm {
     }
 };
 
-// The text with its quotes doubled. It has READ_SLACK, `out` room for WRITE_SLACK bytes more than twice of
+// The text, which is padded, with its quotes doubled. `out` has room for WRITE_SLACK bytes more than twice of
 // it.
 char *put_doubled(std::string_view text, char *out) {
     for (size_t quote; (quote = text.find('"')) != std::string_view::npos; text.remove_prefix(quote + 1)) {
@@ -41,7 +42,7 @@ char *put_doubled(std::string_view text, char *out) {
     return copy_text(out, text.data(), text.size());
 }
 
-// `text` has READ_SLACK, `out` room for WRITE_SLACK bytes more than twice the text and two quotes.
+// `text` is padded, `out` has room for WRITE_SLACK bytes more than twice the text and two quotes.
 char *put_quoted(std::string_view text, char *out) {
     *out++ = '"';
     out = put_doubled(text, out);
@@ -77,7 +78,7 @@ void put_quoted_for_psql(std::string_view text, ByteBuffer &bytes) {
     bytes.put('"');
 }
 
-// `text` has READ_SLACK.
+// `text` is padded.
 void put_text_field(std::string_view text, const CsvForm &form, ByteBuffer &bytes) {
     if (!form.needs_quotes(text))
         bytes.commit_to(copy_text(bytes.reserve(text.size() + WRITE_SLACK), text.data(), text.size()));
@@ -87,10 +88,9 @@ void put_text_field(std::string_view text, const CsvForm &form, ByteBuffer &byte
         bytes.commit_to(put_quoted(text, bytes.reserve(2 * text.size() + 2 + WRITE_SLACK)));
 }
 
-// The same of a text without READ_SLACK.
+// The same of a text that is not padded.
 void put_short_field(std::string_view text, const CsvForm &form, ByteBuffer &bytes) {
-    const std::string padded = std::string(text) + std::string(READ_SLACK, ' ');
-    put_text_field(std::string_view(padded).substr(0, text.size()), form, bytes);
+    put_text_field(PaddedBytes(text).text(), form, bytes);
 }
 
 // Takes the cells of a row. Numbers and moments stand at the end of `bytes` when they come here.

@@ -6,7 +6,7 @@
 
 #include "rescue/dictionary_reader.h"
 #include "values/errors.h"
-#include "values/text_scan.h"
+#include "values/padded_bytes.h"
 
 namespace vexlo {
 
@@ -55,7 +55,6 @@ Dictionary::Dictionary(FileSet &files, const ScanIndexes &scans, ReadOptions opt
     if (files.root() == nullptr && files.scanned(0).empty())
         throw InputError("no file of the SYSTEM tablespace is given, which holds the dictionary");
     DictionaryReader(*this, files, scans, options).read();
-    arena_.insert(arena_.end(), READ_SLACK, '\0');
     tally_.coalesce();
     charset_ = charset ? charset->oracle : property("NLS_CHARACTERSET");
     const Charset *known = charset ? &*charset : find_charset(charset_);
@@ -155,9 +154,9 @@ std::string_view Dictionary::property(std::string_view name) const {
 
 std::string Dictionary::text(NameRef name) const {
     const std::lock_guard<std::mutex> guard(decoder_lock_);
+    const PaddedBytes padded(bytes(name));
     uint64_t replaced = 0;
-    return std::string(
-        decoder_->decode(reinterpret_cast<const uint8_t *>(arena_.data()) + name.at, name.size, replaced));
+    return std::string(decoder_->decode(padded.data(), padded.size(), replaced));
 }
 
 std::string Dictionary::owner_name(uint32_t object_number) const {

@@ -361,7 +361,7 @@ private:
     std::vector<KeyColumnRecord> keys_;
     std::vector<std::pair<NameRef, NameRef>> properties_;
     std::vector<uint32_t> data_objects_; // sorted
-    std::vector<char> arena_;            // with READ_SLACK at its end
+    std::vector<char> arena_;
     std::string charset_;
     SegmentTally tally_;
     std::vector<std::string> notes_;

@@ -1,13 +1,11 @@
 #include "rescue/lob_reader.h"
 
 #include <algorithm>
-#include <array>
 
 #include "format/block_address.h"
 #include "format/lob_block.h"
 #include "rescue/block_health.h"
 #include "values/lob_inflater.h"
-#include "values/text_scan.h"
 
 namespace vexlo {
 
@@ -124,7 +122,7 @@ bool LobReader::for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t coun
     const auto take_lost = [&](LossKind kind, uint32_t i) {
         return take(lost_block(kind, tablespace, rdba + i, {place.file, place.block + i}));
     };
-    buffer_.resize(RUN_BYTES + READ_SLACK);
+    buffer_.resize(RUN_BYTES);
     uint32_t done = 0;
     while (done < held) {
         const uint32_t wanted = std::min(RUN_BYTES / bsz, held - done);
@@ -214,12 +212,11 @@ void LobReader::write_pieces(const LobLocator &lob, const LobSegment &segment, c
 // Holes read as zeros or, of characters, as spaces.
 void LobReader::write_hole(const LobLocator &lob, uint64_t bytes, Output &out) {
     constexpr size_t FILL_SIZE = 8192;
-    std::array<uint8_t, FILL_SIZE + READ_SLACK> fill{};
-    if (lob.type != LobType::blob && !lob.utf16)
-        fill.fill(' ');
-    for (size_t i = lob.little_endian ? 0 : 1; lob.type != LobType::blob && lob.utf16 && i < fill.size();
-         i += 2)
-        fill[i] = ' ';
+    PaddedBytes fill(FILL_SIZE);
+    const size_t step = lob.utf16 ? 2 : 1;
+    for (size_t i = lob.utf16 && !lob.little_endian ? 1 : 0; lob.type != LobType::blob && i < FILL_SIZE;
+         i += step)
+        fill.data()[i] = ' ';
     for (uint64_t left = bytes; left != 0;) {
         const size_t piece = static_cast<size_t>(std::min<uint64_t>(left, FILL_SIZE));
         out.data({fill.data(), piece});

@@ -15,10 +15,11 @@
 #include "rescue/lob_segment.h"
 #include "rescue/loss.h"
 #include "values/lob_locator.h"
+#include "values/padded_bytes.h"
 
 namespace vexlo {
 
-// Takes the bytes of a LOB in their order. Pieces have READ_SLACK where the locator has.
+// Takes the bytes of a LOB in their order. Pieces are padded where the locator is.
 class LobSink {
 public:
     virtual ~LobSink() = default;
@@ -74,7 +75,7 @@ private:
 
     BlockReader &blocks_;
     uint32_t page_size_ = 0; // bytes of data in a block of the segment being read
-    std::vector<uint8_t> buffer_;
+    PaddedBytes buffer_;
     SegmentTally lost_;
     std::optional<Loss> loss_; // what the block handed out last is, when it is none
 };

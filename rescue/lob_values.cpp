@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "values/text_scan.h"
+#include "values/padded_bytes.h"
 #include "values/utf16_decoder.h"
 
 namespace vexlo {
@@ -85,10 +85,9 @@ public:
             size_ += piece.size();
             held = held && held_.size() + piece.size() <= HELD_SIZE;
             if (held)
-                held_.insert(held_.end(), piece.begin(), piece.end());
+                held_.append(piece);
         });
         is_held_ = held;
-        held_.reserve(held_.size() + READ_SLACK);
         return outcome;
     }
 
@@ -162,9 +161,8 @@ private:
     }
 
     void give_text() {
-        const size_t size = text_.size();
-        text_.append(READ_SLACK, '\0');
-        give({reinterpret_cast<const uint8_t *>(text_.data()), size});
+        pad(text_);
+        give({reinterpret_cast<const uint8_t *>(text_.data()), text_.size()});
     }
 
     void give(std::span<const uint8_t> bytes) {
@@ -191,7 +189,7 @@ private:
     uint64_t replaced_ = 0;
     Utf16Decoder utf16_{false};
     std::string text_;
-    std::vector<uint8_t> held_;
+    PaddedBytes held_;
     bool is_held_ = false;
     uint64_t size_ = 0; // of what comes out
 };
@@ -273,11 +271,10 @@ Field LobValues::resolve_bfile(const Field &field) {
 }
 
 Field LobValues::keep_text(std::string text) {
-    const size_t size = text.size();
-    text.append(READ_SLACK, '\0');
     texts_.push_back(std::move(text));
+    pad(texts_.back());
     return {FieldKind::text,
-            static_cast<uint32_t>(size),
+            static_cast<uint32_t>(texts_.back().size()),
             {reinterpret_cast<const uint8_t *>(texts_.back().data())}};
 }
 

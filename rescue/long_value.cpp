@@ -10,7 +10,6 @@
 
 #include "rescue/positioned_read.h"
 #include "values/errors.h"
-#include "values/text_scan.h"
 
 namespace vexlo {
 
@@ -45,7 +44,7 @@ void LongValue::clear() {
 void LongValue::append(const uint8_t *data, size_t size) {
     if (memory_.size() + size > IN_MEMORY)
         flush();
-    memory_.insert(memory_.end(), data, data + size);
+    memory_.append({data, size});
 }
 
 void LongValue::flush() {
@@ -75,13 +74,12 @@ Field LongValue::field() {
         field.stream = this;
         return field;
     }
-    memory_.reserve(memory_.size() + READ_SLACK);
     return {FieldKind::value, static_cast<uint32_t>(memory_.size()), {memory_.data()}};
 }
 
 void LongValue::for_each_piece(const Take &take) {
     constexpr size_t PIECE = 1 << 20;
-    std::vector<uint8_t> piece(PIECE + READ_SLACK);
+    PaddedBytes piece(PIECE);
     for (uint64_t offset = 0; offset < size();) {
         const size_t got = read(offset, piece.data(), PIECE);
         take({piece.data(), got});

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "output/file_handle.h"
+#include "values/padded_bytes.h"
 #include "values/row.h"
 
 namespace vexlo {
@@ -35,7 +36,7 @@ private:
     void flush();
 
     std::string directory_;
-    std::vector<uint8_t> memory_; // what is not in the file
+    PaddedBytes memory_; // what is not in the file
     FileHandle file_;
     uint64_t written_ = 0; // bytes in the file
 };

@@ -169,7 +169,8 @@ void RowBuilder::fill_defaults() {
         if (!added.known)
             ++lost_defaults_;
         else if (!added.is_null)
-            field = field_of(layout_.stored[added.stored], added.value.data(), added.size);
+            field = field_of(layout_.stored[added.stored], added.value.data(),
+                             static_cast<uint32_t>(added.value.size()));
     }
 }
 

@@ -6,7 +6,6 @@
 
 #include "output/console.h"
 #include "output/names.h"
-#include "values/text_scan.h"
 
 namespace vexlo {
 
@@ -202,10 +201,7 @@ private:
         added.guard = record->guard;
         added.known = !record->value_lost;
         added.is_null = record->value.empty();
-        const std::string_view value = dictionary_.bytes(record->value);
-        added.size = static_cast<uint32_t>(value.size());
-        added.value.assign(value.begin(), value.end());
-        added.value.resize(value.size() + READ_SLACK);
+        added.value = PaddedBytes(dictionary_.bytes(record->value));
     }
 
     const Dictionary &dictionary_;

@@ -7,6 +7,7 @@
 
 #include "output/cell.h"
 #include "rescue/dictionary.h"
+#include "values/padded_bytes.h"
 
 namespace vexlo {
 
@@ -29,8 +30,7 @@ struct AddedDefault {
     bool when_absent = false; // without a guard: a NULL that is stored stays NULL
     bool known = false;       // the default is known; else such rows read as NULL and are counted
     bool is_null = false;     // the default is NULL
-    std::vector<uint8_t> value; // with READ_SLACK behind it
-    uint32_t size = 0;          // bytes of `value` without the slack
+    PaddedBytes value;
 };
 
 // Whether head pieces carry an SCN in front of their columns; not known where the table's row is lost.

@@ -11,7 +11,7 @@
 #include "rescue/stop.h"
 #include "values/datetime.h"
 #include "values/errors.h"
-#include "values/text_scan.h"
+#include "values/padded_bytes.h"
 
 namespace vexlo {
 
@@ -19,21 +19,21 @@ namespace {
 
 constexpr size_t BATCH_LIMIT = 8 << 20; // bytes of rows that one run of blocks may hold back
 
-// A piece of text as a stored value, with the slack that decoders read beyond it.
+// A piece of text as a stored value.
 class ReadyText {
 public:
     void set(std::string text) {
         text_ = std::move(text);
-        text_.append(READ_SLACK, '\0');
+        pad(text_);
     }
     Field field() const {
         return {FieldKind::value,
-                static_cast<uint32_t>(text_.size() - READ_SLACK),
+                static_cast<uint32_t>(text_.size()),
                 {reinterpret_cast<const uint8_t *>(text_.data())}};
     }
 
 private:
-    std::string text_ = std::string(READ_SLACK, '\0');
+    std::string text_;
 };
 
 constexpr size_t SUSPECT_COLUMNS = 3;

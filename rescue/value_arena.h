@@ -12,7 +12,7 @@ namespace vexlo {
 
 class ValueArena {
 public:
-    // A copy of `size` bytes, with READ_SLACK behind it.
+    // A padded copy of `size` bytes.
     const uint8_t *put(const uint8_t *data, size_t size) {
         uint8_t *to = reserve(size + READ_SLACK);
         std::memcpy(to, data, size);

@@ -7,6 +7,7 @@
 
 #include "values/errors.h"
 #include "values/iconv_library.h"
+#include "values/padded_bytes.h"
 #include "values/single_byte.h"
 #include "values/text_decoder.h"
 
@@ -173,12 +174,10 @@ bool keeps_ascii(const Charset &set) {
     std::string low;
     for (int byte = 0; byte < 128; ++byte)
         low += static_cast<char>(byte);
-    const size_t size = low.size();
-    low.resize(size + READ_SLACK);
+    const PaddedBytes padded(low);
     uint64_t replaced = 0;
     TextDecoder decoder(set);
-    return decoder.decode(reinterpret_cast<const uint8_t *>(low.data()), size, replaced) ==
-           std::string_view(low).substr(0, size);
+    return decoder.decode(padded.data(), padded.size(), replaced) == low;
 }
 
 // A set that is built in and that iconv has under this name; null when there is none.

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "format/byte_order.h"
-#include "values/text_scan.h"
 
 #ifdef VEXLO_HAVE_ZLIB
 #include <zlib.h>
@@ -78,8 +77,7 @@ bool LobInflater::is_available() {
 #endif
 
 LobInflater::LobInflater(uint64_t length, Take take)
-    : length_(length), take_(std::move(take)), zlib_(std::make_unique<Stream>()),
-      out_(OUT_SIZE + READ_SLACK) {}
+    : length_(length), take_(std::move(take)), zlib_(std::make_unique<Stream>()), out_(OUT_SIZE) {}
 
 LobInflater::~LobInflater() = default;
 

@@ -19,6 +19,8 @@
 #include <span>
 #include <vector>
 
+#include "values/padded_bytes.h"
+
 namespace vexlo {
 
 class LobInflater {
@@ -66,7 +68,7 @@ private:
     size_t stream_ = 0;
     uint64_t left_ = 0; // stored bytes of the gap or stream that have not come yet
     std::unique_ptr<Stream> zlib_;
-    std::vector<uint8_t> out_;
+    PaddedBytes out_;
 };
 
 } // namespace vexlo

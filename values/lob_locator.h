@@ -81,8 +81,8 @@ struct BfileName {
     std::string_view file;
 };
 
-// Decodes a BFILE; nothing when its two names do not end exactly where the value does. The names have
-// READ_SLACK where `bytes` has.
+// Decodes a BFILE; nothing when its two names do not end exactly where the value does. The names are
+// padded where `bytes` is.
 std::optional<BfileName> decode_bfile(std::span<const uint8_t> bytes);
 
 // "00000001000000106528", for messages.

@@ -28,7 +28,7 @@ enum class StreamForm : uint8_t {
 // A value too long to be held in memory.
 class ValueStream {
 public:
-    // Takes a piece, which has READ_SLACK and holds until take returns.
+    // Takes a piece, which is padded and holds until take returns.
     using Take = std::function<void(std::span<const uint8_t>)>;
 
     virtual ~ValueStream() = default;
@@ -45,7 +45,7 @@ struct Field {
     FieldKind kind;
     uint32_t size; // bytes of `data`
     union {
-        const uint8_t *data; // with READ_SLACK; not of a stream
+        const uint8_t *data; // padded, see values/padded_bytes.h; not of a stream
         ValueStream *stream; // of FieldKind::stream alone
     };
 };

@@ -245,8 +245,7 @@ std::string_view TextDecoder::decode_utf8(const uint8_t *data, size_t size, uint
     const uint8_t *sound = sound_utf8(p, end);
     if (sound == end)
         return {reinterpret_cast<const char *>(data), size};
-    buffer_.resize(std::max(buffer_.size(), REPLACEMENT_SIZE * size + READ_SLACK));
-    char *out = buffer_.data();
+    char *const start = room_for(REPLACEMENT_SIZE * size), *out = start;
     for (;;) {
         std::memcpy(out, p, static_cast<size_t>(sound - p));
         out += sound - p;
@@ -263,13 +262,13 @@ std::string_view TextDecoder::decode_utf8(const uint8_t *data, size_t size, uint
         }
         sound = sound_utf8(p, end);
     }
-    return {buffer_.data(), static_cast<size_t>(out - buffer_.data())};
+    return {start, static_cast<size_t>(out - start)};
 }
 
-// The buffer with room for that many bytes, and for as many that one store may write over the end.
+// The buffer with room for that many bytes.
 char *TextDecoder::room_for(size_t bytes) {
-    buffer_.resize(std::max(buffer_.size(), bytes + READ_SLACK));
-    return buffer_.data();
+    buffer_.resize(std::max(buffer_.size(), bytes));
+    return reinterpret_cast<char *>(buffer_.data());
 }
 
 // An odd byte or a first surrogate at the end stands for one character that is lost.
@@ -342,21 +341,21 @@ std::string_view TextDecoder::decode_iconv(const uint8_t *data, size_t size, uin
                                            size_t *used_bytes) {
     size_t open = 0;
     iconv(iconv_, nullptr, nullptr, nullptr, nullptr);
-    buffer_.resize(std::max(buffer_.size(), 4 * size + 16 + READ_SLACK));
+    char *start = room_for(4 * size + 16);
     // iconv() does not write to its input.
     char *from = const_cast<char *>(reinterpret_cast<const char *>(data));
     size_t from_left = size, used = 0;
     bool flushing = false; // some sets hold a character back until they see what follows
     while (from_left > 0 || !flushing) {
         flushing = from_left == 0;
-        char *to = buffer_.data() + used;
-        size_t to_left = buffer_.size() - READ_SLACK - used;
+        char *to = start + used;
+        size_t to_left = buffer_.size() - used;
         const size_t rc = iconv(iconv_, flushing ? nullptr : &from, &from_left, &to, &to_left);
-        used = buffer_.size() - READ_SLACK - to_left;
+        used = buffer_.size() - to_left;
         if (rc != static_cast<size_t>(-1))
             continue;
         if (errno == E2BIG || to_left < REPLACEMENT_SIZE) {
-            buffer_.resize(2 * buffer_.size());
+            start = room_for(2 * buffer_.size());
             flushing = false;
             continue;
         }
@@ -364,7 +363,7 @@ std::string_view TextDecoder::decode_iconv(const uint8_t *data, size_t size, uin
             open = std::exchange(from_left, 0);
             continue;
         }
-        put_replacement(buffer_.data() + used);
+        put_replacement(start + used);
         used += REPLACEMENT_SIZE;
         ++replaced;
         const size_t skip = errno == EINVAL ? from_left : std::min<size_t>(charset_.unit, from_left);
@@ -374,10 +373,10 @@ std::string_view TextDecoder::decode_iconv(const uint8_t *data, size_t size, uin
     if (used_bytes != nullptr)
         *used_bytes = size - open;
     if (charset_.unit == UCS4_UNIT)
-        used = replace_beyond_unicode(buffer_.data(), used, replaced);
+        used = replace_beyond_unicode(start, used, replaced);
     if (charset_.wave_dash)
-        give_wave_dash(buffer_.data(), used);
-    return {buffer_.data(), used};
+        give_wave_dash(start, used);
+    return {start, used};
 }
 
 } // namespace vexlo

@@ -10,6 +10,7 @@
 
 #include "values/charset.h"
 #include "values/iconv_library.h"
+#include "values/padded_bytes.h"
 #include "values/single_byte.h"
 #include "values/text_scan.h"
 
@@ -24,7 +25,7 @@ public:
     TextDecoder &operator=(const TextDecoder &) = delete;
 
     // The UTF-8 form of `size` bytes at `data`: a view of `data` itself where nothing had to change,
-    // otherwise of a buffer that holds until the next call. Either has READ_SLACK, which `data` must have.
+    // otherwise of a buffer that holds until the next call. Either is padded, which `data` must be.
     // What is not valid becomes U+FFFD and is added to `replaced`.
     std::string_view decode(const uint8_t *data, size_t size, uint64_t &replaced) {
         const char *text = reinterpret_cast<const char *>(data);
@@ -67,7 +68,7 @@ private:
     Charset charset_;
     std::unique_ptr<SingleByteDecoder> single_byte_; // null when the set is none of these
     iconv_t iconv_;
-    std::vector<char> buffer_;
+    PaddedBytes buffer_;
 };
 
 } // namespace vexlo

@@ -1,7 +1,7 @@
 // Questions about runs of bytes and copies of them, in blocks of 32 bytes: most values are shorter than one
 // block, so that their length decides no branch. Blocks run over the end of the value: READ_SLACK bytes
-// behind it must be readable, though not initialised to anything. What asks words of eight bytes instead, and
-// needs no such slack, makes a conversion to CSV a tenth slower, plain loops over bytes a third.
+// behind it must be readable, whatever they are (values/padded_bytes.h). What asks words of eight bytes
+// instead, and needs no such slack, makes a conversion to CSV a tenth slower, plain loops over bytes a third.
 #pragma once
 
 #include <cstddef>

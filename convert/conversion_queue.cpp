@@ -55,7 +55,7 @@ bool ConversionQueue::start_again(TableTask &task, const TableInfo &info) {
     task.refined = info;
     task.info = &*task.refined;
     const std::string name = task.table.name;
-    task.table = task.run->texts.describe(task.run->dump, *task.info, report_);
+    task.table = task.run->texts.describe(task.run->dump, *task.info, report_, task.table.columns.size());
     apply_output_names(options_.format, task.table);
     task.table.name = name;
     return open_writer(task);

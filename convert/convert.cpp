@@ -108,10 +108,18 @@ bool Conversion::convert_table(TableTask &task) {
         CellDecoder decoder(task.table, run.texts.charsets());
         DumpReader reader(run.dump, *task.info);
         reader.watch_for_surplus();
-        if (!write_table(reader, decoder, task, report) && keeps_earlier(*task.writer))
-            return false;
-        if (reader.late_surplus())
+        report.hold(); // it can turn out that the rows have been read wrongly
+        const std::string fault = write_table(reader, decoder, task, report);
+        if (reader.late_surplus()) {
+            report.drop();
             return queue_.start_again(task, *reader.late_surplus()) && convert_table(task);
+        }
+        report.release();
+        if (!fault.empty()) {
+            report_.failure(fault);
+            if (keeps_earlier(*task.writer))
+                return false;
+        }
         report_end(reader, *task.info, report);
         decoder.finish(report);
         report.finish();
@@ -120,8 +128,10 @@ bool Conversion::convert_table(TableTask &task) {
         complete(task, reader.rows());
         return true;
     } catch (const OutputError &error) {
+        report.release();
         report_.failure(error.what());
     } catch (const InputError &error) { // in the middle of a row, which leaves the output useless
+        report.release();
         report_.failure(error.what());
     }
     return false;
@@ -151,19 +161,16 @@ bool Conversion::keeps_earlier(const TableWriter &writer) {
     return true;
 }
 
-// False when the file cannot be read to the end of the table.
-bool Conversion::write_table(DumpReader &reader, CellDecoder &decoder, const TableTask &task,
-                             TableReport &report) {
+// Why the file cannot be read to the end of the table; empty when it can.
+std::string Conversion::write_table(DumpReader &reader, CellDecoder &decoder, const TableTask &task,
+                                    TableReport &report) {
     const auto progress = [&](uint64_t rows, uint64_t position) {
         const std::lock_guard lock(progress_mutex_);
         progress_.update(task.table.name, rows, queue_.bytes_done() + position);
     };
     const size_t threads =
         threads_for(task.info->end - task.info->rows_at, reader.row_size_max(), tables_at_once());
-    const std::string fault = write_rows(reader, decoder, *task.writer, report, threads, progress);
-    if (!fault.empty())
-        report_.failure(fault);
-    return fault.empty();
+    return write_rows(reader, decoder, *task.writer, report, threads, progress);
 }
 
 } // namespace vexlo

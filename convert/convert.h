@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <exception>
 #include <mutex>
+#include <string>
 
 #include "convert/conversion_queue.h"
 #include "convert/dump_file.h"
@@ -34,7 +35,8 @@ private:
     void complete(TableTask &task, uint64_t rows);
     void write_load_script();
     bool keeps_earlier(const TableWriter &writer);
-    bool write_table(DumpReader &reader, CellDecoder &decoder, const TableTask &task, TableReport &report);
+    std::string write_table(DumpReader &reader, CellDecoder &decoder, const TableTask &task,
+                            TableReport &report);
     unsigned tables_at_once() const;
     void summarise(double seconds);
 

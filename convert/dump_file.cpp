@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "convert/dump_format.h"
+#include "convert/list_end.h"
 #include "convert/salvage.h"
 #include "convert/surplus.h"
 #include "format/byte_order.h"
@@ -113,12 +114,17 @@ void DumpFile::salvage(const Salvage &how) {
     std::erase_if(tables_, [](const TableInfo &table) { return !has_column_names(table); });
     const size_t known = tables_.size();
     std::vector<std::string> remarks;
-    for (FoundList &list : find_column_lists(fd(), path_, data_begin(), size_)) {
+    std::vector<FoundList> lists = find_column_lists(fd(), path_, data_begin(), size_);
+    for (size_t i = 0; i < lists.size(); ++i) {
+        FoundList &list = lists[i];
         const auto is_known = [&](const TableInfo &table) {
             return list.offset >= table.offset && list.offset < table.rows_at;
         };
-        if (std::none_of(tables_.begin(), tables_.begin() + static_cast<std::ptrdiff_t>(known), is_known))
-            add_found(dictionary, directory, std::move(list), remarks);
+        if (std::any_of(tables_.begin(), tables_.begin() + static_cast<std::ptrdiff_t>(known), is_known))
+            continue;
+        const uint64_t end = i + 1 < lists.size() ? lists[i + 1].offset : size_;
+        add_damaged_end(fd(), path_, end, list);
+        add_found(dictionary, directory, std::move(list), end, remarks);
     }
     if (tables_.empty())
         throw NoDumpError(path_ + ": not a dump file, and no column lists are in it");
@@ -139,13 +145,13 @@ void DumpFile::salvage(const Salvage &how) {
 }
 
 void DumpFile::add_found(const Dictionary *dictionary, const std::vector<TableInfo> &directory,
-                         FoundList &&list, std::vector<std::string> &remarks) {
+                         FoundList &&list, uint64_t end, std::vector<std::string> &remarks) {
     TableInfo table{};
     table.offset = list.offset;
     table.ncol = static_cast<uint32_t>(list.columns.size());
     table.rows_at = list.offset + list.columns.size() * COL_SIZE;
     table.columns = std::move(list.columns);
-    table.end = size_;
+    table.end = end;
     if (list.damaged > 0)
         infer_types(fd(), path_, table);
     name_found(dictionary, directory, table);

@@ -68,7 +68,7 @@ private:
     bool is_sound() const;
     void salvage(const Salvage &salvage);
     void add_found(const Dictionary *dictionary, const std::vector<TableInfo> &directory, FoundList &&list,
-                   std::vector<std::string> &remarks);
+                   uint64_t end, std::vector<std::string> &remarks);
     void name_found(const Dictionary *dictionary, const std::vector<TableInfo> &directory, TableInfo &table);
     void read_head(bool strict);
     void read_directory(uint32_t count, bool counted);

@@ -8,7 +8,6 @@
 #include "format/byte_order.h"
 #include "output/console.h"
 #include "values/errors.h"
-#include "values/text_scan.h"
 
 namespace vexlo {
 
@@ -37,8 +36,8 @@ std::string bytes_text(uint64_t count) {
 DumpReader::DumpReader(const DumpFile &file, const TableInfo &table, size_t window_size)
     : file_(file), table_(table), window_(file.fd(), file.path(), table.rows_at, table.end, window_size),
       scanner_(window_, rules_of(table)), finder_(window_, scanner_), fields_(scanner_.columns()),
-      columns_(table.entry_columns.empty() ? 0 : table.columns.size()), long_stream_(file.fd(), file.path()),
-      previous_at_(table.rows_at), previous_entries_(scanner_.columns()) {}
+      columns_(table.entry_columns.empty() ? 0 : table.columns.size()),
+      long_stream_(file.fd(), file.path()), before_{table.rows_at, scanner_.columns()} {}
 
 uint64_t DumpReader::row_size_max() const {
     uint64_t size = 0;
@@ -63,8 +62,7 @@ bool DumpReader::next(Row &row) {
         } else if (pass_hole(scan)) {
             continue;
         } else if (leads_astray(scan)) {
-            done_ =
-                !resynchronise(scan.as_declared ? previous_at_ : window_.position(), "no row stands here");
+            done_ = !resynchronise(scan.as_declared ? before_.at : window_.position(), "no row stands here");
         } else if (is_trusted(scan)) {
             hand_out(scan, row);
             return true;
@@ -151,7 +149,7 @@ void DumpReader::pass_damage(const RowScan &scan) {
     const bool ends = meets_surplus(scan) || window_.position() == window_.end();
     if (scan.result == ScanResult::table_end)
         pass_end_mark();
-    else if (ends || !resynchronise(previous_at_, scan.reason))
+    else if (ends || !resynchronise(before_.at, scan.reason))
         done_ = true;
 }
 
@@ -166,7 +164,7 @@ void DumpReader::pass_end_mark() {
         if (row && *row + MARK_SIZE < window_.end()) {
             window_.move_to(*row);
             note("a table end mark inside the table; " + bytes_text(*row - mark) + " skipped", mark);
-            previous_entries_ = scanner_.columns();
+            before_ = {before_.at, scanner_.columns()};
             return;
         }
     }
@@ -210,12 +208,13 @@ bool DumpReader::resynchronise(uint64_t begin, const std::string &reason) {
         text += "the row before it took " + bytes_text(bad - *row) + " too many";
     else
         text += bytes_text(*row - bad) + " skipped";
-    if (*row > bad && rows_ > 0 && previous_entries_ < scanner_.columns())
+    if (*row > bad && rows_ > 0 && before_.entries < scanner_.columns())
         text += lost_length(bad, *row);
+    else if (*row > bad && before_.lacks_long)
+        text += "; the LONG value of the row before it is lost";
     note(text, bad);
     window_.move_to(*row);
-    previous_at_ = *row;
-    previous_entries_ = scanner_.columns();
+    before_ = {*row, scanner_.columns()};
     return true;
 }
 
@@ -224,13 +223,13 @@ bool DumpReader::resynchronise(uint64_t begin, const std::string &reason) {
 std::string DumpReader::lost_length(uint64_t bad, uint64_t next) {
     window_.move_to(bad);
     const size_t size = static_cast<size_t>(std::min<uint64_t>(next - bad, ROW_SIZE_MAX));
-    const ColumnRule &rule = scanner_.rules()[previous_entries_];
+    const ColumnRule &rule = scanner_.rules()[before_.entries];
     if (!window_.require(size) || !table_.entry_columns.empty())
         return "";
-    const size_t value = scanner_.value_before(window_.data(), size, previous_entries_);
+    const size_t value = scanner_.value_before(window_.data(), size, before_.entries);
     if (value == 0 || value > rule.declared || !is_sound_value(rule.kind, window_.data(), value))
         return "; the row before it may have lost its last columns";
-    return "; the length of column \"" + printable(table_.columns[previous_entries_].name) +
+    return "; the length of column \"" + printable(table_.columns[before_.entries].name) +
            "\" was never written to the row before it: " + bytes_text(value) +
            " of that value, and the columns behind it, are lost";
 }
@@ -274,8 +273,7 @@ std::string DumpReader::leave_hole(const ZeroRun &run) {
     else if (!row)
         text += "; the remaining " + bytes_text(window_.end() - run.end) + " of the table cannot be read";
     window_.move_to(row ? *row : window_.end());
-    previous_at_ = window_.position();
-    previous_entries_ = scanner_.columns();
+    before_ = {window_.position(), scanner_.columns()};
     return text;
 }
 
@@ -318,8 +316,7 @@ void DumpReader::hand_out(const RowScan &scan, Row &row) {
         join_long(scan);
     row.number = ++rows_;
     row.fields = columns_.empty() ? fields_.data() : by_column();
-    previous_at_ = window_.position();
-    previous_entries_ = scan.entries;
+    before_ = {window_.position(), scan.entries, scan.long_entry != NO_ENTRY && scan.long_at == 0};
     odd_rows_ += !scan.as_declared;
     if (scan.entries == 0 && empty_rows_++ == 0)
         finder_.expect_empty_rows();
@@ -342,10 +339,12 @@ bool DumpReader::is_block_at_hand(const RowScan &scan) const {
     return scan.long_chunks <= 1 && scan.size <= window_.available();
 }
 
+// A value of no bytes has no block: only where the row's data is cut off it may have had one.
 void DumpReader::join_long(const RowScan &scan) {
     Field &field = fields_[scan.long_entry];
     if (scan.long_at == 0) {
-        note("LONG value is missing, taken as NULL", window_.position());
+        if (window_.available() < scan.row_size + MARK_SIZE)
+            note("LONG value is missing, taken as NULL", window_.position());
         return;
     }
     if (scan.long_size == 0)
@@ -366,7 +365,7 @@ void DumpReader::join_long(const RowScan &scan) {
 
 // The chunks of a LONG value that is not in the window in one piece.
 std::span<const uint8_t> DumpReader::gather_long(const RowScan &scan) {
-    long_value_.resize(static_cast<size_t>(scan.long_size) + READ_SLACK);
+    long_value_.resize(static_cast<size_t>(scan.long_size));
     uint8_t *out = long_value_.data();
     uint64_t at = scan.long_at;
     for (size_t i = 0; i < scan.long_chunks; ++i) {
@@ -376,7 +375,7 @@ std::span<const uint8_t> DumpReader::gather_long(const RowScan &scan) {
         out += read_at(file_.fd(), out, size, window_.position() + at, file_.path());
         at += size;
     }
-    return {long_value_.data(), static_cast<size_t>(scan.long_size)};
+    return long_value_.bytes();
 }
 
 } // namespace vexlo

@@ -13,6 +13,7 @@
 #include "convert/long_stream.h"
 #include "convert/row_finder.h"
 #include "convert/row_scanner.h"
+#include "values/padded_bytes.h"
 #include "values/row.h"
 
 namespace vexlo {
@@ -63,6 +64,12 @@ public:
 private:
     static constexpr unsigned SURPLUS_TRIES = 100; // rows that are asked for it
 
+    struct RowBefore {
+        uint64_t at;
+        size_t entries;
+        bool lacks_long = false; // it says that there is a LONG value, and none follows
+    };
+
     bool meets_surplus(const RowScan &scan);
     bool is_trusted(RowScan &scan);
     bool leads_astray(RowScan &scan);
@@ -93,9 +100,9 @@ private:
     ByteWindow window_;
     RowScanner scanner_;
     RowFinder finder_;
-    std::vector<Field> fields_;       // of the entries
-    std::vector<Field> columns_;      // of the columns, where these are others
-    std::vector<uint8_t> long_value_; // of the row handed out last, the same of the next three
+    std::vector<Field> fields_;  // of the entries
+    std::vector<Field> columns_; // of the columns, where these are others
+    PaddedBytes long_value_;     // of the row handed out last, the same of the next three
     std::span<const uint8_t> row_bytes_, joined_long_;
     LongStream long_stream_;
     std::vector<Damage> damage_;
@@ -106,8 +113,7 @@ private:
     std::optional<uint64_t> missing_; // rows that may still be hidden in others; unknown before a first doubt
     unsigned surplus_tries_ = 0;      // that are left
     std::optional<TableInfo> late_surplus_;
-    uint64_t previous_at_; // the row before: its place and its entries
-    size_t previous_entries_;
+    RowBefore before_;
     uint64_t zeros_known_to_ = 0; // zeros before this offset have been looked at
     std::optional<bool> long_runs_are_rows_;
     uint64_t hole_bytes_ = 0;

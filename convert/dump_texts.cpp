@@ -1,6 +1,6 @@
 #include "convert/dump_texts.h"
 
-#include "values/text_scan.h"
+#include "values/padded_bytes.h"
 
 namespace vexlo {
 
@@ -50,20 +50,19 @@ DumpTexts::DumpTexts(const DumpFile &dump, const Options &options, Report &repor
       names_(charsets_.database) {}
 
 std::string DumpTexts::name(const std::string &stored) {
-    const std::string padded = stored + std::string(READ_SLACK, '\0');
+    const PaddedBytes padded(stored);
     uint64_t replaced = 0;
-    return std::string(
-        names_.decode(reinterpret_cast<const uint8_t *>(padded.data()), stored.size(), replaced));
+    return std::string(names_.decode(padded.data(), padded.size(), replaced));
 }
 
-Table DumpTexts::describe(const DumpFile &dump, const TableInfo &info, Report &report) {
+Table DumpTexts::describe(const DumpFile &dump, const TableInfo &info, Report &report, size_t told) {
     Table table{name(dump.owner()), name(info.name), {}, {}};
     int zone;
     if (parse_offset(dump.dbtimezone().c_str(), zone))
         table.local_zone = zone;
     TableReport table_report(report, dump.path(), table.name);
-    if (table.owner.find(REPLACEMENT) != std::string::npos ||
-        table.name.find(REPLACEMENT) != std::string::npos)
+    if (told == 0 && (table.owner.find(REPLACEMENT) != std::string::npos ||
+                      table.name.find(REPLACEMENT) != std::string::npos))
         table_report.loss("characters of its name or its owner's are not valid in their character set");
     if (!info.remark.empty() && info.open)
         table_report.loss(info.remark);
@@ -75,9 +74,10 @@ Table DumpTexts::describe(const DumpFile &dump, const TableInfo &info, Report &r
         const std::string wanted =
             stored.empty() ? "COLUMN_" + std::to_string(table.columns.size() + 1) : stored;
         const std::string given = names.take(wanted);
-        if (given != stored)
+        const bool is_told = table.columns.size() < told;
+        if (!is_told && given != stored)
             table_report.note("column \"" + printable(stored) + "\" is named \"" + printable(given) + "\"");
-        if (given.find(REPLACEMENT) != std::string::npos)
+        if (!is_told && given.find(REPLACEMENT) != std::string::npos)
             table_report.loss("column \"" + printable(given) +
                               "\": characters of its name are not valid in their character set");
         const Codec codec = charsets_.database.codec;

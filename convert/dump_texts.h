@@ -1,6 +1,7 @@
 // The character sets of one dump and its names in UTF-8.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "convert/dump_file.h"
@@ -21,8 +22,9 @@ public:
     // A name of the dump in UTF-8.
     std::string name(const std::string &stored);
     // The table as the output sees it: names in UTF-8, column names unique and not empty. Columns that are
-    // renamed for that and names with characters that are not valid are reported.
-    Table describe(const DumpFile &dump, const TableInfo &info, Report &report);
+    // renamed for that and names with characters that are not valid are reported, but for those of the table
+    // and its first `told` columns when that has been done.
+    Table describe(const DumpFile &dump, const TableInfo &info, Report &report, size_t told = 0);
 
 private:
     TextCharsets charsets_;

@@ -187,7 +187,7 @@ void list_dump(const DumpFile &dump, const Options &options, TableSelection &sel
         if (!options.quick)
             entry.count = count_rows(dump, info, table_report);
         if (info.remark != remark)
-            table = texts.describe(dump, info, report);
+            table = texts.describe(dump, info, report, table.columns.size());
         listing.table(entry);
     }
     listing.end_dump();

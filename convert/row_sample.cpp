@@ -24,6 +24,22 @@ constexpr size_t ROWS_IN_SUCCESSION = 8;
 
 } // namespace
 
+bool fits(const Entry &entry, const ColumnRule &rule) {
+    const bool is_long = rule.kind == ColumnKind::long_text || rule.kind == ColumnKind::long_raw;
+    switch (entry.mark) {
+    case ENTRY_NULL:
+        return true;
+    case ENTRY_LONG:
+        return is_long;
+    case ENTRY_LOB:
+        return rule.kind == ColumnKind::lob;
+    default:
+        return rule.possible(entry.mark) && entry.mark <= rule.declared &&
+               is_sound_value(rule.kind, entry.data, entry.mark) &&
+               (rule.kind != ColumnKind::text || is_readable(entry.data, entry.mark));
+    }
+}
+
 RowSample::RowSample(int fd, const std::string &path, const TableInfo &table, size_t entries_max,
                      std::optional<uint64_t> place)
     : window_(fd, path, table.rows_at, table.end, WINDOW), columns_(table.columns.size()),
@@ -45,11 +61,9 @@ void RowSample::take_sample(const TableInfo &table) {
         probe(head_end + rest / (PROBES - 1) * i);
 }
 
-// Not again what is in the sample already.
 void RowSample::take_behind(uint64_t place) {
-    window_.move_to(std::max(place, places_.back() + 1));
-    if (window_.position() == place)
-        walk(place + PROBE_SIZE, true);
+    window_.move_to(place);
+    walk(place + PROBE_SIZE, true);
 }
 
 void RowSample::for_each(const Visit &visit) {
@@ -89,6 +103,8 @@ void RowSample::keep(bool longer_only) {
                        (entries_ < ENTRIES_MAX || places_.size() < TRUSTED_ROWS);
     if (!first && (!longer || longer_ >= ROWS_MAX || longer_ * row_.size() >= ENTRIES_MAX))
         return;
+    if (longer_only && std::find(places_.begin(), places_.end(), window_.position()) != places_.end())
+        return; // is in the sample
     places_.push_back(window_.position());
     ++lengths_[row_.size()];
     entries_ += row_.size();

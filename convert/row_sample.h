@@ -10,6 +10,7 @@
 
 #include "convert/byte_window.h"
 #include "convert/dump_file.h"
+#include "convert/row_rules.h"
 
 namespace vexlo {
 
@@ -17,6 +18,9 @@ struct Entry {
     uint16_t mark; // or the size of a value
     const uint8_t *data;
 };
+
+// Whether the entry can be one of a column with this rule.
+bool fits(const Entry &entry, const ColumnRule &rule);
 
 // The first rows of a table, and of those behind them, and at places all over a large table, the ones that
 // have more entries than the table has columns. None when so few rows stand before a place that is no row

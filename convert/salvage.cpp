@@ -15,7 +15,6 @@ namespace {
 
 constexpr size_t WINDOW = 1 << 20;
 constexpr size_t COLUMNS_MAX_IN_LIST = 4096;
-constexpr size_t DAMAGED_MAX = 4;    // entries side by side
 constexpr size_t LISTS_MAX = 100000; // a file of nothing but column entries ends the search
 
 // The first place in `size` bytes where a column entry stands or may begin that goes on behind them. Most

@@ -9,6 +9,8 @@
 
 namespace vexlo {
 
+constexpr size_t DAMAGED_MAX = 4; // entries of a column list, side by side, that are made up for
+
 // A column list somewhere in a file.
 struct FoundList {
     uint64_t offset;

@@ -16,24 +16,9 @@ constexpr size_t SURPLUS_MAX = 16;
 constexpr size_t TELLING_ROWS = 5;   // from which types alone can tell
 constexpr size_t TELLING_LONGER = 3; // rows with more entries that damage does not make
 constexpr size_t ODD_SHARE = 20;     // one row in as many may be a damaged one
-constexpr uint32_t INFERRED_TYPES[] = {TYPE_NUMBER, TYPE_DATE, TYPE_VARCHAR2};
+constexpr uint32_t INFERRED_TYPES[] = {TYPE_NUMBER,   TYPE_DATE, TYPE_TIMESTAMP, TYPE_TIMESTAMP_TZ,
+                                       TYPE_VARCHAR2, TYPE_LONG, TYPE_CLOB};
 constexpr size_t INFERRED = std::size(INFERRED_TYPES);
-
-bool fits(const Entry &entry, const ColumnRule &rule) {
-    const bool is_long = rule.kind == ColumnKind::long_text || rule.kind == ColumnKind::long_raw;
-    switch (entry.mark) {
-    case ENTRY_NULL:
-        return true;
-    case ENTRY_LONG:
-        return is_long;
-    case ENTRY_LOB:
-        return rule.kind == ColumnKind::lob;
-    default:
-        return rule.possible(entry.mark) && entry.mark <= rule.declared &&
-               is_sound_value(rule.kind, entry.data, entry.mark) &&
-               (rule.kind != ColumnKind::text || is_readable(entry.data, entry.mark));
-    }
-}
 
 // How what the rows of a sample have as an entry fits the columns that it could belong to.
 class FitTable {

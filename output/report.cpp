@@ -1,5 +1,7 @@
 #include "output/report.h"
 
+#include <utility>
+
 namespace vexlo {
 
 void Report::loss(std::string_view text, uint64_t count) {
@@ -17,19 +19,50 @@ void Report::failure(std::string_view text) {
 TableReport::TableReport(Report &report, std::string_view path, std::string_view table)
     : report_(report), prefix_(std::string(path) + ": table \"" + printable(table) + "\"") {}
 
+void TableReport::release() {
+    is_held_ = false;
+    for (const Line &line : std::exchange(held_, {}))
+        tell(line);
+    report_.count_nulls(std::exchange(held_nulls_, 0));
+}
+
+void TableReport::drop() {
+    is_held_ = false;
+    held_.clear();
+    held_nulls_ = 0;
+    row_losses_ = 0;
+}
+
+void TableReport::tell(Line line) {
+    if (is_held_)
+        held_.push_back(std::move(line));
+    else if (line.losses == 0)
+        report_.note(line.text);
+    else
+        report_.loss(line.text, line.losses);
+}
+
 void TableReport::note(std::string_view text) {
-    report_.note(prefix_ + ": " + std::string(text));
+    tell({prefix_ + ": " + std::string(text), 0});
 }
 
 void TableReport::loss(std::string_view text, uint64_t count) {
-    report_.loss(prefix_ + ": " + std::string(text), count);
+    tell({prefix_ + ": " + std::string(text), count});
 }
 
 void TableReport::row_loss(uint64_t row, uint64_t offset, std::string_view text) {
     if (++row_losses_ > ROW_LINES_MAX)
         return;
-    report_.loss(prefix_ + ", row " + std::to_string(row) + ", offset " + std::to_string(offset) + ": " +
-                 std::string(text));
+    tell({prefix_ + ", row " + std::to_string(row) + ", offset " + std::to_string(offset) + ": " +
+              std::string(text),
+          1});
+}
+
+void TableReport::count_nulls(uint64_t count) {
+    if (is_held_)
+        held_nulls_ += count;
+    else
+        report_.count_nulls(count);
 }
 
 void TableReport::finish() {

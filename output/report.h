@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "output/console.h"
 
@@ -51,21 +52,36 @@ public:
 
     TableReport(Report &report, std::string_view path, std::string_view table);
 
+    // From here on what is told is kept back, until release() tells it or drop() makes it never told.
+    void hold() { is_held_ = true; }
+    void release();
+    void drop();
+
     void note(std::string_view text);
     void loss(std::string_view text, uint64_t count = 1);
     // A loss at one row of the table, found at a file offset.
     void row_loss(uint64_t row, uint64_t offset, std::string_view text);
     // As many losses more, whose text is not known: they count among those not told one by one.
     void more_row_losses(uint64_t count) { row_losses_ += count; }
-    void count_nulls(uint64_t count) { report_.count_nulls(count); }
+    void count_nulls(uint64_t count);
     void count_replaced(uint64_t count) { report_.count_replaced(count); }
     // Tells how many losses were not told one by one.
     void finish();
 
 private:
+    struct Line {
+        std::string text;
+        uint64_t losses; // 0 of a note
+    };
+
+    void tell(Line line);
+
     Report &report_;
     std::string prefix_;
     uint64_t row_losses_ = 0;
+    bool is_held_ = false;
+    std::vector<Line> held_;
+    uint64_t held_nulls_ = 0;
 };
 
 } // namespace vexlo

@@ -70,6 +70,25 @@ TEST_F(LateSurplus, HoldsForTheRowsBefore) {
     }
 }
 
+// What was told of the rows before is told as it is when all have been read as they are.
+TEST_F(LateSurplus, DamageBeforeIsToldOnce) {
+    DumpTable table = table_with_hidden_entry();
+    table.columns[0].name = "";
+    table.rows[10] = row({value("SMITH"), value(ora_number("1")), value(ora_number("2"))});
+    table.rows[20] = row({value(Bytes(40, '\xEE'))});
+    Dump dump;
+    dump.tables = {table};
+    write_text(file_, dump_bytes(dump));
+    const ProgramResult result = run_convert({"--to", "csv", "--output", dir_ / "out", file_});
+    EXPECT_EQ(result.status, 1);
+    for (const std::string line : {"values could not be decoded", "534D495448 are no NUMBER", "bytes skipped",
+                                   "column \"\" is named", "rows were found"})
+        EXPECT_EQ(result.err.find(line), result.err.rfind(line)) << line << "\n" << result.err;
+    EXPECT_NE(result.err.find("534D495448 are no NUMBER"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("bytes skipped"), std::string::npos) << result.err;
+    EXPECT_EQ(result.summary, "1 tables, 199999 rows, 4 losses, 1 values taken as NULL");
+}
+
 // What has been written there cannot be taken back.
 TEST_F(LateSurplus, IsKnownBeforeStandardOutputGetsTheFirstRow) {
     const ProgramResult result = run_convert({"--to", "csv", "--output", "-", file_});

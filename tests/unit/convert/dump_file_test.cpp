@@ -267,14 +267,14 @@ Dump dump_of_four_columns() {
     return dump;
 }
 
-// The first entries of a list, and those in its middle, may be damaged: they belong to it all the same, with
-// what can be had of them, and the rows are read as if nothing was wrong.
+// Entries of a list may be damaged, wherever they stand in it: they belong to it all the same, with what can
+// be had of them, and the rows are read as if nothing was wrong.
 TEST_F(DumpFileTest, SalvageMakesUpForDamagedColumnEntries) {
     const Bytes sound = dump_bytes(dump_of_four_columns());
     const vexlo::DumpFile whole = open(sound);
     const vexlo::Salvage salvage{};
     for (const size_t table : {0U, 1U})
-        for (const size_t column : {0U, 1U, 2U}) {
+        for (const size_t column : {0U, 1U, 2U, 3U}) {
             Bytes damaged = sound;
             damaged.replace(0, 1536, Bytes(1536, '\0'));
             damaged.replace(whole.tables()[table].offset + column * 48, 48, Bytes(48, '\x01'));
@@ -297,6 +297,68 @@ TEST_F(DumpFileTest, SalvageMakesUpForDamagedColumnEntries) {
                     "table \"TABLE_" + std::to_string(table + 1) +
                         "\": 1 entries of its column list are damaged, their types follow from the values"}));
         }
+}
+
+// Zeros in place of the last entries look like rows without entries, and a LONG has nothing in its row.
+TEST_F(DumpFileTest, SalvageMakesUpForDamagedLastEntries) {
+    DumpTable table{.name = "T", .columns = {{"ID", 2, 22}, {"AT", 180, 11}, {"N", 2, 22}, {"NOTE", 8, 0}}};
+    for (int i = 0; i < 25; ++i)
+        table.rows.push_back(
+            row({value(ora_number(std::to_string(i))), value(ora_timestamp(ora_date(2000, 1, 1 + i), 5)),
+                 value(ora_number("-7.5")), long_mark()}) +
+            long_block({"note"}));
+    Dump dump;
+    dump.tables = {table};
+    const Bytes sound = dump_bytes(dump);
+    const vexlo::Salvage salvage{};
+    for (const char filling : {'\0', '\x01', 'A', '\xFF'})
+        for (const size_t damaged : {1U, 2U, 3U}) {
+            Bytes bytes = sound;
+            bytes.replace(0, 1536, Bytes(1536, '\0'));
+            bytes.replace(1536 + (4 - damaged) * 48, damaged * 48, Bytes(damaged * 48, filling));
+            write_text(dir_ / "a.dat", bytes);
+            const vexlo::DumpFile file(dir_ / "a.dat", &salvage);
+            ASSERT_EQ(file.tables().size(), 1U);
+            const vexlo::TableInfo &info = file.tables()[0];
+            ASSERT_EQ(info.columns.size(), 4U) << damaged;
+            for (size_t i = 0; i < 4; ++i)
+                EXPECT_EQ(info.columns[i].ctyp, table.columns[i].ctyp) << damaged << " " << i;
+            EXPECT_TRUE(info.entry_columns.empty());
+            EXPECT_TRUE(info.has_long);
+        }
+}
+
+TEST_F(DumpFileTest, SalvageFindsTheEndOfAListWithoutRows) {
+    Dump dump;
+    dump.tables = {{.name = "EMPTY", .columns = {{"ID", 2, 22}, {"N", 2, 22}}}, table("EMP")};
+    Bytes bytes = dump_bytes(dump);
+    bytes.replace(0, 1536, Bytes(1536, '\0'));
+    bytes.replace(1536 + 48, 48, Bytes(48, '\x01'));
+    write_text(dir_ / "a.dat", bytes);
+    const vexlo::Salvage salvage{};
+    const vexlo::DumpFile file(dir_ / "a.dat", &salvage);
+    ASSERT_EQ(file.tables().size(), 2U);
+    EXPECT_EQ(file.tables()[0].columns.size(), 2U);
+    EXPECT_EQ(file.tables()[0].rows_at, 1536U + 96);
+}
+
+// Rows that have an entry of no column, and those that end before the last, begin behind a sound list all
+// the same.
+TEST_F(DumpFileTest, SalvageTakesNoRowsForTheEndOfAList) {
+    Dump dump = dump_of_four_columns();
+    for (Bytes &r : dump.tables[0].rows)
+        r = row({value(ora_number("1")), value("SMITH"), value("hidden"), value(ora_date(2000, 1, 1))});
+    for (Bytes &r : dump.tables[1].rows)
+        r = row({});
+    Bytes bytes = dump_bytes(dump);
+    const vexlo::DumpFile whole = open(bytes);
+    bytes.replace(0, 1536, Bytes(1536, '\0'));
+    write_text(dir_ / "a.dat", bytes);
+    const vexlo::Salvage salvage{};
+    const vexlo::DumpFile file(dir_ / "a.dat", &salvage);
+    ASSERT_EQ(file.tables().size(), 2U);
+    for (const size_t i : {0U, 1U})
+        EXPECT_EQ(file.tables()[i].rows_at, whole.tables()[i].rows_at) << i;
 }
 
 TEST_F(DumpFileTest, SalvageKeepsTheNameOfATableWhoseListIsDamaged) {

@@ -128,13 +128,24 @@ TEST_F(DumpReaderTest, LongFollowsTheRow) {
     }
 }
 
-TEST_F(DumpReaderTest, LongMarkWithoutBlockIsNullAndTold) {
+TEST_F(DumpReaderTest, LongOfNoBytesIsNull) {
     DumpTable table{.name = "T", .columns = {{"ID", 2, 22}, {"TEXT", 8, 0}}};
-    table.rows = {row({value("\x80"), long_mark()}), row({value("\x80"), null()})};
+    const Bytes empty = row({value("\x80"), long_mark()});
+    table.rows = {empty, row({value("\x80"), null()}), empty + long_block({}), empty};
+    const Result result = read(table);
+    EXPECT_EQ(result.column(1), (std::vector<std::string>{"-", "-", "-", "-"}));
+    EXPECT_TRUE(result.damage.empty());
+    EXPECT_TRUE(result.ended_properly);
+}
+
+// What a file that ends behind the mark has lost cannot be told from a value of no bytes.
+TEST_F(DumpReaderTest, LongThatIsCutOffIsNullAndTold) {
+    DumpTable table{.name = "T", .columns = {{"ID", 2, 22}, {"TEXT", 8, 0}}, .end_mark = false};
+    table.rows = {row({value("\x80"), long_mark()}), row({value("\x80"), long_mark()})};
     const Result result = read(table);
     EXPECT_EQ(result.column(1), (std::vector<std::string>{"-", "-"}));
     ASSERT_EQ(result.damage.size(), 1U);
-    EXPECT_EQ(result.damage[0].row, 1U);
+    EXPECT_EQ(result.damage[0].row, 2U);
 }
 
 TEST_F(DumpReaderTest, LobEntries) {

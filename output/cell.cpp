@@ -7,6 +7,7 @@
 #include "values/binary_float.h"
 #include "values/date_format.h"
 #include "values/hex.h"
+#include "values/micros.h"
 #include "values/number.h"
 #include "values/padded_bytes.h"
 #include "values/rowid.h"
@@ -16,7 +17,6 @@ namespace vexlo {
 namespace {
 
 constexpr Cell NULL_CELL{CellKind::null, nullptr, 0};
-constexpr uint32_t NANOS_PER_MICRO = 1000;
 constexpr size_t SHOWN_BYTES = 32; // of a value in a message
 
 static_assert(CellDecoder::SCRATCH_SIZE >= NUMBER_TEXT_MAX &&
@@ -151,7 +151,8 @@ Cell CellDecoder::decode(const Row &row, size_t index, char *scratch, RowLosses 
         end = write_day_second(field, scratch);
         break;
     case ColumnKind::rowid:
-        end = format_rowid(field.data, field.size, scratch);
+        end = column.ctyp == TYPE_UROWID ? format_urowid(field.data, field.size, scratch)
+                                         : format_rowid(field.data, field.size, scratch);
         break;
     }
     if (end == nullptr)
@@ -274,16 +275,9 @@ char *CellDecoder::write_year_month(const Field &field, char *out) {
     return end;
 }
 
-// The form has as many decimals of a second as are stored, without zeros at their end.
 char *CellDecoder::write_day_second(const Field &field, char *out) {
-    constexpr ptrdiff_t MICRO_DECIMALS = 6;
     char *end = format_interval_ds(field.data, field.size, style_.interval, out);
-    if (end == nullptr)
-        return nullptr;
-    const std::string_view text(out, static_cast<size_t>(end - out));
-    const size_t point = text.find('.');
-    const ptrdiff_t unit = text.back() == 'S' ? 1 : 0;
-    if (point != std::string_view::npos && end - unit - (out + point + 1) > MICRO_DECIMALS)
+    if (end != nullptr && is_finer_than_micros(field.data))
         facts_ = FINER_THAN_MICROS;
     return end;
 }
@@ -345,7 +339,7 @@ void CellDecoder::finish(TableReport &report) const {
                         " values have a time zone region known by number only, their time is UTC");
         if (counts.finer != 0 && style_.moment == MomentStyle::postgresql)
             report.note(where + std::to_string(counts.finer) +
-                        " values are finer than microseconds, the server rounds them, halves to even");
+                        " values are finer than microseconds and rounded to them, halves to even");
         if (column.kind == ColumnKind::timestamp_ltz && !table_.local_zone)
             report.note(where + "values are in the time zone of the database, which the dump does not tell");
     }

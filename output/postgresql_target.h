@@ -8,7 +8,7 @@
 
 namespace vexlo {
 
-constexpr CellStyle POSTGRESQL_STYLE{MomentStyle::postgresql, IntervalStyle::iso};
+constexpr CellStyle POSTGRESQL_STYLE{MomentStyle::postgresql, IntervalStyle::micros};
 
 // Why the server would refuse the cell, with the name of the column; empty when it takes it. A stream is read
 // for that.

@@ -4,6 +4,7 @@
 
 #include "format/byte_order.h"
 #include "values/digits.h"
+#include "values/micros.h"
 
 namespace vexlo {
 
@@ -105,6 +106,13 @@ bool has_era(const Moment &m, MomentStyle style) {
     return m.year <= 0 && style == MomentStyle::postgresql;
 }
 
+// In whole microseconds, which the server keeps as they are: its own rounding, that of its arithmetic, takes
+// one half in a hundred up instead of down. What makes the next second is left to it.
+uint32_t nanos_for_server(uint32_t nanos) {
+    const uint32_t micros = rounded_micros(nanos);
+    return micros == MICROS_PER_SECOND ? nanos : micros * NANOS_PER_MICRO;
+}
+
 char *put_moment(const Moment &m, MomentStyle style, char *out) {
     if (m.year < 0 && style != MomentStyle::postgresql)
         *out++ = '-';
@@ -117,7 +125,9 @@ char *put_moment(const Moment &m, MomentStyle style, char *out) {
     out = put_clock(out, m.hour, m.minute);
     *out++ = ':';
     out = put_pair(out, m.second);
-    return style == MomentStyle::oracle && m.nanos == 0 ? put_text(out, ".0") : put_fraction(out, m.nanos);
+    if (style == MomentStyle::oracle && m.nanos == 0)
+        return put_text(out, ".0");
+    return put_fraction(out, style == MomentStyle::postgresql ? nanos_for_server(m.nanos) : m.nanos);
 }
 
 char *put_era(const Moment &m, MomentStyle style, char *out) {

@@ -4,6 +4,7 @@
 
 #include "format/byte_order.h"
 #include "values/digits.h"
+#include "values/micros.h"
 
 namespace vexlo {
 
@@ -62,6 +63,18 @@ char *put_iso_ds(char *out, const Fields<5> &f) {
     return put_text(put_iso_seconds(out, f.negative, f.size[3], f.size[4]), "S");
 }
 
+// Days have room for one more.
+void round_to_micros(Fields<5> &f) {
+    constexpr unsigned LIMITS[] = {0, 24, 60, 60};
+    const uint32_t micros = rounded_micros(f.size[4]);
+    f.size[4] = micros % MICROS_PER_SECOND * NANOS_PER_MICRO;
+    f.size[3] += micros / MICROS_PER_SECOND;
+    for (size_t i = 3; i > 0 && f.size[i] == LIMITS[i]; --i) {
+        f.size[i] = 0;
+        ++f.size[i - 1];
+    }
+}
+
 char *put_oracle_ds(char *out, const Fields<5> &f) {
     if (f.negative)
         *out++ = '-';
@@ -79,7 +92,7 @@ char *format_interval_ym(const uint8_t *p, size_t size, IntervalStyle style, cha
     Fields<2> f;
     if (!split_fields({wide_field(p), narrow_field(p[4])}, {FIELD_MAX, 11}, f))
         return nullptr;
-    if (style == IntervalStyle::iso) {
+    if (style != IntervalStyle::oracle) {
         *out++ = 'P';
         out = put_text(put_iso_field(out, f.negative, f.size[0]), "Y");
         return put_text(put_iso_field(out, f.negative, f.size[1]), "M");
@@ -101,7 +114,13 @@ char *format_interval_ds(const uint8_t *p, size_t size, IntervalStyle style, cha
             {wide_field(p), narrow_field(p[4]), narrow_field(p[5]), narrow_field(p[6]), wide_field(p + 7)},
             {FIELD_MAX, 23, 59, 59, FIELD_MAX}, f))
         return nullptr;
-    return style == IntervalStyle::iso ? put_iso_ds(out, f) : put_oracle_ds(out, f);
+    if (style == IntervalStyle::micros)
+        round_to_micros(f);
+    return style == IntervalStyle::oracle ? put_oracle_ds(out, f) : put_iso_ds(out, f);
+}
+
+bool is_finer_than_micros(const uint8_t *p) {
+    return wide_field(p + 7) % NANOS_PER_MICRO != 0;
 }
 
 } // namespace vexlo

@@ -58,15 +58,18 @@ char *format_rowid(const uint8_t *p, size_t size, char *out) {
         row.row = load_be16(p + 4);
         return put_restricted(row, out);
     }
-    if (size == EXTENDED_SIZE) {
-        row.object = load_be32(p);
-        split_block_address(load_be32(p + 4), row);
-        row.row = load_be16(p + 8);
-        return put_extended(row, out);
-    }
+    if (size != EXTENDED_SIZE)
+        return nullptr;
+    row.object = load_be32(p);
+    split_block_address(load_be32(p + 4), row);
+    row.row = load_be16(p + 8);
+    return put_extended(row, out);
+}
+
+char *format_urowid(const uint8_t *p, size_t size, char *out) {
     if (size != UNIVERSAL_SIZE || p[0] != PHYSICAL)
         return nullptr;
-    row = {load_be32(p + 1), load_be16(p + 5), load_be32(p + 7), load_be16(p + 11)};
+    const RowAddress row = {load_be32(p + 1), load_be16(p + 5), load_be32(p + 7), load_be16(p + 11)};
     return put_extended(row, out);
 }
 

@@ -10,10 +10,12 @@
 
 namespace vexlo {
 
-constexpr size_t ROWID_TEXT_MAX = 24; // room format_rowid() needs at most
+constexpr size_t ROWID_TEXT_MAX = 24; // room the functions below need at most
 
-// Writes the address as Oracle shows it (AAAR3sAAEAAAACXAAA; 00000097.0000.0004 for a restricted one) and
-// returns the end, or null when the bytes are none.
+// Writes the address in a ROWID as Oracle shows it (AAAR3sAAEAAAACXAAA; 00000097.0000.0004 for a restricted
+// one) and returns the end, or null when the bytes are none.
 char *format_rowid(const uint8_t *data, size_t size, char *out);
+// The same of a UROWID, which can also be the key of a row in an index and as long as a ROWID then.
+char *format_urowid(const uint8_t *data, size_t size, char *out);
 
 } // namespace vexlo

@@ -49,6 +49,21 @@ TEST(Interval, DayToSecond) {
     EXPECT_EQ(ds(-1, -2, -3, -4, -500000000, IntervalStyle::oracle), "-1 02:03:04.5");
 }
 
+TEST(Interval, RoundedToMicroseconds) {
+    const auto rounded = [](int d, int h, int m, int s, int nanos) {
+        return ds(d, h, m, s, nanos, IntervalStyle::micros);
+    };
+    EXPECT_EQ(rounded(0, 0, 0, 1, 2500), "P0DT0H0M1.000002S");
+    EXPECT_EQ(rounded(0, 0, 0, 1, 3500), "P0DT0H0M1.000004S");
+    EXPECT_EQ(rounded(0, 0, 0, 1, 2501), "P0DT0H0M1.000003S");
+    EXPECT_EQ(rounded(0, 0, 0, -1, -2500), "P0DT0H0M-1.000002S");
+    EXPECT_EQ(rounded(0, 0, 0, 0, -500), "P0DT0H0M0S");
+    EXPECT_EQ(rounded(0, 0, 0, 9, 999999500), "P0DT0H0M10S");
+    EXPECT_EQ(rounded(-1, -23, -59, -59, -999999500), "P-2DT0H0M0S");
+    EXPECT_EQ(rounded(999999999, 23, 59, 59, 999999999), "P1000000000DT0H0M0S");
+    EXPECT_EQ(text_of(vexlo::format_interval_ym, ora_interval_ym(-1, -2), IntervalStyle::micros), "P-1Y-2M");
+}
+
 TEST(Interval, OutOfRangeIsRefused) {
     EXPECT_EQ(ym(1, 12), "invalid");
     EXPECT_EQ(ym(1000000000, 0), "invalid");

@@ -201,6 +201,33 @@ TEST_F(Postgresql, FinerFractionsAreRoundedAndTold) {
     EXPECT_EQ(query("SELECT * FROM \"T\""), "2024-01-01 00:00:00.123457\n2024-01-01 00:00:00.000005\n");
 }
 
+// Every hundredth half between two microseconds, and the last of a year, goes to the even one.
+TEST_F(Postgresql, HalvesAreRoundedToEven) {
+    DumpTable table{.name = "T", .columns = {{"K", 2, 22}, {"A", 180, 11}, {"I", 183, 11}}};
+    for (int k = 0; k < 1000000; k += k < 999900 ? 101 : 1)
+        table.rows.push_back(row(
+            {value(ora_number(std::to_string(k))),
+             value(ora_timestamp(ora_date(1999, 12, 31, 23, 59, 59), static_cast<uint32_t>(k) * 1000 + 500)),
+             value(ora_interval_ds(2, 23, 59, 59, k * 1000 + 500))}));
+    dump_of(table);
+    for (const char *format : {"sql", "csv"}) {
+        EXPECT_EQ(convert({"--to", format, "--dialect", "postgresql"}).status, 0);
+        if (format == std::string("sql")) {
+            load_script();
+        } else {
+            query("DELETE FROM \"T\"");
+            query("\\copy \"T\" FROM '" + (dir_ / "out/SCOTT.T.csv") + "' csv header");
+        }
+        EXPECT_EQ(rows_in("\"T\""), static_cast<long>(table.rows.size()));
+        const std::string micros = "(\"K\" + \"K\" % 2) * interval '1 microsecond'";
+        EXPECT_EQ(
+            query("SELECT count(*) FROM \"T\" WHERE \"A\" <> '1999-12-31 23:59:59'::timestamp + " + micros),
+            "0\n");
+        EXPECT_EQ(query("SELECT count(*) FROM \"T\" WHERE \"I\" <> interval '2 days 23:59:59' + " + micros),
+                  "0\n");
+    }
+}
+
 TEST_F(Postgresql, LocalTimeOfAnUnknownZoneIsNotShiftedByTheSession) {
     dump_of({.name = "T",
              .columns = {{"L", 231, 11}},

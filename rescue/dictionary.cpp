@@ -55,6 +55,9 @@ Dictionary::Dictionary(FileSet &files, const ScanIndexes &scans, ReadOptions opt
     if (files.root() == nullptr && files.scanned(0).empty())
         throw InputError("no file of the SYSTEM tablespace is given, which holds the dictionary");
     DictionaryReader(*this, files, scans, options).read();
+    if (names_.dropped() > 0)
+        notes_.push_back(std::to_string(names_.dropped()) +
+                         " names of the dictionary are left out: there are more than 4 GiB of them");
     tally_.coalesce();
     charset_ = charset ? charset->oracle : property("NLS_CHARACTERSET");
     const Charset *known = charset ? &*charset : find_charset(charset_);
@@ -105,6 +108,26 @@ std::span<const ColumnRecord> Dictionary::columns(uint32_t table) const {
 
 std::span<const PartitionRecord> Dictionary::partitions(uint32_t parent) const {
     return find_records(partitions_, parent, &PartitionRecord::parent);
+}
+
+// Subpartitions that have lost the row of their partition are known as partitions of the table. One of them
+// may belong to any partition that has fewer of them than its row counts. The count of a table whose
+// partitions are made when rows come for them is the most that it may have.
+uint64_t Dictionary::lost_partitions(const TableRecord &table) const {
+    constexpr uint32_t MADE_ON_DEMAND = 1048575;
+    uint64_t known = 0, unowned = 0, lost = 0;
+    for (const PartitionRecord &partition : partitions(table.object)) {
+        const ObjectRecord *record = object(partition.object);
+        const bool is_unowned = record != nullptr && record->type == OBJECT_TABLE_SUBPARTITION;
+        ++(is_unowned ? unowned : known);
+        const size_t inner = partitions(partition.object).size();
+        lost += partition.subpartitions > inner ? partition.subpartitions - inner : 0;
+    }
+    lost -= std::min(lost, unowned);
+    const PartitionedRecord *counted = find_record(partitioned_, table.object, &PartitionedRecord::object);
+    if (counted != nullptr && counted->partitions < MADE_ON_DEMAND && counted->partitions > known)
+        lost += counted->partitions - known;
+    return lost;
 }
 
 // The row counts columns that can be selected by *, which have numbers; the hidden ones that store an object

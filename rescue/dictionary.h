@@ -1,7 +1,7 @@
 // The dictionary of a database in memory, read straight from the blocks of its SYSTEM files.
 //
 // Records are flat and sorted; they refer to each other by object number. Names are bytes as stored, kept in
-// one arena; text() decodes them. What damaged blocks held is not there: every look-up can come back empty.
+// one store; text() decodes them. What damaged blocks held is not there: every look-up can come back empty.
 #pragma once
 
 #include <array>
@@ -15,18 +15,11 @@
 #include <vector>
 
 #include "rescue/loss.h"
+#include "rescue/name_store.h"
 #include "rescue/segment.h"
 #include "values/text_decoder.h"
 
 namespace vexlo {
-
-// A name or value in the dictionary's arena.
-struct NameRef {
-    uint32_t at = 0;
-    uint32_t size = 0;
-
-    bool empty() const { return size == 0; }
-};
 
 // USER$.SPARE1: the user came with the database
 constexpr uint32_t USER_ORACLE_MAINTAINED = 0x100;
@@ -151,14 +144,21 @@ struct ColumnRecord {
 struct PartitionRecord {
     uint32_t object;
     uint32_t data_object;
-    uint32_t parent;   // the table or, of a subpartition, the composite partition
-    uint32_t position; // PART# or SUBPART#
+    uint32_t parent;        // the table or, of a subpartition, the composite partition
+    uint32_t position;      // PART# or SUBPART#
+    uint32_t subpartitions; // of a composite partition, as its row counts them
     uint32_t tablespace;
     uint32_t file;
     uint32_t block;
     uint64_t rows;                   // as last analysed
     std::array<uint8_t, 7> analyzed; // all zero when never
     bool row_lost; // an object or subpartitions say that there is one, the row that describes it is gone
+};
+
+// PARTOBJ$: a table or index that has partitions.
+struct PartitionedRecord {
+    uint32_t object;
+    uint32_t partitions; // as its row counts them
 };
 
 struct LobRecord {
@@ -300,6 +300,8 @@ public:
     // In partition order; of a composite table the composite partitions, whose own partitions are asked for
     // by their object number.
     std::span<const PartitionRecord> partitions(uint32_t parent) const;
+    // How many partitions and subpartitions the dictionary counts beyond those of which it has a row.
+    uint64_t lost_partitions(const TableRecord &table) const;
     // How many columns the table's own row counts beyond those that are known.
     uint32_t lost_columns(const TableRecord &table) const;
     // Whether all columns are known, hidden ones among them.
@@ -318,7 +320,7 @@ public:
     std::string_view national_charset() const { return property("NLS_NCHAR_CHARACTERSET"); }
 
     // The bytes of a name as stored.
-    std::string_view bytes(NameRef name) const { return {arena_.data() + name.at, name.size}; }
+    std::string_view bytes(NameRef name) const { return names_.bytes(name); }
     // A name in UTF-8. Thread-safe.
     std::string text(NameRef name) const;
     // Name of the owner and of the object; "UNKNOWN" and "OBJ_<number>" where they are lost.
@@ -352,6 +354,7 @@ private:
     std::vector<ClusterRecord> clusters_;
     std::vector<ColumnRecord> columns_;
     std::vector<PartitionRecord> partitions_; // by parent, position, object
+    std::vector<PartitionedRecord> partitioned_;
     std::vector<LobRecord> lobs_;
     std::vector<LobFragmentRecord> lob_fragments_;
     std::vector<IndexRecord> indexes_;
@@ -361,7 +364,7 @@ private:
     std::vector<KeyColumnRecord> keys_;
     std::vector<std::pair<NameRef, NameRef>> properties_;
     std::vector<uint32_t> data_objects_; // sorted
-    std::vector<char> arena_;
+    NameStore names_;
     std::string charset_;
     SegmentTally tally_;
     std::vector<std::string> notes_;

@@ -46,7 +46,7 @@ std::vector<ColumnMember<BootstrapRecord>> bootstrap_columns() {
 // Takes rows of bootstrap$, or of blocks that may hold such rows among others.
 class BootstrapTaker {
 public:
-    BootstrapTaker() : taker_("BOOTSTRAP$", bootstrap_columns(), records_, arena_) {
+    BootstrapTaker() : taker_("BOOTSTRAP$", bootstrap_columns(), records_, names_) {
         taker_.define({"BOOTSTRAP$", {}, 0, {}, {"LINE#", "OBJ#", "SQL_TEXT"}});
     }
 
@@ -68,8 +68,7 @@ public:
         std::vector<CreateText> texts;
         std::set<std::pair<bool, std::string>> names;
         for (const BootstrapRecord &record : records_) {
-            std::optional<CreateText> text =
-                parse_create_text({arena_.data() + record.text.at, record.text.size});
+            std::optional<CreateText> text = parse_create_text(names_.bytes(record.text));
             if (!text || text->columns.empty() || (text->block == 0 && text->cluster.empty()))
                 continue;
             if (text->object == 0)
@@ -87,7 +86,7 @@ private:
     }
 
     std::vector<BootstrapRecord> records_;
-    std::vector<char> arena_;
+    NameStore names_;
     RecordTaker<BootstrapRecord> taker_;
 };
 
@@ -283,7 +282,7 @@ DictionaryReader::Takers DictionaryReader::core_takers() {
     Takers takers;
     const auto add = [&]<class RECORD>(std::string_view table, std::vector<RECORD> &records,
                                        std::vector<ColumnMember<RECORD>> columns) {
-        takers.push_back(std::make_unique<RecordTaker<RECORD>>(table, std::move(columns), records, d.arena_));
+        takers.push_back(std::make_unique<RecordTaker<RECORD>>(table, std::move(columns), records, d.names_));
     };
     add.operator()<TableRecord>("TAB$", d.tables_,
                                 {{"OBJ#", &TableRecord::object},
@@ -383,7 +382,7 @@ DictionaryReader::Takers DictionaryReader::further_takers() {
     Takers takers;
     const auto add = [&]<class RECORD>(std::string_view table, std::vector<RECORD> &records,
                                        std::vector<ColumnMember<RECORD>> columns) {
-        takers.push_back(std::make_unique<RecordTaker<RECORD>>(table, std::move(columns), records, d.arena_));
+        takers.push_back(std::make_unique<RecordTaker<RECORD>>(table, std::move(columns), records, d.names_));
     };
     add.operator()<LobRecord>("LOB$", d.lobs_,
                               {{"OBJ#", &LobRecord::table},
@@ -437,7 +436,11 @@ DictionaryReader::Takers DictionaryReader::further_takers() {
     add.operator()<PartitionRecord>("TABCOMPART$", d.partitions_,
                                     {{"OBJ#", &PartitionRecord::object},
                                      {"BO#", &PartitionRecord::parent},
-                                     {"PART#", &PartitionRecord::position}});
+                                     {"PART#", &PartitionRecord::position},
+                                     {"SUBPARTCNT", &PartitionRecord::subpartitions}});
+    add.operator()<PartitionedRecord>(
+        "PARTOBJ$", d.partitioned_,
+        {{"OBJ#", &PartitionedRecord::object}, {"PARTCNT", &PartitionedRecord::partitions}});
     add.operator()<PropertyRecord>("PROPS$", properties_,
                                    {{"NAME", &PropertyRecord::name}, {"VALUE$", &PropertyRecord::value}});
     add.operator()<DefaultRecord>("ECOL$", d.defaults_,
@@ -462,6 +465,7 @@ void DictionaryReader::finish_further() {
     sort_unique(d.index_partitions_,
                 [](const IndexPartitionRecord &r) { return uint64_t{r.index} << 32 | r.object; });
     sort_partitions();
+    sort_unique(d.partitioned_, [](const PartitionedRecord &r) { return r.object; });
     sort_unique(d.defaults_,
                 [](const DefaultRecord &r) { return uint64_t{r.table} << 32 | r.internal_column; });
     sort_unique(d.files_, [](const FileRecord &r) { return r.file; });
@@ -477,14 +481,14 @@ DictionaryReader::Takers DictionaryReader::key_takers() {
         "CDEF$",
         std::vector<ColumnMember<ConstraintRecord>>{{"CON#", &ConstraintRecord::constraint},
                                                     {"TYPE#", &ConstraintRecord::type}},
-        constraints_, dictionary_.arena_));
+        constraints_, dictionary_.names_));
     takers.push_back(std::make_unique<RecordTaker<ConstraintColumn>>(
         "CCOL$",
         std::vector<ColumnMember<ConstraintColumn>>{{"CON#", &ConstraintColumn::constraint},
                                                     {"OBJ#", &ConstraintColumn::table},
                                                     {"POS#", &ConstraintColumn::position},
                                                     {"INTCOL#", &ConstraintColumn::internal_column}},
-        constraint_columns_, dictionary_.arena_));
+        constraint_columns_, dictionary_.names_));
     return takers;
 }
 
@@ -642,13 +646,10 @@ void DictionaryReader::read_defaults() {
             continue;
         const std::optional<std::vector<uint8_t>> value =
             read_default_value(d.bytes(record.value), reader, segment);
-        record.value_lost = !value || value->size() > left;
-        record.value = {static_cast<uint32_t>(d.arena_.size()), 0};
-        if (!record.value_lost) {
-            left -= value->size();
-            record.value.size = static_cast<uint32_t>(value->size());
-            d.arena_.insert(d.arena_.end(), value->begin(), value->end());
-        }
+        const bool fits = value && value->size() <= left;
+        record.value = fits ? d.names_.put(value->data(), value->size()) : NameRef{};
+        record.value_lost = !fits || record.value.size != value->size();
+        left -= record.value.size;
     }
 }
 

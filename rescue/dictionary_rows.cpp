@@ -52,10 +52,8 @@ void RecordWriter::write(bool &to, const Field &field) {
 }
 
 void RecordWriter::write(NameRef &to, const Field &field) {
-    if (field.kind == FieldKind::null || field.kind == FieldKind::stream)
-        return;
-    to = {static_cast<uint32_t>(arena_.size()), field.size};
-    arena_.insert(arena_.end(), field.data, field.data + field.size);
+    if (field.kind != FieldKind::null && field.kind != FieldKind::stream)
+        to = names_.put(field.data, field.size);
 }
 
 void RecordWriter::write(std::array<uint8_t, 7> &to, const Field &field) {

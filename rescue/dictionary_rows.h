@@ -30,7 +30,7 @@ struct ColumnMember {
 // Converts single columns.
 class RecordWriter {
 public:
-    explicit RecordWriter(std::vector<char> &arena) : arena_(arena) {}
+    explicit RecordWriter(NameStore &names) : names_(names) {}
 
     template <class RECORD>
     void store(RECORD &record, const Member<RECORD> &member, const Field &field) {
@@ -48,7 +48,7 @@ private:
     void write(NameRef &to, const Field &field);
     void write(std::array<uint8_t, 7> &to, const Field &field);
 
-    std::vector<char> &arena_;
+    NameStore &names_;
 };
 
 // Takes the rows of one dictionary table.
@@ -79,8 +79,8 @@ template <class RECORD>
 class RecordTaker final : public RowTaker {
 public:
     RecordTaker(std::string_view table, std::vector<ColumnMember<RECORD>> columns,
-                std::vector<RECORD> &records, std::vector<char> &arena)
-        : RowTaker(table), columns_(std::move(columns)), records_(records), writer_(arena) {}
+                std::vector<RECORD> &records, NameStore &names)
+        : RowTaker(table), columns_(std::move(columns)), records_(records), writer_(names) {}
 
     void take(const Field *fields) override {
         RECORD record{};

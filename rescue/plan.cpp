@@ -141,6 +141,25 @@ void search_partitions(const OpenDatabase &database, PlannedTable &table) {
         table.obstacle = Obstacle::no_partitions;
 }
 
+// The partitions that nothing but their number tells of: they belong to the table, and where each partition
+// has outputs of its own they are an entry without any.
+void add_lost_partitions(const Dictionary &dictionary, size_t first, bool split,
+                         std::vector<PlannedTable> &tables) {
+    const Obstacle obstacle = tables[first].obstacle;
+    const uint64_t lost = dictionary.lost_partitions(*tables[first].table);
+    if (lost == 0 || (obstacle != Obstacle::none && obstacle != Obstacle::no_partitions))
+        return;
+    if (split) {
+        PlannedTable rest;
+        rest.table = tables[first].table;
+        rest.owner = tables[first].owner;
+        rest.name = tables[first].name;
+        rest.obstacle = Obstacle::no_partitions;
+        tables.push_back(std::move(rest));
+    }
+    tables[split ? tables.size() - 1 : first].lost_partitions += lost;
+}
+
 // Names a table that a pattern would select if the name of its owner were not lost; empty when there is none.
 std::string lost_owner_hint(const Dictionary &dictionary, const NamePattern &pattern) {
     for (const TableRecord &table : dictionary.tables()) {
@@ -182,6 +201,11 @@ std::vector<std::string> PlannedTable::doubts() const {
     return texts;
 }
 
+std::string PlannedTable::obstacle_reason() const {
+    const bool counted = obstacle == Obstacle::no_partitions && lost_partitions > 0;
+    return counted ? doubts().back() : std::string(obstacle_text(obstacle));
+}
+
 std::vector<PlannedTable> plan_tables(const OpenDatabase &database, const RescueOptions &options) {
     const Dictionary &dictionary = database.dictionary;
     const OracleOwners oracle_owners(dictionary);
@@ -200,13 +224,15 @@ std::vector<PlannedTable> plan_tables(const OpenDatabase &database, const Rescue
         if (table.obstacle == Obstacle::unplaced)
             search_table(database, table);
         const size_t first = tables.size();
-        if (options.by_partition && partitioned)
+        const bool split = options.by_partition && partitioned;
+        if (split)
             std::ranges::move(split_partitions(dictionary, table), std::back_inserter(tables));
         else
             tables.push_back(std::move(table));
         if (partitioned)
             for (size_t i = first; i < tables.size(); ++i)
                 search_partitions(database, tables[i]);
+        add_lost_partitions(dictionary, first, split, tables);
     }
     name_outputs(tables);
     return tables;

@@ -19,13 +19,15 @@ struct PlannedTable {
     Obstacle obstacle = Obstacle::none;
     bool searched = false; // its blocks had to be looked for: nobody knows whether they are all there are
     uint64_t searched_partitions = 0; // partitions of which the same holds
-    uint64_t lost_partitions = 0;     // partitions of which no block was found
+    uint64_t lost_partitions = 0;     // partitions of which no block was found, or nothing but their number
     std::string stem;                 // path in the output directory that outputs get, without extension
     bool numbered = false;            // another table has the name that the stem would be
     std::string suspect_stem;         // the same of rows that cannot be trusted
 
     // Why it is not known that all its rows are in its segments, if so.
     std::vector<std::string> doubts() const;
+    // Why its rows are not read.
+    std::string obstacle_reason() const;
     // OWNER.TABLE or OWNER.TABLE/PARTITION
     std::string title() const { return owner + "." + name + (partition ? "/" + *partition : ""); }
 };

@@ -481,7 +481,7 @@ TableEntry unload_table(const UnloadContext &context, const PlannedTable &table)
     if (!is_read(table)) {
         TableEntry entry = empty_entry(table);
         entry.status = TableStatus::skipped;
-        entry.reason = obstacle_text(table.obstacle);
+        entry.reason = table.obstacle_reason();
         return entry;
     }
     return TableUnload(context, table).run();

@@ -497,6 +497,20 @@ void write_added_defaults(const Model &model, const DictionarySink &sink) {
         }
 }
 
+// ---- Partitioned tables
+
+void write_partitioned(const Model &model, const DictionarySink &sink) {
+    constexpr uint32_t by_range = 1;
+    TableRows rows(model, "PARTOBJ$", sink);
+    for (const TableEntry &t : model.tables) {
+        if (t.partitions.empty())
+            continue;
+        rows.set("OBJ#", t.place.objn).set("PARTTYPE", by_range).set("PARTKEYCOLS", 1);
+        rows.set("PARTCNT", static_cast<uint32_t>(t.partitions.size()));
+        rows.store();
+    }
+}
+
 // ---- Partitions of LOB columns and of their indexes
 
 void write_lob_fragments(const Model &model, const DictionarySink &sink) {
@@ -534,6 +548,7 @@ void write_dictionary(const Model &model, const DictionarySink &sink) {
         write_files(model, sink);
         ConstraintRows(model, sink).write();
         write_added_defaults(model, sink);
+        write_partitioned(model, sink);
         write_lob_fragments(model, sink);
     }
     write_properties(model, sink);

@@ -51,7 +51,7 @@ enum class DictionaryVersion { v11, v12 };
 
 struct DictionaryLayout {
     DictionaryVersion version = DictionaryVersion::v11;
-    bool full = false; // with FILE$, CON$, CDEF$, CCOL$, ECOL$, LOBFRAG$ and INDPART$
+    bool full = false; // with FILE$, CON$, CDEF$, CCOL$, ECOL$, LOBFRAG$, PARTOBJ$ and INDPART$
 };
 
 struct UserDef {

@@ -87,6 +87,21 @@ TEST(DictionaryLayout, FilesAreListedWithBothNumbers) {
     EXPECT_EQ(to_integer(files.get("TS#", "FILE#", 2)), ts);
 }
 
+TEST(DictionaryLayout, PartitionedTablesHaveTheNumberOfTheirPartitions) {
+    TempDir dir;
+    Database db(dir.path(), full(DictionaryVersion::v11));
+    TableDef def;
+    def.name = "T";
+    def.columns = {number_column("ID")};
+    def.partitions = {{"P1", std::nullopt, "10", {}}, {"P2", std::nullopt, "MAXVALUE", {}}};
+    const uint32_t objn = db.model().tables[db.add_table(def)].place.objn;
+    db.finish();
+    Reader reader(db.datafiles());
+    DictionaryTable partitioned(reader, db.model(), "PARTOBJ$");
+    EXPECT_EQ(partitioned.size(), 1U);
+    EXPECT_EQ(to_integer(partitioned.get("PARTCNT", "OBJ#", objn)), 2);
+}
+
 TEST(DictionaryLayout, ConstraintsNameTheirColumns) {
     TempDir dir;
     Database db(dir.path(), full(DictionaryVersion::v11));

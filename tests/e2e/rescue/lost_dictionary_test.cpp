@@ -38,6 +38,16 @@ protected:
     }
 
     void lose_partition_row(const SegmentPlace &place) { partition_rows_.insert(number(place.objn)); }
+    // Nothing but a number tells of the partition then.
+    void lose_partition(const SegmentPlace &place) {
+        lose_partition_row(place);
+        object_rows_.insert(number(place.objn));
+    }
+    static DatabaseOptions full_dictionary() {
+        DatabaseOptions options;
+        options.layout.full = true;
+        return options;
+    }
 
     // A table of three partitions P1 to P3 with the IDs 1 to 3; each of them has `subpartitions` where there
     // are any, and a row in each.
@@ -171,6 +181,74 @@ TEST_F(LostDictionary, PartitionWithoutItsRowAndBlocksIsLost) {
     ASSERT_EQ(tables.size(), 3U);
     EXPECT_EQ(tables[2].at("partition"), "P2");
     EXPECT_EQ(tables[2].at("status"), "skipped");
+}
+
+TEST_F(LostDictionary, PartitionsThatNothingButTheirNumberTellsOfAreCounted) {
+    open_losing(full_dictionary());
+    const size_t t = add_partitioned();
+    lose_partition(partition(t, 0).place);
+    lose_partition(partition(t, 2).place);
+    unload();
+    EXPECT_EQ(column("T", "ID"), (csv_row{"2"}));
+    EXPECT_EQ(record("T").at("status"), "partial");
+    EXPECT_EQ(record("T").at("reason"), "2 partitions lost");
+    EXPECT_EQ(result_.status, 1);
+    const run_result listed = run_rescue({"list", "--files", dir_.file("db/*.dbf")});
+    EXPECT_NE(listed.out.find("2 partitions lost"), std::string::npos) << listed.out;
+}
+
+TEST_F(LostDictionary, WhereEachPartitionHasItsOutputThoseThatAreCountedAreAnEntryOfTheTable) {
+    open_losing(full_dictionary());
+    lose_partition(partition(add_partitioned(), 1).place);
+    unload({"--by-partition"});
+    const Json tables = read_record(dir_.file("out")).at("tables");
+    ASSERT_EQ(tables.size(), 3U);
+    EXPECT_EQ(tables[0].at("partition"), "P1");
+    EXPECT_EQ(tables[0].at("status"), "complete");
+    EXPECT_EQ(tables[1].at("partition"), "P3");
+    EXPECT_EQ(tables[1].at("outputs").at(0).at("path"), "SCOTT.T/P3.csv");
+    EXPECT_EQ(tables[2].at("partition"), nullptr);
+    EXPECT_EQ(tables[2].at("status"), "skipped");
+    EXPECT_EQ(tables[2].at("reason"), "1 partitions lost");
+    EXPECT_EQ(result_.status, 1);
+}
+
+TEST_F(LostDictionary, AllPartitionsOfATableMayBeLost) {
+    open_losing(full_dictionary());
+    const size_t t = add_partitioned();
+    for (size_t part = 0; part < 3; part++)
+        lose_partition(partition(t, part).place);
+    add_rows("OTHER", 3);
+    unload();
+    EXPECT_EQ(record("T").at("status"), "skipped");
+    EXPECT_EQ(record("T").at("reason"), "3 partitions lost");
+    EXPECT_EQ(record("OTHER").at("status"), "complete");
+}
+
+TEST_F(LostDictionary, SubpartitionsThatNothingButTheirNumberTellsOfAreCounted) {
+    open_losing(full_dictionary());
+    const size_t t = add_partitioned({"A", "B"});
+    lose_partition(partition(t, 1).subpartitions.at(0).place);
+    lose_partition_row(partition(t, 2).subpartitions.at(0).place);
+    unload();
+    EXPECT_EQ(column("T", "ID"), (csv_row{"1", "2", "4", "6", "5"}));
+    EXPECT_EQ(record("T").at("reason"),
+              "1 partitions have lost their rows, blocks were found by going through the files, 1 partitions "
+              "lost");
+}
+
+TEST_F(LostDictionary, ATableWhosePartitionsAreMadeOnDemandHasLostNone) {
+    constexpr size_t COUNT = 2; // PARTCNT in PARTOBJ$
+    DatabaseOptions options = full_dictionary();
+    options.dictionary_hook = [](std::string_view table, Row &row, RowPlacement &) {
+        if (table == "PARTOBJ$")
+            row.at(COUNT) = number(1048575);
+        return true;
+    };
+    open(options);
+    add_partitioned();
+    unload();
+    EXPECT_EQ(record("T").at("status"), "complete");
 }
 
 TEST_F(LostDictionary, SubpartitionWithoutItsRowIsFoundByItsDataObject) {

@@ -49,11 +49,20 @@ private:
 
 } // namespace
 
+BlockBudget::BlockBudget(const FileSet &files, uint32_t tablespace) : mapped(0) {
+    for (const Datafile *file : files.scanned(tablespace))
+        mapped += 2 * file->blocks();
+    scanned = mapped;
+}
+
 class SegmentRuns::State {
 public:
-    State(const FileSet &files, const ScanIndexes &scans, const SegmentRef &segment, ReadOptions options)
+    State(const FileSet &files, const ScanIndexes &scans, const SegmentRef &segment, ReadOptions options,
+          std::shared_ptr<BlockBudget> budget)
         : files_(files), scans_(scans), segment_(segment), options_(options),
-          reader_(files, options.trust_blocks), object_(segment.data_object) {
+          reader_(files, options.trust_blocks), object_(segment.data_object), budget_(std::move(budget)) {
+        if (!budget_)
+            budget_ = std::make_shared<BlockBudget>(files, segment.tablespace);
         lost_ = options_.ignore_maps || segment_.unplaced;
         maps_left_ = !lost_ && segment_.has_storage();
         next_map_ = maps_left_ ? make_rdba(segment_.file, segment_.block) : 0;
@@ -148,22 +157,16 @@ private:
         if (held < blocks)
             tally_.add_loss(
                 loss_at(LossKind::unreadable, {place.file, place.block + held}, rdba, blocks - held));
-        if (!spend(held))
+        if (!spend(budget_->mapped, held))
             return end_maps();
         extent_ = {place.file, place.block, held};
     }
 
-    // Counts blocks that maps lead to. False when they are more than twice those of the tablespace: one
-    // extent may well claim too much, but no more.
-    bool spend(uint64_t blocks) {
-        if (!blocks_left_) {
-            blocks_left_ = 0;
-            for (const Datafile *file : files_.scanned(segment_.tablespace))
-                *blocks_left_ += 2 * file->blocks();
-        }
-        if (blocks > *blocks_left_)
+    // Counts blocks that the segment is led to. False when they are more than are left.
+    static bool spend(uint64_t &left, uint64_t blocks) {
+        if (blocks > left)
             return false;
-        *blocks_left_ -= blocks;
+        left -= blocks;
         return true;
     }
 
@@ -181,14 +184,15 @@ private:
         maps_left_ = false;
     }
 
-    // Reads the next map block. One that is lost, is no map, or came before ends the chain.
+    // Reads the next map block. One that is lost, is no map, or came before ends the chain. It is a block
+    // that the segment is led to like those of its extents.
     void open_map() {
         check_stop();
         const uint32_t rdba = map_rdba_ = next_map_;
         maps_left_ = false;
         map_ = {};
         entry_ = 0;
-        if (!seen_maps_.insert(rdba).second || !read_map(rdba)) {
+        if (!seen_maps_.insert(rdba).second || !spend(budget_->mapped, 1) || !read_map(rdba)) {
             lost_ = true;
             return;
         }
@@ -264,7 +268,7 @@ private:
 
     bool open_range() {
         const ScanRange *range = ranges_.next();
-        if (range == nullptr)
+        if (range == nullptr || !spend(budget_->scanned, range->blocks))
             return false;
         extent_ = {range->file, range->first, range->blocks};
         return true;
@@ -276,10 +280,10 @@ private:
     const ReadOptions options_;
     BlockReader reader_;
     uint32_t object_;
+    std::shared_ptr<BlockBudget> budget_;
 
     uint32_t next_map_ = 0;
-    uint32_t map_rdba_ = 0;               // of the map block at hand
-    std::optional<uint64_t> blocks_left_; // that maps may still lead to; counted when the first one does
+    uint32_t map_rdba_ = 0; // of the map block at hand
     bool maps_left_ = false;
     std::set<uint32_t> seen_maps_;
     std::vector<uint8_t> map_block_;
@@ -298,8 +302,8 @@ private:
 };
 
 SegmentRuns::SegmentRuns(const FileSet &files, const ScanIndexes &scans, const SegmentRef &segment,
-                         ReadOptions options)
-    : state_(std::make_unique<State>(files, scans, segment, options)) {}
+                         ReadOptions options, std::shared_ptr<BlockBudget> budget)
+    : state_(std::make_unique<State>(files, scans, segment, options, std::move(budget))) {}
 
 SegmentRuns::~SegmentRuns() = default;
 

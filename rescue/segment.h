@@ -42,6 +42,16 @@ struct ReadOptions {
     bool trust_blocks = false; // neither check values nor tails are tested
 };
 
+// How many blocks segments may be led to, by maps and by going through the files: twice those of their
+// tablespace. One extent may well claim too much, but sound segments do not share blocks. One thread at a
+// time.
+struct BlockBudget {
+    BlockBudget(const FileSet &files, uint32_t tablespace);
+
+    uint64_t mapped;
+    uint64_t scanned;
+};
+
 // Goes through a segment. Each block comes once, whatever the maps say, and none that its file does not hold.
 // One thread at a time.
 class SegmentRuns {
@@ -49,9 +59,10 @@ public:
     // Longest run that next() gives, in bytes.
     static constexpr uint32_t RUN_BYTES = 1 << 20;
 
-    // `files` and `scans` must outlive the runs.
+    // `files` and `scans` must outlive the runs. Segments that share no blocks can share a `budget`; without
+    // one the segment has its own. Where it leads to no more blocks by maps, the files are gone through.
     SegmentRuns(const FileSet &files, const ScanIndexes &scans, const SegmentRef &segment,
-                ReadOptions options);
+                ReadOptions options, std::shared_ptr<BlockBudget> budget = nullptr);
     ~SegmentRuns();
 
     // The next run; false behind the last one. Throws Stopped when the run of the program is to end.

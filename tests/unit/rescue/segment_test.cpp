@@ -120,6 +120,25 @@ TEST_F(SegmentTest, MapsThatClaimTheSameBlocksAgainAndAgainAreLeft) {
     EXPECT_EQ(read.tally.losses, (std::vector<Loss>{{LossKind::address, users(), 2, 2, header(), 1}}));
 }
 
+TEST_F(SegmentTest, SegmentsThatShareABudgetAreLedToNoMoreBlocksThanTheirTablespaceHasRoomFor) {
+    const uint64_t end = std::filesystem::file_size(path_of(USERS_FILE)) / DB_BLOCK_SIZE;
+    patch(USERS_FILE, header(), HEADER_MAP + 16, word(make_rdba(2, 2)));
+    patch(USERS_FILE, header(), HEADER_MAP + 16 + 4, word(static_cast<uint32_t>(end - 2)));
+    OpenDatabase database = reopen();
+    const TableSegment segment = database.dictionary.segments(database.table("T")).front();
+    const auto budget = std::make_shared<BlockBudget>(database.files, users());
+    uint64_t mapped = 0, scanned = 0;
+    for (int i = 0; i < 20; ++i) {
+        SegmentRuns runs(database.files, database.scans, segment.segment, {}, budget);
+        for (BlockRun run; runs.next(run);)
+            (run.scanned ? scanned : mapped) += run.count;
+        EXPECT_EQ(runs.was_scanned(), i > 0) << i;
+    }
+    EXPECT_LE(mapped, 2 * end);
+    EXPECT_LE(scanned, 2 * end);
+    EXPECT_GT(scanned, 0u);
+}
+
 // Behind its three extents the header has nothing but zeros.
 TEST_F(SegmentTest, AMapThatClaimsMoreExtentsThanItHasIsLost) {
     for (const uint32_t claimed : {5u, 0xFFFFu}) {

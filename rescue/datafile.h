@@ -106,14 +106,15 @@ public:
     // the first block at or behind it that may hold data, blocks() when there is none.
     uint64_t skip_hole(uint64_t block) const;
 
-    // Whether the file is one of the inputs for more than that it lay among them: the user named it, or it is
-    // a datafile.
+    // Whether the file is one of the inputs for more than that it lay among them, as outputs of an earlier
+    // run may: the user named it, or it is a datafile.
     bool is_input() const { return named_ || identity_.block_size != 0; }
     bool is_named() const { return named_; }
 
     // Called by the set of files alone.
     void set_named() { named_ = true; }
     void set_status(FileStatus status, std::string remark);
+    void add_remark(const std::string &remark) { remark_ += (remark_.empty() ? "" : ", ") + remark; }
     // The place in the database that FILE$ states for a file whose header is lost.
     void set_place(uint32_t file, uint32_t tablespace);
     // Whether the tablespace is known for sure, and no mere hint of a damaged header.

@@ -77,12 +77,13 @@ void add_path(const std::string &path, std::vector<FoundPath> &paths) {
         add_pattern(path, paths);
 }
 
-void add_list(const std::string &path, std::vector<FoundPath> &paths) {
+void add_list(const std::string &path, FoundFiles &found) {
     const std::vector<std::string> lines = read_lines(path);
     if (lines.empty())
         throw UsageError(path + ": lists no files");
     for (const std::string &line : lines)
-        paths.push_back({line, true});
+        found.paths.push_back({line, true});
+    found.texts.push_back(path);
 }
 
 // The list that a configuration names: the last line that begins with the key counts.
@@ -101,17 +102,19 @@ std::string list_of_config(const std::string &path) {
 
 } // namespace
 
-std::vector<FoundPath> find_files(const FileQuery &query) {
-    std::vector<FoundPath> paths;
+FoundFiles find_files(const FileQuery &query) {
+    FoundFiles found;
     for (const std::string &path : query.files)
-        add_path(path, paths);
+        add_path(path, found.paths);
     if (!query.list.empty())
-        add_list(query.list, paths);
-    if (!query.config.empty())
-        add_list(list_of_config(query.config), paths);
+        add_list(query.list, found);
+    if (!query.config.empty()) {
+        add_list(list_of_config(query.config), found);
+        found.texts.push_back(query.config);
+    }
     if (query.files.empty() && query.list.empty() && query.config.empty())
-        add_directory(".", paths);
-    return paths;
+        add_directory(".", found.paths);
+    return found;
 }
 
 } // namespace vexlo

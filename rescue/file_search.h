@@ -13,8 +13,13 @@ struct FoundPath {
     bool named; // by the user; else it was met in a directory, or a pattern matched it
 };
 
-// The paths of all files that `query` names: what a directory holds by name, what a pattern matches, what a
-// list lists in its order. Throws UsageError for a path, pattern, list or configuration that gives nothing.
-std::vector<FoundPath> find_files(const FileQuery &query);
+struct FoundFiles {
+    std::vector<FoundPath> paths;
+    std::vector<std::string> texts; // the list and the configuration that were read to find them
+};
+
+// All files that `query` names: what a directory holds by name, what a pattern matches, what a list lists in
+// its order. Throws UsageError for a path, pattern, list or configuration that gives nothing.
+FoundFiles find_files(const FileQuery &query);
 
 } // namespace vexlo

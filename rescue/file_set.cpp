@@ -76,13 +76,18 @@ std::string joined(const std::map<uint32_t, std::string> &names) {
 
 } // namespace
 
-FileSet::FileSet(const FileQuery &query) : FileSet(open_all(find_files(query)), query.dbid) {}
+FileSet::FileSet(const FileQuery &query) : FileSet(find_files(query), query.dbid) {}
+
+FileSet::FileSet(FoundFiles found, std::optional<uint32_t> dbid) : FileSet(open_all(found.paths), dbid) {
+    texts_ = std::move(found.texts);
+}
 
 FileSet::FileSet(std::vector<std::unique_ptr<Datafile>> files, std::optional<uint32_t> dbid)
     : inputs_(std::move(files)) {
     drop_repeated_paths();
     choose_database(dbid);
     drop_duplicates();
+    refuse_several_roots();
     drop_damaged_copies();
     index_files();
     if (by_tablespace_.empty() && placeless_.empty())
@@ -136,6 +141,23 @@ void FileSet::drop_duplicates() {
             FileStatus::duplicate,
             "copy of " + quoted(*it->second) + ", whose checkpoint is " +
                 (loser->identity().checkpoint == it->second->identity().checkpoint ? "the same" : "newer"));
+    }
+}
+
+// Every container of a database has a dictionary and a bootstrap$ of its own, and nothing is known in a
+// header that would tell which files go with which.
+void FileSet::refuse_several_roots() const {
+    const Datafile *first = nullptr;
+    for (const auto &file : inputs_) {
+        const FileIdentity &identity = file->identity();
+        if (file->status() != FileStatus::used || identity.root_rdba == 0 ||
+            identity.tablespace != SYSTEM_TABLESPACE)
+            continue;
+        if (first != nullptr)
+            throw UsageError(quoted(*first) + " and " + quoted(*file) +
+                             " are both the first file of a SYSTEM "
+                             "tablespace: files of several containers? Give those of one at a time");
+        first = file.get();
     }
 }
 
@@ -279,6 +301,7 @@ void FileSet::place_files(std::vector<ExpectedFile> expected) {
     drop_placeless_copies();
     place_unexpected();
     drop_damaged_copies();
+    note_unexpected();
     index_files();
 }
 
@@ -367,6 +390,27 @@ void FileSet::drop_placeless_copies() {
             !is_expected && identity.tablespace && !holders.contains(*identity.tablespace);
         if (!holders.empty() && !has_free_place && !is_elsewhere)
             file->set_status(FileStatus::duplicate, "copy of " + quoted(*holders.begin()->second));
+    }
+}
+
+// A file that the dictionary does not name may be of another container, whose tablespaces and objects have
+// the same numbers, or younger than the dictionary: only the user can tell.
+void FileSet::note_unexpected() {
+    std::map<std::pair<uint32_t, uint32_t>, uint32_t> numbers; // by tablespace and relative number
+    for (const ExpectedFile &expected : expected_)
+        numbers.emplace(std::pair(expected.tablespace, expected.relative_file), expected.file);
+    for (const auto &file : inputs_) {
+        const FileIdentity &identity = file->identity();
+        if (expected_.empty() || file->status() != FileStatus::used)
+            continue;
+        const auto it = numbers.find({*identity.tablespace, identity.relative_file});
+        if (it == numbers.end())
+            file->add_remark("relative file " + std::to_string(identity.relative_file) + " of tablespace " +
+                             std::to_string(*identity.tablespace) +
+                             " is not named by the dictionary: is it of another container?");
+        else if (it->second != identity.file)
+            file->add_remark("is file " + std::to_string(identity.file) + ", the dictionary names file " +
+                             std::to_string(it->second) + " at its place: is it of another container?");
     }
 }
 

@@ -43,6 +43,8 @@ struct MissingFile {
 
 constexpr uint32_t SYSTEM_TABLESPACE = 0;
 
+struct FoundFiles;
+
 class FileSet {
 public:
     // Opens the files that `query` asks for. Throws UsageError when a path, list or pattern gives nothing, or
@@ -52,6 +54,8 @@ public:
     // Of files that are open already, in the order given.
     FileSet(std::vector<std::unique_ptr<Datafile>> files, std::optional<uint32_t> dbid);
 
+    // The text files that named inputs.
+    std::span<const std::string> texts() const { return texts_; }
     // Every input in the order found, those that are not used among them.
     std::span<const std::unique_ptr<Datafile>> inputs() const { return inputs_; }
     // Lines about duplicates, damaged headers and files passed over.
@@ -82,24 +86,30 @@ public:
     bool has_damaged_headers() const;
     // Gives files with damaged headers their places as the dictionary states them, `expected`, or else as the
     // headers do; one whose place another file has is a copy of that. Of files of one number the one that the
-    // dictionary names is used. Not while other threads read.
+    // dictionary names is used. Files that it does not name where they say they belong are told of in
+    // notes(). Not while other threads read.
     void place_files(std::vector<ExpectedFile> expected);
 
 private:
+    FileSet(FoundFiles found, std::optional<uint32_t> dbid);
+
     void drop_repeated_paths();
     void choose_database(std::optional<uint32_t> dbid);
     void drop_duplicates();
     void drop_equal_numbers();
     void drop_damaged_copies();
     void place_unexpected();
+    void note_unexpected();
     void drop_placeless_copies();
     void index_files();
+    void refuse_several_roots() const;
     void choose_root();
     void sort_tablespaces();
     const Datafile *holder_of(uint32_t tablespace, uint32_t relative_file) const;
     const Datafile *find_file(uint32_t tablespace, uint32_t relative_file) const;
 
     std::vector<std::unique_ptr<Datafile>> inputs_;
+    std::vector<std::string> texts_;
     std::vector<std::string> notes_;
     uint32_t dbid_ = 0;
     uint32_t compatibility_ = 0;

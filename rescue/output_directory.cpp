@@ -33,11 +33,42 @@ bool holds_output(const std::string &path, const OutputEntry &output) {
     return file_crc32(file.get(), path) == output.crc32;
 }
 
-bool is_below(const std::string &path, const std::string &directory) {
+std::string canonical(const std::string &path) {
     std::error_code error;
-    const std::string inner = fs::weakly_canonical(path, error),
-                      outer = fs::weakly_canonical(directory, error);
-    return inner.starts_with(outer + "/");
+    return fs::weakly_canonical(path, error);
+}
+
+// Files that no output may replace.
+class ProtectedFiles {
+public:
+    void add(const std::string &path) {
+        paths_.push_back(canonical(path));
+        if (struct stat st; stat(path.c_str(), &st) == 0)
+            files_.emplace(st.st_dev, st.st_ino);
+    }
+
+    // What keeps a path from being replaced or removed; empty when nothing does.
+    std::string fault_of(const std::string &path) const {
+        struct stat st;
+        if (stat(path.c_str(), &st) != 0)
+            return "";
+        if (files_.contains({st.st_dev, st.st_ino}))
+            return path + " is one of the input files";
+        const std::string folder = S_ISDIR(st.st_mode) ? canonical(path) + "/" : "";
+        const bool holds_one = !folder.empty() && std::ranges::any_of(paths_, [&](const std::string &file) {
+            return file.starts_with(folder);
+        });
+        return holds_one ? path + " has one of the input files in it" : "";
+    }
+
+private:
+    std::vector<std::string> paths_;
+    std::set<std::pair<dev_t, ino_t>> files_;
+};
+
+void refuse(const std::string &fault) {
+    if (!fault.empty())
+        throw UsageError(fault);
 }
 
 void remove_all(const std::string &path) {
@@ -63,30 +94,6 @@ void OutputDirectory::lock() {
         throw UsageError(path_ + ": another run writes there");
 }
 
-void OutputDirectory::refuse_inputs(const std::vector<std::string> &paths, const FileSet &files) const {
-    std::set<std::pair<dev_t, ino_t>> inputs;
-    for (const auto &file : files.inputs())
-        if (file->is_input())
-            inputs.emplace(file->device(), file->inode());
-    for (const std::string &path : paths) {
-        struct stat st;
-        if (stat(full(path).c_str(), &st) == 0 && inputs.contains({st.st_dev, st.st_ino}))
-            throw UsageError(full(path) + " is one of the input files");
-        if (fs::is_directory(full(path)))
-            for (const auto &file : files.inputs())
-                if (file->is_input() && is_below(file->path(), full(path)))
-                    throw UsageError(full(path) + " has one of the input files in it");
-    }
-}
-
-void OutputDirectory::refuse_existing(const std::vector<std::string> &paths) const {
-    for (const std::string &path : paths) {
-        struct stat st;
-        if (lstat(full(path).c_str(), &st) == 0)
-            throw UsageError(full(path) + " exists already (--overwrite replaces it, --resume goes on)");
-    }
-}
-
 // Calls visit(path) for what was left of each of these outputs.
 template <class VISIT>
 void OutputDirectory::visit_unfinished(const std::vector<std::string> &paths, VISIT &&visit) const {
@@ -102,6 +109,36 @@ void OutputDirectory::visit_unfinished(const std::vector<std::string> &paths, VI
             if (const auto name = unfinished_output(entry.path().filename().string());
                 name && finals.contains(folder + "/" + *name))
                 visit(entry.path().string());
+    }
+}
+
+void OutputDirectory::refuse_inputs(const std::vector<std::string> &paths, const FileSet &files) const {
+    ProtectedFiles inputs;
+    for (const auto &file : files.inputs())
+        if (file->is_input())
+            inputs.add(file->path());
+    for (const std::string &text : files.texts())
+        inputs.add(text);
+    for (const std::string &path : paths)
+        refuse(inputs.fault_of(full(path)));
+    visit_unfinished(paths, [&](const std::string &path) { refuse(inputs.fault_of(path)); });
+}
+
+void OutputDirectory::refuse_met(const std::vector<std::string> &paths, const FileSet &files,
+                                 const std::set<std::string> &own) const {
+    ProtectedFiles met;
+    for (const auto &file : files.inputs())
+        met.add(file->path());
+    for (const std::string &path : paths)
+        if (const std::string fault = own.contains(path) ? "" : met.fault_of(full(path)); !fault.empty())
+            throw UsageError(fault + ", and no output of the run before");
+}
+
+void OutputDirectory::refuse_existing(const std::vector<std::string> &paths) const {
+    for (const std::string &path : paths) {
+        struct stat st;
+        if (lstat(full(path).c_str(), &st) == 0)
+            throw UsageError(full(path) + " exists already (--overwrite replaces it, --resume goes on)");
     }
 }
 

@@ -1,6 +1,7 @@
 // The directory that a run writes to.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,9 +21,13 @@ public:
     // there.
     void lock();
 
-    // Throws UsageError when one of the paths is an input. Files of other kinds that were merely met in a
-    // directory, outputs of an earlier run among them, are none.
+    // Throws UsageError when one of the paths, or what a run that was ended has left of it, is a datafile or
+    // a file that the user named, or has one in it.
     void refuse_inputs(const std::vector<std::string> &paths, const FileSet &files) const;
+    // Throws UsageError when one of the paths that are not in `own` is a file of any kind that was met among
+    // the inputs, or has one in it.
+    void refuse_met(const std::vector<std::string> &paths, const FileSet &files,
+                    const std::set<std::string> &own) const;
     // Throws UsageError when one of the paths exists.
     void refuse_existing(const std::vector<std::string> &paths) const;
 

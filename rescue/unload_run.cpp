@@ -96,7 +96,9 @@ private:
         const std::vector<std::string> paths = output_paths();
         directory_.refuse_inputs(paths, database_.files);
         const bool goes_on = options_.resume && resume();
-        if (!goes_on && !options_.overwrite)
+        if (options_.overwrite)
+            directory_.refuse_met(paths, database_.files, own_paths(paths));
+        else if (!goes_on)
             directory_.refuse_existing(paths);
         directory_.remove_unfinished(paths, earlier_database_.path);
     }
@@ -116,6 +118,28 @@ private:
         if (options_.lobs == LobMode::files)
             paths.insert(paths.end(), {lob_directory(table.stem), lob_directory(table.suspect_stem)});
         return paths;
+    }
+
+    // Those of the paths that the run before has written, by its record: all of them when it has written this
+    // run's tables in the same way, since it may have ended behind an output and before the record.
+    std::set<std::string> own_paths(const std::vector<std::string> &paths) const {
+        std::optional<RunRecord> earlier;
+        try {
+            earlier = load_record(options_.output);
+        } catch (const InputError &) {
+        }
+        if (!earlier)
+            return {};
+        if (has_same_options(*earlier) && has_same_tables(*earlier))
+            return {paths.begin(), paths.end()};
+        std::set<std::string> own = {RECORD_NAME};
+        for (const TableEntry &table : earlier->tables) {
+            for (const OutputEntry &output : table.outputs)
+                own.insert(output.path);
+            for (const LobFilesEntry &lobs : table.lobs.files)
+                own.insert(lobs.path);
+        }
+        return own;
     }
 
     // Takes over what an earlier run has finished, when it was one of the same inputs and options. False when
@@ -169,20 +193,26 @@ private:
         }
     }
 
-    void require_same(const RunRecord &earlier) const {
+    bool has_same_options(const RunRecord &earlier) const {
         RescueOptions options;
-        if (parse_rescue_options(earlier.command, options) >= 0 || !same_outputs(options, options_))
-            throw UsageError("the options differ from those of the run in " + options_.output);
-        if (datafiles(earlier.files) != datafiles(record_.files))
-            throw UsageError("the datafiles have changed since the run in " + options_.output);
+        return parse_rescue_options(earlier.command, options) < 0 && same_outputs(options, options_);
+    }
+
+    bool has_same_tables(const RunRecord &earlier) const {
         const auto names = [](const TableEntry &entry) {
             return std::tie(entry.owner, entry.table, entry.partition);
         };
-        const auto same_name = [&](const TableEntry &one, const TableEntry &other) {
-            return names(one) == names(other);
-        };
-        if (!std::equal(earlier.tables.begin(), earlier.tables.end(), record_.tables.begin(),
-                        record_.tables.end(), same_name))
+        return std::ranges::equal(
+            earlier.tables, record_.tables,
+            [&](const TableEntry &one, const TableEntry &other) { return names(one) == names(other); });
+    }
+
+    void require_same(const RunRecord &earlier) const {
+        if (!has_same_options(earlier))
+            throw UsageError("the options differ from those of the run in " + options_.output);
+        if (datafiles(earlier.files) != datafiles(record_.files))
+            throw UsageError("the datafiles have changed since the run in " + options_.output);
+        if (!has_same_tables(earlier))
             throw UsageError("the tables have changed since the run in " + options_.output);
     }
 

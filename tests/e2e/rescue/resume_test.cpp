@@ -207,6 +207,77 @@ TEST_F(Resume, AFileThatIsNamedAsAnInputIsNotReplaced) {
     EXPECT_EQ(read_text(dir_.file("out/SCOTT.T2.csv")), "mine");
 }
 
+TEST_F(Resume, AFileThatLiesAmongTheInputsIsNotReplacedUnlessTheRunBeforeHasWrittenIt) {
+    run_options there;
+    there.work_dir = dir_.file("db");
+    const auto run = [&](const std::string &table) {
+        return run_rescue({"unload", table, "--to", "csv", "--output", ".", "--quiet", "--overwrite"}, there);
+    };
+    write_text(dir_.file("db/SCOTT.T2.csv"), "mine");
+    const run_result refused = run("T2");
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_TRUE(
+        refused.err.ends_with("vexlo-rescue: ./SCOTT.T2.csv is one of the input files, and no output of "
+                              "the run before\n"))
+        << refused.err;
+    EXPECT_EQ(read_text(dir_.file("db/SCOTT.T2.csv")), "mine");
+    EXPECT_FALSE(file_exists(dir_.file("db/rescue.json")));
+    EXPECT_EQ(run("T1").status, 0);
+    EXPECT_EQ(run("T?").status, 2); // T1 is an output, T2 is not
+    EXPECT_EQ(read_text(dir_.file("db/SCOTT.T2.csv")), "mine");
+    EXPECT_EQ(run("T1").status, 0);
+    std::filesystem::remove(dir_.file("db/SCOTT.T2.csv"));
+    EXPECT_EQ(run("T?").status, 0);
+    EXPECT_EQ(run("T*2").status, 0);
+}
+
+// Killed behind the first output and before the record of it, a run has left a file that its record does not
+// name.
+TEST_F(Resume, OutputsOfAKilledRunAmongTheInputsAreReplaced) {
+    const std::vector<std::string> command = {"unload", "--to", "csv", "--output", ".", "--quiet"};
+    run_options there = signal_at("KILL", "SCOTT.T7.csv");
+    there.work_dir = dir_.file("db");
+    EXPECT_NE(run_rescue(command, there).status, 0);
+    write_text(dir_.file("db/SCOTT.T9.csv"), "left");
+    run_options plain;
+    plain.work_dir = dir_.file("db");
+    std::vector<std::string> overwriting = command;
+    overwriting.emplace_back("--overwrite");
+    const run_result result = run_rescue(overwriting, plain);
+    EXPECT_EQ(result.status, 0) << result.describe();
+    EXPECT_EQ(read_text(dir_.file("db/SCOTT.T9.csv")), read_text(dir_.file("whole/SCOTT.T9.csv")));
+}
+
+TEST_F(Resume, ListsAndConfigurationsThatNameInputsAreNotReplaced) {
+    std::filesystem::create_directory(dir_.file("out"));
+    const std::string list = dir_.file("out/SCOTT.T2.csv"), config = dir_.file("out/SCOTT.T3.csv");
+    const std::string lines = dir_.file("db/system01.dbf") + "\n" + dir_.file("db/users01.dbf") + "\n";
+    const std::string settings = "datafiles = " + list + "\n";
+    write_text(list, lines);
+    write_text(config, settings);
+    const auto refused = [&](const std::string &option, const std::string &file, const std::string &table) {
+        return run_rescue({"unload", option, file, table, "--to", "csv", "--output", dir_.file("out"),
+                           "--quiet", "--overwrite"})
+            .err;
+    };
+    const std::string fault = " is one of the input files\n";
+    EXPECT_EQ(refused("--list", list, "T2"), "vexlo-rescue: " + list + fault);
+    EXPECT_EQ(refused("--config", config, "T2"), "vexlo-rescue: " + list + fault);
+    EXPECT_EQ(refused("--config", config, "T3"), "vexlo-rescue: " + config + fault);
+    EXPECT_EQ(read_text(list), lines);
+    EXPECT_EQ(read_text(config), settings);
+}
+
+TEST_F(Resume, ADatafileThatIsNamedLikeAnUnfinishedOutputIsNotRemoved) {
+    const std::string file = dir_.file("db/.SCOTT.T2.csv.17.part");
+    std::filesystem::rename(dir_.file("db/users01.dbf"), file);
+    const run_result result = run_rescue(
+        {"unload", "T2", "--files", dir_.file("db"), "--to", "csv", "--output", dir_.file("db"), "--quiet"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_TRUE(result.err.ends_with("vexlo-rescue: " + file + " is one of the input files\n")) << result.err;
+    EXPECT_TRUE(file_exists(file));
+}
+
 TEST_F(Resume, ARecordThatCannotBeReadIsRefused) {
     EXPECT_EQ(run_rescue(arguments("out")).status, 0);
     write_text(dir_.file("out/rescue.json"), "{\"program\"");

@@ -1,6 +1,7 @@
 // CSV of RFC 4180 with a header line. NULL is an empty field; a field is quoted when it holds a delimiter, a
 // quote, a line end, looks like NULL or starts with a backslash, which some readers take for their
 // end-of-data mark. In a dialect the values have the forms that this target reads.
+#include <cstring>
 #include <optional>
 #include <utility>
 
@@ -156,31 +157,10 @@ public:
     }
 
     void format(const Row &row, RowBatch &batch) override {
-        const std::vector<Column> &columns = decoder_.table().columns;
-        const bool large = is_large_row(row, columns.size());
-        if (form_.dialect == Dialect::postgresql && large && is_refused(row, batch))
+        const size_t looked_at = put_fields(row, 0, batch.bytes);
+        if (looked_at < ways_.size() && !format_from(looked_at, row, batch))
             return;
-        const size_t start = batch.bytes.size();
-        for (size_t i = 0; i < columns.size(); ++i) {
-            if (!large && (i = put_fields(row, i, batch.bytes)) == columns.size())
-                break;
-            if (i > 0)
-                batch.bytes.put(form_.delimiter);
-            char *const out = batch.bytes.reserve(CellDecoder::SCRATCH_SIZE);
-            Cell cell = decoder_.decode(row, i, out, batch.losses);
-            if (form_.dialect == Dialect::oracle)
-                give_to_oracle(row, columns[i], cell, batch);
-            else if (form_.dialect == Dialect::postgresql && !large &&
-                     is_refused(row, check_.cell_refusal(columns[i], cell), start, batch))
-                return;
-            visit(cell, CsvFields{form_, batch});
-            if (large)
-                batch.relieve();
-        }
-        if (form_.dialect == Dialect::postgresql && !large &&
-            is_refused(row, check_.row_refusal(), start, batch))
-            return;
-        batch.bytes.append(form_.line_end);
+        put_line_end(batch.bytes);
         ++batch.rows;
     }
 
@@ -204,24 +184,29 @@ private:
     }
 
     // Writes the fields from `first` on, with what stands between them, up to one that has to be looked at
-    // more closely. Returns which that is, or the number of columns.
+    // more closely, or to where they are many bytes. Returns which that is, or the number of columns.
     size_t put_fields(const Row &row, size_t first, ByteBuffer &bytes) const {
         constexpr size_t FIELD_ROOM = CellDecoder::SCRATCH_SIZE + WRITE_SLACK;
         const char delimiter = form_.delimiter;
-        char *out = bytes.reserve(0);
+        const size_t start = bytes.size(), count = ways_.size();
+        const Way *const ways = ways_.data();
+        const Field *const fields = row.fields;
+        char *out = bytes.reserve(FIELD_ROOM), *end = out + bytes.room_behind(out) - FIELD_ROOM;
         size_t i = first;
-        for (const size_t count = ways_.size(); i < count; ++i) {
-            const Field &field = row.fields[i];
-            const size_t needed = field.size + FIELD_ROOM;
-            if (needed > bytes.room_behind(out)) {
+        for (; i < count; ++i) {
+            const Field &field = fields[i];
+            if (end - out < static_cast<ptrdiff_t>(field.size)) {
                 bytes.commit_to(out);
-                out = bytes.reserve(needed);
+                if (bytes.size() - start >= LARGE_ROW_SIZE)
+                    break;
+                out = bytes.reserve(field.size + FIELD_ROOM);
+                end = out + bytes.room_behind(out) - FIELD_ROOM;
             }
             *out = delimiter;
-            char *const end = put_field(field, ways_[i], out + (i > 0));
-            if (end == nullptr)
+            char *const behind = put_field(field, ways[i], out + (i > 0));
+            if (behind == nullptr)
                 break;
-            out = end;
+            out = behind;
         }
         bytes.commit_to(out);
         return i;
@@ -229,33 +214,76 @@ private:
 
     // Null when the field is none of those that its column mostly has.
     char *put_field(const Field &field, Way way, char *out) const {
-        if (way == Way::any)
-            return nullptr;
         if (field.kind != FieldKind::value)
-            return field.kind == FieldKind::null ? out : nullptr;
-        if (way == Way::text)
+            return field.kind == FieldKind::null && way != Way::any ? out : nullptr;
+        switch (way) {
+        case Way::text:
             return put_text(field, out);
-        if (way == Way::number)
+        case Way::number:
             return format_number(field.data, field.size, out);
+        case Way::moment:
+            return put_moment(field, out);
+        case Way::any:
+            break;
+        }
+        return nullptr;
+    }
+
+    static char *put_moment(const Field &field, char *out) {
+        if (char *const end = put_plain_date(field.data, field.size, out))
+            return end;
         Moment moment;
         return decode_moment(field.data, field.size, moment) ? format_moment(moment, MomentStyle::iso, out)
                                                              : nullptr;
     }
 
-    // Most texts are ASCII without quotes: they are copied while that is found out. Null for another one.
+    // Most texts are printable ASCII without quotes: they are copied while that is found out. Null for one
+    // that is not ASCII or has quotes.
     char *put_text(const Field &field, char *out) const {
-        if (field.size == 0 || field.data[0] == '\\')
+        if (field.size == 0)
             return nullptr;
         const char *const text = reinterpret_cast<const char *>(field.data);
-        const CopiedText found = copy_and_look<'"', '\n', '\r'>(form_.delimiter, text, field.size, out);
-        if (found.foreign)
-            return nullptr;
-        if (!found.marked)
+        if (copy_if_plain<'"'>(form_.delimiter, text, field.size, out) && *text != '\\')
             return out + field.size;
-        *out = '"';
-        char *const end = copy_text(out + 1, text, field.size);
-        *end = '"';
-        return end + 1;
+        return put_other_text({text, field.size}, out);
+    }
+
+    [[gnu::noinline]] char *put_other_text(std::string_view text, char *out) const {
+        if (!is_ascii(text.data(), text.size()) || text.find('"') != std::string_view::npos)
+            return nullptr;
+        return form_.needs_quotes(text) ? put_quoted(text, out) : out + text.size();
+    }
+
+    // Writes the rest of a row, whose field `i` is to be looked at more closely. False when it was rejected.
+    bool format_from(size_t i, const Row &row, RowBatch &batch) {
+        const std::vector<Column> &columns = decoder_.table().columns;
+        const bool large = is_large_row(row, columns.size());
+        if (form_.dialect == Dialect::postgresql && large && is_refused(row, batch))
+            return false;
+        const size_t start = batch.bytes.size();
+        for (; i < columns.size(); i = large ? i + 1 : put_fields(row, i + 1, batch.bytes)) {
+            if (i > 0)
+                batch.bytes.put(form_.delimiter);
+            char *const out = batch.bytes.reserve(CellDecoder::SCRATCH_SIZE);
+            Cell cell = decoder_.decode(row, i, out, batch.losses);
+            if (form_.dialect == Dialect::oracle)
+                give_to_oracle(row, columns[i], cell, batch);
+            else if (form_.dialect == Dialect::postgresql && !large &&
+                     is_refused(row, check_.cell_refusal(columns[i], cell), start, batch))
+                return false;
+            visit(cell, CsvFields{form_, batch});
+            if (large)
+                batch.relieve();
+        }
+        return form_.dialect != Dialect::postgresql || large ||
+               !is_refused(row, check_.row_refusal(), start, batch);
+    }
+
+    void put_line_end(ByteBuffer &bytes) const {
+        constexpr size_t LONGEST = 2;
+        char *const out = bytes.reserve(LONGEST);
+        std::memcpy(out, form_.line_end.data(), LONGEST); // with the NUL of a shorter one
+        bytes.commit_to(out + form_.line_end.size());
     }
 
     static void give_to_oracle(const Row &row, const Column &column, Cell &cell, RowBatch &batch) {

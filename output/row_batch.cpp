@@ -31,11 +31,10 @@ std::string_view RowBatch::rejected_row(size_t i) const {
 }
 
 bool is_large_row(const Row &row, size_t columns) {
-    constexpr uint64_t LARGE = 1 << 17;
     uint64_t size = 0;
     for (const Field *field = row.fields, *const end = field + columns; field != end; ++field)
-        size += field->kind == FieldKind::stream ? LARGE : field->size;
-    return size >= LARGE;
+        size += field->kind == FieldKind::stream ? LARGE_ROW_SIZE : field->size;
+    return size >= LARGE_ROW_SIZE;
 }
 
 void RowBatch::number_from(uint64_t rows_before) {

@@ -103,6 +103,9 @@ private:
     bool rejecting_ = false;
 };
 
+// So many bytes of values make a row large.
+constexpr size_t LARGE_ROW_SIZE = 1 << 17;
+
 // Whether the row of `columns` fields is to be written in parts, by relieve(): a value of it comes in pieces,
 // or all together are many bytes.
 bool is_large_row(const Row &row, size_t columns);

@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 namespace vexlo {
@@ -17,6 +18,41 @@ inline constexpr std::array<char, 200> DIGIT_PAIRS = [] {
     }
     return pairs;
 }();
+
+// Four numbers in the 16-bit lanes of a word, the first in the lowest: values that are stored a byte to two
+// decimal digits are decoded four at a time, without a branch by how many there are.
+using Lanes = uint64_t;
+
+// The same number in all lanes.
+constexpr Lanes in_all_lanes(uint16_t value) {
+    return value * Lanes{0x0001000100010001};
+}
+
+// A number to a byte, the first in the lowest.
+constexpr Lanes lanes_of(uint32_t bytes) {
+    const uint64_t halves = (bytes | uint64_t{bytes} << 16) & 0x0000FFFF0000FFFF;
+    return (halves | halves << 8) & 0x00FF00FF00FF00FF;
+}
+
+// Whether every number is from 0 to the one in its lane of `most`, which is below 256. Numbers that were
+// subtracted from each other may be below 0: the lowest lane of such a one shows it, whatever it has borrowed
+// from those above.
+constexpr bool are_up_to(Lanes most, Lanes numbers) {
+    constexpr Lanes TOP = in_all_lanes(0x8000);
+    return (((numbers + (TOP - in_all_lanes(1) - most)) | numbers) & TOP) == 0;
+}
+
+// The two digits of every number, all of them below 100, as characters in their order in memory.
+constexpr uint64_t digits_of(Lanes numbers) {
+    const Lanes tens = (numbers * 103 >> 10) & in_all_lanes(0x000F);
+    const Lanes units = numbers - 10 * tens;
+    return tens | units << 8 | in_all_lanes('0' | '0' << 8);
+}
+
+// Writes the characters of a word from the lowest byte on.
+inline void put_characters(char *out, uint64_t word) {
+    std::memcpy(out, &word, sizeof word);
+}
 
 // Writes `value` (0 to 99) as two digits; returns the end.
 inline char *put_pair(char *out, unsigned value) {

@@ -1,8 +1,6 @@
 #include "values/number.h"
 
-#include <array>
-
-#include "values/digits.h"
+#include <cstring>
 
 namespace vexlo {
 
@@ -11,7 +9,6 @@ namespace {
 constexpr size_t DIGITS_MAX = 20;                   // of base 100
 constexpr size_t NUMBER_BYTES_MAX = DIGITS_MAX + 2; // exponent, digits, mark behind those of a negative value
 constexpr int PADDING_MAX = 40;
-constexpr uint8_t NEGATIVE_MARK = 102;
 
 struct Decimal {
     char digits[2 * NUMBER_BYTES_MAX]; // most significant first
@@ -83,54 +80,6 @@ bool unpack_digits(const uint8_t *p, size_t size, bool negative, Decimal &d) {
     return true;
 }
 
-// The two characters of each byte that is a digit, the first one in the low byte; 0 for the others.
-using PairTable = std::array<uint16_t, 256>;
-
-constexpr PairTable pair_table(bool negative) {
-    PairTable pairs{};
-    for (unsigned byte = 0; byte < pairs.size(); ++byte)
-        if (const unsigned digit = digit_of(static_cast<uint8_t>(byte), negative); digit <= 99)
-            pairs[byte] = static_cast<uint16_t>(('0' + digit / 10) | ('0' + digit % 10) << 8);
-    return pairs;
-}
-
-constexpr PairTable POSITIVE_PAIRS = pair_table(false), NEGATIVE_PAIRS = pair_table(true);
-constexpr uint16_t ZERO_PAIR = '0' | '0' << 8;
-
-// Values of up to four base-100 digits with the point inside or close behind them are put together in one
-// register, eight characters from the lowest byte on. Returns the end, or null when the value is not of this
-// kind.
-char *put_short(const uint8_t *p, size_t size, int exponent, bool negative, char *out) {
-    constexpr size_t WORD = sizeof(uint64_t);
-    if (size > WORD / 2 || static_cast<unsigned>(exponent) >= WORD / 2)
-        return nullptr;
-    const PairTable &pairs = negative ? NEGATIVE_PAIRS : POSITIVE_PAIRS;
-    uint64_t word = 0x3030303030303030; // "00000000"
-    bool sound = pairs[p[0]] != ZERO_PAIR && pairs[p[size - 1]] != ZERO_PAIR;
-    for (size_t i = 0; i < size; ++i) {
-        const uint16_t pair = pairs[p[i]];
-        sound &= pair != 0;
-        word |= uint64_t{pair} << (16 * i);
-    }
-    if (!sound)
-        return nullptr;
-    const bool lead = (word & 0x0F) == 0;
-    const size_t last = 2 * size - 1;
-    const size_t count = 2 * size - lead - (((word >> (8 * last)) & 0x0F) == 0);
-    const size_t point = 2 * static_cast<size_t>(exponent + 1) - lead;
-    if (lead)
-        word = word >> 8 | uint64_t{'0'} << 56;
-    if (negative)
-        *out++ = '-';
-    std::memcpy(out, &word, sizeof word);
-    if (count <= point)
-        return out + point;
-    out[point] = '.';
-    word >>= 8 * point;
-    std::memcpy(out + point + 1, &word, sizeof word);
-    return out + count + 1;
-}
-
 // Whether the digits are ones, the first and the last not zero.
 bool are_canonical_digits(const uint8_t *p, size_t size, bool negative) {
     for (size_t i = 0; i < size; ++i)
@@ -151,7 +100,7 @@ bool is_canonical_number(const uint8_t *data, size_t size) {
            (!negative || marked == (digits < DIGITS_MAX)) && are_canonical_digits(data + 1, digits, negative);
 }
 
-char *format_number(const uint8_t *data, size_t size, char *out) {
+char *put_long_number(const uint8_t *data, size_t size, char *out) {
     if (size == 0 || size > NUMBER_BYTES_MAX)
         return nullptr;
     const bool negative = data[0] < 0x80;
@@ -167,8 +116,6 @@ char *format_number(const uint8_t *data, size_t size, char *out) {
     if (size == 1 || (negative && !marked && size - 1 < DIGITS_MAX))
         return nullptr;
     const int exponent = negative ? 0x3E - data[0] : data[0] - 0xC1; // of 100, for the first digit
-    if (char *end = put_short(data + 1, size - 1, exponent, negative, out))
-        return end;
     Decimal d;
     d.point = 2 * (exponent + 1);
     if (!unpack_digits(data + 1, size - 1, negative, d))

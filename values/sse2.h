@@ -27,6 +27,10 @@ inline __m128i _mm_cmpeq_epi8(__m128i a, __m128i b) {
     return a == b;
 }
 
+inline __m128i _mm_cmplt_epi8(__m128i a, __m128i b) {
+    return a < b;
+}
+
 inline __m128i _mm_or_si128(__m128i a, __m128i b) {
     return a | b;
 }

@@ -68,45 +68,37 @@ inline const uint8_t *skip_zeros(const uint8_t *data, const uint8_t *end) {
 // Whether two zero bytes stand side by side.
 inline bool holds_zero_pair(const char *data, size_t size) {
     constexpr size_t HALF = 16;
+    if (size < 2)
+        return false;
     const __m128i zero = _mm_set1_epi8(0);
-    for (size_t at = 0; at + 1 < size; at += HALF) {
-        const __m128i both = _mm_or_si128(load_16(data + at), load_16(data + at + 1));
-        const auto pairs = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(both, zero)));
-        const size_t places = size - 1 - at;
-        if ((places < HALF ? pairs & ((1U << places) - 1) : pairs) != 0)
-            return true;
-    }
-    return false;
+    const auto pairs_at = [zero](const char *p) { // of the bytes from `p` on each with the next one
+        return _mm_cmpeq_epi8(_mm_or_si128(load_16(p), load_16(p + 1)), zero);
+    };
+    size_t pairs = size - 1;
+    __m128i found = zero;
+    for (; pairs > HALF; data += HALF, pairs -= HALF)
+        found = _mm_or_si128(found, pairs_at(data));
+    const auto last = static_cast<uint32_t>(_mm_movemask_epi8(pairs_at(data)));
+    return _mm_movemask_epi8(found) != 0 || (last & ((1U << pairs) - 1)) != 0;
 }
 
-// What a text has been found to hold while it was copied.
-struct CopiedText {
-    bool foreign; // bytes from 0x80 on, or the character a
-    bool marked;  // the characters b, c or d
-};
-
-// Copies a text to `out`, which has room for WRITE_SLACK bytes more, and looks for characters in it.
-template <char a, char b, char c>
-CopiedText copy_and_look(char d, const char *data, size_t size, char *out) {
-    const __m128i last = _mm_set1_epi8(d);
-    const auto foreign_in = [](__m128i half) {
-        return _mm_movemask_epi8(_mm_or_si128(half, _mm_cmpeq_epi8(half, _mm_set1_epi8(a))));
+// Copies a text to `out`, which has room for WRITE_SLACK bytes more. Whether it is plain: ASCII from the
+// blank on, and neither a nor b.
+template <char a>
+bool copy_if_plain(char b, const char *data, size_t size, char *out) {
+    const __m128i last = _mm_set1_epi8(b);
+    const auto others_in = [last](__m128i half) { // bytes from 0x80 on are negative ones
+        const __m128i ab = _mm_or_si128(_mm_cmpeq_epi8(half, _mm_set1_epi8(a)), _mm_cmpeq_epi8(half, last));
+        return _mm_movemask_epi8(_mm_or_si128(ab, _mm_cmplt_epi8(half, _mm_set1_epi8(' '))));
     };
-    const auto marked_in = [last](__m128i half) {
-        const __m128i bc =
-            _mm_or_si128(_mm_cmpeq_epi8(half, _mm_set1_epi8(b)), _mm_cmpeq_epi8(half, _mm_set1_epi8(c)));
-        return _mm_movemask_epi8(_mm_or_si128(bc, _mm_cmpeq_epi8(half, last)));
-    };
-    bool foreign = false, marked = false;
-    for (;; data += BLOCK_SIZE, out += BLOCK_SIZE, size -= BLOCK_SIZE) {
+    for (uint64_t others = 0;; data += BLOCK_SIZE, out += BLOCK_SIZE, size -= BLOCK_SIZE) {
         const __m128i first = load_16(data), second = load_16(data + BLOCK_SIZE / 2);
         std::memcpy(out, &first, sizeof first);
         std::memcpy(out + BLOCK_SIZE / 2, &second, sizeof second);
-        const uint64_t inside = size < BLOCK_SIZE ? (uint64_t{1} << size) - 1 : UINT32_MAX;
-        foreign |= (joined(foreign_in(first), foreign_in(second)) & inside) != 0;
-        marked |= (joined(marked_in(first), marked_in(second)) & inside) != 0;
+        const uint64_t found = joined(others_in(first), others_in(second));
         if (size <= BLOCK_SIZE)
-            return {foreign, marked};
+            return (others | (found & ((uint64_t{1} << size) - 1))) == 0;
+        others |= found;
     }
 }
 

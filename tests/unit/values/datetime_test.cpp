@@ -2,6 +2,7 @@
 
 #include "dump_writer.h"
 #include "values/datetime.h"
+#include "values/text_scan.h"
 
 namespace {
 
@@ -84,6 +85,44 @@ TEST(Datetime, BytesThatAreNoDateAreRefused) {
     EXPECT_EQ(text_of(ora_date(2024, 1, 1, 0, 0, 60)), "invalid");
     EXPECT_EQ(text_of("\x78\x7C\x02\x1D\x0D\x23"), "invalid");
     EXPECT_EQ(text_of(Bytes(7, '\xFF')), "invalid");
+}
+
+// What stands behind the value is no part of it. "other" when the value is not of the plain kind.
+std::string plain_text(const Bytes &bytes) {
+    const Bytes padded = bytes + Bytes(vexlo::READ_SLACK, '\xFF');
+    char out[vexlo::MOMENT_TEXT_MAX];
+    char *const end = vexlo::put_plain_date(data_of(padded), bytes.size(), out);
+    return end == nullptr ? "other" : std::string(&out[0], end);
+}
+
+TEST(Datetime, PlainDatesAreThoseOfTheCommonEraButForLeapDays) {
+    for (const int year : {0, 1, 99, 100, 1582, 1999, 2000, 2024, 9999})
+        for (int month = 1; month <= 12; ++month)
+            for (int day = 1; day <= 31; ++day) {
+                const Bytes bytes = ora_date(year, month, day, day % 24, 59 - day, month * 4);
+                const bool leap_day = month == 2 && day == 29;
+                const std::string text = text_of(bytes);
+                ASSERT_EQ(plain_text(bytes), leap_day || text == "invalid" ? "other" : text);
+            }
+    EXPECT_EQ(plain_text(ora_date(-1, 12, 31)), "other");
+    EXPECT_EQ(plain_text(ora_timestamp(ora_date(2024, 1, 1), 5)), "other");
+    EXPECT_EQ(plain_text(ora_date(2024, 1, 1).substr(0, 6)), "other");
+    EXPECT_EQ(plain_text(""), "other");
+}
+
+TEST(Datetime, EveryByteAtEveryPlaceOfAPlainDate) {
+    for (const Bytes &sound : {ora_date(2024, 1, 28, 12, 34, 56), ora_date(1, 12, 1)})
+        for (size_t at = 0; at < sound.size(); ++at)
+            for (unsigned byte = 0; byte < 256; ++byte) {
+                Bytes bytes = sound;
+                bytes[at] = static_cast<char>(byte);
+                const std::string text = text_of(bytes);
+                const auto is_plain = [&](size_t i) {
+                    return data_of(bytes)[i] >= 100 && data_of(bytes)[i] < 200;
+                };
+                const bool other = text == "invalid" || !is_plain(0) || !is_plain(1);
+                ASSERT_EQ(plain_text(bytes), other || text.substr(4, 6) == "-02-29" ? "other" : text);
+            }
 }
 
 TEST(Datetime, OffsetsGiveLocalTime) {

@@ -2,12 +2,17 @@
 
 #include "dump_writer.h"
 #include "values/number.h"
+#include "values/text_scan.h"
 
 namespace {
 
-std::string text_of(const Bytes &bytes) {
+using Formatter = char *(const uint8_t *, size_t, char *);
+
+// What stands behind the value would do as digits of it.
+std::string text_of(const Bytes &bytes, Formatter *format = vexlo::format_number) {
+    const Bytes padded = bytes + Bytes(vexlo::READ_SLACK, '\x33');
     char out[vexlo::NUMBER_TEXT_MAX];
-    char *end = vexlo::format_number(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size(), out);
+    char *end = format(reinterpret_cast<const uint8_t *>(padded.data()), bytes.size(), out);
     return end == nullptr ? "invalid" : std::string(&out[0], end);
 }
 
@@ -84,6 +89,47 @@ TEST(Number, EveryWholeNumberOfFourDigitsAndItsFractions) {
             ASSERT_EQ(text_of(ora_number("17." + whole)), "17." + whole);
         }
     }
+}
+
+// With every exponent, every number of digits up to six, and zeros where they can stand.
+TEST(Number, ShortOnesAreWrittenAsLongOnesAre) {
+    const char *const digit_lists[] = {"\x02",
+                                       "\x0B",
+                                       "\x64",
+                                       "\x01",
+                                       "\x02\x01",
+                                       "\x01\x02",
+                                       "\x0B\x51",
+                                       "\x32\x33\x34",
+                                       "\x02\x01\x0B",
+                                       "\x64\x64\x64\x64",
+                                       "\x02\x01\x01\x0B",
+                                       "\x02\x03\x04\x01",
+                                       "\x01\x02\x03\x04",
+                                       "\x0D\x17\x0B\x51\x02",
+                                       "\x02\x03\x04\x05\x06\x07"};
+    for (unsigned exponent = 0; exponent < 256; ++exponent)
+        for (const Bytes digits : digit_lists) {
+            Bytes bytes(1, static_cast<char>(exponent));
+            for (const char digit : digits)
+                bytes += static_cast<char>(exponent < 0x80 ? 102 - digit : digit);
+            if (exponent < 0x80)
+                bytes += '\x66';
+            ASSERT_EQ(text_of(bytes), text_of(bytes, vexlo::put_long_number))
+                << testing::PrintToString(bytes);
+        }
+}
+
+TEST(Number, EveryByteAtEveryPlaceOfAShortOne) {
+    for (const Bytes &sound : {Bytes("\xC1\x02"), Bytes("\xC3\x0D\x33\x65"), Bytes("\xC4\x0D\x33\x16\x02"),
+                               Bytes("\x3E\x64\x66"), Bytes("\x3C\x63\x01\x4E\x22\x66")})
+        for (size_t at = 0; at < sound.size(); ++at)
+            for (unsigned byte = 0; byte < 256; ++byte) {
+                Bytes bytes = sound;
+                bytes[at] = static_cast<char>(byte);
+                ASSERT_EQ(text_of(bytes), text_of(bytes, vexlo::put_long_number))
+                    << testing::PrintToString(bytes);
+            }
 }
 
 TEST(Number, NegativeOfTwentyDigitsHasNoTerminator) {

@@ -71,18 +71,22 @@ bool RowBuilder::add_values(const uint8_t *&p, const uint8_t *end, unsigned coun
 // many of the `count` values are left.
 unsigned RowBuilder::add_ordinary(const uint8_t *&p, const uint8_t *end, unsigned count) {
     constexpr uint8_t LONG_LENGTH = 0xFE, STORED_NULL = 0xFF;
-    for (Field *field; count > 0 && p < end && (field = ordinary_[at_]) != nullptr; --count, ++at_) {
-        const uint32_t size = *p;
+    const uint8_t *at = p;
+    Field *const *column = ordinary_.data() + at_;
+    for (; count > 0 && at < end && *column != nullptr; --count, ++column) {
+        const uint32_t size = *at;
         if (size == STORED_NULL) {
-            ++p;
+            ++at;
             continue;
         }
-        if (size == LONG_LENGTH || end - p <= static_cast<ptrdiff_t>(size))
+        if (size == LONG_LENGTH || end - at <= static_cast<ptrdiff_t>(size))
             break;
-        if (size > 0)
-            *field = {FieldKind::value, size, {p + 1}};
-        p += 1 + size;
+        ++at;
+        **column = {size > 0 ? FieldKind::value : FieldKind::null, size, {at}};
+        at += size;
     }
+    p = at;
+    at_ = static_cast<size_t>(column - ordinary_.data());
     pass_keys();
     return count;
 }

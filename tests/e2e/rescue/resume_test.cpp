@@ -319,7 +319,7 @@ protected:
     static std::string dump(const std::string &path) {
         constexpr char SCRIPT[] = "import sqlite3, sys\n"
                                   "d = sqlite3.connect(sys.argv[1])\n"
-                                  "print(*sorted(d.iterdump()), sep='\\n')\n";
+                                  "print('\\n'.join(sorted(d.iterdump())))\n";
         return run_python({PYTHON_PROGRAM, "-c", SCRIPT, path});
     }
 

@@ -1,6 +1,7 @@
 #include "rescue/dictionary.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 #include <tuple>
 
@@ -59,7 +60,8 @@ Dictionary::Dictionary(FileSet &files, const ScanIndexes &scans, ReadOptions opt
         notes_.push_back(std::to_string(names_.dropped()) +
                          " names of the dictionary are left out: there are more than 4 GiB of them");
     tally_.coalesce();
-    charset_ = charset ? charset->oracle : property("NLS_CHARACTERSET");
+    charset_ = charset ? charset->oracle : find_charset_name("NLS_CHARACTERSET", DATABASE_FORM);
+    national_charset_ = find_charset_name("NLS_NCHAR_CHARACTERSET", NATIONAL_FORM);
     const Charset *known = charset ? &*charset : find_charset(charset_);
     if (known == nullptr)
         notes_.push_back(charset_.empty()
@@ -173,6 +175,24 @@ std::string_view Dictionary::property(std::string_view name) const {
         if (bytes(key) == name)
             return bytes(value);
     return {};
+}
+
+// The name that a property states. Where it is lost every column with text of this form has the number of the
+// set.
+std::string Dictionary::find_charset_name(std::string_view property_name, uint8_t form) {
+    if (const std::string_view stated = property(property_name); !stated.empty())
+        return std::string(stated);
+    std::map<uint16_t, size_t> numbers;
+    for (const ColumnRecord &column : columns_)
+        if (column.charset_form == form && !charset_of_number(column.charset).empty())
+            ++numbers[column.charset];
+    const auto most = std::ranges::max_element(
+        numbers, [](const auto &one, const auto &other) { return one.second < other.second; });
+    if (most == numbers.end())
+        return {};
+    std::string name(charset_of_number(most->first));
+    notes_.push_back("the property " + std::string(property_name) + " is lost, columns state " + name);
+    return name;
 }
 
 std::string Dictionary::text(NameRef name) const {

@@ -118,6 +118,10 @@ constexpr uint64_t COLUMN_ENCRYPTED = 0x4000000 | 0x20000000;
 constexpr uint64_t COLUMN_ADDED_DEFAULT = 0x40000000;
 constexpr uint64_t COLUMN_GUARD = uint64_t{1} << 39;
 
+// COL$.CHARSETFORM
+constexpr uint8_t DATABASE_FORM = 1;
+constexpr uint8_t NATIONAL_FORM = 2;
+
 // Precision or scale that the dictionary does not state.
 constexpr int16_t NO_NUMBER = INT16_MIN;
 
@@ -134,10 +138,10 @@ struct ColumnRecord {
     uint16_t charset;
     int16_t precision;
     int16_t scale;
-    uint8_t charset_form; // 2 national
+    uint8_t charset_form;
     bool not_null;
 
-    bool is_national() const { return charset_form == 2; }
+    bool is_national() const { return charset_form == NATIONAL_FORM; }
 };
 
 // A partition, subpartition or (without segment) composite partition.
@@ -315,9 +319,10 @@ public:
     bool has_data_object(uint32_t data_object) const;
     // Value of a database property; empty when there is none.
     std::string_view property(std::string_view name) const;
-    // Oracle's name of the database character set, as properties or the user state it; empty when not known.
+    // Oracle's names of the character sets, as the user, properties or else the columns state them; empty
+    // when not known.
     std::string_view charset() const { return charset_; }
-    std::string_view national_charset() const { return property("NLS_NCHAR_CHARACTERSET"); }
+    std::string_view national_charset() const { return national_charset_; }
 
     // The bytes of a name as stored.
     std::string_view bytes(NameRef name) const { return names_.bytes(name); }
@@ -341,6 +346,7 @@ public:
 private:
     friend class DictionaryReader;
 
+    std::string find_charset_name(std::string_view property_name, uint8_t form);
     bool lies_in_cluster(const TableRecord &lost) const;
     TableSegment cluster_segment(const TableRecord &table) const;
     TableSegment partition_segment(const PartitionRecord &part, NameRef partition,
@@ -366,6 +372,7 @@ private:
     std::vector<uint32_t> data_objects_; // sorted
     NameStore names_;
     std::string charset_;
+    std::string national_charset_;
     SegmentTally tally_;
     std::vector<std::string> notes_;
     mutable std::mutex decoder_lock_;

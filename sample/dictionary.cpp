@@ -20,10 +20,20 @@ constexpr uint32_t NAMESPACE_LOB = 8;
 constexpr uint32_t TABLE_PROPERTY_BASE = 0x20000000; // stands in every current TAB$ row
 constexpr uint32_t USER_SUPPLIED = 256;              // in SPARE1 of USER$
 constexpr uint32_t NATIONAL_FORM = 2;
-constexpr int CHARSET_AL32UTF8 = 873;
-constexpr int CHARSET_AL16UTF16 = 2000;
 constexpr DateTime CREATED{2019, 4, 17, 0, 56, 11};
 constexpr char AUDIT_OPTIONS[] = "--------------------------------------";
+
+// The number that the dictionary has for the character set of columns of a form.
+uint32_t charset_number(const Model &model, uint32_t form) {
+    constexpr std::pair<std::string_view, uint32_t> numbers[] = {
+        {"US7ASCII", 1}, {"WE8ISO8859P1", 31}, {"UTF8", 871}, {"AL32UTF8", 873}, {"AL16UTF16", 2000}};
+    const char *property = form == NATIONAL_FORM ? "NLS_NCHAR_CHARACTERSET" : "NLS_CHARACTERSET";
+    for (const Property &p : model.properties)
+        for (const auto &[name, number] : numbers)
+            if (p.name == property && p.value == name)
+                return number;
+    return 0;
+}
 
 uint32_t object_namespace(uint32_t type) {
     switch (type) {
@@ -343,8 +353,7 @@ private:
         col_.set("SCALE", c.scale ? number(*c.scale) : null_value());
         col_.set("INTCOL#", static_cast<uint32_t>(position) + 1).set("PROPERTY", number(column_property(c)));
         if (c.charset_form != 0)
-            col_.set("CHARSETID",
-                     number(c.charset_form == NATIONAL_FORM ? CHARSET_AL16UTF16 : CHARSET_AL32UTF8));
+            col_.set("CHARSETID", charset_number(model_, c.charset_form));
         // Readers take the form's bytes without a NULL test.
         col_.set("CHARSETFORM", c.charset_form).set("SPARE1", 0).set("SPARE2", 0).set("SPARE3", c.length);
         col_.store();

@@ -165,6 +165,25 @@ constexpr Charset CHARSETS[] = {
     {"BLT8EBCDIC1112", "CP1112", Codec::iconv, false, 1},
 };
 
+struct NumberedCharset {
+    uint32_t number;
+    std::string_view oracle;
+};
+
+constexpr NumberedCharset NUMBERS[] = {
+    {1, "US7ASCII"},         {2, "WE8DEC"},          {31, "WE8ISO8859P1"},  {32, "EE8ISO8859P2"},
+    {33, "SE8ISO8859P3"},    {34, "NEE8ISO8859P4"},  {35, "CL8ISO8859P5"},  {36, "AR8ISO8859P6"},
+    {37, "EL8ISO8859P7"},    {38, "IW8ISO8859P8"},   {39, "WE8ISO8859P9"},  {40, "NE8ISO8859P10"},
+    {41, "TH8TISASCII"},     {45, "VN8MSWIN1258"},   {46, "WE8ISO8859P15"}, {47, "BLT8ISO8859P13"},
+    {152, "RU8PC866"},       {170, "EE8MSWIN1250"},  {171, "CL8MSWIN1251"}, {174, "EL8MSWIN1253"},
+    {175, "IW8MSWIN1255"},   {177, "TR8MSWIN1254"},  {178, "WE8MSWIN1252"}, {179, "BLT8MSWIN1257"},
+    {196, "CL8KOI8R"},       {560, "AR8MSWIN1256"},  {830, "JA16EUC"},      {832, "JA16SJIS"},
+    {837, "JA16EUCTILDE"},   {838, "JA16SJISTILDE"}, {840, "KO16KSC5601"},  {846, "KO16MSWIN949"},
+    {850, "ZHS16CGB231280"}, {852, "ZHS16GBK"},      {854, "ZHS32GB18030"}, {865, "ZHT16BIG5"},
+    {867, "ZHT16MSWIN950"},  {868, "ZHT16HKSCS"},    {870, "AL24UTFFSS"},   {871, "UTF8"},
+    {873, "AL32UTF8"},       {2000, "AL16UTF16"},
+};
+
 bool same_name(std::string_view a, std::string_view b) {
     return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
@@ -199,6 +218,13 @@ const Charset *find_charset(std::string_view oracle_name) {
         if (same_name(set.oracle, oracle_name))
             return &set;
     return nullptr;
+}
+
+std::string_view charset_of_number(uint32_t number) {
+    for (const NumberedCharset &set : NUMBERS)
+        if (set.number == number)
+            return set.oracle;
+    return {};
 }
 
 bool is_built_in(const Charset &set) {

@@ -33,6 +33,9 @@ std::span<const Charset> known_charsets();
 // The character set of an Oracle name, compared without regard to case; null when it is not known.
 const Charset *find_charset(std::string_view oracle_name);
 
+// The Oracle name of the character set that dictionaries give this number; empty for one that is not known.
+std::string_view charset_of_number(uint32_t number);
+
 // Whether texts of the set are converted without the C library's iconv.
 bool is_built_in(const Charset &set);
 

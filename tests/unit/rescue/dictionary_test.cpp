@@ -118,6 +118,19 @@ TEST_F(NewerDictionaryTest, AFileWithALostHeaderIsPlacedByTheDictionary) {
     EXPECT_EQ(database.read("T").rows, numbered_rows(1, 50));
 }
 
+class LostPropertiesTest : public RescueTest {
+protected:
+    LostPropertiesTest() : RescueTest(options()) {}
+
+    static sample::DatabaseOptions options() {
+        sample::DatabaseOptions options;
+        options.dictionary_hook = [](std::string_view name, sample::Row &, sample::RowPlacement &) {
+            return name != "PROPS$";
+        };
+        return options;
+    }
+};
+
 // Newer releases use bits above the 32nd; those below keep their meaning.
 class WideFlagsTest : public RescueTest {
 protected:
@@ -176,6 +189,22 @@ TEST_F(DictionaryTest, NamesAreOfTheDatabaseCharacterSet) {
     add_table("GR\xD6SSE");
     const OpenDatabase database = open();
     EXPECT_NO_THROW(database.table("GRÖSSE"));
+}
+
+TEST_F(LostPropertiesTest, ColumnsTellTheCharacterSetsThatPropertiesHaveLost) {
+    db().set_property("NLS_CHARACTERSET", "WE8ISO8859P1");
+    sample::TableDef def = table_def(scott(), "GR\xD6SSE", users());
+    def.columns.push_back(sample::varchar2_column("NATIONAL", 40));
+    def.columns.back().charset_form = NATIONAL_FORM;
+    db().add_table(def);
+    const OpenDatabase database = open();
+    EXPECT_EQ(database.dictionary.charset(), "WE8ISO8859P1");
+    EXPECT_EQ(database.dictionary.national_charset(), "AL16UTF16");
+    EXPECT_NO_THROW(database.table("GRÖSSE"));
+    EXPECT_EQ(
+        database.dictionary.notes(),
+        (std::vector<std::string>{"the property NLS_CHARACTERSET is lost, columns state WE8ISO8859P1",
+                                  "the property NLS_NCHAR_CHARACTERSET is lost, columns state AL16UTF16"}));
 }
 
 TEST_F(DictionaryTest, NamesOf128BytesAreWhole) {

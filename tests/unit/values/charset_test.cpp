@@ -89,4 +89,15 @@ TEST(Charset, WideSetsThatTheUserNamesKeepTheirAlignmentBehindABadUnit) {
     EXPECT_EQ(vexlo::charset_of_user("ISO-2022-JP").unit, 1U);
 }
 
+TEST(Charset, NumbersOfTheDictionaryAreThoseOfKnownSets) {
+    EXPECT_EQ(vexlo::charset_of_number(31), "WE8ISO8859P1");
+    EXPECT_EQ(vexlo::charset_of_number(873), "AL32UTF8");
+    EXPECT_EQ(vexlo::charset_of_number(2000), "AL16UTF16");
+    EXPECT_EQ(vexlo::charset_of_number(0), "");
+    for (uint32_t number = 1; number <= 2000; ++number) {
+        const std::string_view name = vexlo::charset_of_number(number);
+        EXPECT_TRUE(name.empty() || vexlo::find_charset(name) != nullptr) << name;
+    }
+}
+
 } // namespace

@@ -15,6 +15,7 @@ namespace {
 constexpr size_t SURPLUS_MAX = 16;
 constexpr size_t TELLING_ROWS = 5;   // from which types alone can tell
 constexpr size_t TELLING_LONGER = 3; // rows with more entries that damage does not make
+constexpr uint64_t ENOUGH_ROWS = 40; // of a table for half of them to stand for all
 constexpr size_t ODD_SHARE = 20;     // one row in as many may be a damaged one
 constexpr uint32_t INFERRED_TYPES[] = {TYPE_NUMBER,   TYPE_DATE, TYPE_TIMESTAMP, TYPE_TIMESTAMP_TZ,
                                        TYPE_VARCHAR2, TYPE_LONG, TYPE_CLOB};
@@ -241,8 +242,16 @@ void add_extra_columns(RowSample &sample, TableInfo &table) {
     }
 }
 
+// Whether the sample has few of the rows that the directory counts: a length that takes in most of the table
+// has made a long row of them.
+bool lacks_rows(const RowSample &sample, const TableInfo &table) {
+    return table.counted && 2 * sample.rows() < std::min<uint64_t>(table.nrows, ENOUGH_ROWS);
+}
+
 // Gives the entries of the table's rows to its columns where there are more of them.
 void assign_entries(RowSample &sample, TableInfo &table) {
+    if (lacks_rows(sample, table))
+        return;
     const size_t columns = table.columns.size();
     const std::vector<ColumnRule> rules = rules_of(table);
     const FitTable fit(sample, rules);

@@ -599,4 +599,18 @@ TEST_F(DumpReaderTest, OneLongerRowIsADamagedOne) {
     EXPECT_EQ(result.rows[0][1], "SMITH");
 }
 
+// The first length takes in all rows but the last: the one row that is left then has an entry too many.
+TEST_F(DumpReaderTest, LengthThatTakesInTheTableMakesNoSurplus) {
+    DumpTable table{.name = "T", .columns = {{"BORN", 12, 7}}};
+    for (int i = 0; i < 60; ++i)
+        table.rows.push_back(row({value(ora_date(1980 + i, 1, 2))}));
+    const size_t taken = table.rows[0].size() - 2 + 58 * table.rows[0].size();
+    table.rows[0][0] = static_cast<char>(taken >> 8);
+    table.rows[0][1] = static_cast<char>(taken & 0xFF);
+    const Result result = read(table);
+    EXPECT_EQ(result.rows.size(), 59U);
+    ASSERT_FALSE(result.rows.empty());
+    EXPECT_EQ(result.rows[0], (std::vector<std::string>{ora_date(1981, 1, 2)}));
+}
+
 } // namespace

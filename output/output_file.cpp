@@ -146,7 +146,8 @@ std::string Destination::path_for(std::string_view name, std::string_view extens
     if (!stem_.empty())
         return stem_ + std::string(extension);
     std::error_code error;
-    std::filesystem::create_directories(directory_, error);
+    if (!standard_output_)
+        std::filesystem::create_directories(directory_, error);
     if (error)
         throw OutputError(directory_ + ": cannot be created: " + error.message());
     return reserve(name, extension);

@@ -55,6 +55,25 @@ TEST_F(Program, OneTableToStandardOutput) {
     EXPECT_EQ(result.out, "ID,NAME\r\n1,KING\r\n2,\r\n");
 }
 
+// Where the program runs may be a place that nobody can write to.
+TEST_F(Program, StandardOutputLeavesNothingInTheDirectory) {
+    const std::string file = one_table(employees());
+    std::filesystem::create_directory(dir_ / "empty");
+    run_options options;
+    options.work_dir = dir_ / "empty";
+    for (const std::vector<std::string> &format : {std::vector<std::string>{"csv"},
+                                                   {"csv", "--dialect", "postgresql"},
+                                                   {"csv", "--compress", "gzip"},
+                                                   {"jsonl"},
+                                                   {"sql"},
+                                                   {"sql", "--dialect", "postgresql"}}) {
+        std::vector<std::string> arguments = {"--output", "-", file, "--to"};
+        arguments.insert(arguments.end(), format.begin(), format.end());
+        EXPECT_EQ(run_convert(arguments, options).status, 0) << format.back();
+        EXPECT_TRUE(std::filesystem::is_empty(dir_ / "empty")) << format.back();
+    }
+}
+
 TEST_F(Program, StandardOutputTakesOneTableOnly) {
     Dump dump;
     dump.tables = {employees("A"), employees("B")};

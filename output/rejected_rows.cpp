@@ -5,15 +5,30 @@
 #include <cstdio>
 
 #include "output/json_values.h"
+#include "output/names.h"
 
 namespace vexlo {
+
+namespace {
+
+// A column of one of our names is called otherwise.
+std::vector<std::string> keys_beside_ours(Table table) {
+    UniqueNames names;
+    names.take("_ROW");
+    names.take("_REASON");
+    for (Column &column : table.columns)
+        column.name = names.take(column.name);
+    return json_keys(table);
+}
+
+} // namespace
 
 RowRejecter::RowRejecter(const CellDecoder &decoder) : decoder_(decoder) {}
 
 void RowRejecter::reject(const Row &row, const std::string &reason, RowBatch &batch) {
     if (!plain_) {
         plain_ = decoder_.twin({});
-        keys_ = json_keys(decoder_.table());
+        keys_ = keys_beside_ours(decoder_.table());
     }
     ByteBuffer &bytes = batch.rejected;
     batch.begin_reject(row.number);

@@ -173,6 +173,16 @@ TEST_F(Postgresql, RejectedRowsAreKeptWithTheirReason) {
     EXPECT_FALSE(std::filesystem::exists(dir_ / "out/SCOTT.T.sql.rejected"));
 }
 
+TEST_F(Postgresql, RejectedRowsHaveEachNameOnce) {
+    dump_of({.name = "T",
+             .columns = {{"_ROW", 1, 3}, {"_REASON", 2, 22}},
+             .rows = {row({value("abcd"), value(ora_number("7"))})}});
+    EXPECT_EQ(convert({"--to", "sql", "--dialect", "postgresql"}).status, 1);
+    EXPECT_EQ(read_text(dir_ / "out/SCOTT.T.sql.rejected"),
+              "{\"_ROW\":1,\"_REASON\":\"column \\\"_ROW\\\": 4 characters are more than the 3 declared\","
+              "\"_ROW_2\":\"abcd\",\"_REASON_2\":7}\n");
+}
+
 TEST_F(Postgresql, RejectedRowsGoToStandardErrorBesideStandardOutput) {
     const std::string file = dump_of({.name = "T", .columns = {{"S", 1, 3}}, .rows = {row({value("abcd")})}});
     const ProgramResult result =

@@ -27,6 +27,15 @@ ConversionQueue::ConversionQueue(const Options &options, TableSelection &selecti
 
 bool ConversionQueue::take(TableTask &task) {
     const std::lock_guard lock(mutex_);
+    try {
+        return !stopped_ && take_next(task);
+    } catch (...) {
+        stopped_ = true;
+        throw;
+    }
+}
+
+bool ConversionQueue::take_next(TableTask &task) {
     for (;;) {
         if (!current_ && !open_next())
             return false;

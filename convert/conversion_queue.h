@@ -52,7 +52,7 @@ public:
                     Report &report);
 
     // The next table that can be converted, its output opened; false when there is none left. Dumps and
-    // tables that cannot be are reported. Throws UsageError.
+    // tables that cannot be are reported. Throws UsageError, which ends the queue for all threads.
     bool take(TableTask &task);
     // Opens the output of the task anew for the table as `info` describes it, with the columns that follow;
     // what it has so far is given up. False when that fails, which is reported.
@@ -64,6 +64,7 @@ public:
     uint64_t bytes_done() const { return bytes_done_; }
 
 private:
+    bool take_next(TableTask &task);
     bool open_next();
     void select_tables(DumpRun &run);
     void check_standard_output(const DumpRun &run) const;
@@ -82,6 +83,7 @@ private:
     std::map<std::string, UniqueNames> names_; // of tables, by where they must differ
     std::mutex mutex_;
     std::shared_ptr<DumpRun> current_;
+    bool stopped_ = false; // by an exception
     uint64_t bytes_done_ = 0;
     uint64_t handed_out_ = 0; // tables
 };

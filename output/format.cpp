@@ -139,7 +139,7 @@ std::vector<std::string> apply_output_names(const FormatOptions &options, Table 
             told.push_back(what + "is named \"" + printable(given) + "\"");
         name = given;
     };
-    table.owner = rules.apply(table.owner);
+    rename(table.owner, rules.apply_to_owner(table.owner), "owner \"" + printable(table.owner) + "\" ");
     rename(table.name, rules.apply_to_table(table.name), "");
     UniqueNames names = output_names(options);
     for (Column &column : table.columns)

@@ -95,8 +95,14 @@ std::string NameRules::apply(const std::string &name) const {
     return cut(in_case(name), size_max());
 }
 
-std::string NameRules::apply_to_table(const std::string &name) const {
+// PostgreSQL keeps "pg_" for itself: it takes a table of such a name for one of its own, and no schema.
+std::string NameRules::apply_to_owner(const std::string &name) const {
     const std::string text = apply(name);
+    return postgresql && text.starts_with("pg_") ? cut("_" + text, size_max()) : text;
+}
+
+std::string NameRules::apply_to_table(const std::string &name) const {
+    const std::string text = apply_to_owner(name);
     return sqlite ? sqlite_table_name(text) : text;
 }
 

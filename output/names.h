@@ -39,7 +39,7 @@ private:
 // What becomes of names on their way to the target.
 struct NameRules {
     bool lowercase;  // ASCII letters
-    bool postgresql; // which takes 63 bytes and has column names of its own
+    bool postgresql; // which takes 63 bytes and has names of its own
     bool sqlite;     // which has table names of its own
 
     // The most bytes that a name may have.
@@ -47,6 +47,7 @@ struct NameRules {
     // The name with its letters in the case that is asked for, and nothing else changed.
     std::string in_case(const std::string &name) const;
     std::string apply(const std::string &name) const;
+    std::string apply_to_owner(const std::string &name) const;
     std::string apply_to_table(const std::string &name) const;
     std::string apply_to_column(const std::string &name) const;
 };

@@ -59,6 +59,17 @@ TEST(Names, PostgresqlTakesSixtyThreeBytes) {
     EXPECT_EQ(vexlo::UniqueNames(rules.size_max()).take("A"), "A");
 }
 
+TEST(Names, ThoseThatPostgresqlKeepsForItself) {
+    const vexlo::NameRules rules{true, true, false};
+    EXPECT_EQ(rules.apply_to_table("PG_CLASS"), "_pg_class");
+    EXPECT_EQ(rules.apply_to_owner("PG_X"), "_pg_x");
+    EXPECT_EQ(rules.apply_to_table("pg_" + std::string(60, 'a')), "_pg_" + std::string(59, 'a'));
+    EXPECT_EQ(rules.apply_to_table("PGA"), "pga");
+    EXPECT_EQ(rules.apply_to_column("PG_CLASS"), "pg_class");
+    EXPECT_EQ((vexlo::NameRules{false, true, false}.apply_to_table("PG_CLASS")), "PG_CLASS");
+    EXPECT_EQ((vexlo::NameRules{true, false, false}.apply_to_table("PG_CLASS")), "pg_class");
+}
+
 TEST(Names, ThoseThatSqliteKeepsForItself) {
     EXPECT_EQ(vexlo::sqlite_table_name("SQLITE_STAT"), "_SQLITE_STAT");
     EXPECT_EQ(vexlo::sqlite_table_name("sqlite_"), "_sqlite_");

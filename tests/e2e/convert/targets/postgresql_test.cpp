@@ -249,6 +249,17 @@ TEST_F(Postgresql, LocalTimeOfAnUnknownZoneIsNotShiftedByTheSession) {
     EXPECT_EQ(query("SET timezone = 'America/New_York'; SELECT * FROM \"T\""), "2024-01-01 12:00:00\n");
 }
 
+// The server would take it for a table of its own.
+TEST_F(Postgresql, TablesOfTheServerAreNotLoadedInto) {
+    dump_of({.name = "PG_CLASS", .columns = {{"OID", 2, 22}}, .rows = {row({value(ora_number("7"))})}});
+    const ProgramResult result = convert({"--to", "sql", "--dialect", "postgresql", "--lowercase"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_NE(result.err.find("table \"PG_CLASS\": is named \"_pg_class\"\n"), std::string::npos)
+        << result.err;
+    load_file("scott._pg_class.sql");
+    EXPECT_EQ(query("SELECT oid FROM _pg_class"), "7\n");
+}
+
 TEST_F(Postgresql, TablesAndRowsApart) {
     dump_of({.name = "T", .columns = {{"XMIN", 1, 3}}, .rows = {row({value("abc")})}});
     EXPECT_EQ(convert({"--to", "sql", "--dialect", "postgresql", "--lowercase", "--ddl-only"}).status, 0);

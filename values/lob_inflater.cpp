@@ -17,7 +17,7 @@ namespace {
 constexpr uint32_t MAP_MAGIC = 0xDEADBEEF;
 constexpr uint8_t MAP_VERSION = 1;
 constexpr size_t MAGIC_SIZE = 4;
-constexpr size_t VERSION_AT = 4, STREAMS_AT = 21, FIRST_AT = 23, LIST_AT = 29;
+constexpr size_t VERSION_AT = 4, SIZE_AT = 17, STREAMS_AT = 21, FIRST_AT = 23, LIST_AT = 29;
 constexpr size_t LIST_ENTRY = 8, STORED_AT = 4;
 constexpr size_t OUT_SIZE = 1 << 16;
 
@@ -152,9 +152,13 @@ bool LobInflater::read_map(std::span<const uint8_t> &stored) {
     if (first < whole)
         return fail();
     stream_sizes_.resize(streams);
-    for (size_t i = 0; i < streams; ++i)
+    uint64_t end = first;
+    for (size_t i = 0; i < streams; ++i) {
         stream_sizes_[i] = load_be32(&head_[LIST_AT + LIST_ENTRY * i + STORED_AT]);
+        end += stream_sizes_[i];
+    }
     stream_ = 0;
+    behind_ = std::max<uint64_t>(load_be32(&head_[SIZE_AT]), end) - end;
     head_.clear();
     map_size_ = LIST_AT;
     left_ = first - whole;
@@ -175,7 +179,8 @@ bool LobInflater::next_stream() {
         ++stream_;
     if (stream_ < stream_sizes_.size())
         return begin_stream(stream_sizes_[stream_++]) || fail();
-    expect_ = Expect::map;
+    left_ = std::exchange(behind_, 0);
+    expect_ = left_ != 0 ? Expect::gap : Expect::map;
     return true;
 }
 

@@ -66,7 +66,8 @@ private:
     size_t map_size_ = 0;                // bytes of the map with its list of streams
     std::vector<uint32_t> stream_sizes_; // stored, of the streams to come
     size_t stream_ = 0;
-    uint64_t left_ = 0; // stored bytes of the gap or stream that have not come yet
+    uint64_t behind_ = 0; // bytes of the map behind its last stream
+    uint64_t left_ = 0;   // stored bytes of the gap or stream that have not come yet
     std::unique_ptr<Stream> zlib_;
     PaddedBytes out_;
 };

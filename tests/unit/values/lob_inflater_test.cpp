@@ -47,7 +47,8 @@ Bytes plain(size_t count) {
     return bytes;
 }
 
-Bytes with_map(const std::vector<Bytes> &streams, uint32_t plain_size, size_t gap) {
+// With `gap` bytes in front of the streams and `behind` behind them.
+Bytes with_map(const std::vector<Bytes> &streams, uint32_t plain_size, size_t gap, size_t behind = 0) {
     Bytes map = from_hex("deadbeef01");
     const auto number = [&](uint64_t value, int size) {
         for (int shift = 8 * (size - 1); shift >= 0; shift -= 8)
@@ -59,7 +60,7 @@ Bytes with_map(const std::vector<Bytes> &streams, uint32_t plain_size, size_t ga
     const size_t first = 29 + 8 * streams.size() + gap;
     number(uint64_t{plain_size} * streams.size(), 8);
     number(0, 4);
-    number(first + stored, 4);
+    number(first + stored + behind, 4);
     number(streams.size(), 2);
     number(first, 2);
     number(0x270F, 4);
@@ -70,6 +71,7 @@ Bytes with_map(const std::vector<Bytes> &streams, uint32_t plain_size, size_t ga
     map.resize(first);
     for (const Bytes &stream : streams)
         map.insert(map.end(), stream.begin(), stream.end());
+    map.resize(map.size() + behind);
     return map;
 }
 
@@ -90,6 +92,18 @@ TEST(LobInflater, MapsOfStreams) {
         const Inflated result = inflate(stored, 12000, piece);
         EXPECT_TRUE(result.sound) << piece;
         EXPECT_EQ(result.bytes, plain(4)) << piece;
+    }
+}
+
+// The next map stands where the size of the one before says.
+TEST(LobInflater, MapsMayHaveBytesBehindTheirStreams) {
+    Bytes stored = with_map({from_hex(MEDIUM), from_hex(HIGH)}, 3000, 0, 300);
+    const Bytes second = with_map({from_hex(HIGH)}, 3000, 5, 1);
+    stored.insert(stored.end(), second.begin(), second.end());
+    for (const size_t piece : {1, 100, 1000}) {
+        const Inflated result = inflate(stored, 9000, piece);
+        EXPECT_TRUE(result.sound) << piece;
+        EXPECT_EQ(result.bytes, plain(3)) << piece;
     }
 }
 

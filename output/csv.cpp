@@ -167,7 +167,7 @@ public:
 private:
     // How most fields of a column come into the plain form: what is to be known of a value for other forms is
     // not asked for.
-    enum class Way : uint8_t { any, text, number, moment };
+    enum class Way : uint8_t { any, text, number, moment, ready };
 
     Way way_of(size_t column) const {
         if (form_.dialect != Dialect::none || form_.any_value_quoted)
@@ -179,7 +179,7 @@ private:
         case ColumnKind::timestamp:
             return Way::moment;
         default:
-            return decoder_.keeps_ascii(column) ? Way::text : Way::any;
+            return decoder_.keeps_ascii(column) ? Way::text : Way::ready;
         }
     }
 
@@ -215,7 +215,7 @@ private:
     // Null when the field is none of those that its column mostly has.
     char *put_field(const Field &field, Way way, char *out) const {
         if (field.kind != FieldKind::value)
-            return field.kind == FieldKind::null && way != Way::any ? out : nullptr;
+            return way == Way::any ? nullptr : put_ready(field, out);
         switch (way) {
         case Way::text:
             return put_text(field, out);
@@ -223,6 +223,7 @@ private:
             return format_number(field.data, field.size, out);
         case Way::moment:
             return put_moment(field, out);
+        case Way::ready:
         case Way::any:
             break;
         }
@@ -284,6 +285,14 @@ private:
         char *const out = bytes.reserve(LONGEST);
         std::memcpy(out, form_.line_end.data(), LONGEST); // with the NUL of a shorter one
         bytes.commit_to(out + form_.line_end.size());
+    }
+
+    // NULL, or a text that is UTF-8 already and needs no quotes; null for another field.
+    char *put_ready(const Field &field, char *out) const {
+        if (field.kind != FieldKind::text)
+            return field.kind == FieldKind::null ? out : nullptr;
+        const std::string_view text(reinterpret_cast<const char *>(field.data), field.size);
+        return form_.needs_quotes(text) ? nullptr : copy_text(out, text.data(), text.size());
     }
 
     static void give_to_oracle(const Row &row, const Column &column, Cell &cell, RowBatch &batch) {

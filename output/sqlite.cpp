@@ -2,6 +2,8 @@
 // puts them into the batch as bytes: a kind, then an integer, a double, or a length and as many bytes. Of a
 // value that comes in pieces there is first its size. Its bytes follow, for a text, which SQLite takes in one
 // piece alone; those of a BLOB stand behind its row, into which they are written when the row is there.
+#include <fcntl.h>
+
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -47,6 +49,7 @@ std::optional<std::set<std::string>> database_tables(const std::string &) {
 
 #include "output/background_task.h"
 #include "output/create_table.h"
+#include "output/file_handle.h"
 #include "output/sqlite_target.h"
 
 namespace vexlo {
@@ -115,6 +118,24 @@ public:
 
     sqlite3 *handle() const { return handle_; }
 
+    // Whether the system begins to write to the disk what the database has as soon as it is much, so that a
+    // commit has little to wait for.
+    void write_early(bool early) {
+        if (early && file_.get() < 0) // stays open as long as the database, whose locks would go with it
+            file_ = FileHandle(::open(path_.c_str(), O_WRONLY | O_CLOEXEC));
+        writes_early_ = early && file_.get() >= 0;
+        not_begun_ = 0;
+    }
+    // So many bytes have been stored.
+    void stored(size_t bytes) {
+        constexpr size_t MUCH = 16 << 20;
+        not_begun_ += bytes;
+        if (!writes_early_ || not_begun_ < MUCH)
+            return;
+        not_begun_ = 0;
+        begin_writing(file_.get());
+    }
+
     void close() {
         settle();
         check(sqlite3_close(handle_));
@@ -122,8 +143,18 @@ public:
     }
 
 private:
+    // A system that cannot do that writes when the commit asks for it.
+    static void begin_writing([[maybe_unused]] int fd) {
+#ifdef __linux__
+        sync_file_range(fd, 0, 0, SYNC_FILE_RANGE_WRITE);
+#endif
+    }
+
     std::string path_;
     sqlite3 *handle_ = nullptr;
+    FileHandle file_; // of the database, for write_early()
+    bool writes_early_ = false;
+    size_t not_begun_ = 0; // bytes stored since the system began to write the last time
     BackgroundTask tasks_;
 };
 
@@ -348,6 +379,7 @@ public:
         database_.defer([this] {
             for (const char *at = storing_.data(), *const end = at + storing_.size(); at < end;)
                 take(at);
+            database_.stored(storing_.size());
         });
     }
 
@@ -494,6 +526,7 @@ public:
             database_.execute("PRAGMA page_size=65536");
         database_.execute("PRAGMA locking_mode=EXCLUSIVE");
         database_.execute("PRAGMA synchronous=NORMAL");
+        database_.write_early(true);
         database_.execute("BEGIN");
     }
 
@@ -507,6 +540,13 @@ public:
             if (!names.contains(table))
                 database_.execute("DROP TABLE " + quoted_identifier(table));
         commit();
+    }
+
+    void begin_last() override {
+        database_.execute("COMMIT");
+        database_.execute("PRAGMA synchronous=OFF");
+        database_.write_early(false);
+        database_.execute("BEGIN");
     }
 
     void commit() override { end_transaction("COMMIT"); }

@@ -12,11 +12,15 @@ namespace vexlo {
 
 // The database stands beside its place under another name until finish(). What commit() has confirmed is safe
 // there: neither the end of the program nor loss of power takes it away, and what was written behind it is
-// undone when the database is opened the next time.
+// undone when the database is opened the next time. Of the last table the end of the program is all that this
+// is true for.
 class ResumableDatabase : public Format {
 public:
     // Drops every table but these.
     virtual void keep_tables(const std::set<std::string> &names) = 0;
+    // What comes is the last table: nobody waits for it to be on the disk. What an earlier commit() has
+    // confirmed can be lost with it, but not without a trace. Between two transactions.
+    virtual void begin_last() = 0;
     // The tables written since the last commit() or roll_back() stay.
     virtual void commit() = 0;
     // They go.

@@ -16,6 +16,7 @@ namespace vexlo {
 namespace {
 
 constexpr char DATABASE_FILE[] = "rescue.sqlite";
+constexpr size_t STORING_THREADS = 1; // that store rows in a database, beside those that make them
 
 // The digest of an open file from `begin` on up to `end` or its own end.
 Digest digest_of(int fd, uint64_t begin, uint64_t end, const std::string &path) {
@@ -137,6 +138,11 @@ std::string OutputFactory::numbered_name(const Table &table, const PlannedTable 
     return name == sqlite_table_name(output_name(table)) ? "" : name;
 }
 
+void OutputFactory::begin_last() {
+    if (is_shared(options_.format))
+        shared().begin_last();
+}
+
 void OutputFactory::commit() {
     if (shared_ != nullptr)
         shared_->commit();
@@ -166,7 +172,7 @@ void OutputFactory::finish(std::vector<TableEntry> &tables) {
     shared().finish();
     const FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     const OutputEntry output{DATABASE_FILE, std::filesystem::file_size(path),
-                             file_crc32(file.get(), path, options_.jobs)};
+                             file_crc32(file.get(), path, options_.jobs + STORING_THREADS)};
     for (TableEntry &table : tables)
         if (table.status == TableStatus::complete || table.status == TableStatus::partial)
             table.outputs = {output};

@@ -50,6 +50,9 @@ public:
     std::unique_ptr<TableOutput> open(const Table &table, const std::string &stem);
     // What the outputs of a planned table are called where its own name was taken; empty where it was not.
     std::string numbered_name(const Table &table, const PlannedTable &planned) const;
+    // The table that is opened next is the last one; a record that names it has to tell what the outputs of
+    // all are. Call it when all others are finished.
+    void begin_last();
     // All outputs of a table are finished: they stay, whatever becomes of the run.
     void commit();
     // The outputs of a table have failed: what a shared database has of them goes.

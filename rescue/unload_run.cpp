@@ -225,13 +225,26 @@ private:
                                 shows ? count_blocks(database_, tables_, options_.reading) : 0);
         const UnloadContext context{options_,  database_.files, database_.scans, database_.dictionary,
                                     charsets_, outputs,         console_,        progress};
+        const size_t last = last_to_do();
         for (size_t i = 0; i < tables_.size(); ++i) {
             check_stop();
             progress.start_table(tables_[i].title());
-            if (!is_done(i))
-                unload_one(context, i);
+            if (is_done(i))
+                continue;
+            unload_one(context, i, i == last);
+            // Behind the last one comes the record of the whole run.
+            if (i != last)
+                record_file_.write_if_due(record_);
         }
         outputs.finish(record_.tables);
+    }
+
+    // The last table that is not done; the number of tables when all are.
+    size_t last_to_do() const {
+        size_t last = tables_.size();
+        for (size_t i = 0; i < tables_.size(); ++i)
+            last = is_done(i) ? last : i;
+        return last;
     }
 
     bool writes_lobs() const {
@@ -241,9 +254,11 @@ private:
                });
     }
 
-    void unload_one(const UnloadContext &context, size_t i) {
+    void unload_one(const UnloadContext &context, size_t i, bool is_last) {
         TableEntry &entry = record_.tables[i];
         try {
+            if (is_last)
+                context.outputs.begin_last();
             entry = unload_table(context, tables_[i]);
             context.outputs.commit();
             directory_.remove_others(output_files(options_.format, tables_[i].stem, tables_[i].suspect_stem),
@@ -257,7 +272,6 @@ private:
             entry.reason = INTERRUPTED;
             throw;
         }
-        record_file_.write_if_due(record_);
     }
 
     int exit_status() const {

@@ -380,6 +380,17 @@ TEST_F(ResumeDatabase, GoesOnWhereverAKillCame) {
     }
 }
 
+// Its rows need not be on the disk before that.
+TEST_F(ResumeDatabase, TheRecordNamesTheLastTableWhenTheDatabaseIsComplete) {
+    const run_result killed = run("out", {}, signal_at("KILL", "out/rescue.sqlite"));
+    ASSERT_EQ(killed.end, ending::signalled) << killed.describe();
+    const Json record = read_record(dir_.file("out"));
+    EXPECT_EQ(record["tables"][TABLES - 2]["status"], "complete");
+    EXPECT_EQ(record["tables"][TABLES - 1]["status"], "failed");
+    EXPECT_EQ(run("out", {"--resume"}).status, 0);
+    expect_whole_database("out");
+}
+
 TEST_F(ResumeDatabase, GoesOnAfterASignalAndAgain) {
     for (const int nth : {4, 5}) {
         const run_result ended =

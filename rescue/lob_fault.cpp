@@ -10,6 +10,10 @@ std::string_view lob_fault_text(LobFault fault) {
         return "the segment of the LOB is not known";
     case LobFault::lost:
         return "nothing leads to the data of the LOB";
+    case LobFault::ambiguous:
+        return "the pages in the index of the LOB can be read in two ways, and its blocks do not tell";
+    case LobFault::exhausted:
+        return "more LOBs lead to the blocks of the segment than can have any";
     case LobFault::missing_pages:
         return "blocks of the LOB are lost";
     case LobFault::unknown_length:

@@ -12,6 +12,8 @@ enum class LobFault : uint8_t {
     none,
     no_segment,     // the dictionary does not say where its data lies
     lost,           // nothing leads to its data
+    ambiguous,      // its index can be read in two ways
+    exhausted,      // too many LOBs lead to the same blocks
     missing_pages,  // blocks that are not there or hold something else
     unknown_length, // the entry that states it is lost: whole pages are given
     length,         // the stated length reaches behind the last chunk

@@ -4,6 +4,7 @@
 
 #include "format/lob_block.h"
 #include "rescue/block_health.h"
+#include "rescue/stop.h"
 
 namespace vexlo {
 
@@ -40,7 +41,7 @@ LobIndex::LobIndex(const FileSet &files, const ScanIndexes &scans, const Segment
         return;
     SegmentRuns runs(files, scans, segment, options);
     std::vector<uint8_t> buffer(SegmentRuns::RUN_BYTES + RUN_SLACK);
-    for (BlockRun run; runs.next(run);)
+    for (BlockRun run; runs.next(run); check_stop())
         add_run(run, runs.data_object(), buffer, options);
     lost_.add(runs.tally());
     sort();
@@ -131,14 +132,17 @@ bool LobIndex::is_chain_whole() const {
     });
 }
 
-bool LobIndex::find(const LobId &id, BlockReader &blocks, std::vector<LobIndexEntry> &entries) const {
+bool LobIndex::find(const LobId &id, BlockReader &blocks, std::vector<LobIndexEntry> &entries,
+                    uint64_t &leaves) const {
     const auto behind =
         std::upper_bound(leaves_.begin(), leaves_.end(), id,
                          [](const LobId &wanted, const Leaf &leaf) { return wanted < leaf.low; });
     bool whole = true;
+    leaves = 0;
     for (size_t i = static_cast<size_t>(behind - leaves_.begin()); i-- > 0 && highest_[i] >= id;) {
         if (leaves_[i].high < id)
             continue;
+        ++leaves;
         const FetchedBlock block = blocks.fetch(tablespace_, leaves_[i].rdba);
         LOB_INDEX_LEAF leaf;
         if (block.blk.data == nullptr || !locate_lob_leaf(block.blk, &leaf)) {

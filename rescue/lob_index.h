@@ -32,8 +32,10 @@ public:
     bool is_complete() const { return complete_; }
     // Blocks of it that could not be read.
     const std::vector<Loss> &losses() const { return lost_.losses; }
-    // The entries of a LOB by page. False when a leaf that may hold some could not be read again.
-    bool find(const LobId &id, BlockReader &blocks, std::vector<LobIndexEntry> &entries) const;
+    // The entries of a LOB by page. False when a leaf that may hold some could not be read again. `leaves` is
+    // how many were read.
+    bool find(const LobId &id, BlockReader &blocks, std::vector<LobIndexEntry> &entries,
+              uint64_t &leaves) const;
 
 private:
     struct Leaf {

@@ -22,10 +22,12 @@ struct LobPiece {
 
 class LobPlan {
 public:
-    // Of a LOB of the column whose segments `segment` has, with `page_size` bytes of data in a block. Nothing
-    // when nothing leads to its data. A LOB of no bytes has a plan without pieces.
-    static std::optional<LobPlan> make(const LobLocator &lob, const LobSegment &segment, BlockReader &blocks,
-                                       uint32_t page_size);
+    // Of a LOB of the column whose segments `segment` has, with `page_size` bytes of data in a block. A LOB
+    // of no bytes has a plan without pieces.
+    LobPlan(const LobLocator &lob, const LobSegment &segment, BlockReader &blocks, uint32_t page_size);
+
+    // Why there is no plan: nothing leads to the data, or what does can be read in two ways.
+    LobFault fault() const { return fault_; }
 
     // By number; the last one is no hole.
     std::span<const LobPiece> pieces() const { return pieces_; }
@@ -42,12 +44,17 @@ public:
     // length is lost, or because it reaches behind the last chunk.
     uint64_t length() const { return length_; }
     LobFault length_fault() const { return length_fault_; }
+    // Bytes of index entries and blocks that were gone through.
+    uint64_t visited() const { return visited_; }
 
 private:
-    LobPlan(const LobLocator &lob, const LobSegment &segment, BlockReader &blocks, uint32_t page_size);
-
-    bool find_pieces();
+    LobFault find_pieces();
     bool add_index_entries(bool *head_found);
+    std::optional<uint32_t> choose_index_unit(const std::vector<LobIndexEntry> &entries);
+    bool fits(const LobIndexEntry &entry, uint32_t unit) const;
+    bool agrees(const std::vector<LobIndexEntry> &entries, uint32_t unit, bool pages_count_blocks);
+    bool states_pages(uint64_t chunk, uint32_t rdba, bool pages_count_blocks);
+    std::optional<uint32_t> page_at(uint32_t rdba);
     void add_scanned_blocks();
     void sort_pieces();
     void split_chunks();
@@ -74,6 +81,8 @@ private:
     uint32_t whole_, rest_; // the length as stated: whole blocks or chunks, and bytes behind them
     uint64_t length_ = 0;
     LobFault length_fault_ = LobFault::none;
+    LobFault fault_ = LobFault::none;
+    uint64_t visited_ = 0;
 };
 
 } // namespace vexlo

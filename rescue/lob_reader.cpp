@@ -127,6 +127,7 @@ bool LobReader::for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t coun
     while (done < held) {
         const uint32_t wanted = std::min(RUN_BYTES / bsz, held - done);
         const uint32_t got = blocks_.read(tablespace, rdba + done, wanted, buffer_.data());
+        visited_ += uint64_t{wanted} * bsz;
         for (uint32_t i = 0; i < got; ++i) {
             const BLOCK blk{buffer_.data() + size_t{i} * bsz, bsz, rdba + done + i};
             const Health health = block_health(blk.data, bsz, blk.rdba, blocks_.trusts_blocks());
@@ -171,13 +172,14 @@ void LobReader::read_chunks(const LobLocator &lob, const LobSegment &segment, Ou
     if (!segment.places().known || segment.block_size() <= LOB_BLOCK_OVERHEAD)
         return out.fail(LobFault::no_segment);
     page_size_ = segment.block_size() - LOB_BLOCK_OVERHEAD;
-    const std::optional<LobPlan> plan = LobPlan::make(lob, segment, blocks_, page_size_);
-    if (!plan)
-        return out.fail(LobFault::lost);
-    if (plan->length_fault() != LobFault::none)
-        out.fail(plan->length_fault());
-    out.set_length(plan->length());
-    write_pieces(lob, segment, *plan, out);
+    const LobPlan plan(lob, segment, blocks_, page_size_);
+    visited_ += plan.visited();
+    if (plan.fault() != LobFault::none)
+        return out.fail(plan.fault());
+    if (plan.length_fault() != LobFault::none)
+        out.fail(plan.length_fault());
+    out.set_length(plan.length());
+    write_pieces(lob, segment, plan, out);
 }
 
 // Writes the LOB up to its length. Pieces that nothing leads to are holes or lost; more of them than the
@@ -212,6 +214,7 @@ void LobReader::write_pieces(const LobLocator &lob, const LobSegment &segment, c
 // Holes read as zeros or, of characters, as spaces.
 void LobReader::write_hole(const LobLocator &lob, uint64_t bytes, Output &out) {
     constexpr size_t FILL_SIZE = 8192;
+    visited_ += bytes;
     PaddedBytes fill(FILL_SIZE);
     const size_t step = lob.utf16 ? 2 : 1;
     for (size_t i = lob.utf16 && !lob.little_endian ? 1 : 0; lob.type != LobType::blob && i < FILL_SIZE;

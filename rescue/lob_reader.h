@@ -45,6 +45,8 @@ public:
     // Gives the data of `lob`, a LOB of the column whose segments `segment` has, to `sink`.
     LobOutcome read(const LobLocator &lob, const LobSegment &segment, LobSink &sink);
 
+    // Bytes of blocks, holes and index entries that all LOBs so far have led to.
+    uint64_t visited() const { return visited_; }
     // Blocks of all LOBs so far that should hold data and could not be read.
     const SegmentTally &lost_blocks() const { return lost_; }
 
@@ -74,6 +76,7 @@ private:
     void note_loss();
 
     BlockReader &blocks_;
+    uint64_t visited_ = 0;
     uint32_t page_size_ = 0; // bytes of data in a block of the segment being read
     PaddedBytes buffer_;
     SegmentTally lost_;

@@ -1,11 +1,11 @@
-// The blocks of a BasicFile LOB segment by LOB and page, found by going through them: what is left when the
-// LOB index is lost.
+// The blocks of a BasicFile LOB segment by LOB, found by going through them: what is left when the LOB index
+// is lost. Which runs of blocks are a LOB's is kept; what else a LOB needs of them is read again.
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <vector>
 
+#include "rescue/block_reader.h"
 #include "rescue/scan_index.h"
 #include "rescue/segment.h"
 #include "values/lob_locator.h"
@@ -13,7 +13,6 @@
 namespace vexlo {
 
 struct ScannedPage {
-    LobId id;
     uint32_t page;
     uint32_t rdba;
     uint64_t version;
@@ -21,16 +20,26 @@ struct ScannedPage {
 
 class LobScan {
 public:
-    // Of the segment with this data object number.
-    LobScan(const ScanIndex &scan, uint32_t data_object, ReadOptions options);
+    // Of the segment with this data object number, in a tablespace. Throws Stopped when the run is to end.
+    LobScan(const ScanIndex &scan, uint32_t tablespace, uint32_t data_object, ReadOptions options);
 
-    // The blocks of a LOB by page; of several versions of a page those of the newest, by address.
-    std::span<const ScannedPage> find(const LobId &id) const;
+    // Appends the blocks of a LOB by page; of several versions of a page those of the newest, by address.
+    // Returns how many blocks were read for that.
+    uint64_t find(const LobId &id, BlockReader &blocks, std::vector<ScannedPage> &pages) const;
 
 private:
-    void drop_old_versions();
+    // Blocks of one LOB that lie next to each other: 16 bytes, since a segment may have many millions.
+    struct Run {
+        LobId id;
+        uint16_t blocks;
+        uint32_t rdba; // of the first one
+    };
 
-    std::vector<ScannedPage> pages_; // by id, page, address
+    void add_run(const BlockRun &run, std::vector<uint8_t> &buffer, ReadOptions options);
+    void add_block(const LobId &id, uint32_t rdba);
+
+    const uint32_t tablespace_, data_object_;
+    std::vector<Run> runs_; // by id, address
 };
 
 } // namespace vexlo

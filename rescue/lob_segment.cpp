@@ -95,6 +95,7 @@ LobSegment::LobSegment(const FileSet &files, const ScanIndexes &scans, const Lob
         block_size_ = block_size_ == 0 ? file->block_size() : block_size_;
         tablespace_bytes_ += file->size();
     }
+    budget_ = std::make_unique<LobBudget>(tablespace_bytes_);
 }
 
 const LobIndex &LobSegment::index() const {
@@ -106,7 +107,8 @@ const LobIndex &LobSegment::index() const {
 const LobScan &LobSegment::scan() const {
     std::call_once(scan_made_, [&] {
         const uint32_t object = SegmentRuns(files_, scans_, places_.data, options_).data_object();
-        scan_ = std::make_unique<LobScan>(scans_.of(places_.data.tablespace), object, options_);
+        const uint32_t tablespace = places_.data.tablespace;
+        scan_ = std::make_unique<LobScan>(scans_.of(tablespace), tablespace, object, options_);
     });
     return *scan_;
 }

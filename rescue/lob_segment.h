@@ -2,6 +2,7 @@
 // lost, the blocks themselves.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -32,6 +33,25 @@ struct LobPlaces {
 LobPlaces find_lob_places(const Dictionary &dictionary, uint32_t table, uint32_t internal_column,
                           uint32_t table_fragment);
 
+// How much the LOBs of a column may still lead to, for all its readers together: sound ones have blocks of
+// their own, so that each block is read for one of them alone, and once more where the index is lost. Where
+// rows are damaged or made so, many can lead to the same blocks. Thread-safe.
+class LobBudget {
+public:
+    // Of a column whose tablespace has so many bytes: with room for copies of rows, and for holes.
+    explicit LobBudget(uint64_t tablespace_bytes) : left_(static_cast<int64_t>(SHARE * tablespace_bytes)) {}
+
+    // Whether another LOB may be read; the last one may take more than is left.
+    bool allows() const { return left_.load(std::memory_order_relaxed) >= 0; }
+    // A LOB has led to so many bytes.
+    void take(uint64_t bytes) { left_.fetch_sub(static_cast<int64_t>(bytes), std::memory_order_relaxed); }
+
+private:
+    static constexpr uint64_t SHARE = 8; // of a tablespace's bytes
+
+    std::atomic<int64_t> left_;
+};
+
 // The segments of one LOB column, with what is read of them only when a LOB asks for it. Shared by all
 // threads.
 class LobSegment {
@@ -43,6 +63,12 @@ public:
     // Block size of the tablespace; 0 when none of its files is there. And the bytes of its files.
     uint32_t block_size() const { return block_size_; }
     uint64_t tablespace_bytes() const { return tablespace_bytes_; }
+    // Whether a LOB of the column may be read: what is in the row costs nothing. Who reads one takes what it
+    // led to from the budget. Both thread-safe.
+    bool allows(const LobLocator &lob) const {
+        return lob.place == LobPlace::in_row || lob.place == LobPlace::empty || budget_->allows();
+    }
+    LobBudget &budget() const { return *budget_; }
     // The LOB index, read when first asked for. Thread-safe.
     const LobIndex &index() const;
     // The same when it has been asked for, else null. Not while other threads use the segment.
@@ -57,6 +83,7 @@ private:
     ReadOptions options_;
     uint32_t block_size_ = 0;
     uint64_t tablespace_bytes_ = 0;
+    std::unique_ptr<LobBudget> budget_;
     mutable std::once_flag index_made_, scan_made_;
     mutable std::unique_ptr<LobIndex> index_;
     mutable std::unique_ptr<LobScan> scan_;

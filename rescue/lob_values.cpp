@@ -9,9 +9,6 @@ namespace vexlo {
 
 namespace {
 
-constexpr uint8_t BFILE_FLAG = 0x08; // of the type byte of a locator
-constexpr size_t TYPE_AT = 4;
-
 std::span<const uint8_t> bytes_of(const Field &field) {
     return {field.data, field.size};
 }
@@ -42,7 +39,7 @@ LobColumns::LobColumns(const FileSet &files, const ScanIndexes &scans, const Dic
         const size_t column = static_cast<size_t>(stored.output);
         LobPlaces places = find_lob_places(dictionary, layout.object, stored.internal_column, fragment);
         places.encrypted = stored.encrypted;
-        entries_.push_back({column, std::make_unique<LobSegment>(files, scans, places, options)});
+        entries_.push_back({column, stored, std::make_unique<LobSegment>(files, scans, places, options)});
     }
     std::sort(entries_.begin(), entries_.end(),
               [](const Entry &a, const Entry &b) { return a.column < b.column; });
@@ -70,14 +67,18 @@ LobCounts &LobCounts::operator+=(const LobCounts &other) {
 class LobValues::Value final : public ValueStream, private LobSink {
 public:
     Value(LobValues &owner, const LobColumns::Entry &entry)
-        : owner_(owner), segment_(*entry.segment), column_(entry.column) {}
+        : owner_(owner), segment_(*entry.segment), column_(entry.column), stored_(entry.stored) {}
 
     size_t column() const { return column_; }
+    const LobSegment &segment() const { return segment_; }
+    bool is_bfile() const { return stored_.is_bfile; }
 
     // Turns to the LOB with this locator, which points into the row that is being resolved, and reads it
     // once. What is short is held then.
     LobOutcome read(LobLocator locator) {
         locator_ = std::move(locator);
+        const bool national = locator_.type == LobType::nclob || stored_.national;
+        decoder_ = national ? &owner_.national_ : &owner_.database_;
         bool held = true;
         held_.clear();
         size_ = 0;
@@ -91,7 +92,8 @@ public:
         return outcome;
     }
 
-    bool is_text() const { return locator_.type != LobType::blob; }
+    // Long values of VARCHAR2 may be kept as the bytes that shorter ones are.
+    bool is_text() const { return locator_.type != LobType::blob || stored_.is_text; }
     bool was_cut() const { return cut_; }
     uint64_t replaced() const { return replaced_; }
 
@@ -123,17 +125,15 @@ private:
         cut_ = false;
         replaced_ = 0;
         utf16_ = Utf16Decoder(locator_.little_endian);
+        open_.clear();
         const LobOutcome outcome = owner_.reader_.read(locator_, segment_, *this);
-        if (is_text() && locator_.utf16) {
-            text_.clear();
-            utf16_.finish(text_);
-            give_text();
-        }
+        if (is_text() && !cut_)
+            end_text();
         replaced_ += utf16_.replaced();
         if (cut_ && is_text()) {
-            text_ = LOB_CUT_MARK;
-            left_ = text_.size();
-            give_text();
+            const PaddedBytes mark(LOB_CUT_MARK);
+            left_ = mark.size();
+            give(mark.bytes());
         }
         return outcome;
     }
@@ -143,14 +143,36 @@ private:
             return;
         if (!is_text())
             return give(bytes);
-        if (locator_.utf16) {
-            text_.clear();
-            utf16_.append(bytes, text_);
-            return give_text();
+        if (locator_.utf16)
+            return give_text(utf16_.put(bytes, text_room(bytes.size())));
+        size_t used = 0;
+        if (open_.size() == 0) {
+            give(decoder_->decode_part(bytes.data(), bytes.size(), replaced_, used));
+            open_.append(bytes.subspan(used));
+        } else {
+            open_.append(bytes);
+            give(decoder_->decode_part(open_.data(), open_.size(), replaced_, used));
+            open_.remove_front(used);
         }
-        TextDecoder &decoder = locator_.type == LobType::nclob ? owner_.national_ : owner_.database_;
-        const std::string_view text = decoder.decode(bytes.data(), bytes.size(), replaced_);
-        give({reinterpret_cast<const uint8_t *>(text.data()), text.size()});
+    }
+
+    // What is left of a character is none.
+    void end_text() {
+        if (locator_.utf16)
+            give_text(utf16_.finish(text_room(0)));
+        else if (open_.size() != 0)
+            give(decoder_->decode(open_.data(), open_.size(), replaced_));
+    }
+
+    // Room for the text of so many bytes of UTF-16, which grows alone: most pieces fit.
+    char *text_room(size_t bytes) {
+        if (text_.size() < Utf16Decoder::room(bytes))
+            text_.resize(Utf16Decoder::room(bytes));
+        return reinterpret_cast<char *>(text_.data());
+    }
+    void give_text(const char *end) {
+        const char *const text = reinterpret_cast<const char *>(text_.data());
+        give({text, static_cast<size_t>(end - text)});
     }
 
     // What is lost leaves a hole in a file, where it is known how long, and no trace elsewhere: the row says
@@ -160,10 +182,7 @@ private:
             file_->skip(bytes);
     }
 
-    void give_text() {
-        pad(text_);
-        give({reinterpret_cast<const uint8_t *>(text_.data()), text_.size()});
-    }
+    void give(std::string_view text) { give({reinterpret_cast<const uint8_t *>(text.data()), text.size()}); }
 
     void give(std::span<const uint8_t> bytes) {
         if (bytes.size() > left_) {
@@ -182,13 +201,16 @@ private:
     LobLocator locator_;
     const LobSegment &segment_;
     size_t column_;
+    StoredColumn stored_;
+    TextDecoder *decoder_ = nullptr; // of characters that are not UTF-16
     LobFiles::File *file_ = nullptr;
     const Take *take_ = nullptr;
     uint64_t left_ = 0; // bytes up to the limit
     bool cut_ = false;
     uint64_t replaced_ = 0;
     Utf16Decoder utf16_{false};
-    std::string text_;
+    PaddedBytes open_; // of a character that goes on in the next piece
+    PaddedBytes text_;
     PaddedBytes held_;
     bool is_held_ = false;
     uint64_t size_ = 0; // of what comes out
@@ -233,7 +255,7 @@ Field LobValues::resolve_column(const Field &field, Value &value, std::string &f
     constexpr Field NOTHING{FieldKind::null, 0, {nullptr}};
     if (options_.leave_out)
         return NOTHING;
-    if (field.size > TYPE_AT && (field.data[TYPE_AT] & BFILE_FLAG) != 0)
+    if (value.is_bfile())
         return resolve_bfile(field);
     std::optional<LobLocator> locator = decode_lob_locator(bytes_of(field), fault);
     if (!locator) {
@@ -241,7 +263,7 @@ Field LobValues::resolve_column(const Field &field, Value &value, std::string &f
         ++counts_.not_understood;
         return NOTHING;
     }
-    const LobOutcome outcome = value.read(std::move(*locator));
+    const LobOutcome outcome = read(value, std::move(*locator));
     counts_.cut += value.was_cut();
     counts_.replaced += value.replaced();
     if (!outcome.is_whole()) {
@@ -250,10 +272,19 @@ Field LobValues::resolve_column(const Field &field, Value &value, std::string &f
         lost.bytes += outcome.missing;
         fault = lob_fault_text(outcome.fault);
     }
-    if (outcome.fault == LobFault::lost)
+    if (outcome.fault == LobFault::lost || outcome.fault == LobFault::exhausted)
         return NOTHING;
     shown_.push_back(&value);
     return value.field();
+}
+
+LobOutcome LobValues::read(Value &value, LobLocator locator) {
+    if (!value.segment().allows(locator))
+        return {0, 0, LobFault::exhausted};
+    const uint64_t visited = reader_.visited();
+    const LobOutcome outcome = value.read(std::move(locator));
+    value.segment().budget().take(reader_.visited() - visited);
+    return outcome;
 }
 
 // "DIRECTORY/file", in the database character set. A BFILE whose two names do not end with it is shown as its

@@ -39,6 +39,7 @@ public:
     // The output columns that are LOBs, rising.
     struct Entry {
         size_t column;
+        StoredColumn stored;
         std::unique_ptr<LobSegment> segment;
     };
     const std::vector<Entry> &entries() const { return entries_; }
@@ -91,6 +92,7 @@ private:
     class Value;
 
     Field resolve_column(const Field &field, Value &value, std::string &fault);
+    LobOutcome read(Value &value, LobLocator locator);
     Field keep_text(std::string text);
     Field resolve_bfile(const Field &field);
 

@@ -168,6 +168,8 @@ private:
             stored.is_long = kind == ColumnKind::long_text || kind == ColumnKind::long_raw;
             stored.is_lob = is_lob(*column);
             stored.is_bfile = column->type == TYPE_BFILE;
+            stored.is_text = kind == ColumnKind::text || kind == ColumnKind::national_text;
+            stored.national = kind == ColumnKind::national_text;
             stored.internal_column = column->internal_column;
             stored.encrypted = (column->property & COLUMN_ENCRYPTED) != 0;
             if ((column->property & COLUMN_GUARD) != 0)

@@ -18,6 +18,8 @@ struct StoredColumn {
     bool is_long = false;   // LONG or LONG RAW: of any size
     bool is_lob = false;    // its value is a locator
     bool is_bfile = false;  // the locator names a file outside the database
+    bool is_text = false;   // a VARCHAR2 or NVARCHAR2; where it is a LOB, its bytes are characters
+    bool national = false;  // these are of the national character set
     bool encrypted = false; // its value is ciphertext, which is not given; of a LOB what the locator leads to
     uint16_t internal_column = 0; // INTCOL#
 };

@@ -1,8 +1,10 @@
 #include "values/utf16_decoder.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "format/byte_order.h"
 
@@ -12,21 +14,16 @@ namespace {
 
 constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD";
 
-bool is_surrogate(uint16_t unit) {
-    return (unit & 0xF800) == 0xD800;
-}
-
 bool is_low_surrogate(uint16_t unit) {
     return (unit & 0xFC00) == 0xDC00;
 }
 
-// Bytes that the text grows by at most: of a unit, and of what waited before it. put_character() writes one
-// more that does not count.
-constexpr size_t MOST_OF_UNIT = 3, MOST_OF_REST = 7;
+bool is_surrogate(uint16_t unit) {
+    return (unit & 0xF800) == 0xD800;
+}
 
-// Writes a unit that is a character and returns the end of it. Without branches, since the kinds of
-// characters change unforeseeably in many texts.
-[[gnu::always_inline]] inline char *put_character(uint32_t unit, char *out) {
+// Writes a unit that is a character, and up to three bytes that do not count; returns the end.
+char *put_character(uint32_t unit, char *out) {
     const uint32_t two = 0x80C0 | unit >> 6 | (unit & 0x3F) << 8;
     const uint32_t three = 0x8080E0 | unit >> 12 | (unit >> 6 & 0x3F) << 8 | (unit & 0x3F) << 16;
     const uint32_t bytes = unit < 0x80 ? unit : unit < 0x800 ? two : three;
@@ -43,9 +40,9 @@ char *put_pair(uint32_t high, uint32_t low, char *out) {
     return out + sizeof bytes;
 }
 
-constexpr size_t UNITS_AT_ONCE = 4, UNITS_ONE_BY_ONE = 16;
+constexpr size_t UNITS_AT_ONCE = 4;
 
-// Whether four units, the first one highest, are ASCII; of little-endian text each has its bytes swapped.
+// Whether units, the first one highest, are ASCII; of little-endian text each has its bytes swapped.
 bool are_ascii(uint64_t units, bool little_endian) {
     return (units & (little_endian ? 0x80FF80FF80FF80FF : 0xFF80FF80FF80FF80)) == 0;
 }
@@ -62,83 +59,131 @@ uint16_t unit_at(const uint8_t *p, bool little_endian) {
     return little_endian ? load_le16(p) : load_be16(p);
 }
 
-// Whether two units are the halves of a surrogate pair.
-bool is_pair(const uint8_t *p, bool little_endian) {
-    return (load_be32(p) & (little_endian ? 0x00FC00FC : 0xFC00FC00)) ==
-           (little_endian ? 0x00D800DC : 0xD800DC00);
+// Four units side by side: what is written of them is found out without branches, since the kinds of
+// characters change unforeseeably in many texts.
+using Units = uint16_t __attribute__((vector_size(UNITS_AT_ONCE * sizeof(uint16_t))));
+using Lanes = uint32_t __attribute__((vector_size(UNITS_AT_ONCE * sizeof(uint32_t))));
+
+template <bool SWAPPED>
+Lanes load_units(const uint8_t *p) {
+    Units units;
+    std::memcpy(&units, p, sizeof units);
+    if constexpr ((std::endian::native == std::endian::little) != SWAPPED)
+        units = units << 8 | units >> 8;
+    return __builtin_convertvector(units, Lanes);
+}
+
+// All bits of the lanes in which a unit is of a kind.
+Lanes are_first_halves(Lanes units) {
+    return __builtin_convertvector((units & 0xFC00) == 0xD800, Lanes);
+}
+Lanes are_second_halves(Lanes units) {
+    return __builtin_convertvector((units & 0xFC00) == 0xDC00, Lanes);
+}
+Lanes are_from(Lanes units, uint32_t least) {
+    return __builtin_convertvector(units >= least, Lanes);
+}
+
+// What four units complete: each up to four bytes, the first one lowest. A pair is written with its second
+// half; the first one has no bytes.
+struct Written {
+    Lanes bytes, sizes;
+    uint32_t open; // the last unit when it is the first half of a pair, else 0
+    bool sound;    // no half of a pair stands alone
+};
+
+[[gnu::always_inline]] inline Written written(Lanes units, uint32_t before) {
+    const Lanes behind = {before, units[0], units[1], units[2]};
+    const Lanes pairs = are_second_halves(units), above_1 = are_from(units, 0x80),
+                above_2 = are_from(units, 0x800);
+    const Lanes last = units & 0x3F, middle = units >> 6 & 0x3F;
+    const Lanes two = 0x80C0 | units >> 6 | last << 8;
+    const Lanes three = 0x8080E0 | units >> 12 | middle << 8 | last << 16;
+    const Lanes character = 0x10000u + ((behind & 0x3FF) << 10) + (units & 0x3FF);
+    const Lanes four = 0x808080F0 | character >> 18 | (character >> 12 & 0x3F) << 8 |
+                       (character >> 6 & 0x3F) << 16 | last << 24;
+    const Lanes halves = are_first_halves(units), alone = pairs ^ are_first_halves(behind);
+    uint64_t any[2];
+    std::memcpy(any, &alone, sizeof any);
+    return {(units & ~above_1) | (two & above_1 & ~above_2) | (three & above_2 & ~pairs) | (four & pairs),
+            1 - above_1 - above_2 - pairs + 3 * halves, units[3] & halves[3], (any[0] | any[1]) == 0};
+}
+
+char *put_written(const Written &what, char *out) {
+    for (size_t i = 0; i < UNITS_AT_ONCE; ++i) {
+        const uint32_t bytes = what.bytes[i];
+        std::memcpy(out, &bytes, sizeof bytes);
+        out += what.sizes[i];
+    }
+    return out;
 }
 
 } // namespace
 
-void Utf16Decoder::append(std::span<const uint8_t> bytes, std::string &text) {
-    const size_t before = text.size();
-    text.resize(before + MOST_OF_REST + MOST_OF_UNIT * (bytes.size() / 2 + 1));
-    char *out = text.data() + before;
-    size_t at = 0;
+char *Utf16Decoder::put(std::span<const uint8_t> bytes, char *out) {
     if (has_byte_ && !bytes.empty()) {
         has_byte_ = false;
-        const uint8_t unit[] = {byte_, bytes[at++]};
+        const uint8_t unit[] = {byte_, bytes[0]};
         out = put_unit(unit_at(unit, little_endian_), out);
+        bytes = bytes.subspan(1);
     }
-    const bool little_endian = little_endian_;
-    bool waits = high_ != 0; // a surrogate for its other half
-    while (at + 2 <= bytes.size()) {
-        if (!waits && at + 2 * UNITS_AT_ONCE <= bytes.size()) {
-            const uint64_t units = load_be64(&bytes[at]);
-            if (are_ascii(units, little_endian)) {
-                put_ascii(units, little_endian, out);
-                out += UNITS_AT_ONCE;
-                at += 2 * UNITS_AT_ONCE;
-                continue;
-            }
-        }
-        // Where one character is no ASCII, more of them are likely.
-        const size_t end = std::min(bytes.size(), at + 2 * UNITS_ONE_BY_ONE);
-        for (; at + 2 <= end; at += 2) {
-            const uint16_t unit = unit_at(&bytes[at], little_endian);
-            if (!waits && !is_surrogate(unit)) {
-                out = put_character(unit, out);
-            } else if (!waits && at + 4 <= bytes.size() && is_pair(&bytes[at], little_endian)) {
-                at += 2;
-                out = put_pair(unit, unit_at(&bytes[at], little_endian), out);
-            } else {
-                out = put_unit(unit, out);
-                waits = high_ != 0;
-            }
-        }
-    }
-    if (at < bytes.size()) {
+    out = little_endian_ ? put_all<true>(bytes.data(), bytes.size() / 2, out)
+                         : put_all<false>(bytes.data(), bytes.size() / 2, out);
+    if (bytes.size() % 2 != 0) {
         has_byte_ = true;
-        byte_ = bytes[at];
+        byte_ = bytes.back();
     }
-    text.resize(static_cast<size_t>(out - text.data()));
+    return out;
 }
 
-void Utf16Decoder::finish(std::string &text) {
-    const size_t before = text.size();
-    text.resize(before + MOST_OF_REST);
-    char *out = text.data() + before;
+template <bool SWAPPED>
+char *Utf16Decoder::put_all(const uint8_t *p, size_t units, char *out) {
+    constexpr size_t STEP = UNITS_AT_ONCE * sizeof(uint16_t);
+    uint32_t before = high_;
+    for (; units >= UNITS_AT_ONCE; units -= UNITS_AT_ONCE, p += STEP) {
+        if (const uint64_t word = load_be64(p); before == 0 && are_ascii(word, SWAPPED)) {
+            put_ascii(word, SWAPPED, out);
+            out += UNITS_AT_ONCE;
+            continue;
+        }
+        const Written what = written(load_units<SWAPPED>(p), before);
+        if (what.sound) {
+            before = what.open;
+            out = put_written(what, out);
+            continue;
+        }
+        high_ = static_cast<uint16_t>(before);
+        for (size_t i = 0; i < UNITS_AT_ONCE; ++i)
+            out = put_unit(unit_at(p + 2 * i, SWAPPED), out);
+        before = high_;
+    }
+    high_ = static_cast<uint16_t>(before);
+    for (; units > 0; --units, p += 2)
+        out = put_unit(unit_at(p, SWAPPED), out);
+    return out;
+}
+
+char *Utf16Decoder::finish(char *out) {
     if (high_ != 0)
         out = replace(out);
     if (has_byte_)
         out = replace(out);
-    text.resize(static_cast<size_t>(out - text.data()));
     high_ = 0;
     has_byte_ = false;
+    return out;
 }
 
 char *Utf16Decoder::put_unit(uint16_t unit, char *out) {
-    if (high_ != 0) {
-        const uint16_t high = high_;
-        high_ = 0;
-        if (is_low_surrogate(unit))
-            return put_pair(high, unit, out);
+    const uint16_t high = std::exchange(high_, uint16_t{0});
+    const bool is_low = is_low_surrogate(unit);
+    if (high != 0 && is_low)
+        return put_pair(high, unit, out);
+    if (high != 0)
         out = replace(out);
-    }
+    if (is_low)
+        return replace(out);
     if (!is_surrogate(unit))
         return put_character(unit, out);
-    if (is_low_surrogate(unit))
-        return replace(out);
     high_ = unit;
     return out;
 }

@@ -1,5 +1,7 @@
 // Columns whose values are LOBs of one kind or another, whatever their type is called, and LOBs that are not
 // recovered.
+#include <filesystem>
+
 #include "recovered_fixture.h"
 #include "sample/lob_data.h"
 #include "sample/lob_locator.h"
@@ -75,6 +77,48 @@ TEST_F(LobKinds, LongVarchar2ColumnsAreLobs) {
     EXPECT_EQ(result_.status, 0) << result_.describe();
     unload({"--overwrite", "--to", "sql", "--dialect", "oracle"});
     EXPECT_NE(read_text(dir_.file("out/SCOTT.V.sql")).find("\"TEXT\" CLOB"), std::string::npos);
+}
+
+// The locator of a BLOB in place of that of a CLOB, whose data is in the form of shorter values.
+Value as_bytes(Value locator) {
+    constexpr size_t TYPE = 4, FORM = 6, UNITS = 9;
+    locator->at(TYPE) = 1;
+    locator->at(FORM) = 0;
+    locator->at(UNITS) = 1;
+    return locator;
+}
+
+// Characters of two bytes, so that the ends of blocks part some.
+TEST_F(LobKinds, LongVarchar2ColumnsMayBeKeptAsTheBytesOfTheirCharacters) {
+    open();
+    ColumnDef wide = varchar2_column("TEXT", 32767), national = varchar2_column("NATIONAL", 32767);
+    for (ColumnDef *column : {&wide, &national}) {
+        column->property = COLUMN_LOB_INSIDE;
+        column->lobs = secure_file();
+    }
+    national.charset_form = 2;
+    const size_t t = add("V", {number_column("ID"), wide, national});
+    csv_row expected;
+    for (const size_t size : {0, 1, 100, 1500, 4031, 16000}) {
+        std::u16string characters(size, u'\u00E9');
+        if (size > 1)
+            characters[0] = u'x';
+        const std::string utf8 = utf8_text(characters);
+        expected.push_back(utf8);
+        db_->insert(t, {number(1), as_bytes(db_->store_lob(t, 1, Bytes(utf8.begin(), utf8.end()))),
+                        as_bytes(db_->store_lob(t, 2, utf16_bytes(characters)))});
+    }
+    for (const char *lobs : {"inline", "files"}) {
+        unload({"--overwrite", "--lobs", lobs});
+        EXPECT_EQ(result_.status, 0) << result_.describe();
+        for (const char *name : {"TEXT", "NATIONAL"}) {
+            csv_row texts = column("V", name);
+            if (std::string(lobs) == "files")
+                for (auto &text : texts)
+                    text = read_text(dir_.file("out/" + *text));
+            EXPECT_TRUE(texts == expected) << name << " " << lobs;
+        }
+    }
 }
 
 TEST_F(LobKinds, NclobIsInTheNationalCharacterSet) {
@@ -246,6 +290,47 @@ TEST_F(LobKinds, ManySmallOnes) {
     EXPECT_EQ(column("T", "A"), in_row);
     EXPECT_EQ(column("T", "B"), outside);
     EXPECT_EQ(result_.status, 0) << result_.describe();
+}
+
+// A locator is that of a file outside the database where the column is, not where one of its flags says so.
+TEST_F(LobKinds, ALocatorOfAnotherTypeIsSaidWithItsBytes) {
+    open();
+    const size_t t = add("T", {number_column("ID"), lob_column("DATA", BLOB_TYPE)});
+    Value damaged = db_->store_lob(t, 1, lob_bytes({1, 1, 1}, 10));
+    damaged->at(4) |= 0x08;
+    db_->insert(t, {number(1), damaged});
+    unload();
+    EXPECT_EQ(result_.status, 1);
+    EXPECT_EQ(column("T", "_REASON", true), csv_row{"the locator is of a type that is not known: " +
+                                                    to_hex(*damaged).substr(0, 80) + "..."});
+    EXPECT_NE(result_.err.find("1 LOB locators are not understood"), std::string::npos) << result_.err;
+}
+
+// Output does not grow beyond all bounds by rows alone: sound LOBs have blocks of their own.
+TEST_F(LobKinds, LobsThatTooManyRowsLeadToAreSuspect) {
+    open();
+    for (const bool secure : {false, true}) {
+        SCOPED_TRACE(secure);
+        const std::string name = secure ? "S" : "B";
+        const size_t t = add(name, {number_column("ID"),
+                                    lob_column("DATA", BLOB_TYPE, secure ? secure_file() : LobStorage())});
+        const Bytes bytes = lob_bytes({1, 1, 1}, 500000);
+        const Value locator = db_->store_lob(t, 1, bytes);
+        for (int64_t i = 1; i <= 200; ++i)
+            db_->insert(t, {number(i), locator});
+    }
+    unload();
+    EXPECT_EQ(result_.status, 1);
+    const uint64_t most = 9 * std::filesystem::file_size(users_file()) / 500000;
+    for (const char *name : {"B", "S"}) {
+        EXPECT_EQ(rows(name).size() + rows(name, true).size(), 200u);
+        EXPECT_GE(rows(name).size(), 8u);
+        EXPECT_LE(rows(name).size(), most);
+        const csv_row reasons = column(name, "_REASON", true), values = column(name, "DATA", true);
+        ASSERT_FALSE(reasons.empty());
+        EXPECT_EQ(reasons.front(), "more LOBs lead to the blocks of the segment than can have any");
+        EXPECT_EQ(values.front(), std::nullopt);
+    }
 }
 
 // Kinds that are named and counted.

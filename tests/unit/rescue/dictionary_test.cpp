@@ -4,6 +4,8 @@
 #include "format/file_header.h"
 #include "rescue/dictionary.h"
 #include "rescue_fixture.h"
+#include "sample/lob_locator.h"
+#include "sample/zlib_stream.h"
 #include "values/errors.h"
 
 using namespace rescue_test;
@@ -340,6 +342,61 @@ TEST_F(NewerDictionaryTest, FragmentsOfLobsAndIndexesHaveSegmentsOfTheirOwn) {
         EXPECT_EQ(it->file, expected.index.file);
         EXPECT_EQ(it->block, expected.index.block);
     }
+}
+
+namespace {
+
+// Values of added columns that are as long as a value can be, each a few dozen bytes in its row.
+class LongDefaultsTest : public DictionaryTest {
+protected:
+    static constexpr size_t LENGTH = 0xFFFF;
+
+    static sample::DatabaseOptions with_long_defaults() {
+        const sample::Bytes stored = sample::zlib_stream(sample::Bytes(LENGTH, 'd'));
+        sample::SecureInode inode;
+        inode.length = LENGTH;
+        inode.compressed = stored.size();
+        const sample::Value locator = sample::secure_in_row({}, inode, stored);
+        sample::DatabaseOptions options;
+        options.layout = {sample::DictionaryVersion::v12, true};
+        options.dictionary_hook = [locator](std::string_view name, sample::Row &row, sample::RowPlacement &) {
+            constexpr size_t ECOL_VALUE = 2;
+            if (name == "ECOL$")
+                row[ECOL_VALUE] = locator;
+            return true;
+        };
+        return options;
+    }
+    LongDefaultsTest() : DictionaryTest(with_long_defaults()) {}
+};
+
+} // namespace
+
+// So that rows of a damaged dictionary do not make it grow to a thousand times its size.
+TEST_F(LongDefaultsTest, TheValuesOfAddedColumnsTake64MebibytesAtMost) {
+    constexpr size_t TABLES = 2, ADDED = 600, MOST = (64 << 20) / LENGTH;
+    std::vector<uint32_t> objects;
+    for (size_t t = 0; t < TABLES; ++t) {
+        sample::TableDef def = table_def(scott(), "T" + std::to_string(t), users());
+        for (size_t i = 0; i < ADDED; ++i) {
+            sample::ColumnDef column = sample::varchar2_column("C" + std::to_string(i), 4000);
+            column.added_default = sample::Bytes{'-'};
+            def.columns.push_back(column);
+        }
+        objects.push_back(db().model().tables[db().add_table(def)].place.objn);
+    }
+    db().finish();
+    const OpenDatabase database = reopen();
+    const Dictionary &d = database.dictionary;
+    size_t known = 0;
+    for (const uint32_t object : objects)
+        for (uint32_t column = 3; column < 3 + ADDED; ++column) {
+            const DefaultRecord *record = d.added_default(object, column);
+            ASSERT_NE(record, nullptr);
+            known += !record->value_lost;
+            EXPECT_EQ(d.bytes(record->value).size(), record->value_lost ? 0 : LENGTH);
+        }
+    EXPECT_EQ(known, MOST);
 }
 
 TEST_F(NewerDictionaryTest, PrimaryKeysAreInTheOrderOfTheirColumns) {

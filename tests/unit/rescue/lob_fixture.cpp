@@ -156,8 +156,7 @@ void LobFile::clear(uint32_t block) {
     file_->write_block(block, LobBytes(LOB_BLOCK_SIZE));
 }
 
-vexlo::LobOutcome LobFile::read(const vexlo::LobLocator &lob, vexlo::LobSink &sink, uint32_t index_block,
-                                uint32_t chunk_blocks) {
+void LobFile::open_files(const UseFiles &use) {
     file_->close(0);
     for (const Change &change : changes_)
         sample::patch_file(dir_.file("lobs.dbf"), LOB_BLOCK_SIZE, change.block, change.offset,
@@ -166,6 +165,10 @@ vexlo::LobOutcome LobFile::read(const vexlo::LobLocator &lob, vexlo::LobSink &si
     inputs.push_back(vexlo::Datafile::open(dir_.file("lobs.dbf")));
     const vexlo::FileSet files(std::move(inputs), std::nullopt);
     const vexlo::ScanIndexes scans(files);
+    use(files, scans);
+}
+
+void LobFile::open(const Use &use, uint32_t index_block, uint32_t chunk_blocks) {
     vexlo::LobPlaces places;
     places.data = segment;
     if (index)
@@ -174,9 +177,21 @@ vexlo::LobOutcome LobFile::read(const vexlo::LobLocator &lob, vexlo::LobSink &si
         places.index = {LOB_TABLESPACE, LOB_FILE, index_block, INDEX_OBJECT, INDEX_OBJECT};
     places.chunk_blocks = chunk_blocks;
     places.known = true;
-    const vexlo::LobSegment column(files, scans, places, options);
-    vexlo::BlockReader blocks(files, false);
-    return vexlo::LobReader(blocks).read(lob, column, sink);
+    open_files([&](const vexlo::FileSet &files, const vexlo::ScanIndexes &scans) {
+        const vexlo::LobSegment column(files, scans, places, options);
+        vexlo::BlockReader blocks(files, false);
+        use(column, blocks);
+    });
+}
+
+vexlo::LobOutcome LobFile::read(const vexlo::LobLocator &lob, vexlo::LobSink &sink, uint32_t index_block,
+                                uint32_t chunk_blocks) {
+    vexlo::LobOutcome outcome;
+    const Use read = [&](const vexlo::LobSegment &column, vexlo::BlockReader &blocks) {
+        outcome = vexlo::LobReader(blocks).read(lob, column, sink);
+    };
+    open(read, index_block, chunk_blocks);
+    return outcome;
 }
 
 } // namespace vexlo_test

@@ -1,6 +1,7 @@
 // A datafile of LOB blocks put where a test wants them.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -76,7 +77,14 @@ public:
     // The whole pages of a LOB from `block` on, one behind the other.
     void put_pages(uint32_t block, uint8_t lob, const LobBytes &data, uint32_t first_page = 0);
 
-    // Closes the file and reads a LOB; `index_block` is the header of the index, 0 for none.
+    // Closes the file and hands it to `use`, alone in its set.
+    using UseFiles = std::function<void(const vexlo::FileSet &files, const vexlo::ScanIndexes &scans)>;
+    void open_files(const UseFiles &use);
+    // Closes the file and hands a column of it with a reader of single blocks to `use`; `index_block` is the
+    // header of the index, 0 for none.
+    using Use = std::function<void(const vexlo::LobSegment &column, vexlo::BlockReader &blocks)>;
+    void open(const Use &use, uint32_t index_block = 0, uint32_t chunk_blocks = 1);
+    // Closes the file and reads a LOB.
     vexlo::LobOutcome read(const vexlo::LobLocator &lob, vexlo::LobSink &sink, uint32_t index_block = 0,
                            uint32_t chunk_blocks = 1);
 

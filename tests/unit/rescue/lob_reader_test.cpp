@@ -444,8 +444,42 @@ TEST_P(LobReaderUnits, BlocksFoundWithoutAnIndexAreReadTheSameWay) {
 INSTANTIATE_TEST_SUITE_P(ChunkSizes, LobReaderUnits,
                          testing::Values(Units{1, true, true, true}, Units{2, false, false, false},
                                          Units{2, true, true, true}, Units{2, true, true, false},
-                                         Units{2, false, true, false}, Units{4, false, false, false},
+                                         Units{2, false, true, false}, Units{3, false, false, false},
+                                         Units{3, true, true, true}, Units{3, true, true, false},
+                                         Units{3, false, true, false}, Units{4, false, false, false},
                                          Units{4, true, true, true}, Units{4, true, true, false}));
+
+// The row leads nowhere, and of the index one entry is left: its page 12 is chunk 12 or, with three blocks a
+// chunk, chunk 4.
+TEST(LobReader, AnIndexEntryThatCanBeReadInTwoWaysIsNotGuessed) {
+    LobFile file;
+    const LobBytes bytes = lob_bytes(1, LOB_PAGE_SIZE);
+    file.put_page(20, 1, 12, bytes);
+    file.put_index(300, {rows_of(1, 12, 13, 20 - 12 * 3, 1, 3)});
+    CollectingSink sink;
+    const LobOutcome outcome = file.read(by_index(1), sink, 300, 3);
+    EXPECT_EQ(outcome.fault, LobFault::ambiguous);
+    EXPECT_TRUE(sink.bytes.empty());
+}
+
+// With the second block of a chunk, what page numbers count is known, and so is the entry's chunk.
+TEST(LobReader, TheSecondBlockOfAChunkTellsWhichChunkAnIndexEntryHas) {
+    for (const bool count_blocks : {false, true}) {
+        LobFile file;
+        const LobBytes bytes = lob_bytes(1, 3 * LOB_PAGE_SIZE);
+        for (uint32_t i = 0; i < 3; ++i)
+            file.put_page(20 + i, 1, count_blocks ? 12 + i : 12,
+                          std::span(bytes).subspan(i * LOB_PAGE_SIZE, LOB_PAGE_SIZE));
+        const uint32_t chunk = count_blocks ? 4 : 12;
+        IndexRow head{1, 0, 3 * (chunk + 1), 0, {}, false};
+        IndexRow entry{1, 12, 0, 0, {LobFile::rdba(20)}, false};
+        file.put_index(300, {{head, entry}});
+        CollectingSink sink;
+        LobBytes expected(chunk * 3 * LOB_PAGE_SIZE);
+        expected.insert(expected.end(), bytes.begin(), bytes.end());
+        expect_whole(file.read(by_index(1), sink, 300, 3), sink, expected);
+    }
+}
 
 LobLocator by_extents(uint8_t lob, uint64_t length, std::vector<vexlo::LobExtent> extents) {
     LobLocator locator = by_index(lob);

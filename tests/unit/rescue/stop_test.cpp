@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "lob_fixture.h"
 #include "rescue/stop.h"
 #include "rescue_fixture.h"
 
@@ -82,4 +83,24 @@ TEST_F(StopTest, ItIsHeardWhileTheDictionaryIsRead) {
     insert_rows(add_table("T"), 1, 10);
     db().finish();
     expect_heard([&] { rescue_test::OpenDatabase database(paths()); });
+}
+
+TEST_F(StopTest, ItIsHeardWhileTheBlocksOfLobsAreLookedFor) {
+    vexlo_test::LobFile file;
+    file.put_pages(20, 1, vexlo_test::lob_bytes(1, 3 * vexlo_test::LOB_PAGE_SIZE));
+    file.open_files([&](const FileSet &, const ScanIndexes &scans) {
+        const ScanIndex &scan = scans.of(vexlo_test::LOB_TABLESPACE); // which hears it as well
+        expect_heard([&] { LobScan(scan, vexlo_test::LOB_TABLESPACE, vexlo_test::LOB_OBJECT, {}); });
+    });
+}
+
+TEST_F(StopTest, ItIsHeardWhileALobIndexIsRead) {
+    vexlo_test::LobFile file;
+    file.put_index(300, {{}});
+    file.open_files([&](const FileSet &files, const ScanIndexes &scans) {
+        scans.of(vexlo_test::LOB_TABLESPACE);
+        const SegmentRef index{vexlo_test::LOB_TABLESPACE, 0,   0, vexlo_test::INDEX_OBJECT,
+                               vexlo_test::INDEX_OBJECT,   true};
+        expect_heard([&] { LobIndex(files, scans, index, {}); });
+    });
 }

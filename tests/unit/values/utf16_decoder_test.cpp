@@ -10,9 +10,14 @@ using Bytes = std::vector<uint8_t>;
 std::string decode(const Bytes &bytes, size_t cut, bool little_endian, uint64_t *replaced = nullptr) {
     vexlo::Utf16Decoder decoder(little_endian);
     std::string text;
-    decoder.append(std::span(bytes).first(cut), text);
-    decoder.append(std::span(bytes).subspan(cut), text);
-    decoder.finish(text);
+    // Each piece into memory of its own, of exactly the room that it needs.
+    const auto add = [&text](size_t size, auto &&put) {
+        std::vector<char> out(vexlo::Utf16Decoder::room(size));
+        text.append(out.data(), put(out.data()));
+    };
+    add(cut, [&](char *out) { return decoder.put(std::span(bytes).first(cut), out); });
+    add(bytes.size() - cut, [&](char *out) { return decoder.put(std::span(bytes).subspan(cut), out); });
+    add(0, [&](char *out) { return decoder.finish(out); });
     if (replaced != nullptr)
         *replaced = decoder.replaced();
     return text;
@@ -30,15 +35,15 @@ TEST(Utf16Decoder, LittleEndian) {
         EXPECT_EQ(decode(bytes, cut, true), "a\U0001F600") << cut;
 }
 
-// Characters of one to four bytes in UTF-8 at every place among ASCII letters, which are taken four at once.
+// Characters of one to four bytes in UTF-8 at every place among ASCII letters, which are taken eight at once.
 TEST(Utf16Decoder, OtherCharactersStandAnywhereAmongLetters) {
     const std::pair<std::u16string, std::string> others[] = {
         {u"\u0080", "\u0080"}, {u"\u2A00", "\u2A00"}, {u"\u4100", "\u4100"}, {u"\U0001F600", "\U0001F600"}};
     for (const auto &[units, text] : others)
-        for (size_t place = 0; place <= 9; ++place)
+        for (size_t place = 0; place <= 17; ++place)
             for (const bool little_endian : {false, true}) {
                 const std::u16string whole =
-                    std::u16string(place, u'x') + units + std::u16string(9 - place, u'y');
+                    std::u16string(place, u'x') + units + std::u16string(17 - place, u'y');
                 Bytes bytes;
                 for (const char16_t unit : whole) {
                     bytes.push_back(static_cast<uint8_t>(little_endian ? unit : unit >> 8));
@@ -46,7 +51,7 @@ TEST(Utf16Decoder, OtherCharactersStandAnywhereAmongLetters) {
                 }
                 for (size_t cut = 0; cut <= bytes.size(); ++cut)
                     EXPECT_EQ(decode(bytes, cut, little_endian),
-                              std::string(place, 'x') + text + std::string(9 - place, 'y'));
+                              std::string(place, 'x') + text + std::string(17 - place, 'y'));
             }
 }
 

@@ -269,7 +269,10 @@ bool LobReader::is_page_of(const BLOCK &blk, const LobLocator &lob, const LobSeg
 
 // ---- SecureFile
 
+// A LOB that was emptied may have its extents still.
 void LobReader::read_extents(const LobLocator &lob, const LobSegment &segment, Output &out) {
+    if (lob.length == 0)
+        return;
     if (!segment.places().known)
         return out.fail(LobFault::no_segment);
     if (!lob.compressed)

@@ -272,7 +272,8 @@ Field LobValues::resolve_column(const Field &field, Value &value, std::string &f
         lost.bytes += outcome.missing;
         fault = lob_fault_text(outcome.fault);
     }
-    if (outcome.fault == LobFault::lost || outcome.fault == LobFault::exhausted)
+    if (outcome.fault == LobFault::lost || outcome.fault == LobFault::ambiguous ||
+        outcome.fault == LobFault::exhausted)
         return NOTHING;
     shown_.push_back(&value);
     return value.field();

@@ -537,6 +537,13 @@ TEST(LobReader, SecureFileWithFewerBytesThanItsLengthHasLostThem) {
     EXPECT_EQ(outcome.missing, 50u);
 }
 
+TEST(LobReader, ASecureFileThatWasEmptiedMayHaveItsExtentsStill) {
+    LobFile file;
+    file.put_secure_page(20, 2, lob_bytes(2, 100));
+    CollectingSink sink;
+    expect_whole(file.read(by_extents(1, 0, {{LobFile::rdba(20), 2}}), sink), sink, {});
+}
+
 // So that rows of a damaged file cannot lead through the same blocks again and again.
 TEST(LobReader, ExtentsThatBeginWithBlocksOfOthersEndThere) {
     LobFile file;

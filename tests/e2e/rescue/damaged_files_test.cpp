@@ -69,6 +69,43 @@ TEST_F(DamagedFiles, RowsOfABlockWithAWrongCheckValueAreSuspect) {
     expect_loss("check value", places_[20].rdba);
 }
 
+// Where the table has columns of the same names, whatever the case of their letters, those in front are
+// numbered.
+TEST_F(DamagedFiles, SuspectRowsComeInEveryFormatBehindTheirPlaceAndReason) {
+    open();
+    const size_t t =
+        add("T", {number_column("_BLOCK"), varchar2_column("_slot", 10), varchar2_column("_REASON_2", 10)});
+    const RowAddress row = db_->insert(t, {number(7), null_value(), text("b")});
+    finish();
+    damage_check_value(place(row.rdba));
+    const std::string at = "2/" + std::to_string(block_number(row.rdba));
+    const std::string reason = "check value of the block is wrong";
+    const auto suspects = [&](const std::string &format, const std::string &file) {
+        unload({"--to", format, "--overwrite"});
+        return read_text(dir_.file("out/" + file));
+    };
+    EXPECT_EQ(suspects("csv", "SCOTT.T.suspect.csv"),
+              "_BLOCK_2,_SLOT_2,_REASON,_BLOCK,_slot,_REASON_2\r\n" + at + ",0," + reason + ",7,,b\r\n");
+    EXPECT_EQ(suspects("jsonl", "SCOTT.T.suspect.jsonl"), "{\"_BLOCK_2\":\"" + at +
+                                                              "\",\"_SLOT_2\":0,\"_REASON\":\"" + reason +
+                                                              "\",\"_BLOCK\":7,\"_slot\":null,"
+                                                              "\"_REASON_2\":\"b\"}\n");
+    EXPECT_NE(
+        suspects("sql", "SCOTT.T.suspect.sql")
+            .find("INSERT INTO \"T.suspect\" VALUES ('" + at + "',\n0,\n'" + reason + "',\n7,\nNULL,\n'b');"),
+        std::string::npos);
+    EXPECT_NE(
+        suspects("sqlldr", "SCOTT.T.suspect.ldr").find(at + "000001" + "0" + "000033" + reason + "0000017"),
+        std::string::npos);
+    EXPECT_NE(suspects("sqlldr", "SCOTT.T.suspect.ctl").find("\"_BLOCK_2\" "), std::string::npos);
+    suspects("sqlite", "rescue.sqlite");
+    const run_result rows = run_process(
+        {PYTHON_PROGRAM, READ_BACK_SCRIPT, "sqlite", dir_.file("out/rescue.sqlite"), "SCOTT.T.suspect"});
+    EXPECT_EQ(rows.out, "[\"_BLOCK_2\",\"_SLOT_2\",\"_REASON\",\"_BLOCK\",\"_slot\",\"_REASON_2\"]\n[\"" +
+                            at + "\",\"0\",\"" + reason + "\",\"7\",null,\"b\"]\n")
+        << rows.describe();
+}
+
 // A block of zeros is no loss by itself: the pieces of a row elsewhere tell that its beginning stood there.
 TEST_F(DamagedFiles, RowsWhoseBeginningsAreNotThereAreMissed) {
     open();

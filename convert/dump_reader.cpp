@@ -80,9 +80,19 @@ bool DumpReader::leads_astray(RowScan &scan) {
     const bool are_declared = rows_ > 0 && odd_rows_ <= rows_ / 8; // otherwise being longer says nothing
     if ((scan.as_declared && !is_first_empty) || scan.long_at != 0 || !are_declared)
         return false;
-    const bool astray = finder_.goes_astray(scan.row_size);
+    const bool astray = finder_.goes_astray(scan.row_size, is_first_empty && row_before_is_unsound());
     scan = scanner_.scan(0, fields_.data()); // looking ahead has moved what the fields point to
     return astray;
+}
+
+bool DumpReader::row_before_is_unsound() {
+    const uint64_t position = window_.position();
+    window_.move_to(before_.at);
+    const RowScan before = scanner_.scan(0, fields_.data());
+    const bool unsound =
+        before.result == ScanResult::row && scanner_.unsound_values(before, fields_.data()) > 0;
+    window_.move_to(position);
+    return unsound;
 }
 
 // A length that has become larger makes one value of several rows. Values may be any bytes, though, and a

@@ -73,6 +73,7 @@ private:
     bool meets_surplus(const RowScan &scan);
     bool is_trusted(RowScan &scan);
     bool leads_astray(RowScan &scan);
+    bool row_before_is_unsound();
     uint64_t count_missing();
     void count_rows();
     void count_lost(uint64_t place, uint64_t bytes);

@@ -159,14 +159,16 @@ bool RowFinder::spend(const RowScan &scan) {
     return entries_left_ > 0;
 }
 
-bool RowFinder::goes_astray(size_t from) {
+bool RowFinder::goes_astray(size_t from, bool suspected) {
     size_t unsound = 0;
     for (size_t rows = 0; rows < ROWS_ASTRAY && from < ROW_SIZE_MAX; ++rows) {
         const RowScan scan = scanner_.scan(from, fields_.data());
         if (scan.result == ScanResult::damaged)
             return unsound > 0;
-        if (!spend(scan) || scan.result != ScanResult::row || scanner_.is_telling(scan, fields_.data()))
+        if (!spend(scan) || scan.result != ScanResult::row)
             return false;
+        if (scanner_.is_telling(scan, fields_.data()))
+            return suspected && unsound > 0;
         unsound += scanner_.unsound_values(scan, fields_.data());
         from += static_cast<size_t>(scan.size);
     }

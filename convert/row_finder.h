@@ -38,8 +38,9 @@ public:
     size_t rows_held(const RowScan &scan, const Field *fields);
 
     // Whether there are rows at `from`, counted from the window's start, of which none speaks for itself and
-    // some have values that are none, and behind them something that is no row. Moves the window's data.
-    bool goes_astray(size_t from);
+    // some have values that are none, and behind them something that is no row; when that is `suspected`
+    // already, any other row will do. Moves the window's data.
+    bool goes_astray(size_t from, bool suspected);
 
     // The table has rows without entries: zeros can be such rows where they could also be the end of a value.
     void expect_empty_rows() { expects_empty_rows_ = true; }

@@ -44,11 +44,16 @@ ColumnInfo damaged_column_entry(const uint8_t *p) {
 }
 
 bool is_column_entry(const uint8_t *p) {
-    const uint32_t clen = load_be32(p + COL_CLEN);
     const ColumnKind kind = column_kind(load_be32(p + COL_CTYP), false);
     const bool is_long = kind == ColumnKind::long_text || kind == ColumnKind::long_raw;
-    return load_be32(p + COL_FLAG) <= COL_FLAG_NATIONAL && kind != ColumnKind::unknown &&
-           (clen > 0 || is_long) && clen <= DECLARED_MAX && is_name_field(p + COL_NAME, NAME_SIZE);
+    return has_column_form(p) && (load_be32(p + COL_CLEN) > 0 || is_long) &&
+           is_name_field(p + COL_NAME, NAME_SIZE);
+}
+
+bool has_column_form(const uint8_t *p) {
+    return load_be32(p + COL_FLAG) <= COL_FLAG_NATIONAL &&
+           column_kind(load_be32(p + COL_CTYP), false) != ColumnKind::unknown &&
+           load_be32(p + COL_CLEN) <= DECLARED_MAX;
 }
 
 bool may_be_column_entry(const uint8_t *p) {

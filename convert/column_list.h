@@ -30,6 +30,9 @@ bool is_column_entry(const uint8_t *p);
 // Whether they are a column entry where one is expected, whatever its type.
 bool may_be_column_entry(const uint8_t *p);
 
+// Whether they have the flag, type and length of a known type's column, whatever its name.
+bool has_column_form(const uint8_t *p);
+
 // Whether the field of `width` bytes holds a name, then nothing but zeros.
 bool is_name_field(const uint8_t *p, size_t width);
 

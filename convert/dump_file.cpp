@@ -292,12 +292,10 @@ void DumpFile::read_columns(TableInfo &table) {
         table.fault = "column list at offset " + std::to_string(table.offset) + " is cut off";
         return;
     }
-    bool is_list = false; // names may be empty
+    bool is_list = false; // names may be empty, or of any characters
     for (size_t at = 0; at < records.size(); at += COL_SIZE) {
         table.columns.push_back(column_entry(records.data() + at));
-        const ColumnInfo &column = table.columns.back();
-        is_list |= may_be_column_entry(records.data() + at) ||
-                   (column.name.empty() && column_kind(column.ctyp, false) != ColumnKind::unknown);
+        is_list |= may_be_column_entry(records.data() + at) || has_column_form(records.data() + at);
     }
     table.rows_at = table.offset + records.size();
     if (is_list)

@@ -156,6 +156,17 @@ TEST_F(DumpFileTest, OffsetThatLeadsToNoColumnListIsTold) {
               (std::vector<std::string>{"T0: no column list stands at offset 1648", "T1"}));
 }
 
+TEST_F(DumpFileTest, ColumnNamesAreOfAnyCharacters) {
+    for (const Bytes &name : {Bytes("a\nb"), Bytes("\t"), Bytes(" x"), Bytes()}) {
+        Dump dump;
+        dump.tables = {{.name = "T", .columns = {{name, 1, 40}}, .rows = {row({value("x")})}}};
+        const vexlo::DumpFile file = open(dump_bytes(dump));
+        EXPECT_EQ(file.tables()[0].fault, "");
+        ASSERT_EQ(file.tables()[0].columns.size(), 1U);
+        EXPECT_EQ(file.tables()[0].columns[0].name, name);
+    }
+}
+
 TEST_F(DumpFileTest, SalvageFindsWhatADamagedRecordHides) {
     const Bytes sound = dump_bytes(dump_of_tables(3));
     for (const size_t record : {0U, 1U, 2U})

@@ -552,9 +552,13 @@ public:
     void commit() override { end_transaction("COMMIT"); }
     void roll_back() override { end_transaction("ROLLBACK"); }
 
+    // A run that was killed behind its last commit has left a journal that nothing is in, and that a database
+    // to which nothing more is written does not take away.
     void finish() override {
         database_.execute("COMMIT");
         database_.close();
+        remove_journals(path_->temporary());
+        remove_journals(path_->final_path());
         path_->commit();
     }
 

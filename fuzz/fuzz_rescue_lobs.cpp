@@ -17,7 +17,7 @@
 namespace {
 
 constexpr uint32_t BLOCK_SIZES[] = {512, 1024, 2048, 4096};
-constexpr uint32_t CHUNK_BLOCKS[] = {1, 2, 4, 8};
+constexpr uint32_t CHUNK_BLOCKS[] = {1, 2, 4, 3};
 constexpr uint8_t WITH_INDEX = 0x10, ENCRYPTED = 0x20, PLACES_LOST = 0x40;
 constexpr size_t MOST_BLOCKS = 16;
 constexpr uint32_t INDEX_HEADER = 2, FIRST_BLOCK = 3;

@@ -14,8 +14,6 @@ namespace vexlo {
 
 namespace {
 
-constexpr size_t SURPLUS_MAX = 16; // entries of no column that rows may have
-
 // What the rows behind a column list say about its end.
 struct RowsBehind {
     bool fit = false; // the first row and most others are those of its columns, or there are none

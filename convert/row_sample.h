@@ -14,6 +14,8 @@
 
 namespace vexlo {
 
+constexpr size_t SURPLUS_MAX = 16; // entries of no column that rows may have
+
 struct Entry {
     uint16_t mark; // or the size of a value
     const uint8_t *data;

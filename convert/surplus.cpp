@@ -12,7 +12,6 @@ namespace vexlo {
 
 namespace {
 
-constexpr size_t SURPLUS_MAX = 16;
 constexpr size_t TELLING_ROWS = 5;   // from which types alone can tell
 constexpr size_t TELLING_LONGER = 3; // rows with more entries that damage does not make
 constexpr uint64_t ENOUGH_ROWS = 40; // of a table for half of them to stand for all

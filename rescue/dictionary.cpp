@@ -184,8 +184,9 @@ std::string Dictionary::find_charset_name(std::string_view property_name, uint8_
         return std::string(stated);
     std::map<uint16_t, size_t> numbers;
     for (const ColumnRecord &column : columns_)
-        if (column.charset_form == form && !charset_of_number(column.charset).empty())
+        if (column.charset_form == form)
             ++numbers[column.charset];
+    std::erase_if(numbers, [](const auto &counted) { return charset_of_number(counted.first).empty(); });
     const auto most = std::ranges::max_element(
         numbers, [](const auto &one, const auto &other) { return one.second < other.second; });
     if (most == numbers.end())

@@ -1,14 +1,11 @@
 #include "convert/dump_texts.h"
 
 #include "values/padded_bytes.h"
+#include "values/unicode.h"
 
 namespace vexlo {
 
 namespace {
-
-constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD"; // what stands for a character that is not valid
-constexpr Charset RAW{"raw", "", Codec::raw, false, 1};
-constexpr Charset FALLBACK{"UTF-8", "UTF-8", Codec::utf8, true, 1};
 
 Charset choose(const std::string &stored, const std::string &by_user, const char *option,
                const std::string &path, Report &report) {
@@ -18,7 +15,7 @@ Charset choose(const std::string &stored, const std::string &by_user, const char
         return *set;
     report.loss(path + ": character set \"" + printable(stored) +
                 "\" is not known, text is read as UTF-8 (see " + option + ")");
-    return FALLBACK;
+    return UTF8_CHARSET;
 }
 
 bool has_national_column(const DumpFile &dump) {
@@ -30,16 +27,16 @@ bool has_national_column(const DumpFile &dump) {
 }
 
 Charset database_charset(const DumpFile &dump, const Options &options, Report &report) {
-    return options.format.raw ? RAW
+    return options.format.raw ? RAW_CHARSET
                               : choose(dump.charset(), options.charset, "--charset", dump.path(), report);
 }
 
 // A header without a usable national character set matters only where something is stored in it.
 Charset national_charset(const DumpFile &dump, const Options &options, Report &report) {
     if (options.format.raw)
-        return RAW;
+        return RAW_CHARSET;
     if (options.ncharset.empty() && !has_national_column(dump))
-        return FALLBACK;
+        return UTF8_CHARSET;
     return choose(dump.ncharset(), options.ncharset, "--ncharset", dump.path(), report);
 }
 

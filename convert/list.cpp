@@ -26,7 +26,7 @@ struct Count {
 };
 
 // A table as it is listed. Nothing was counted when the counts of the directory are trusted.
-struct Entry {
+struct ListedTable {
     const TableInfo &info;
     const Table &table;
     std::optional<Count> count;
@@ -96,7 +96,7 @@ class Listing {
 public:
     virtual ~Listing() = default;
     virtual void begin_dump(const DumpFile &dump, DumpTexts &texts) = 0;
-    virtual void table(const Entry &entry) = 0;
+    virtual void table(const ListedTable &entry) = 0;
     virtual void end_dump() = 0;
     virtual void finish() = 0;
 };
@@ -110,7 +110,7 @@ public:
                     printable(dump.nls_lang()).c_str(), dump.tables().size());
     }
 
-    void table(const Entry &entry) override {
+    void table(const ListedTable &entry) override {
         std::printf("  table %s: %s rows recorded, ", printable(entry.table.name).c_str(),
                     recorded(entry.info, "no").c_str());
         if (entry.count)
@@ -144,7 +144,7 @@ public:
         tables_ = 0;
     }
 
-    void table(const Entry &entry) override {
+    void table(const ListedTable &entry) override {
         std::printf("%s\n  {\"name\":%s,\"rows_recorded\":%s,", tables_++ > 0 ? "," : "",
                     json_string(entry.table.name).c_str(), recorded(entry.info, "null").c_str());
         if (entry.count)
@@ -183,7 +183,7 @@ void list_dump(const DumpFile &dump, const Options &options, TableSelection &sel
         Table table = texts.describe(dump, info, report);
         const std::string remark = info.remark;
         TableReport table_report(report, dump.path(), table.name);
-        Entry entry{info, table, std::nullopt};
+        ListedTable entry{info, table, std::nullopt};
         if (!options.quick)
             entry.count = count_rows(dump, info, table_report);
         if (info.remark != remark)

@@ -10,7 +10,7 @@ namespace vexlo {
 
 namespace {
 
-constexpr size_t WINDOW = 1 << 18;
+constexpr size_t STREAM_WINDOW = 1 << 18;
 constexpr size_t PIECE = 1 << 16; // short chunks are handed out together
 
 // The size of the chunk at the window's begin; the window moves to its bytes.
@@ -27,7 +27,7 @@ uint16_t next_chunk(ByteWindow &window, const std::string &path) {
 } // namespace
 
 void LongStream::for_each_piece(const Take &take) {
-    ByteWindow window(fd_, path_, begin_, end_, WINDOW);
+    ByteWindow window(fd_, path_, begin_, end_, STREAM_WINDOW);
     PaddedBytes piece;
     while (const uint16_t size = next_chunk(window, path_)) {
         piece.append({window.data(), size});

@@ -11,7 +11,7 @@ namespace vexlo {
 
 namespace {
 
-constexpr size_t WINDOW = 1 << 17;
+constexpr size_t SAMPLE_WINDOW = 1 << 17;
 constexpr uint64_t WALKED = 1 << 19;     // bytes of the table that are walked through
 constexpr uint64_t WALKED_MAX = 4 << 20; // the same where rows are few
 constexpr size_t TRUSTED_ROWS = 20;      // before a place that is no row
@@ -42,7 +42,7 @@ bool fits(const Entry &entry, const ColumnRule &rule) {
 
 RowSample::RowSample(int fd, const std::string &path, const TableInfo &table, size_t entries_max,
                      std::optional<uint64_t> place)
-    : window_(fd, path, table.rows_at, table.end, WINDOW), columns_(table.columns.size()),
+    : window_(fd, path, table.rows_at, table.end, SAMPLE_WINDOW), columns_(table.columns.size()),
       entries_max_(entries_max), lengths_(entries_max + 1) {
     try {
         take_sample(table);

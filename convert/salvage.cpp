@@ -13,7 +13,7 @@ namespace vexlo {
 
 namespace {
 
-constexpr size_t WINDOW = 1 << 20;
+constexpr size_t SALVAGE_WINDOW = 1 << 20;
 constexpr size_t COLUMNS_MAX_IN_LIST = 4096;
 constexpr size_t LISTS_MAX = 100000; // a file of nothing but column entries ends the search
 
@@ -88,7 +88,7 @@ std::vector<FoundList> find_column_lists(int fd, const std::string &path, uint64
     std::vector<FoundList> lists;
     if (begin >= end)
         return lists;
-    ByteWindow window(fd, path, begin, end, WINDOW);
+    ByteWindow window(fd, path, begin, end, SALVAGE_WINDOW);
     while (window.require(COL_SIZE) && lists.size() < LISTS_MAX) {
         window.advance(find_entry(window.data(), window.available()));
         if (window.available() < COL_SIZE)

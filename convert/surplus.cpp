@@ -113,7 +113,7 @@ private:
     Ways ways_;
 };
 
-std::vector<ColumnRule> rules_of(const TableInfo &table) {
+std::vector<ColumnRule> declared_rules(const TableInfo &table) {
     std::vector<ColumnRule> rules;
     for (const ColumnInfo &column : table.columns)
         rules.push_back(column_rule(column));
@@ -252,7 +252,7 @@ void assign_entries(RowSample &sample, TableInfo &table) {
     if (lacks_rows(sample, table))
         return;
     const size_t columns = table.columns.size();
-    const std::vector<ColumnRule> rules = rules_of(table);
+    const std::vector<ColumnRule> rules = declared_rules(table);
     const FitTable fit(sample, rules);
     const std::optional<Assignment> assignment =
         find_assignment(fit, columns, surplus_of_longest(sample, columns));

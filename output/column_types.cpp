@@ -8,7 +8,6 @@ namespace vexlo {
 
 namespace {
 
-constexpr uint32_t RAW_BYTES = 2000;
 constexpr uint32_t VARCHAR_MAX = 4000; // longer ones are an option that a database may not have
 
 struct TargetTypes {
@@ -74,8 +73,8 @@ std::string oracle_type(const Column &column) {
     const std::string plain = plain_type(column.kind, Dialect::oracle);
     if (plain.empty())
         return oracle_text_type(column);
-    if (column.kind == ColumnKind::raw && column.clen <= RAW_BYTES)
-        return sized("RAW", column.clen, RAW_BYTES);
+    if (column.kind == ColumnKind::raw && column.clen <= ORACLE_RAW_MAX)
+        return sized("RAW", column.clen, ORACLE_RAW_MAX);
     if (column.ctyp == TYPE_UROWID) // those that are no addresses of rows come as digits
         return sized("VARCHAR2", VARCHAR_MAX, VARCHAR_MAX, " CHAR");
     if (column.kind == ColumnKind::lob)

@@ -7,6 +7,9 @@
 
 namespace vexlo {
 
+// The longest RAW, as a column and as an expression.
+constexpr uint32_t ORACLE_RAW_MAX = 2000;
+
 // Whose forms of values, types and names an output has.
 enum class Dialect : uint8_t { none, oracle, postgresql, sqlite };
 

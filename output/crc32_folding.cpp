@@ -14,13 +14,11 @@ namespace vexlo {
 
 namespace {
 
-constexpr uint32_t POLYNOMIAL = 0xEDB88320; // reflected, without its highest power
-
 // The remainder of x^n, reflected, as a factor.
 constexpr uint64_t power(int n) {
     uint32_t remainder = 0x80000000; // of x^0
     for (; n > 0; --n)
-        remainder = remainder >> 1 ^ ((remainder & 1) != 0 ? POLYNOMIAL : 0);
+        remainder = remainder >> 1 ^ ((remainder & 1) != 0 ? CRC32_POLYNOMIAL : 0);
     return uint64_t{remainder} << 1;
 }
 

@@ -6,7 +6,10 @@
 
 namespace vexlo {
 
-// Bytes that take_folded() takes at least.
+// Of the CRC, reflected and without its highest power.
+constexpr uint32_t CRC32_POLYNOMIAL = 0xEDB88320;
+
+// Bytes that fold_crc32() takes at least.
 constexpr size_t FOLDED_LEAST = 64;
 
 // Whether this processor can fold.

@@ -9,18 +9,17 @@ namespace vexlo {
 
 namespace {
 
-constexpr uint32_t POLYNOMIAL = 0xEDB88320; // reflected
-constexpr size_t STEP = 16;                 // bytes taken at once
+constexpr size_t STEP = 16; // bytes taken at once
 
-using Table = std::array<std::array<uint32_t, 256>, STEP>;
+using RemainderTables = std::array<std::array<uint32_t, 256>, STEP>;
 
 // TABLES[k][b] is what byte b adds to the remainder when k bytes follow it.
-constexpr Table TABLES = [] {
-    Table tables{};
+constexpr RemainderTables TABLES = [] {
+    RemainderTables tables{};
     for (uint32_t b = 0; b < 256; ++b) {
         uint32_t remainder = b;
         for (int bit = 0; bit < 8; ++bit)
-            remainder = remainder >> 1 ^ ((remainder & 1) != 0 ? POLYNOMIAL : 0);
+            remainder = remainder >> 1 ^ ((remainder & 1) != 0 ? CRC32_POLYNOMIAL : 0);
         tables[0][b] = remainder;
     }
     for (size_t k = 1; k < STEP; ++k)
@@ -43,7 +42,7 @@ uint32_t product(uint32_t a, uint32_t b) {
     for (uint32_t bit = ONE; bit != 0; bit >>= 1) {
         if ((a & bit) != 0)
             sum ^= b;
-        b = b >> 1 ^ ((b & 1) != 0 ? POLYNOMIAL : 0);
+        b = b >> 1 ^ ((b & 1) != 0 ? CRC32_POLYNOMIAL : 0);
     }
     return sum;
 }

@@ -13,7 +13,6 @@ namespace vexlo {
 namespace {
 
 constexpr size_t VARCHAR_BYTES = 4000; // a text expression longer than this must be a CLOB
-constexpr size_t RAW_BYTES = 2000;     // a RAW expression cannot be longer
 constexpr uint64_t ROWS_PER_BLOCK = 100;
 
 // Bytes that no expression can hold go into variables of a PL/SQL block, piece by piece, before the INSERT:
@@ -36,7 +35,7 @@ public:
     // Writes the statements that give the column's variable its value, unless an expression can hold the
     // cell; the first ones open the block.
     void put(size_t index, const Cell &cell, ByteBuffer &bytes) {
-        if (cell.kind != CellKind::binary || cell.size <= RAW_BYTES)
+        if (cell.kind != CellKind::binary || cell.size <= ORACLE_RAW_MAX)
             return;
         if (!std::exchange(is_open_, true))
             bytes.append("DECLARE\n" + declarations_ + "BEGIN\n");
@@ -152,7 +151,7 @@ private:
         const bool is_bytes = field.kind == FieldKind::binary ||
                               (field.kind == FieldKind::value &&
                                (column.kind == ColumnKind::raw || column.kind == ColumnKind::long_raw));
-        return is_bytes && field.size > RAW_BYTES && !is_appended(column, field);
+        return is_bytes && field.size > ORACLE_RAW_MAX && !is_appended(column, field);
     }
 
     void put_long_bytes(const Row &row, bool large, RowBatch &batch) {

@@ -12,7 +12,8 @@ constexpr uint64_t SCRIPT_VALUE_MAX =
 constexpr std::string_view CAST_HEAD = "CAST(", CAST_TAIL = " AS TEXT)"; // around bytes that are a text
 constexpr size_t PIECES_MAX = 100; // of one text expression; SQLite bounds the depth of expressions
 
-bool is_control(char c) {
+// Whether a character is written by the function char().
+bool needs_char(char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
 }
 
@@ -20,7 +21,7 @@ bool is_control(char c) {
 size_t count_pieces(std::string_view text) {
     size_t pieces = 1;
     for (size_t i = 1; i < text.size(); ++i)
-        pieces += is_control(text[i]) != is_control(text[i - 1]);
+        pieces += needs_char(text[i]) != needs_char(text[i - 1]);
     return pieces;
 }
 
@@ -87,13 +88,13 @@ private:
     // Takes one run of control characters, or of others, from the front of `utf8`.
     void put_piece(std::string_view &utf8) {
         size_t size = 0;
-        if (utf8.empty() || !is_control(utf8[0])) {
-            while (size < utf8.size() && !is_control(utf8[size]))
+        if (utf8.empty() || !needs_char(utf8[0])) {
+            while (size < utf8.size() && !needs_char(utf8[size]))
                 ++size;
             put_sql_string(utf8.substr(0, size), bytes);
         } else {
             constexpr size_t ARGUMENTS_MAX = 100; // of a function
-            for (; size < utf8.size() && size < ARGUMENTS_MAX && is_control(utf8[size]); ++size)
+            for (; size < utf8.size() && size < ARGUMENTS_MAX && needs_char(utf8[size]); ++size)
                 bytes.append((size == 0 ? "char(" : ",") + std::to_string(utf8[size]));
             bytes.put(')');
         }

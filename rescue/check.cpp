@@ -133,7 +133,7 @@ Json range_json(const OwnedRange &range) {
             {"owner", range.owner.empty() ? Json(nullptr) : Json(range.owner)}};
 }
 
-Json file_json(const CheckedFile &checked) {
+Json checked_json(const CheckedFile &checked) {
     const Datafile &file = *checked.file;
     const FileIdentity &identity = file.identity();
     Json json = {{"path", file.path()}, {"status", status_text(file.status())}, {"bytes", file.size()}};
@@ -171,7 +171,7 @@ Json missing_json(const FileEntry &file) {
 std::string json_text(const CheckResult &result) {
     Json json = {{"files", Json::array()}, {"missing", Json::array()}, {"checkpoints", Json::array()}};
     for (const CheckedFile &file : result.files)
-        json["files"].push_back(file_json(file));
+        json["files"].push_back(checked_json(file));
     for (const FileEntry &file : result.missing)
         json["missing"].push_back(missing_json(file));
     for (const auto &[scn, count] : checkpoints(result))

@@ -13,8 +13,6 @@ namespace vexlo {
 
 namespace {
 
-constexpr Charset FALLBACK{"UTF-8", "UTF-8", Codec::utf8, true, 1};
-
 // The record with this key in a list sorted by it; null when there is none.
 template <class RECORD, class KEY, class MEMBER>
 const RECORD *find_record(const std::vector<RECORD> &records, KEY key, MEMBER member) {
@@ -67,7 +65,7 @@ Dictionary::Dictionary(FileSet &files, const ScanIndexes &scans, ReadOptions opt
         notes_.push_back(charset_.empty()
                              ? "the character set of the database is lost, names are read as UTF-8"
                              : "character set \"" + charset_ + "\" is not known, names are read as UTF-8");
-    decoder_ = std::make_unique<TextDecoder>(known != nullptr ? *known : FALLBACK);
+    decoder_ = std::make_unique<TextDecoder>(known != nullptr ? *known : UTF8_CHARSET);
 }
 
 Dictionary::~Dictionary() = default;

@@ -43,6 +43,8 @@ struct TablespaceRecord {
     NameRef name;
 };
 
+constexpr uint32_t USER_SYS = 0;
+
 // OBJ$.TYPE#
 constexpr uint32_t OBJECT_INDEX = 1;
 constexpr uint32_t OBJECT_TABLE = 2;

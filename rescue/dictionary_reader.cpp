@@ -13,7 +13,6 @@ namespace vexlo {
 
 namespace {
 
-constexpr uint32_t USER_SYS = 0;
 constexpr uint32_t CONSTRAINT_PRIMARY_KEY = 2;
 constexpr uint64_t FIRST_DATA_BLOCK = 2; // behind the file header
 // Bytes of the values of all added columns. A row of ECOL$ can lead to a thousand times its size, and many

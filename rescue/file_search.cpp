@@ -16,13 +16,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view WHITE_SPACE = " \t\r\n";
+constexpr std::string_view LINE_SPACE = " \t\r\n";
 
 std::string_view trimmed(std::string_view text) {
-    const size_t first = text.find_first_not_of(WHITE_SPACE);
+    const size_t first = text.find_first_not_of(LINE_SPACE);
     if (first == std::string_view::npos)
         return {};
-    return text.substr(first, text.find_last_not_of(WHITE_SPACE) - first + 1);
+    return text.substr(first, text.find_last_not_of(LINE_SPACE) - first + 1);
 }
 
 // The lines of a text file without comments and white space around them, empty ones left out.

@@ -126,7 +126,7 @@ Json column_json(const ListedColumn &column) {
             {"key", column.key ? Json(*column.key) : Json(nullptr)}};
 }
 
-Json table_json(const ListedTable &table, bool with_columns) {
+Json listed_json(const ListedTable &table, bool with_columns) {
     Json json = {{"owner", table.owner},
                  {"table", table.name},
                  {"partitions", table.partitions},
@@ -199,7 +199,7 @@ std::string json_text(const std::vector<ListedTable> &tables, bool with_columns)
     const char *separator = "\n  ";
     for (const ListedTable &table : tables) {
         text +=
-            separator + table_json(table, with_columns).dump(-1, ' ', false, Json::error_handler_t::replace);
+            separator + listed_json(table, with_columns).dump(-1, ' ', false, Json::error_handler_t::replace);
         separator = ",\n  ";
     }
     return text + "]}\n";

@@ -19,7 +19,7 @@ namespace {
 
 constexpr uint64_t ROWS_A_DIRECTORY = 1000;
 
-[[noreturn]] void fail(const std::string &path) {
+[[noreturn]] void fail_file(const std::string &path) {
     throw OutputError(path + ": " + std::strerror(errno));
 }
 
@@ -86,7 +86,7 @@ LobFiles::File::File(LobFiles &owner, std::string path, std::string name)
     : owner_(owner), file_(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)),
       path_(std::move(path)), name_(std::move(name)) {
     if (file_.get() < 0)
-        fail(path_);
+        fail_file(path_);
 }
 
 void LobFiles::File::append(const void *data, size_t size) {
@@ -96,7 +96,7 @@ void LobFiles::File::append(const void *data, size_t size) {
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
-            fail(path_);
+            fail_file(path_);
         digest_.add(from, static_cast<size_t>(n));
         from += n;
         size -= static_cast<size_t>(n);
@@ -112,7 +112,7 @@ void LobFiles::File::skip(uint64_t bytes) {
 
 void LobFiles::File::finish() {
     if (ftruncate(file_.get(), static_cast<off_t>(digest_.bytes())) != 0 || file_.close() != 0)
-        fail(path_);
+        fail_file(path_);
     ++owner_.written_.files;
     owner_.written_.bytes += digest_.bytes();
     owner_.written_.crc32 += digest_.crc32();

@@ -15,7 +15,7 @@ namespace vexlo {
 
 namespace {
 
-[[noreturn]] void fail(const std::string &directory) {
+[[noreturn]] void fail_temporary(const std::string &directory) {
     throw OutputError(directory + ": temporary file of a LONG value: " + std::strerror(errno));
 }
 
@@ -28,7 +28,7 @@ FileHandle open_nameless(const std::string &directory) {
     std::string name = directory + "/long_XXXXXX";
     FileHandle file(mkostemp(name.data(), O_CLOEXEC));
     if (file.get() < 0)
-        fail(directory);
+        fail_temporary(directory);
     unlink(name.c_str());
     return file;
 }
@@ -59,7 +59,7 @@ void LongValue::flush() {
         const ssize_t n = pwrite(file_.get(), memory_.data() + done, memory_.size() - done,
                                  static_cast<off_t>(written_ + done));
         if (n < 0 && errno != EINTR)
-            fail(directory_);
+            fail_temporary(directory_);
         done += n > 0 ? static_cast<size_t>(n) : 0;
     }
     written_ += memory_.size();

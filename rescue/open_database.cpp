@@ -7,9 +7,6 @@ namespace vexlo {
 
 namespace {
 
-constexpr Charset RAW{"raw", "", Codec::raw, false, 1};
-constexpr Charset FALLBACK{"UTF-8", "UTF-8", Codec::utf8, true, 1};
-
 Charset choose(std::string_view stored, const std::string &by_user, const char *option, Report &report) {
     if (!by_user.empty())
         return charset_of_user(by_user);
@@ -17,7 +14,7 @@ Charset choose(std::string_view stored, const std::string &by_user, const char *
         return *set;
     report.loss("character set \"" + printable(stored) + "\" is not known, text is read as UTF-8 (see " +
                 option + ")");
-    return FALLBACK;
+    return UTF8_CHARSET;
 }
 
 bool has_national_column(const Dictionary &dictionary) {
@@ -83,10 +80,10 @@ OpenDatabase::OpenDatabase(const RescueOptions &options, Report &report)
 
 TextCharsets text_charsets(const Dictionary &dictionary, const RescueOptions &options, Report &report) {
     if (options.format.raw)
-        return {RAW, RAW};
+        return {RAW_CHARSET, RAW_CHARSET};
     const Charset database = choose(dictionary.charset(), options.charset, "--charset", report);
     if (options.ncharset.empty() && !has_national_column(dictionary))
-        return {database, FALLBACK};
+        return {database, UTF8_CHARSET};
     return {database, choose(dictionary.national_charset(), options.ncharset, "--ncharset", report)};
 }
 

@@ -66,7 +66,7 @@ private:
     std::set<std::pair<dev_t, ino_t>> files_;
 };
 
-void refuse(const std::string &fault) {
+void refuse_fault(const std::string &fault) {
     if (!fault.empty())
         throw UsageError(fault);
 }
@@ -120,8 +120,8 @@ void OutputDirectory::refuse_inputs(const std::vector<std::string> &paths, const
     for (const std::string &text : files.texts())
         inputs.add(text);
     for (const std::string &path : paths)
-        refuse(inputs.fault_of(full(path)));
-    visit_unfinished(paths, [&](const std::string &path) { refuse(inputs.fault_of(path)); });
+        refuse_fault(inputs.fault_of(full(path)));
+    visit_unfinished(paths, [&](const std::string &path) { refuse_fault(inputs.fault_of(path)); });
 }
 
 void OutputDirectory::refuse_met(const std::vector<std::string> &paths, const FileSet &files,

@@ -13,8 +13,6 @@ namespace vexlo {
 
 namespace {
 
-constexpr uint32_t USER_SYS = 0;
-
 // Users that versions before 12 create with the database or with its options; sorted.
 constexpr auto ORACLE_OWNERS = std::to_array<std::string_view>({"ANONYMOUS",
                                                                 "APPQOSSYS",

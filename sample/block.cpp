@@ -8,13 +8,9 @@ namespace sample {
 
 namespace {
 
-constexpr size_t TRANSACTION_HEADER = 20; // offset in the block
-constexpr size_t ITL_OFFSET = 44;
-constexpr size_t ITL_SIZE = 24;
 constexpr size_t EXTRA_FIXED_SIZE = 8;
 constexpr size_t DATA_HEADER_SIZE = 14;
 constexpr size_t TABLE_ENTRY_SIZE = 4;
-constexpr size_t SLOT_SIZE = 2;
 constexpr int16_t NO_FREE_SLOT = -1;
 constexpr uint8_t TRANSACTION_TYPE_DATA = 1;
 

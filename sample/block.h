@@ -19,12 +19,17 @@ constexpr uint8_t BLOCK_ASSM_EXTENT_MAP = 0x24;
 
 constexpr size_t CACHE_HEADER_SIZE = 20;
 constexpr size_t TAIL_SIZE = 4;
+constexpr size_t TRANSACTION_HEADER = 20; // its offset in the block
+constexpr size_t ITL_OFFSET = 44;         // of the first transaction entry
+constexpr size_t ITL_SIZE = 24;
+constexpr size_t SLOT_SIZE = 2; // of an entry in a row directory
 constexpr size_t CHECK_VALUE_OFFSET = 16;
 constexpr uint8_t CACHE_FLAG_CHECKED = 0x04; // the check value was computed
 constexpr uint8_t CACHE_FLAG_ENCRYPTED = 0x10;
 constexpr uint8_t DATA_FLAG_COMPRESSED = 0x40;
 
-// rdba of a block in a smallfile: relative file number in the top 10 bits.
+// rdba of a block in a smallfile: relative file number in the top 10 bits, block number in the others.
+constexpr uint32_t BLOCK_MASK = 0x3FFFFF;
 constexpr uint32_t make_rdba(uint32_t rfn, uint32_t block) {
     return rfn << 22 | block;
 }

@@ -14,7 +14,6 @@ namespace sample {
 
 namespace {
 
-constexpr uint32_t NATIONAL_FORM = 2;
 constexpr uint32_t FIRST_USER_OBJECT = 51001; // above the numbers of the dictionary's own objects
 
 constexpr std::pair<const char *, const char *> DEFAULT_PROPERTIES[] = {

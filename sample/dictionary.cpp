@@ -19,7 +19,6 @@ constexpr uint32_t NAMESPACE_CLUSTER = 5;
 constexpr uint32_t NAMESPACE_LOB = 8;
 constexpr uint32_t TABLE_PROPERTY_BASE = 0x20000000; // stands in every current TAB$ row
 constexpr uint32_t USER_SUPPLIED = 256;              // in SPARE1 of USER$
-constexpr uint32_t NATIONAL_FORM = 2;
 constexpr DateTime CREATED{2019, 4, 17, 0, 56, 11};
 constexpr char AUDIT_OPTIONS[] = "--------------------------------------";
 

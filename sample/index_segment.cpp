@@ -9,9 +9,6 @@ namespace sample {
 namespace {
 
 constexpr uint8_t TRANSACTION_TYPE_INDEX = 2;
-constexpr size_t TRANSACTION_HEADER = 20;
-constexpr size_t ITL_OFFSET = 44;
-constexpr size_t ITL_SIZE = 24;
 constexpr size_t ITL_ENTRIES = 2;
 constexpr size_t EXTRA_SIZE = 8;
 constexpr size_t COMMON_HEADER = 16;               // of leaves and branches
@@ -19,7 +16,6 @@ constexpr size_t LEAF_HEADER = COMMON_HEADER + 20; // the row directory follows
 constexpr size_t BRANCH_HEADER = COMMON_HEADER + 8;
 constexpr size_t UNUSED_END = LEAF_HEADER + ITL_SIZE; // between the rows and the tail
 constexpr uint8_t INDEX_OPTIONS = 0x80;
-constexpr size_t SLOT_SIZE = 2;
 
 // A block with an index header that is filled from its end.
 class IndexBlock {

@@ -17,7 +17,6 @@ constexpr uint8_t SECURE_FILE = 0x80;
 constexpr uint8_t BASIC_DATA_IN_ROW = 0x09;
 constexpr uint8_t BASIC_INODE_IN_ROW = 0x05;
 constexpr size_t BASIC_ADDRESSES = 12;
-constexpr size_t BASIC_IN_ROW_MAX = 3964;
 
 constexpr uint8_t SECURE_OLD_FLAG = 0x40;
 constexpr uint8_t SECURE_OLD_DATA_IN_ROW = 0x08;

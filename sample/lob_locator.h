@@ -17,10 +17,13 @@ struct LobHead {
     uint32_t version = 1;      // of the data
 };
 
+// The longest data of a BasicFile that stands in the row.
+constexpr size_t BASIC_IN_ROW_MAX = 3964;
+
 // The ten bytes that name a LOB in its locator, its blocks and its index.
 Bytes lob_id_bytes(uint64_t id);
 
-// BasicFile: the data in the row, at most 3964 bytes; none for EMPTY.
+// BasicFile: the data in the row, at most BASIC_IN_ROW_MAX bytes; none for EMPTY.
 Value basic_in_row(const LobHead &head, ByteView data);
 
 // BasicFile: whole pages and the bytes of the last, not full one, with the addresses of the first twelve

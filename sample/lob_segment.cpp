@@ -12,7 +12,6 @@ namespace sample {
 namespace {
 
 constexpr size_t IN_ROW_COLUMN_MAX = 4000; // of the locator with the data
-constexpr size_t BASIC_IN_ROW_MAX = 3964;
 constexpr size_t INODE_CHUNKS = 12;
 constexpr size_t FIRST_ENTRY_CHUNKS = 4; // the first entry has the length as well
 constexpr size_t ENTRY_CHUNKS = 8;

@@ -73,12 +73,14 @@ struct TablespaceDef {
     SegmentKind kind = SegmentKind::bitmap;
 };
 
+constexpr uint32_t NATIONAL_FORM = 2; // of a character column, 1 being the database character set
+
 struct ColumnDef {
     std::string name;
     uint32_t type = TYPE_NUMBER;
     uint32_t length = 22; // bytes
     uint64_t property = 0;
-    uint32_t charset_form = 0; // 1 database character set, 2 national
+    uint32_t charset_form = 0; // 0 for columns of other types
     std::optional<uint32_t> precision;
     std::optional<int> scale;
     bool nullable = true;

@@ -12,7 +12,6 @@ namespace sample {
 
 namespace {
 
-constexpr uint32_t NATIONAL_FORM = 2;
 constexpr uint32_t TIMESTAMP_SIZE = 11;
 
 template <class... Parts>

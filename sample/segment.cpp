@@ -10,7 +10,6 @@ namespace sample {
 
 namespace {
 
-constexpr uint32_t BLOCK_MASK = 0x3FFFFF;
 constexpr size_t MAP_HEADER_SIZE = 16;
 constexpr size_t MAP_ENTRY_SIZE = 8;
 constexpr uint32_t MIN_EXTENT_BLOCKS = 4;

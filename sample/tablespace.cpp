@@ -6,12 +6,6 @@
 
 namespace sample {
 
-namespace {
-
-constexpr uint32_t BLOCK_MASK = 0x3FFFFF;
-
-} // namespace
-
 Tablespace::Tablespace(std::vector<DatafileInfo> files) {
     if (files.empty())
         throw std::invalid_argument("a tablespace needs a datafile");

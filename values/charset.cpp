@@ -184,10 +184,6 @@ constexpr NumberedCharset NUMBERS[] = {
     {873, "AL32UTF8"},       {2000, "AL16UTF16"},
 };
 
-bool same_name(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
 // Whether bytes below 0x80 read as themselves, found by converting them all.
 bool keeps_ascii(const Charset &set) {
     std::string low;
@@ -202,7 +198,7 @@ bool keeps_ascii(const Charset &set) {
 // A set that is built in and that iconv has under this name; null when there is none.
 const Charset *find_by_iconv_name(std::string_view name) {
     for (const Charset &set : CHARSETS)
-        if (same_name(set.iconv, name) && is_built_in(set))
+        if (same_charset_name(set.iconv, name) && is_built_in(set))
             return &set;
     return nullptr;
 }
@@ -215,7 +211,7 @@ std::span<const Charset> known_charsets() {
 
 const Charset *find_charset(std::string_view oracle_name) {
     for (const Charset &set : CHARSETS)
-        if (same_name(set.oracle, oracle_name))
+        if (same_charset_name(set.oracle, oracle_name))
             return &set;
     return nullptr;
 }

@@ -27,6 +27,10 @@ struct Charset {
     bool wave_dash = false; // what iconv gives as U+FF5E is the wave dash U+301C
 };
 
+// Bytes that are passed through, and what text of a set that is not known is read as.
+constexpr Charset RAW_CHARSET{"raw", "", Codec::raw, false, 1};
+constexpr Charset UTF8_CHARSET{"UTF-8", "UTF-8", Codec::utf8, true, 1};
+
 // Every character set known by name.
 std::span<const Charset> known_charsets();
 

@@ -11,8 +11,8 @@ namespace {
 
 constexpr std::string_view MONTHS[] = {"January", "February", "March",     "April",   "May",      "June",
                                        "July",    "August",   "September", "October", "November", "December"};
-constexpr std::string_view DAYS[] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
-                                     "Thursday", "Friday", "Saturday"};
+constexpr std::string_view DAY_NAMES[] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
+                                          "Thursday", "Friday", "Saturday"};
 constexpr size_t SHORT_NAME = 3;
 
 bool is_gregorian(const Moment &m) {
@@ -102,9 +102,9 @@ char *put_letter(char letter, const Moment &m, const Zone *zone, char *out) {
     case 'j':
         return put_three(day_of_year(m), out);
     case 'a':
-        return put_words(DAYS[weekday(m)].substr(0, SHORT_NAME), out);
+        return put_words(DAY_NAMES[weekday(m)].substr(0, SHORT_NAME), out);
     case 'A':
-        return put_words(DAYS[weekday(m)], out);
+        return put_words(DAY_NAMES[weekday(m)], out);
     case 'b':
     case 'h':
         return put_words(month.substr(0, SHORT_NAME), out);

@@ -7,17 +7,13 @@
 
 namespace vexlo {
 
-namespace {
-
-bool same_name(std::string_view a, std::string_view b) {
+bool same_charset_name(std::string_view a, std::string_view b) {
     return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
-} // namespace
-
 std::optional<SingleByteSet> single_byte_set(std::string_view iconv_name) {
     for (const SingleByteSource &source : single_byte_sources()) {
-        if (!same_name(source.iconv, iconv_name))
+        if (!same_charset_name(source.iconv, iconv_name))
             continue;
         SingleByteSet set{{}, source.compositions};
         std::ranges::copy(source.low, set.characters.begin());

@@ -10,6 +10,9 @@
 
 namespace vexlo {
 
+// Names of character sets are compared without regard to case.
+bool same_charset_name(std::string_view a, std::string_view b);
+
 struct SingleByteSet {
     std::array<char16_t, 256> characters; // U+FFFD where a byte is none
     std::span<const Composition>

@@ -7,13 +7,13 @@
 #include <utility>
 
 #include "values/errors.h"
+#include "values/unicode.h"
 
 namespace vexlo {
 
 namespace {
 
-constexpr char REPLACEMENT[] = "\xEF\xBF\xBD"; // U+FFFD
-constexpr size_t REPLACEMENT_SIZE = 3;
+constexpr size_t REPLACEMENT_SIZE = REPLACEMENT.size();
 constexpr uint8_t UCS4_UNIT = 4; // bytes of a character in the sets of 32 bits
 constexpr char16_t NO_CHARACTER = 0xFFFD;
 
@@ -75,7 +75,7 @@ char *put_surrogate_pair(const uint8_t *p, char *out) {
                              out);
 }
 
-char *put_character(char16_t code, char *out) {
+char *put_utf8(char16_t code, char *out) {
     if (code < 0x80) {
         *out++ = static_cast<char>(code);
         return out;
@@ -90,16 +90,8 @@ char *put_character(char16_t code, char *out) {
     return out;
 }
 
-bool is_high_surrogate(uint32_t unit) {
-    return (unit & 0xFC00) == 0xD800;
-}
-
-bool is_low_surrogate(uint32_t unit) {
-    return (unit & 0xFC00) == 0xDC00;
-}
-
 char *put_replacement(char *out) {
-    std::memcpy(out, REPLACEMENT, REPLACEMENT_SIZE);
+    std::memcpy(out, REPLACEMENT.data(), REPLACEMENT_SIZE);
     return out + REPLACEMENT_SIZE;
 }
 
@@ -164,7 +156,7 @@ TextDecoder::TextDecoder(const Charset &charset) : charset_(charset), iconv_(NO_
         for (size_t byte = 0; byte < single_byte_->utf8.size(); ++byte) {
             Utf8Character &utf8 = single_byte_->utf8[byte];
             char *const bytes = utf8.bytes.data();
-            utf8.size = static_cast<uint8_t>(put_character(set->characters[byte], bytes) - bytes);
+            utf8.size = static_cast<uint8_t>(put_utf8(set->characters[byte], bytes) - bytes);
         }
         return;
     }
@@ -294,7 +286,7 @@ std::string_view TextDecoder::decode_utf16(const uint8_t *data, size_t size, uin
             continue;
         }
         const bool lone = high || is_low_surrogate(unit);
-        out = lone ? put_replacement(out) : put_character(static_cast<char16_t>(unit), out);
+        out = lone ? put_replacement(out) : put_utf8(static_cast<char16_t>(unit), out);
         replaced += lone;
         at += 2;
     }
@@ -325,13 +317,13 @@ std::string_view TextDecoder::decode_combining(const uint8_t *data, size_t size,
             continue;
         }
         if (holding)
-            out = put_character(held, out);
+            out = put_utf8(held, out);
         held = next;
         holding = true;
         replaced += next == NO_CHARACTER;
     }
     if (holding)
-        out = put_character(held, out);
+        out = put_utf8(held, out);
     return {start, static_cast<size_t>(out - start)};
 }
 

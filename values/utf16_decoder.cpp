@@ -7,16 +7,11 @@
 #include <utility>
 
 #include "format/byte_order.h"
+#include "values/unicode.h"
 
 namespace vexlo {
 
 namespace {
-
-constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD";
-
-bool is_low_surrogate(uint16_t unit) {
-    return (unit & 0xFC00) == 0xDC00;
-}
 
 bool is_surrogate(uint16_t unit) {
     return (unit & 0xF800) == 0xD800;

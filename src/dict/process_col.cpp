@@ -4,7 +4,7 @@
 namespace {
 
 // What the property column of COL$ says about a column: the first match alone.
-uint32_t property_flags(uint32_t property) {
+uint32_t column_flags(uint32_t property) {
     if ((property & COL_PROPERTY_HIDDEN) != 0)
         return COL_HIDDEN;
     if ((property & COL_PROPERTY_DROPPED) != 0)
@@ -32,7 +32,7 @@ struct COL_ROWS {
         r.ctyp = read_number(row);
         r.clen = read_number(row);
         skip(row, 7);
-        r.flag = property_flags(read_number(row));
+        r.flag = column_flags(read_number(row));
         skip(row, 1);
         if (read_number(row) == FORM_NATIONAL)
             r.flag |= COL_NATIONAL;

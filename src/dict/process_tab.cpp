@@ -23,7 +23,7 @@ constexpr PROPERTY_RULE property_rules[] = {
     {TAB_PROPERTY_EXTERNAL, TAB_UNSUPPORTED},
 };
 
-uint32_t property_flags(uint32_t property) {
+uint32_t table_flags(uint32_t property) {
     for (const PROPERTY_RULE &rule : property_rules)
         if ((property & rule.property) != 0)
             return rule.flag;
@@ -48,7 +48,7 @@ struct TAB_ROWS {
         if ((read_number(row) & FLAGS_ROW_DEPENDENCIES) != 0)
             r.flag |= TAB_ROW_DEPENDENCIES;
         skip(row, 15);
-        r.flag |= property_flags(read_number(row));
+        r.flag |= table_flags(read_number(row));
         return true;
     }
 };

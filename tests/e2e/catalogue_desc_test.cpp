@@ -1,11 +1,11 @@
 // "desc": table arguments, their messages, and the columns of a table.
 #include "catalogue_fixture.h"
+#include "console_texts.h"
 
 namespace vexlo_test {
 namespace {
 
 const std::string HEADER = "COL#  SEGCOL# NAME                            TYPE\n";
-const std::string FAILED = "Command \"desc\" execute error.\n";
 
 const std::string EMP = HEADER + "1     1       EMPNO                           NUMBER\n"
                                  "2     2       ENAME                           NVARCHAR2(20)\n"
@@ -20,7 +20,7 @@ const std::string EMP = HEADER + "1     1       EMPNO                           
 class DescCommand : public catalogue_test {
 protected:
     static answer fails(const std::string &command, const std::string &message) {
-        return {command, "", message + FAILED};
+        return {command, "", message + DESC_FAILED};
     }
 };
 

@@ -11,7 +11,9 @@
 
 namespace vexlo_test {
 
-// One datafile as its headers state it, 8 KiB blocks, tablespace 0. File number 1 is the SYSTEM datafile:
+constexpr std::size_t BLOCK_SIZE = 8192;
+
+// One datafile as its headers state it, BLOCK_SIZE, tablespace 0. File number 1 is the SYSTEM datafile:
 // only it has a root address.
 sample::DatafileInfo datafile_info(std::uint32_t fno);
 

@@ -11,7 +11,6 @@ namespace vexlo_test {
 namespace {
 
 constexpr std::size_t START_SIZE = 40960; // bytes that a datafile has at least
-constexpr std::size_t BLOCK_SIZE = 8192;
 constexpr char OPEN_ERROR[] = "open data files error.\n";
 constexpr char NO_SYSTEM[] = "SYSTEM tablespace file not configured.\n";
 

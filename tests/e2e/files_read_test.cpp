@@ -11,7 +11,6 @@
 namespace vexlo_test {
 namespace {
 
-constexpr std::size_t BLOCK_SIZE = 8192;
 constexpr std::size_t ROOT_OFFSET = 96; // of the root address in the file header block
 constexpr std::uint32_t BLOCK_MASK = 0x3FFFFF;
 

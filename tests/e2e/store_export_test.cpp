@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "console_texts.h"
 #include "sample/database.h"
 #include "store_fixture.h"
 
@@ -14,7 +15,6 @@ namespace vexlo_test {
 namespace {
 
 const std::string EXPORT_FAILED = "Command \"export\" execute error.\n";
-const std::string NO_DICTIONARY = "dictionary data not loaded.\n";
 
 const std::vector<std::string> dictionary_names{"user",    "ts",         "obj",        "tab",
                                                 "cluster", "col",        "ind",        "lob",

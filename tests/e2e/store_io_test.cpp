@@ -1,12 +1,11 @@
 // Loading dictionary files while system calls fail, are interrupted, or give less than they were asked for.
 #include <gtest/gtest.h>
 
+#include "console_texts.h"
 #include "store_fixture.h"
 
 namespace vexlo_test {
 namespace {
-
-const std::string FAILED = "Command \"load\" execute error.\n";
 
 // The address sanitizer of clang allocates by itself, out of reach of allocation rules.
 #if defined(__clang__)
@@ -33,7 +32,7 @@ protected:
     void expect_stop(std::size_t files, const std::string &message, const run_options &options) const {
         expect_console(
             home_.run({"load dict"}, options), "",
-            {load_lines(content_, files) + step_label("load", loaded_names[files]) + message + FAILED});
+            {load_lines(content_, files) + step_label("load", loaded_names[files]) + message + LOAD_FAILED});
     }
 
     void expect_same_listings(const run_options &options) const {
@@ -102,7 +101,7 @@ TEST_F(LoadInput, NoMemoryForTheCopyOfASmallFileClearsItsSlot) {
     resize_file(home_.dict_file("user"), 4000032);
     expect_console(home_.run({"load dict", "list users"}, options), "User information not loaded.\n",
                    {step_label("load", "user") +
-                        "allocate memory 4000032 bytes error: Cannot allocate memory\n" + FAILED,
+                        "allocate memory 4000032 bytes error: Cannot allocate memory\n" + LOAD_FAILED,
                     ""});
 }
 
@@ -114,14 +113,15 @@ TEST_F(LoadInput, ClusterFileFailuresEndTheLoadBehindAllOthers) {
         {"call=fstat,path=/cluster.dat,errno=EIO", "get " + path + " stat error: Input/output error\n"},
     };
     for (const auto &[rule, message] : failures)
-        expect_console(home_.run({"load dict"}, rules(rule)), "", {load_lines(content_) + message + FAILED});
+        expect_console(home_.run({"load dict"}, rules(rule)), "",
+                       {load_lines(content_) + message + LOAD_FAILED});
 }
 
 TEST_F(LoadInput, FailedLoadsKeepNoDescriptor) {
     run_options options = rules("call=read,path=/ts.dat,errno=EIO");
     options.open_files = 12;
     const std::string stopped = load_lines(content_, 1) + step_label("load", "ts") + "read " +
-                                home_.dict_file("ts") + ": Input/output error\n" + FAILED;
+                                home_.dict_file("ts") + ": Input/output error\n" + LOAD_FAILED;
     expect_console(home_.run(std::vector<std::string>(20, "load dict"), options), "",
                    std::vector<std::string>(20, stopped));
 }

@@ -1,12 +1,11 @@
 // "load dict": its arguments, progress lines, the order of its files, and every reason to stop.
 #include <gtest/gtest.h>
 
+#include "console_texts.h"
 #include "store_fixture.h"
 
 namespace vexlo_test {
 namespace {
-
-const std::string FAILED = "Command \"load\" execute error.\n";
 
 class LoadDict : public testing::Test {
 protected:
@@ -21,7 +20,7 @@ protected:
 
     // Expects a load to read all ten files and then stop with `message`.
     void expect_stop(const std::string &message) const {
-        expect_console(home_.run({"load dict"}), "", {load_lines(content_) + message + FAILED});
+        expect_console(home_.run({"load dict"}), "", {load_lines(content_) + message + LOAD_FAILED});
     }
 
     console_home home_;
@@ -48,7 +47,7 @@ TEST_F(LoadDict, OnlyTheFirstFourCharactersOfTheArgumentCount) {
 
 TEST_F(LoadDict, OtherArgumentsAreAFormatError) {
     for (const char *rejected : {"load", "load dic", "load user", "load DICT", "load dic t", "load \"dict\""})
-        expect_console(home_.run({rejected}), "", {"load command format error.\n" + FAILED});
+        expect_console(home_.run({rejected}), "", {"load command format error.\n" + LOAD_FAILED});
 }
 
 TEST_F(LoadDict, ObjectOfOwnerOneNeedsNoUserRecord) {
@@ -128,7 +127,7 @@ TEST_F(LoadDict, ClusterWithoutColumnsStopsAfterEverythingElse) {
                    "COL#  SEGCOL# NAME                            TYPE\n"
                    "1     1       DEPTNO                          NUMBER\n"
                    "2     2       DNAME                           VARCHAR2(14)\n",
-                   {load_lines(content_) + "cluster obj#=133 columns not found.\n" + FAILED, ""});
+                   {load_lines(content_) + "cluster obj#=133 columns not found.\n" + LOAD_FAILED, ""});
 }
 
 TEST_F(LoadDict, EmptyFilesLoadWithNoRows) {
@@ -163,11 +162,11 @@ TEST_F(LoadDict, FilesAreNotChanged) {
 }
 
 TEST_F(LoadDict, SecondLoadGivesTheSameListings) {
-    const std::vector<std::string> listings{"list users", "list tables", "list objects",
+    const std::vector<std::string> commands{"list users", "list tables", "list objects",
                                             "list parts scott.sales", "desc scott.emp"};
     std::vector<std::string> once{"load dict"}, twice{"load dict", "load dict"};
-    once.insert(once.end(), listings.begin(), listings.end());
-    twice.insert(twice.end(), listings.begin(), listings.end());
+    once.insert(once.end(), commands.begin(), commands.end());
+    twice.insert(twice.end(), commands.begin(), commands.end());
     const run_result first = home_.run(once), second = home_.run(twice);
     EXPECT_NE(first.out, "");
     std::vector<std::string> said(6);

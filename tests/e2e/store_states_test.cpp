@@ -4,20 +4,16 @@
 
 #include <gtest/gtest.h>
 
+#include "console_texts.h"
 #include "store_fixture.h"
 
 namespace vexlo_test {
 namespace {
 
-const std::string LOAD_FAILED = "Command \"load\" execute error.\n";
-const std::string DESC_FAILED = "Command \"desc\" execute error.\n";
-const std::string UNLOAD_FAILED = "Command \"unload\" execute error.\n";
-const std::string NO_DICTIONARY = "dictionary data not loaded.\n";
-
-const std::vector<std::string> listings{"list users",       "list tables",
-                                        "list objects",     "list parts scott.sales",
-                                        "desc scott.emp",   "unload table scott.emp",
-                                        "unload user scott"};
+const std::vector<std::string> state_commands{"list users",       "list tables",
+                                              "list objects",     "list parts scott.sales",
+                                              "desc scott.emp",   "unload table scott.emp",
+                                              "unload user scott"};
 
 // What one command prints.
 struct answer {
@@ -25,14 +21,14 @@ struct answer {
     std::string err;
 };
 
-// Runs `before`, then the listings, whose answers are given in their order.
-void expect_listings(const console_home &home, const std::vector<std::string> &before,
-                     const std::vector<std::string> &said_before, const std::vector<answer> &answers,
-                     const run_options &options = {}) {
+// Runs `before`, then the state_commands, whose answers are given in their order.
+void expect_answers(const console_home &home, const std::vector<std::string> &before,
+                    const std::vector<std::string> &said_before, const std::vector<answer> &answers,
+                    const run_options &options = {}) {
     std::vector<std::string> commands = before, err = said_before;
     std::string out;
     for (std::size_t i = 0; i < answers.size(); i++) {
-        commands.push_back(listings[i]);
+        commands.push_back(state_commands[i]);
         out += answers[i].out;
         err.push_back(answers[i].err);
     }
@@ -50,7 +46,7 @@ const std::vector<answer> nothing_loaded{
 };
 
 TEST(StateBeforeLoad, EveryCommandSaysThatNothingIsLoaded) {
-    expect_listings(console_home(), {}, {}, nothing_loaded);
+    expect_answers(console_home(), {}, {}, nothing_loaded);
 }
 
 TEST(StateBeforeLoad, NullChecksComeBeforeTheArgumentsAreLookedAt) {
@@ -75,7 +71,7 @@ TEST(StateBeforeLoad, MissingDictionaryDirectoryFailsTheLoadTwice) {
                "dictdir=" + home.file("missing") + "\ndatafiles=" + home.file("datafiles.txt") + "\n");
     const std::string failed = step_label("load", "user") + "open " + home.file("missing/user.dat") +
                                ": No such file or directory\n" + LOAD_FAILED;
-    expect_listings(home, {"load dict", "load dict"}, {failed, failed}, nothing_loaded);
+    expect_answers(home, {"load dict", "load dict"}, {failed, failed}, nothing_loaded);
 }
 
 TEST(StateWithoutDataDirectory, UnloadsFailAndListingsDoNot) {
@@ -177,12 +173,12 @@ INSTANTIATE_TEST_SUITE_P(File, StateAfterFailedLoad, testing::Range(std::size_t{
 
 TEST_P(StateAfterFailedLoad, ArraysBeforeTheMissingFileAreLoadedAndTheOthersAreNot) {
     std::filesystem::remove(home_.dict_file(name()));
-    expect_listings(home_, {"load dict"}, {stopped()}, answers_after_first_load());
+    expect_answers(home_, {"load dict"}, {stopped()}, answers_after_first_load());
 }
 
 TEST_P(StateAfterFailedLoad, TheSameAgainAfterASecondFailure) {
     std::filesystem::remove(home_.dict_file(name()));
-    expect_listings(home_, {"load dict", "load dict"}, {stopped(), stopped()}, answers_after_first_load());
+    expect_answers(home_, {"load dict", "load dict"}, {stopped(), stopped()}, answers_after_first_load());
 }
 
 TEST_P(StateAfterFailedLoad, UnreadableFileEndsTheLoadWithTheSystemsText) {
@@ -281,7 +277,7 @@ TEST_P(StateAfterTruncatedLoad, StopsWhereALinkIsMissingAndEveryListingStillAnsw
     home.store(small_dictionary());
     resize_file(home.dict_file(cut.name), cut.records * cut.size + cut.size - 1);
     std::vector<std::string> commands{"load dict", "load dict"};
-    commands.insert(commands.end(), listings.begin(), listings.end() - 2);
+    commands.insert(commands.end(), state_commands.begin(), state_commands.end() - 2);
     const run_result result = home.run(commands);
     ASSERT_EQ(result.end, ending::exited) << result.describe();
     EXPECT_EQ(result.status, 0) << result.describe();

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "definitions.h"
 #include "reader.h"
 #include "sample/demo.h"
 
@@ -9,15 +10,6 @@ using namespace sample;
 using namespace sample_test;
 
 namespace {
-
-constexpr uint32_t CLOB = 112;
-
-uint32_t add_users_tablespace(Database &db, unsigned files = 1) {
-    TablespaceDef def;
-    def.name = "USERS";
-    def.files = files;
-    return db.add_tablespace(def);
-}
 
 uint32_t add_owner(Database &db, const char *name = "SCOTT") {
     UserDef def;

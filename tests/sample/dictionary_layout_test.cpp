@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "definitions.h"
 #include "reader.h"
 #include "sample/bootstrap.h"
 #include "sample/demo.h"
@@ -9,18 +10,10 @@ using namespace sample_test;
 
 namespace {
 
-constexpr uint32_t BLOB = 113;
-
 DatabaseOptions full(DictionaryVersion version) {
     DatabaseOptions options;
     options.layout = {version, true};
     return options;
-}
-
-uint32_t add_users_tablespace(Database &db) {
-    TablespaceDef def;
-    def.name = "USERS";
-    return db.add_tablespace(def);
 }
 
 std::string statement(const Database &db, std::string_view table) {

@@ -11,7 +11,7 @@ using namespace sample_test;
 
 namespace {
 
-constexpr size_t BLOCK = 8192;
+constexpr size_t LARGE_BLOCK = 8192;
 
 TEST(LargeFiles, ExtentsLieWhereTheTablespaceBegins) {
     for (uint32_t first_block : {600000U, 4300000U}) {
@@ -28,13 +28,13 @@ TEST(LargeFiles, ExtentsLieWhereTheTablespaceBegins) {
         const SegmentPlace &place = db.model().tables[table].place;
         EXPECT_GE(place.block, first_block);
         const std::filesystem::path file = db.datafiles().at(1);
-        EXPECT_GT(std::filesystem::file_size(file), uint64_t{first_block} * BLOCK);
+        EXPECT_GT(std::filesystem::file_size(file), uint64_t{first_block} * LARGE_BLOCK);
         uint32_t block = def.bigfile ? at.rdba : at.rdba & 0x3FFFFF;
-        Bytes bytes = fetch_block(file, BLOCK, block);
+        Bytes bytes = fetch_block(file, LARGE_BLOCK, block);
         EXPECT_EQ(bytes[0], BLOCK_TABLE);
         EXPECT_EQ(fold_words(bytes), 0);
         EXPECT_EQ(fetch_le32(&bytes[4]), at.rdba);
-        EXPECT_EQ(fetch_block(file, BLOCK, first_block - 1), Bytes(BLOCK)) << "a hole";
+        EXPECT_EQ(fetch_block(file, LARGE_BLOCK, first_block - 1), Bytes(LARGE_BLOCK)) << "a hole";
     }
 }
 
@@ -64,7 +64,7 @@ TEST(LargeFiles, HeadersStateVersionIdentityAndCheckpoint) {
     options.database_id = 99;
     Database db(dir.path(), options);
     db.finish();
-    Bytes header = fetch_block(db.datafiles().front(), BLOCK, 1);
+    Bytes header = fetch_block(db.datafiles().front(), LARGE_BLOCK, 1);
     EXPECT_EQ(fetch_le32(&header[24]), 0x0C200000U);
     EXPECT_EQ(fetch_le32(&header[28]), 99U);
     EXPECT_EQ(fetch_le16(&header[54]), 3);

@@ -1,6 +1,7 @@
 // LOB segments read back block by block: the data by the addresses of the inode or the index.
 #include <gtest/gtest.h>
 
+#include "definitions.h"
 #include "reader.h"
 #include "sample/demo.h"
 #include "sample/lob_data.h"
@@ -11,8 +12,7 @@ using namespace sample_test;
 
 namespace {
 
-constexpr uint32_t CLOB = 112, BLOB = 113;
-constexpr size_t BLOCK = 2048;
+constexpr size_t LOB_BLOCK = 2048;
 
 uint64_t be(const Bytes &b, size_t at, size_t size) {
     uint64_t v = 0;
@@ -37,7 +37,7 @@ class LobSegment : public testing::Test {
 protected:
     void open(LobStorage storage, SegmentKind kind = SegmentKind::bitmap, uint32_t type = BLOB) {
         DatabaseOptions options;
-        options.block_size = BLOCK;
+        options.block_size = LOB_BLOCK;
         db_ = std::make_unique<Database>(dir_.path(), options);
         TablespaceDef space;
         space.name = "USERS";
@@ -109,7 +109,7 @@ protected:
     size_t table_ = 0;
 };
 
-constexpr size_t USABLE = BLOCK - 60;
+constexpr size_t USABLE = LOB_BLOCK - 60;
 
 TEST_F(LobSegment, InodeAddressesTwelveChunksAndTheIndexTheOthers) {
     open({});

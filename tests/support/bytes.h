@@ -13,6 +13,9 @@ using bytes = std::vector<std::uint8_t>;
 // The characters of `text` as bytes, without a terminating NUL.
 bytes to_bytes(std::string_view text);
 
+// The bytes of hexadecimal digits, between which blanks may stand.
+bytes from_hex(std::string_view hex);
+
 // Upper-case hexadecimal digits of `data`, two a byte, nothing between.
 std::string to_hex(const bytes &data);
 

@@ -20,12 +20,7 @@ namespace {
 
 using steady = std::chrono::steady_clock;
 
-constexpr std::string_view PROMPT = "VEXLO> ";
 constexpr std::chrono::seconds TIME_LIMIT{60};
-
-[[noreturn]] void fail(const char *what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
 
 struct channel {
     int program; // the end that the program gets
@@ -35,17 +30,17 @@ struct channel {
 channel open_terminal() {
     const int test = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     if (test < 0 || ::grantpt(test) != 0 || ::unlockpt(test) != 0)
-        fail("terminal");
+        fail_call("terminal");
     const int program = ::open(::ptsname(test), O_RDWR | O_NOCTTY | O_CLOEXEC);
     if (program < 0)
-        fail("terminal");
+        fail_call("terminal");
     return {program, test};
 }
 
 channel open_pipe(bool into_program) {
     int fds[2];
     if (::pipe2(fds, O_CLOEXEC) != 0)
-        fail("pipe");
+        fail_call("pipe");
     return into_program ? channel{fds[0], fds[1]} : channel{fds[1], fds[0]};
 }
 
@@ -69,7 +64,7 @@ live_console::live_console(const std::string &config, input kind) : end_(steady:
     input_ = in.test;
     output_ = out.test;
     if (child_ < 0)
-        fail("fork");
+        fail_call("fork");
 }
 
 live_console::~live_console() {
@@ -83,7 +78,7 @@ live_console::~live_console() {
 
 void live_console::type(const std::string &text) const {
     if (::write(input_, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
-        fail("type");
+        fail_call("type");
 }
 
 // Adds what the program says next; false at its end and at the time limit.

@@ -26,12 +26,7 @@ namespace {
 
 using steady = std::chrono::steady_clock;
 
-constexpr std::string_view PROMPT = "VEXLO> ";
 constexpr std::string_view BANNER_START = "\nVexlo utilities.\n\n";
-
-[[noreturn]] void fail(const char *what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
 
 // A descriptor that is closed with its owner. Every one is close-on-exec.
 class owned_fd {
@@ -60,7 +55,7 @@ struct pipe_ends {
     pipe_ends() {
         int fds[2];
         if (::pipe2(fds, O_CLOEXEC) != 0)
-            fail("pipe");
+            fail_call("pipe");
         read_end.reset(fds[0]);
         write_end.reset(fds[1]);
     }
@@ -72,11 +67,11 @@ void fill_input(int fd, const std::string &text) {
     while (done < text.size()) {
         const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
         if (n < 0)
-            fail("write input");
+            fail_call("write input");
         done += static_cast<std::size_t>(n);
     }
     if (::lseek(fd, 0, SEEK_SET) != 0)
-        fail("rewind input");
+        fail_call("rewind input");
 }
 
 // "NAME=value" strings and the null-terminated pointer array that exec takes.
@@ -185,7 +180,7 @@ pid_t start_child(const std::vector<std::string> &argv, const child_streams &str
     pipe_ends report;
     const pid_t pid = ::fork();
     if (pid == -1)
-        fail("fork");
+        fail_call("fork");
     if (pid == 0) {
         become(args.get(), env.get(), streams, options);
         const int error = errno;
@@ -230,7 +225,7 @@ ending collect_streams(std::array<collector, 2> streams, steady::time_point dead
         std::array<pollfd, 2> polled{{{streams[0].fd.get(), POLLIN, 0}, {streams[1].fd.get(), POLLIN, 0}}};
         const int ready = ::poll(polled.data(), polled.size(), milliseconds_until(deadline));
         if (ready < 0 && errno != EINTR)
-            fail("poll");
+            fail_call("poll");
         if (steady::now() >= deadline)
             return ending::time_limit;
         if (ready < 0)
@@ -251,7 +246,7 @@ bool wait_until(pid_t pid, int &status, steady::time_point deadline) {
         if (ended == pid)
             return true;
         if (ended < 0 && errno != EINTR)
-            fail("waitpid");
+            fail_call("waitpid");
         if (steady::now() >= deadline)
             return false;
         ::poll(nullptr, 0, 1);
@@ -281,6 +276,10 @@ std::string tail(const std::string &text) {
 
 } // namespace
 
+void fail_call(const char *what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
 std::string run_result::describe() const {
     std::string how;
     switch (end) {
@@ -305,7 +304,7 @@ run_result run_process(const std::vector<std::string> &argv, const run_options &
     run_result result;
     const owned_fd input(::memfd_create("input", MFD_CLOEXEC));
     if (input.get() == -1)
-        fail("memfd_create");
+        fail_call("memfd_create");
     fill_input(input.get(), options.input);
     pipe_ends out;
     pipe_ends err;

@@ -11,6 +11,11 @@
 
 namespace vexlo_test {
 
+constexpr std::string_view PROMPT = "VEXLO> ";
+
+// Throws what errno says, with the name of the call that failed.
+[[noreturn]] void fail_call(const char *what);
+
 // How the streams of the child are collected.
 enum class capture {
     separate, // standard output in `out`, standard error in `err`

@@ -14,7 +14,6 @@ namespace {
 using namespace sample;
 using namespace vexlo_test;
 
-constexpr size_t BLOCK_SIZE = 8192;
 constexpr uint32_t FILE_HEADER = 1;
 
 class Containers : public testing::Test {

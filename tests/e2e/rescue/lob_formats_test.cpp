@@ -12,7 +12,6 @@ namespace {
 using namespace sample;
 using namespace vexlo_test;
 
-constexpr uint32_t BLOB_TYPE = 113;
 constexpr size_t MIB = 1 << 20;
 
 std::string json_text(const std::string &text) {

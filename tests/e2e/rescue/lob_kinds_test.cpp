@@ -11,7 +11,7 @@ namespace {
 using namespace sample;
 using namespace vexlo_test;
 
-constexpr uint32_t CLOB_TYPE = 112, BLOB_TYPE = 113, OPAQUE_TYPE = 58;
+constexpr uint32_t OPAQUE_TYPE = 58;
 constexpr uint32_t COMPRESS_LOW_FLAG = 0x2000, DEDUPLICATE_FLAG = 0x10000;
 
 LobStorage secure_file(bool compress = false, uint32_t flags = 1) {

@@ -9,8 +9,7 @@ namespace {
 using namespace sample;
 using namespace vexlo_test;
 
-constexpr uint32_t BLOB_TYPE = 113;
-constexpr size_t BLOCK = 8192, PAGE = 8132;
+constexpr size_t LOB_BLOCK = 8192, PAGE = 8132;
 constexpr char DIRECTORY[] = "out/SCOTT.T.lobs";
 
 class LobRecord : public Recovered {
@@ -45,10 +44,10 @@ protected:
     template <class WANTED>
     uint64_t damage(WANTED wanted) {
         const std::string image = read_text(users_file());
-        for (size_t at = BLOCK; at + BLOCK <= image.size(); at += BLOCK)
+        for (size_t at = LOB_BLOCK; at + LOB_BLOCK <= image.size(); at += LOB_BLOCK)
             if (wanted(image.data() + at)) {
                 patch_file(users_file(), at + 100, vexlo_test::bytes{0xDE, 0xAD});
-                return at / BLOCK;
+                return at / LOB_BLOCK;
             }
         ADD_FAILURE() << "no such block";
         return 0;

@@ -8,7 +8,6 @@ using namespace sample;
 
 namespace {
 
-constexpr uint32_t CLOB_TYPE = 112, BLOB_TYPE = 113;
 constexpr size_t MIB = 1 << 20;
 
 std::u16string characters_of(size_t id, size_t units) {

@@ -13,8 +13,6 @@ namespace {
 using namespace sample;
 using namespace vexlo_test;
 
-constexpr uint32_t CLOB_TYPE = 112, BLOB_TYPE = 113;
-
 // One table of ID and a LOB column, a row for each size.
 struct LobCase {
     const char *name;

@@ -15,10 +15,9 @@ namespace {
 using namespace sample;
 using namespace vexlo_test;
 
-constexpr size_t BLOCK_SIZE = 8192;
 constexpr unsigned FILES = 2;
-constexpr unsigned TABLES = 3;
-constexpr int64_t ROWS = 12000; // of each table
+constexpr unsigned LOST_TABLES = 3;
+constexpr int64_t TABLE_ROWS = 12000; // of each table
 
 using BlockAddress = std::pair<uint32_t, uint32_t>; // relative file and block
 
@@ -38,11 +37,11 @@ protected:
         user.name = "SCOTT";
         const uint32_t scott = db.add_user(user);
         std::vector<size_t> tables;
-        for (unsigned t = 0; t < TABLES; ++t)
+        for (unsigned t = 0; t < LOST_TABLES; ++t)
             tables.push_back(db.add_table(table_def(scott, ("T" + std::to_string(t)).c_str(), users,
                                                     {number_column("ID"), varchar2_column("NAME", 60)})));
-        for (int64_t id = 0; id < ROWS; ++id)
-            for (unsigned t = 0; t < TABLES; ++t) {
+        for (int64_t id = 0; id < TABLE_ROWS; ++id)
+            for (unsigned t = 0; t < LOST_TABLES; ++t) {
                 const RowAddress at =
                     db.insert(tables[t], {number(id), text("row number " + std::to_string(id))});
                 rows_[t][block_of(at.rdba)].insert(std::to_string(id));
@@ -82,7 +81,7 @@ protected:
 
     scratch_dir dir_;
     std::vector<std::filesystem::path> files_;
-    std::map<BlockAddress, std::set<std::string>> rows_[TABLES]; // ids of each block
+    std::map<BlockAddress, std::set<std::string>> rows_[LOST_TABLES]; // ids of each block
     std::set<BlockAddress> overwritten_;
 };
 
@@ -93,7 +92,7 @@ TEST_P(LostBlocks, RowsOfTheOtherBlocksComeOutAndLostOnesAreInTheRecord) {
     const run_result result = run_rescue(unload_arguments(dir_.file("db"), dir_.file("out"), {"--quiet"}));
     ASSERT_EQ(result.status, 1) << result.describe();
     const Json record = read_record(dir_.file("out"));
-    for (unsigned t = 0; t < TABLES; ++t) {
+    for (unsigned t = 0; t < LOST_TABLES; ++t) {
         const std::string name = "T" + std::to_string(t);
         SCOPED_TRACE(name);
         std::multiset<std::string> expected, got;

@@ -10,6 +10,8 @@
 
 namespace vexlo_test {
 
+constexpr uint32_t CLOB_TYPE = 112, BLOB_TYPE = 113;
+
 class Recovered : public ::testing::Test {
 protected:
     // Begins the database, with a tablespace USERS of `files` files and the user SCOTT.

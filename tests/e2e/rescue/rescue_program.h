@@ -12,6 +12,8 @@
 
 using Json = nlohmann::ordered_json;
 
+constexpr size_t BLOCK_SIZE = 8192; // where nothing else is asked for
+
 // Runs vexlo-rescue with these arguments.
 vexlo_test::run_result run_rescue(std::vector<std::string> arguments,
                                   const vexlo_test::run_options &options = {});

@@ -73,7 +73,8 @@ protected:
     scratch_dir dir_;
 };
 
-const std::vector<DumpColumn> COLUMNS = {{"ID", 2, 22}, {"BORN", 12, 7}, {"NAME", 1, 400}, {"TEXT", 8, 0}};
+const std::vector<DumpColumn> TEXT_COLUMNS = {
+    {"ID", 2, 22}, {"BORN", 12, 7}, {"NAME", 1, 400}, {"TEXT", 8, 0}};
 
 // Text that is told apart from that of every other row.
 Bytes long_text(int i, size_t size) {
@@ -116,7 +117,7 @@ std::string csv_of(int i, size_t text_size) {
 }
 
 TEST_F(WriteRows, CsvHasTheRowsInTheirOrder) {
-    DumpTable table{.name = "T", .columns = COLUMNS};
+    DumpTable table{.name = "T", .columns = TEXT_COLUMNS};
     std::string expected = "ID,BORN,NAME,TEXT\n";
     for (int i = 0; i < 5000; ++i) {
         table.rows.push_back(person(i, text_size_of(i)));
@@ -128,7 +129,7 @@ TEST_F(WriteRows, CsvHasTheRowsInTheirOrder) {
 
 // Damaged rows, values that are none and values that a target refuses, all over the table.
 DumpTable damaged_table() {
-    DumpTable table{.name = "T", .columns = COLUMNS};
+    DumpTable table{.name = "T", .columns = TEXT_COLUMNS};
     for (int i = 0; i < 9000; ++i) {
         table.rows.push_back(person(i, text_size_of(i)));
         if (i % 701 == 5)

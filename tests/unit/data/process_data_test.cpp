@@ -522,7 +522,7 @@ protected:
     UnloadDamage() { columns(plain_columns(2)); }
 };
 
-const Row ROW{text("a"), text("b")};
+const Row TWO_VALUES{text("a"), text("b")};
 
 // A whole row whose second value claims to be longer than any block.
 Bytes overlong() {
@@ -530,8 +530,8 @@ Bytes overlong() {
 }
 
 TEST_F(UnloadDamage, ValueThatLeavesTheBlockLeavesTheRowOut) {
-    store_pieces(2, {piece(H | F | L, ROW), overlong(), piece(H | F | L, ROW)});
-    expect_rows(dump_builder().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
+    store_pieces(2, {piece(H | F | L, TWO_VALUES), overlong(), piece(H | F | L, TWO_VALUES)});
+    expect_rows(dump_builder().row(TWO_VALUES).row(TWO_VALUES).raw, damaged_row(2, 1), 2);
 }
 
 TEST_F(UnloadDamage, RowNumberCountsTheDirectoryEntriesOfTheTable) {
@@ -550,11 +550,11 @@ TEST_F(UnloadDamage, RowNumberCountsTheDirectoryEntriesOfTheTable) {
 TEST_F(UnloadDamage, PieceOutsideTheBlockLeavesTheRowOut) {
     for (int16_t offset : {int16_t{30000}, int16_t{-200}, int16_t{0}, int16_t{1947}}) {
         sample::TableBlock blk = block(2);
-        blk.add(piece(H | F | L, ROW));
+        blk.add(piece(H | F | L, TWO_VALUES));
         blk.add_raw_offset(offset);
-        blk.add(piece(H | F | L, ROW));
+        blk.add(piece(H | F | L, TWO_VALUES));
         store(blk);
-        expect_rows(dump_builder().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
+        expect_rows(dump_builder().row(TWO_VALUES).row(TWO_VALUES).raw, damaged_row(2, 1), 2);
     }
 }
 
@@ -574,26 +574,26 @@ TEST_F(UnloadDamage, RowWithoutValuesMayEndWithTheBlock) {
 
 TEST_F(UnloadDamage, DirectoryThatLeavesTheBlockEndsWithItsFirstLostEntry) {
     sample::TableBlock blk = block(2);
-    blk.add(piece(H | F | L, ROW));
+    blk.add(piece(H | F | L, TWO_VALUES));
     Bytes raw = blk.finish();
     constexpr size_t table_rows = 44 + 2 * 24 + 8 + 14 + 2;
     sample::store_le16(&raw[table_rows], 0x7FFF);
     store(at(2).rdba, raw);
-    store_pieces(3, {piece(H | F | L, ROW)});
+    store_pieces(3, {piece(H | F | L, TWO_VALUES)});
     const Outcome got = unload();
     EXPECT_EQ(got.result, 0);
-    EXPECT_EQ(got.rows, dump_builder().row(ROW).row(ROW).raw);
+    EXPECT_EQ(got.rows, dump_builder().row(TWO_VALUES).row(TWO_VALUES).raw);
     EXPECT_TRUE(got.err.starts_with(damaged_row(2, 1))) << got.err;
 }
 
 TEST_F(UnloadDamage, HeadersThatLeaveTheBlockLeaveItOut) {
     sample::TableBlock blk = block(2);
-    blk.add(piece(H | F | L, ROW));
+    blk.add(piece(H | F | L, TWO_VALUES));
     Bytes raw = blk.finish();
     raw[36] = 0xFF; // ITL entries
     store(at(2).rdba, raw);
-    store_pieces(3, {piece(H | F | L, ROW)});
-    expect_rows(dump_builder().row(ROW).raw, "block rdba=0x01400002 damaged, skip this block.\n", 1);
+    store_pieces(3, {piece(H | F | L, TWO_VALUES)});
+    expect_rows(dump_builder().row(TWO_VALUES).raw, "block rdba=0x01400002 damaged, skip this block.\n", 1);
 }
 
 TEST_F(UnloadDamage, KeyRowThatIsNotInTheBlockLeavesTheRowOut) {
@@ -627,7 +627,7 @@ TEST_F(UnloadDamage, KeyValueThatLeavesTheBlockLeavesTheRowOut) {
 // A row outside a cluster has no key to take a value from.
 TEST_F(UnloadDamage, KeyColumnOutsideAClusterLeavesTheRowOut) {
     columns({column(VARCHAR2, COL_CLUSTER_KEY), column()});
-    store_pieces(2, {piece(H | F | L, ROW)});
+    store_pieces(2, {piece(H | F | L, TWO_VALUES)});
     expect_rows({}, damaged_row(2, 0), 0);
 }
 
@@ -651,14 +651,15 @@ TEST_F(UnloadDamage, ValueThatLeavesAFollowedBlockLeavesTheWholeRowOut) {
     bad[2] = 1;
     bad.erase(bad.begin() + 3, bad.begin() + 5);
     store_pieces(AWAY, {bad});
-    store_pieces(2, {piece(H | F | L, ROW), piece(H | F, {text("lost")}, at(AWAY)), piece(H | F | L, ROW)});
-    expect_rows(dump_builder().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
+    store_pieces(2, {piece(H | F | L, TWO_VALUES), piece(H | F, {text("lost")}, at(AWAY)),
+                     piece(H | F | L, TWO_VALUES)});
+    expect_rows(dump_builder().row(TWO_VALUES).row(TWO_VALUES).raw, damaged_row(2, 1), 2);
 }
 
 TEST_F(UnloadDamage, CutValueThatLeavesItsBlockLeavesTheWholeRowOut) {
     store_pieces(AWAY, {Bytes{P | L, 0, 1, 0xFE, 0xFF, 0xFF, 'b'}});
-    store_pieces(2, {piece(H | F | N, {text("a"), text("b")}, at(AWAY)), piece(H | F | L, ROW)});
-    expect_rows(dump_builder().row(ROW).raw, damaged_row(2, 0), 1);
+    store_pieces(2, {piece(H | F | N, {text("a"), text("b")}, at(AWAY)), piece(H | F | L, TWO_VALUES)});
+    expect_rows(dump_builder().row(TWO_VALUES).raw, damaged_row(2, 0), 1);
 }
 
 // What a chained row has flushed already is taken back with the rest of it.
@@ -670,9 +671,9 @@ TEST_F(UnloadDamage, RowThatWasFlushedInPartIsLeftOutOfTheFile) {
         store_pieces(bad_block - pieces + i,
                      {piece(0, {Bytes(32000, 0x33)}, at(bad_block - pieces + i + 1))});
     store_pieces(bad_block, {Bytes{L, 0, 1, 0xFE, 0xFF, 0xFF, 'x'}});
-    store_pieces(2, {piece(H | F | L, ROW), piece(H | F, {text("lost")}, at(bad_block - pieces)),
-                     piece(H | F | L, ROW)});
-    expect_rows(dump_builder().row(ROW).row(ROW).raw, damaged_row(2, 1), 2);
+    store_pieces(2, {piece(H | F | L, TWO_VALUES), piece(H | F, {text("lost")}, at(bad_block - pieces)),
+                     piece(H | F | L, TWO_VALUES)});
+    expect_rows(dump_builder().row(TWO_VALUES).row(TWO_VALUES).raw, damaged_row(2, 1), 2);
 }
 
 // A hundred lines are enough to tell of a damaged segment: the rest is counted. The next segment has its own
@@ -681,14 +682,14 @@ TEST_F(UnloadDamage, LinesBehindTheHundredthOfASegmentAreCounted) {
     sample::TableBlock blk = block(2);
     for (int i = 0; i < 103; i++)
         blk.add_raw_offset(-1);
-    blk.add(piece(H | F | L, ROW));
+    blk.add(piece(H | F | L, TWO_VALUES));
     store(blk);
     std::string want;
     for (int i = 0; i < 100; i++)
         want += damaged_row(2, i);
     want += "3 more damaged rows or blocks.\n";
     for (int run = 0; run < 2; run++)
-        expect_rows(dump_builder().row(ROW).raw, want, 1);
+        expect_rows(dump_builder().row(TWO_VALUES).raw, want, 1);
 }
 
 } // namespace

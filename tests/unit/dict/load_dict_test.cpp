@@ -18,7 +18,7 @@ USER user(std::uint32_t uid) {
     return USER{.uid = uid, .status = 0, .dts = 0, .tts = 0, .name = "U"};
 }
 
-OBJ object(std::uint32_t objn, std::uint32_t owner, std::uint32_t flag = 0) {
+OBJ live_object(std::uint32_t objn, std::uint32_t owner, std::uint32_t flag = 0) {
     return OBJ{.flag = flag, .objn = objn, .owner = owner, .type = 2, .name = "O"};
 }
 
@@ -44,8 +44,8 @@ protected:
             write_file(path(name), {});
         write_file(path("cluster"), {});
         store("user", std::vector<USER>{user(0), user(10), user(20)});
-        store("obj", std::vector<OBJ>{object(1, 20), object(2, 1), object(3, 10, 0x80), object(4, 0),
-                                      object(5, 10), object(6, 10)});
+        store("obj", std::vector<OBJ>{live_object(1, 20), live_object(2, 1), live_object(3, 10, 0x80),
+                                      live_object(4, 0), live_object(5, 10), live_object(6, 10)});
     }
 
     // Loads and returns what was said behind the last progress line that has its count.
@@ -144,7 +144,7 @@ TEST_F(LoadLinks, EmptyDictionaryCountsNothing) {
 }
 
 TEST_F(LoadLinks, StoppedOwnerHoldsNoneAndLaterOwnersStayUserNumbers) {
-    store("obj", std::vector<OBJ>{object(1, 20), object(2, 77), object(3, 10)});
+    store("obj", std::vector<OBJ>{live_object(1, 20), live_object(2, 77), live_object(3, 10)});
     EXPECT_EQ(load(-1), "user of object 2 not found.\n");
     EXPECT_EQ(g_ctx.obj[0].owner, 2U);
     EXPECT_EQ(g_ctx.obj[1].owner, NONE);

@@ -27,14 +27,12 @@ protected:
     }
 };
 
-constexpr uint32_t HEADER = 1;
-
 } // namespace
 
 TEST_F(DatafileTest, IdentityIsWhatTheHeaderSays) {
     db().finish();
-    patch(USERS_FILE, HEADER, KCVCPSCN, {0x78, 0x56, 0x34, 0x12, 0x02, 0x00});
-    patch(USERS_FILE, HEADER, KCCFHCVN, {0x00, 0x04, 0x20, 0x0B});
+    patch(USERS_FILE, FILE_HEADER, KCVCPSCN, {0x78, 0x56, 0x34, 0x12, 0x02, 0x00});
+    patch(USERS_FILE, FILE_HEADER, KCCFHCVN, {0x00, 0x04, 0x20, 0x0B});
     const auto file = Datafile::open(path_of(USERS_FILE));
     EXPECT_EQ(file->status(), FileStatus::used);
     EXPECT_EQ(file->remark(), "");
@@ -97,7 +95,7 @@ TEST_F(DatafileTest, BlocksAreDeliveredWholeUpToTheEndOfTheFile) {
 
 TEST_F(DatafileTest, ALostHeaderIsReplacedByTheAddressesOfTheBlocks) {
     finish_with_rows();
-    destroy(USERS_FILE, HEADER);
+    destroy(USERS_FILE, FILE_HEADER);
     const auto file = Datafile::open(path_of(USERS_FILE));
     EXPECT_EQ(file->status(), FileStatus::damaged_header);
     EXPECT_EQ(file->identity().relative_file, 2u);
@@ -109,7 +107,7 @@ TEST_F(DatafileTest, ALostHeaderIsReplacedByTheAddressesOfTheBlocks) {
 
 TEST_F(DatafileTest, OfADamagedHeaderWhatAgreesWithTheBlocksIsKept) {
     finish_with_rows();
-    patch(USERS_FILE, HEADER, 600, {0xFF}, false);
+    patch(USERS_FILE, FILE_HEADER, 600, {0xFF}, false);
     const auto file = Datafile::open(path_of(USERS_FILE));
     EXPECT_EQ(file->status(), FileStatus::damaged_header);
     EXPECT_EQ(file->identity().tablespace, users());
@@ -118,7 +116,7 @@ TEST_F(DatafileTest, OfADamagedHeaderWhatAgreesWithTheBlocksIsKept) {
 
 TEST_F(DatafileTest, TypeSizeAndCheckpointOfADamagedHeaderAreNotBelieved) {
     finish_with_rows();
-    patch(USERS_FILE, HEADER, KCCFHTYP, {FILE_TYPE_TEMP}, false);
+    patch(USERS_FILE, FILE_HEADER, KCCFHTYP, {FILE_TYPE_TEMP}, false);
     const auto file = Datafile::open(path_of(USERS_FILE));
     EXPECT_EQ(file->status(), FileStatus::damaged_header);
     EXPECT_EQ(file->identity().checkpoint, Checkpoint());
@@ -127,7 +125,7 @@ TEST_F(DatafileTest, TypeSizeAndCheckpointOfADamagedHeaderAreNotBelieved) {
 
 TEST_F(DatafileTest, AFileOfTemporaryBlocksIsATemporaryFile) {
     finish_with_rows();
-    destroy(USERS_FILE, HEADER);
+    destroy(USERS_FILE, FILE_HEADER);
     const uintmax_t count = std::filesystem::file_size(path_of(USERS_FILE)) / DB_BLOCK_SIZE;
     for (uint32_t number = 2; number < count; ++number)
         patch(USERS_FILE, number, 15,
@@ -142,7 +140,7 @@ TEST_F(DatafileTest, ALostHeaderOfABigfileIsKnownByAddressesWithoutAFile) {
     const uint32_t big = db().add_tablespace(def);
     insert_rows(db().add_table(table_def(scott(), "T", big)), 1, 2000);
     db().finish();
-    destroy("big01.dbf", HEADER);
+    destroy("big01.dbf", FILE_HEADER);
     const auto file = Datafile::open(path_of("big01.dbf"));
     EXPECT_EQ(file->status(), FileStatus::damaged_header);
     EXPECT_TRUE(file->identity().bigfile);
@@ -184,7 +182,7 @@ TEST_F(DatafileTest, OtherFilesAreNamedForWhatTheyAre) {
                                        {1, "control file"},
                                        {2, "redo log"},
                                        {9, "file of type 9"}}) {
-        patch(USERS_FILE, HEADER, KCCFHTYP, {type});
+        patch(USERS_FILE, FILE_HEADER, KCCFHTYP, {type});
         const auto file = Datafile::open(path_of(USERS_FILE));
         EXPECT_EQ(file->status(), FileStatus::not_a_datafile);
         EXPECT_EQ(file->remark(), remark);

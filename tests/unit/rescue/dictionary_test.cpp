@@ -13,13 +13,11 @@ using namespace vexlo;
 
 namespace {
 
-constexpr uint8_t TABLE_TYPE = 0x06;
-
 class DictionaryTest : public RescueTest {
 protected:
     explicit DictionaryTest(sample::DatabaseOptions options = {}) : RescueTest(std::move(options)) {}
 
-    OpenDatabase reopen() { return OpenDatabase(paths()); }
+    ReadDatabase reopen() { return ReadDatabase(paths()); }
     // Block numbers of the root address, the header of bootstrap$.
     uint32_t bootstrap_header() {
         return Datafile::open(path_of(SYSTEM_FILE))->identity().root_rdba & RDBA_BLOCK_MASK;
@@ -51,7 +49,7 @@ TEST_F(DictionaryTest, RecordsSayWhatTheDatabaseHolds) {
     def.columns[0].nullable = false;
     const size_t table = db().add_table(def);
     db().finish();
-    const OpenDatabase database = reopen();
+    const ReadDatabase database = reopen();
     const Dictionary &d = database.dictionary;
     const uint32_t object = db().model().tables[table].place.objn;
     EXPECT_EQ(d.owner_name(object), "SCOTT");
@@ -101,7 +99,7 @@ TEST_F(NewerDictionaryTest, ColumnsAreReadWhereTheDatabaseSaysTheyAre) {
     const std::string name(128, 'N');
     const size_t table = add_table(name);
     insert_rows(table, 1, 50);
-    OpenDatabase database = open();
+    ReadDatabase database = open();
     const Dictionary &d = database.dictionary;
     EXPECT_EQ(database.read(name).rows, numbered_rows(1, 50));
     EXPECT_TRUE(d.user(xdb)->is_oracle_maintained());
@@ -115,7 +113,7 @@ TEST_F(NewerDictionaryTest, AFileWithALostHeaderIsPlacedByTheDictionary) {
     insert_rows(add_table("T"), 1, 50);
     db().finish();
     destroy(USERS_FILE, 1);
-    OpenDatabase database = reopen();
+    ReadDatabase database = reopen();
     EXPECT_EQ(database.files.tablespace(users()).size(), 1u);
     EXPECT_EQ(database.read("T").rows, numbered_rows(1, 50));
 }
@@ -152,7 +150,7 @@ protected:
 
 TEST_F(WideFlagsTest, FlagsAboveThe32ndBitSetNoOthers) {
     insert_rows(add_table("T"), 1, 5);
-    OpenDatabase database = open();
+    ReadDatabase database = open();
     EXPECT_EQ(database.dictionary.obstacle(database.table("T")), Obstacle::none);
     EXPECT_EQ(database.read("T").rows, numbered_rows(1, 5));
 }
@@ -181,7 +179,7 @@ TEST_F(RemoteTableTest, ATableOfAnotherDatabaseIsNotALostOne) {
     remote.name = "REMOTE";
     remote.type = sample::OBJECT_TABLE;
     db().add_object(remote);
-    const OpenDatabase database = open();
+    const ReadDatabase database = open();
     EXPECT_TRUE(database.dictionary.notes().empty());
     EXPECT_THROW(database.table("REMOTE"), std::exception);
 }
@@ -189,7 +187,7 @@ TEST_F(RemoteTableTest, ATableOfAnotherDatabaseIsNotALostOne) {
 TEST_F(DictionaryTest, NamesAreOfTheDatabaseCharacterSet) {
     db().set_property("NLS_CHARACTERSET", "WE8ISO8859P1");
     add_table("GR\xD6SSE");
-    const OpenDatabase database = open();
+    const ReadDatabase database = open();
     EXPECT_NO_THROW(database.table("GRÖSSE"));
 }
 
@@ -199,7 +197,7 @@ TEST_F(LostPropertiesTest, ColumnsTellTheCharacterSetsThatPropertiesHaveLost) {
     def.columns.push_back(sample::varchar2_column("NATIONAL", 40));
     def.columns.back().charset_form = NATIONAL_FORM;
     db().add_table(def);
-    const OpenDatabase database = open();
+    const ReadDatabase database = open();
     EXPECT_EQ(database.dictionary.charset(), "WE8ISO8859P1");
     EXPECT_EQ(database.dictionary.national_charset(), "AL16UTF16");
     EXPECT_NO_THROW(database.table("GRÖSSE"));
@@ -217,13 +215,13 @@ TEST_F(DictionaryTest, NamesOf128BytesAreWhole) {
 
 TEST_F(DictionaryTest, WithoutAFileOfSystemThereIsNoDictionary) {
     db().finish();
-    EXPECT_THROW(OpenDatabase({path_of(USERS_FILE)}), InputError);
+    EXPECT_THROW(ReadDatabase({path_of(USERS_FILE)}), InputError);
 }
 
 TEST_F(DictionaryTest, RowsOfBootstrapAreFoundByTheirShapeWhereItsHeaderIsLost) {
     finish_with_table();
     destroy(SYSTEM_FILE, bootstrap_header());
-    OpenDatabase database = reopen();
+    ReadDatabase database = reopen();
     EXPECT_EQ(database.read("T").rows, numbered_rows(1, 100));
     EXPECT_FALSE(database.dictionary.notes().empty());
 }
@@ -231,7 +229,7 @@ TEST_F(DictionaryTest, RowsOfBootstrapAreFoundByTheirShapeWhereItsHeaderIsLost) 
 TEST_F(DictionaryTest, TheHeaderOfSystemCanBeLost) {
     finish_with_table();
     destroy(SYSTEM_FILE, 1);
-    OpenDatabase database = reopen();
+    ReadDatabase database = reopen();
     EXPECT_EQ(database.read("T").rows, numbered_rows(1, 100));
 }
 
@@ -240,9 +238,9 @@ TEST_F(DictionaryTest, CoreTablesAreFoundByObjectNumberWhereBootstrapIsGone) {
     const uint32_t header = bootstrap_header();
     const uint32_t object = load_le32(block(SYSTEM_FILE, header).data() + 92 + 8);
     destroy(SYSTEM_FILE, header);
-    for (const uint32_t number : blocks_of_type(SYSTEM_FILE, TABLE_TYPE, object))
+    for (const uint32_t number : blocks_of_type(SYSTEM_FILE, TABLE_BLOCKS, object))
         destroy(SYSTEM_FILE, number);
-    OpenDatabase database = reopen();
+    ReadDatabase database = reopen();
     EXPECT_EQ(database.read("T").rows, numbered_rows(1, 100));
 }
 
@@ -252,7 +250,7 @@ TEST_F(DictionaryTest, LostHeadersOfDictionarySegmentsCostNothing) {
         destroy(SYSTEM_FILE, cluster_header(cluster));
     for (const char *table : {"OBJ$", "PROPS$"})
         destroy(SYSTEM_FILE, table_header(table));
-    OpenDatabase database = reopen();
+    ReadDatabase database = reopen();
     EXPECT_EQ(database.read("T").rows, numbered_rows(1, 100));
     EXPECT_EQ(database.dictionary.charset(), "AL32UTF8");
     EXPECT_EQ(database.dictionary.tally().losses.size(), 5u);
@@ -263,9 +261,9 @@ TEST_F(DictionaryTest, ATableWithoutAnObjectIsNamedByItsNumber) {
     const size_t table = add_table("T");
     insert_rows(table, 1, 100);
     db().finish();
-    for (const uint32_t number : blocks_of_type(SYSTEM_FILE, TABLE_TYPE, 18)) // OBJ$
+    for (const uint32_t number : blocks_of_type(SYSTEM_FILE, TABLE_BLOCKS, 18)) // OBJ$
         destroy(SYSTEM_FILE, number);
-    OpenDatabase database = reopen();
+    ReadDatabase database = reopen();
     const std::string name = "OBJ_" + std::to_string(db().model().tables[table].place.objn);
     EXPECT_EQ(database.dictionary.owner_name(db().model().tables[table].place.objn), "UNKNOWN");
     EXPECT_EQ(database.read(name).rows, numbered_rows(1, 100));
@@ -273,9 +271,9 @@ TEST_F(DictionaryTest, ATableWithoutAnObjectIsNamedByItsNumber) {
 
 TEST_F(DictionaryTest, ATableWithoutARowIsToldAsLost) {
     finish_with_table();
-    for (const uint32_t number : blocks_of_type(SYSTEM_FILE, TABLE_TYPE, 2)) // C_OBJ#
+    for (const uint32_t number : blocks_of_type(SYSTEM_FILE, TABLE_BLOCKS, 2)) // C_OBJ#
         destroy(SYSTEM_FILE, number);
-    const OpenDatabase database = reopen();
+    const ReadDatabase database = reopen();
     EXPECT_TRUE(database.table("T").row_lost);
     EXPECT_EQ(database.dictionary.obstacle(database.table("T")), Obstacle::row_lost);
 }
@@ -283,7 +281,7 @@ TEST_F(DictionaryTest, ATableWithoutARowIsToldAsLost) {
 TEST_F(DictionaryTest, AFileWithALostHeaderIsReadAllTheSame) {
     finish_with_table();
     destroy(USERS_FILE, 1);
-    OpenDatabase database = reopen();
+    ReadDatabase database = reopen();
     EXPECT_EQ(database.read("T").rows, numbered_rows(1, 100));
 }
 
@@ -300,7 +298,7 @@ TEST_F(DictionaryTest, TablesWithoutPlainRowsAreNamed) {
     sample::TableDef empty = table_def(scott(), "EMPTY", users());
     empty.has_segment = false;
     db().add_table(empty);
-    const OpenDatabase database = open();
+    const ReadDatabase database = open();
     const auto obstacle = [&](const char *name) {
         return database.dictionary.obstacle(database.table(name));
     };
@@ -316,7 +314,7 @@ TEST_F(NewerDictionaryTest, FragmentsOfLobsAndIndexesHaveSegmentsOfTheirOwn) {
     def.columns.push_back(sample::typed_column("TEXT", 112, 4000));
     def.partitions = {{"P1", std::nullopt, "10", {}}, {"P2", std::nullopt, "MAXVALUE", {}}};
     const size_t table = db().add_table(def);
-    const OpenDatabase database = open();
+    const ReadDatabase database = open();
     const Dictionary &d = database.dictionary;
     const sample::TableEntry &entry = db().model().tables[table];
     ASSERT_EQ(d.lobs(entry.place.objn).size(), 1u);
@@ -386,7 +384,7 @@ TEST_F(LongDefaultsTest, TheValuesOfAddedColumnsTake64MebibytesAtMost) {
         objects.push_back(db().model().tables[db().add_table(def)].place.objn);
     }
     db().finish();
-    const OpenDatabase database = reopen();
+    const ReadDatabase database = reopen();
     const Dictionary &d = database.dictionary;
     size_t known = 0;
     for (const uint32_t object : objects)
@@ -404,7 +402,7 @@ TEST_F(NewerDictionaryTest, PrimaryKeysAreInTheOrderOfTheirColumns) {
     def.constraints = {{"T_PK", sample::CONSTRAINT_PRIMARY_KEY, {"NAME", "ID"}},
                        {"T_UK", sample::CONSTRAINT_UNIQUE, {"ID"}}};
     const size_t table = db().add_table(def);
-    const OpenDatabase database = open();
+    const ReadDatabase database = open();
     const auto key = database.dictionary.primary_key(db().model().tables[table].place.objn);
     ASSERT_EQ(key.size(), 2u);
     EXPECT_EQ(key[0].internal_column, 2u);

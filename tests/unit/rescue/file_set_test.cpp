@@ -11,8 +11,6 @@ using namespace vexlo;
 
 namespace {
 
-constexpr uint32_t HEADER = 1;
-
 class FileSetTest : public RescueTest {
 protected:
     void write(const std::string &name, const std::string &text) { std::ofstream(path_of(name)) << text; }
@@ -86,8 +84,8 @@ TEST_F(FileSetTest, AFileNamedTwiceIsOneFile) {
 TEST_F(FileSetTest, OfTwoCopiesTheOneWithTheNewerCheckpointIsUsed) {
     db().finish();
     copy(USERS_FILE, "copy.dbf");
-    patch("copy.dbf", HEADER, KCVCPSCN, {0xFF, 0xFF, 0xFF, 0xFF, 0x01, 0x00});
-    patch(USERS_FILE, HEADER, KCVCPSCN, {0x01, 0x00, 0x00, 0x00, 0x02, 0x00}); // wrap 2 is newer
+    patch("copy.dbf", FILE_HEADER, KCVCPSCN, {0xFF, 0xFF, 0xFF, 0xFF, 0x01, 0x00});
+    patch(USERS_FILE, FILE_HEADER, KCVCPSCN, {0x01, 0x00, 0x00, 0x00, 0x02, 0x00}); // wrap 2 is newer
     const FileSet files(of_files({path_of("copy.dbf"), path_of(USERS_FILE)}));
     EXPECT_EQ(used_paths(files), (Names{USERS_FILE}));
     EXPECT_EQ(files.inputs()[0]->status(), FileStatus::duplicate);
@@ -107,7 +105,7 @@ TEST_F(FileSetTest, OfEqualCopiesTheFirstIsUsed) {
 TEST_F(FileSetTest, SeveralDatabasesAreAnErrorUnlessOneIsChosen) {
     db().finish();
     copy(USERS_FILE, "other.dbf");
-    patch("other.dbf", HEADER, KCCFHDBI, {7, 0, 0, 0});
+    patch("other.dbf", FILE_HEADER, KCCFHDBI, {7, 0, 0, 0});
     FileQuery query = of_files({path_of(SYSTEM_FILE), path_of("other.dbf")});
     EXPECT_THROW(FileSet{query}, UsageError);
     query.dbid = 7;
@@ -121,7 +119,7 @@ TEST_F(FileSetTest, SeveralDatabasesAreAnErrorUnlessOneIsChosen) {
 TEST_F(FileSetTest, TwoFilesThatClaimOnePlaceAreRefused) {
     db().finish();
     copy(USERS_FILE, "other.dbf");
-    patch("other.dbf", HEADER, KCCFHFNO, {9, 0}); // another file of another container
+    patch("other.dbf", FILE_HEADER, KCCFHFNO, {9, 0}); // another file of another container
     EXPECT_THROW(FileSet(of_files({path_of(USERS_FILE), path_of("other.dbf")})), UsageError);
 }
 
@@ -140,7 +138,7 @@ TEST_F(FileSetTest, BlocksAreFoundByTablespaceAndAddress) {
 TEST_F(FileSetTest, AFileWithoutAHeaderServesEveryTablespaceUntilItIsPlaced) {
     insert_rows(add_table("T"), 1, 100);
     db().finish();
-    destroy(USERS_FILE, HEADER);
+    destroy(USERS_FILE, FILE_HEADER);
     FileSet files(of_files({directory()}));
     EXPECT_NE(files.find(users(), make_rdba(2, 17)).file, nullptr);
     EXPECT_NE(files.find(11, make_rdba(2, 17)).file, nullptr);
@@ -154,7 +152,7 @@ TEST_F(FileSetTest, AFileWithoutAHeaderServesEveryTablespaceUntilItIsPlaced) {
 TEST_F(FileSetTest, ACopyWhoseHeaderIsDamagedGivesWayToTheSoundFile) {
     db().finish();
     copy(USERS_FILE, "a copy.dbf"); // in front of the other
-    patch("a copy.dbf", HEADER, 100, {0x55}, false);
+    patch("a copy.dbf", FILE_HEADER, 100, {0x55}, false);
     const FileSet files(of_files({path_of("a copy.dbf"), path_of(USERS_FILE)}));
     EXPECT_EQ(used_paths(files), (Names{USERS_FILE}));
     EXPECT_EQ(files.inputs()[0]->remark(), "copy of \"" + path_of(USERS_FILE) + "\", whose header is sound");
@@ -163,7 +161,7 @@ TEST_F(FileSetTest, ACopyWhoseHeaderIsDamagedGivesWayToTheSoundFile) {
 TEST_F(FileSetTest, ACopyWithoutAHeaderGivesWayWhenFilesArePlaced) {
     db().finish();
     copy(USERS_FILE, "a copy.dbf");
-    destroy("a copy.dbf", HEADER);
+    destroy("a copy.dbf", FILE_HEADER);
     FileSet files(of_files({path_of("a copy.dbf"), path_of(USERS_FILE)}));
     files.place_files({{2, users(), 2, 100}});
     EXPECT_EQ(used_paths(files), (Names{USERS_FILE}));
@@ -174,7 +172,7 @@ TEST_F(FileSetTest, OfTwoCopiesWithoutHeadersOneIsUsed) {
     db().finish();
     copy(USERS_FILE, "a copy.dbf");
     for (const char *file : {"a copy.dbf", USERS_FILE})
-        destroy(file, HEADER);
+        destroy(file, FILE_HEADER);
     FileSet files(of_files({path_of("a copy.dbf"), path_of(USERS_FILE)}));
     files.place_files({{2, users(), 2, 100}});
     EXPECT_EQ(used_paths(files).size(), 1u);
@@ -185,8 +183,8 @@ TEST_F(FileSetTest, OfTwoCopiesWithoutHeadersOneIsUsed) {
 TEST_F(FileSetTest, DatabaseAndRootOfADamagedHeaderAreNotBelieved) {
     insert_rows(add_table("T"), 1, 100);
     db().finish();
-    patch(USERS_FILE, HEADER, KCCFHDBI, {7, 0, 0, 0}, false);
-    patch(USERS_FILE, HEADER, ROOTDBA, {9, 0, 0x80, 0}, false);
+    patch(USERS_FILE, FILE_HEADER, KCCFHDBI, {7, 0, 0, 0}, false);
+    patch(USERS_FILE, FILE_HEADER, ROOTDBA, {9, 0, 0x80, 0}, false);
     FileQuery query = of_files({path_of(USERS_FILE), path_of(SYSTEM_FILE)});
     const FileSet files(query);
     EXPECT_EQ(used_paths(files), (Names{USERS_FILE, SYSTEM_FILE}));
@@ -202,8 +200,8 @@ TEST_F(FileSetTest, WithoutSoundHeadersTheDatabaseThatMostNameIsTheOne) {
     db().finish();
     copy(USERS_FILE, "other.dbf");
     for (const char *file : {USERS_FILE, SYSTEM_FILE, "other.dbf"})
-        patch(file, HEADER, 600, {0x55}, false);
-    patch("other.dbf", HEADER, KCCFHDBI, {7, 0, 0, 0}, false);
+        patch(file, FILE_HEADER, 600, {0x55}, false);
+    patch("other.dbf", FILE_HEADER, KCCFHDBI, {7, 0, 0, 0}, false);
     const FileSet files(of_files({path_of(USERS_FILE), path_of(SYSTEM_FILE), path_of("other.dbf")}));
     EXPECT_EQ(files.dbid(), 0x56E71A0Cu);
 }
@@ -212,7 +210,7 @@ TEST_F(FileSetTest, TheDictionaryTellsTheTablespaceOfADamagedHeader) {
     constexpr uint32_t WRONG = 9;
     insert_rows(add_table("T"), 1, 100);
     db().finish();
-    patch(USERS_FILE, HEADER, KCVFHTSN, {WRONG, 0, 0, 0}, false);
+    patch(USERS_FILE, FILE_HEADER, KCVFHTSN, {WRONG, 0, 0, 0}, false);
     FileSet files(of_files({directory()}));
     EXPECT_NE(files.find(users(), make_rdba(2, 17)).file, nullptr);
     files.place_files({{1, 0, 1, 100}, {2, users(), 2, 100}});
@@ -223,7 +221,7 @@ TEST_F(FileSetTest, TheDictionaryTellsTheTablespaceOfADamagedHeader) {
 TEST_F(FileSetTest, WhereTheDictionaryDoesNotTheHeaderDoes) {
     insert_rows(add_table("T"), 1, 100);
     db().finish();
-    patch(USERS_FILE, HEADER, 600, {0x55}, false);
+    patch(USERS_FILE, FILE_HEADER, 600, {0x55}, false);
     FileSet files(of_files({directory()}));
     EXPECT_TRUE(files.tablespace(users()).empty());
     files.place_files({});
@@ -234,7 +232,7 @@ TEST_F(FileSetTest, OfFilesOfOneNumberTheOneThatTheDictionaryNamesIsUsed) {
     constexpr uint8_t DROPPED = 9; // tablespace
     db().finish();
     copy(USERS_FILE, "a stale.dbf");
-    patch("a stale.dbf", HEADER, KCVFHTSN, {DROPPED, 0, 0, 0});
+    patch("a stale.dbf", FILE_HEADER, KCVFHTSN, {DROPPED, 0, 0, 0});
     FileSet files(of_files({path_of("a stale.dbf"), path_of(USERS_FILE)}));
     files.place_files({{2, users(), 2, 100}});
     EXPECT_EQ(used_paths(files), (Names{USERS_FILE}));
@@ -245,7 +243,7 @@ TEST_F(FileSetTest, WhereItNamesNoneOfThemEachServesItsOwnTablespace) {
     constexpr uint8_t OTHER = 9; // tablespace
     db().finish();
     copy(USERS_FILE, "a stale.dbf");
-    patch("a stale.dbf", HEADER, KCVFHTSN, {OTHER, 0, 0, 0});
+    patch("a stale.dbf", FILE_HEADER, KCVFHTSN, {OTHER, 0, 0, 0});
     FileSet files(of_files({path_of("a stale.dbf"), path_of(USERS_FILE)}));
     files.place_files({});
     EXPECT_EQ(used_paths(files), (Names{"a stale.dbf", USERS_FILE}));
@@ -267,7 +265,7 @@ TEST_F(FileSetTest, BigfilesWithoutHeadersAreOfTheTablespaceWhoseSegmentsTheyHol
     }
     db().finish();
     for (const char *file : {"biga01.dbf", "bigb01.dbf"})
-        destroy(file, HEADER);
+        destroy(file, FILE_HEADER);
     FileSet files(of_files({path_of("bigb01.dbf"), path_of("biga01.dbf")}));
     const auto expected = [&](size_t i) {
         return ExpectedFile{static_cast<uint32_t>(3 + i),
@@ -292,7 +290,7 @@ TEST_F(FileSetTest, ABigfileForWhichNothingSpeaksHasNoTablespace) {
     }
     db().finish();
     for (const char *file : {"biga01.dbf", "bigb01.dbf"})
-        destroy(file, HEADER);
+        destroy(file, FILE_HEADER);
     FileSet files(of_files({path_of("bigb01.dbf"), path_of("biga01.dbf")}));
     files.place_files({{3, 5, BIGFILE_RFN, 100}, {4, 6, BIGFILE_RFN, 100}});
     EXPECT_TRUE(files.tablespace(5).empty());

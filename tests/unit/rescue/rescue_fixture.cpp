@@ -30,19 +30,19 @@ std::string text_of(const Column &column, const Field &field) {
 
 } // namespace
 
-OpenDatabase::OpenDatabase(const std::vector<std::string> &paths, ReadOptions read_options)
+ReadDatabase::ReadDatabase(const std::vector<std::string> &paths, ReadOptions read_options)
     : options(read_options), files(FileQuery{paths, {}, {}, {}}), scans(files, read_options.trust_blocks),
       dictionary(files, scans, read_options),
       directory(std::filesystem::path(paths.front()).parent_path().string()) {}
 
-const TableRecord &OpenDatabase::table(std::string_view name) const {
+const TableRecord &ReadDatabase::table(std::string_view name) const {
     for (const TableRecord &record : dictionary.tables())
         if (dictionary.object_name(record.object) == name)
             return record;
     throw std::runtime_error("no table " + std::string(name));
 }
 
-TableRows OpenDatabase::read(std::string_view name, bool hidden) {
+TableRows ReadDatabase::read(std::string_view name, bool hidden) {
     const TableRecord &record = table(name);
     const TableLayout layout = make_layout(dictionary, record, hidden);
     TableRows result;
@@ -105,9 +105,9 @@ std::vector<std::string> RescueTest::paths() {
     return result;
 }
 
-OpenDatabase RescueTest::open(ReadOptions options) {
+ReadDatabase RescueTest::open(ReadOptions options) {
     db().finish();
-    return OpenDatabase(paths(), options);
+    return ReadDatabase(paths(), options);
 }
 
 void RescueTest::patch(std::string_view file, uint32_t number, size_t offset, const sample::Bytes &bytes,

@@ -19,6 +19,8 @@
 namespace rescue_test {
 
 constexpr uint32_t DB_BLOCK_SIZE = 8192;
+constexpr uint32_t FILE_HEADER = 1;    // its block
+constexpr uint8_t TABLE_BLOCKS = 0x06; // their type
 
 // A value as text, "NULL" for none; bytes of a LONG are shortened to their number when there are many.
 using TextRow = std::vector<std::string>;
@@ -41,8 +43,8 @@ struct TableRows {
 };
 
 // The files of a database with everything that reading needs.
-struct OpenDatabase {
-    explicit OpenDatabase(const std::vector<std::string> &paths, vexlo::ReadOptions read_options = {});
+struct ReadDatabase {
+    explicit ReadDatabase(const std::vector<std::string> &paths, vexlo::ReadOptions read_options = {});
 
     // The rows of the table of that name, whoever owns it.
     TableRows read(std::string_view table, bool hidden = false);
@@ -72,7 +74,7 @@ protected:
     void insert_rows(size_t table, int first, int last);
 
     // Ends the database and opens its files.
-    OpenDatabase open(vexlo::ReadOptions options = {});
+    ReadDatabase open(vexlo::ReadOptions options = {});
     std::vector<std::string> paths();
     std::string path_of(std::string_view file) const { return directory_ / std::string(file); }
     std::string directory() const { return directory_.path(); }

@@ -8,8 +8,6 @@ using namespace vexlo;
 
 namespace {
 
-constexpr uint8_t TABLE_TYPE = 0x06;
-
 std::string letters(size_t size, int seed = 0) {
     std::string text(size, ' ');
     for (size_t i = 0; i < size; ++i)
@@ -21,7 +19,7 @@ class RowReaderTest : public RescueTest {
 protected:
     // Blocks of a table that hold rows, in order.
     std::vector<uint32_t> data_blocks(size_t table) {
-        return blocks_of_type(USERS_FILE, TABLE_TYPE, object_of(table));
+        return blocks_of_type(USERS_FILE, TABLE_BLOCKS, object_of(table));
     }
     // Offset of the row piece of entry `slot` of a block of one table.
     size_t piece_at(uint32_t number, int slot) {
@@ -30,7 +28,7 @@ protected:
         EXPECT_TRUE(locate_rows({bytes.data(), DB_BLOCK_SIZE, 0}, &area));
         return static_cast<size_t>(find_piece(area, slot) - bytes.data());
     }
-    OpenDatabase reopen(ReadOptions options = {}) { return OpenDatabase(paths(), options); }
+    ReadDatabase reopen(ReadOptions options = {}) { return ReadDatabase(paths(), options); }
 };
 
 } // namespace
@@ -164,7 +162,7 @@ TEST_F(RowReaderTest, ALongColumnThatIsNotShownIsOfAnySize) {
 // there are rows.
 TEST_F(RowReaderTest, ReadersOfASegmentFollowNoMorePiecesThanItsTablespaceHasRoomFor) {
     insert_rows(add_table("T"), 1, 10);
-    const OpenDatabase database = open();
+    const ReadDatabase database = open();
     PieceBudget shared(database.files, users());
     uint64_t pieces = 0;
     while (shared.take())
@@ -300,7 +298,7 @@ TEST_F(RowReaderTest, RowDependenciesAreSteppedOverInEitherWidth) {
         db().rows(wide).insert_piece(piece);
     }
     db().finish();
-    OpenDatabase open = reopen();
+    ReadDatabase open = reopen();
     EXPECT_EQ(open.read("T").rows, numbered_rows(1, 500));
     TableLayout layout = make_layout(open.dictionary, open.table("WIDE"));
     layout.dependencies = Dependencies::carried;
@@ -333,7 +331,7 @@ TEST_F(RowReaderTest, HiddenUnusedAndVirtualColumnsAreLeftOutUnlessAskedFor) {
     const size_t table = db().add_table(def);
     db().insert(table, {sample::number(1), sample::number(2), sample::number(3), sample::number(4),
                         sample::text("n")});
-    OpenDatabase database = open();
+    ReadDatabase database = open();
     const TableRows shown = database.read("T");
     EXPECT_EQ(shown.columns, (std::vector<std::string>{"ID", "NAME"}));
     EXPECT_EQ(shown.rows, (std::vector<TextRow>{{"1", "n"}}));
@@ -432,9 +430,9 @@ TEST_F(AddedDefaultTest, WhereTheDefaultIsLostItsValuesAreCounted) {
     db().insert(table, {sample::number(1), sample::text("n"), sample::null_value()});
     db().insert(table, {sample::number(2), sample::text("n"), sample::text("own")});
     db().finish();
-    for (const uint32_t number : blocks_of_type(SYSTEM_FILE, TABLE_TYPE, 126)) // ECOL$
+    for (const uint32_t number : blocks_of_type(SYSTEM_FILE, TABLE_BLOCKS, 126)) // ECOL$
         destroy(SYSTEM_FILE, number);
-    const TableRows read = OpenDatabase(paths()).read("T");
+    const TableRows read = ReadDatabase(paths()).read("T");
     EXPECT_EQ(read.rows, (std::vector<TextRow>{{"1", "n", "NULL"}, {"2", "n", "own"}}));
     EXPECT_EQ(read.row_counts.lost_defaults, 1u);
 }
@@ -477,7 +475,7 @@ TEST_F(RowReaderTest, RowsInAClusterTakeTheirKeyFromItsRow) {
             expected.push_back({std::to_string(i), name, std::to_string(key)});
         }
     }
-    OpenDatabase database = open();
+    ReadDatabase database = open();
     const TableRows read = database.read("A");
     EXPECT_EQ(read.rows, expected);
     EXPECT_TRUE(read.suspects.empty());
@@ -505,7 +503,7 @@ TEST_F(RowReaderTest, BlocksOfAnEarlierIncarnationAreNeitherRowsNorForeign) {
     def.segment.old_objd = OLD;
     const size_t table = db().add_table(def);
     insert_rows(table, 1, 100);
-    OpenDatabase database = open();
+    ReadDatabase database = open();
     const TableLayout layout = make_layout(database.dictionary, database.table("T"));
     const SegmentRef segment = database.dictionary.segments(database.table("T")).at(0).segment;
     // The object number is that of the table when it was made; each truncation gives a higher data object
@@ -551,7 +549,7 @@ TEST_F(RowReaderTest, PartitionsComeInTheirOrder) {
     const size_t table = db().add_table(def);
     for (const size_t part : {size_t{2}, size_t{0}, size_t{1}})
         db().insert(table, {sample::number(static_cast<int64_t>(part)), sample::text("x")}, {}, part);
-    OpenDatabase database = open();
+    ReadDatabase database = open();
     EXPECT_EQ(database.read("P").rows, (std::vector<TextRow>{{"0", "x"}, {"1", "x"}, {"2", "x"}}));
     std::vector<std::string> names;
     for (const TableSegment &part : database.dictionary.segments(database.table("P")))

@@ -16,7 +16,7 @@ class SegmentOwnersTest : public RescueTest {
 protected:
     // The owners of a range of blocks of the file of USERS.
     std::vector<Owned> owners_of(uint64_t first, uint64_t blocks) {
-        const OpenDatabase database(paths());
+        const ReadDatabase database(paths());
         const Datafile *file = database.files.tablespace(users()).front();
         std::vector<Owned> owned;
         for (const OwnedRange &range : name_owners({{file, {first, blocks, Health::tail}, ""}},

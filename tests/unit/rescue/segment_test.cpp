@@ -9,7 +9,6 @@ namespace {
 
 constexpr uint8_t HEADER_TYPE = 0x23;
 constexpr uint8_t MAP_TYPE = 0x24;
-constexpr uint8_t TABLE_TYPE = 0x06;
 constexpr size_t HEADER_MAP = 264; // place of the extent map in a header, and in a map block
 constexpr size_t BLOCK_MAP = 20;
 
@@ -40,7 +39,7 @@ protected:
             row[1] += std::string(300, 'x');
         return rows;
     }
-    OpenDatabase reopen(ReadOptions options = {}) { return OpenDatabase(paths(), options); }
+    ReadDatabase reopen(ReadOptions options = {}) { return ReadDatabase(paths(), options); }
     uint32_t header() { return header_block(table_); }
 
     static constexpr int LAST = 3000;
@@ -55,7 +54,7 @@ TEST_F(SegmentTest, MapsLeadToAllRowsInOrder) {
     EXPECT_EQ(read.rows, all_rows());
     EXPECT_TRUE(read.suspects.empty());
     EXPECT_TRUE(read.tally.losses.empty());
-    EXPECT_EQ(read.tally.counts.data, blocks_of_type(USERS_FILE, TABLE_TYPE, object_of(table_)).size());
+    EXPECT_EQ(read.tally.counts.data, blocks_of_type(USERS_FILE, TABLE_BLOCKS, object_of(table_)).size());
     EXPECT_EQ(read.tally.counts.foreign, 0u);
 }
 
@@ -124,7 +123,7 @@ TEST_F(SegmentTest, SegmentsThatShareABudgetAreLedToNoMoreBlocksThanTheirTablesp
     const uint64_t end = std::filesystem::file_size(path_of(USERS_FILE)) / DB_BLOCK_SIZE;
     patch(USERS_FILE, header(), HEADER_MAP + 16, word(make_rdba(2, 2)));
     patch(USERS_FILE, header(), HEADER_MAP + 16 + 4, word(static_cast<uint32_t>(end - 2)));
-    OpenDatabase database = reopen();
+    ReadDatabase database = reopen();
     const TableSegment segment = database.dictionary.segments(database.table("T")).front();
     const auto budget = std::make_shared<BlockBudget>(database.files, users());
     uint64_t mapped = 0, scanned = 0;
@@ -168,7 +167,7 @@ TEST_F(SegmentTest, AnExtentInAMissingFileIsALoss) {
     const uint32_t rdba = load_le32(block(USERS_FILE, header()).data() + HEADER_MAP + 16 + 8);
     patch(USERS_FILE, header(), HEADER_MAP + 16 + 8,
           word(make_rdba(77, 130))); // address of the second extent
-    OpenDatabase open = reopen();
+    ReadDatabase open = reopen();
     const TableRows read = open.read("T");
     ASSERT_EQ(read.tally.losses.size(), 1u);
     EXPECT_EQ(read.tally.losses[0], (Loss{LossKind::missing_file, users(), 0, 77, 130, 4}));
@@ -178,19 +177,19 @@ TEST_F(SegmentTest, AnExtentInAMissingFileIsALoss) {
 }
 
 TEST_F(SegmentTest, EncryptedBlocksThatAScanMeetsBesideTheSegmentAreCounted) {
-    const std::vector<uint32_t> blocks = blocks_of_type(USERS_FILE, TABLE_TYPE, object_of(table_));
+    const std::vector<uint32_t> blocks = blocks_of_type(USERS_FILE, TABLE_BLOCKS, object_of(table_));
     constexpr uint8_t CHECKED_AND_ENCRYPTED = 0x14;
     patch(USERS_FILE, blocks[20], 15, {CHECKED_AND_ENCRYPTED});
     patch(USERS_FILE, blocks[20], 24, word(0xC1FE77E4));
     ReadOptions options;
     options.ignore_maps = true;
-    OpenDatabase open = reopen(options);
+    ReadDatabase open = reopen(options);
     EXPECT_EQ(open.read("T").tally.counts.encrypted, 1u);
     EXPECT_EQ(open.read("OTHER").tally.counts.encrypted, 0u);
 }
 
 TEST_F(SegmentTest, BlocksOfAnotherTableAreForeign) {
-    const std::vector<uint32_t> blocks = blocks_of_type(USERS_FILE, TABLE_TYPE, object_of(table_));
+    const std::vector<uint32_t> blocks = blocks_of_type(USERS_FILE, TABLE_BLOCKS, object_of(table_));
     patch(USERS_FILE, blocks[1], 24, word(object_of(other_)));
     const TableRows read = reopen().read("T");
     EXPECT_EQ(read.tally.counts.foreign, 1u);
@@ -200,7 +199,7 @@ TEST_F(SegmentTest, BlocksOfAnotherTableAreForeign) {
 }
 
 TEST_F(SegmentTest, LostBlocksAreRangesOfTheirKind) {
-    const std::vector<uint32_t> blocks = blocks_of_type(USERS_FILE, TABLE_TYPE, object_of(table_));
+    const std::vector<uint32_t> blocks = blocks_of_type(USERS_FILE, TABLE_BLOCKS, object_of(table_));
     // Two blocks side by side, one for itself.
     size_t pair = 0;
     while (blocks[pair + 1] != blocks[pair] + 1)
@@ -221,10 +220,10 @@ TEST_F(SegmentTest, LostBlocksAreRangesOfTheirKind) {
 }
 
 TEST_F(SegmentTest, WhenTheFilesAreGoneThroughLostBlocksBesideTheSegmentCount) {
-    const std::vector<uint32_t> blocks = blocks_of_type(USERS_FILE, TABLE_TYPE, object_of(table_));
+    const std::vector<uint32_t> blocks = blocks_of_type(USERS_FILE, TABLE_BLOCKS, object_of(table_));
     destroy(USERS_FILE, header());
     destroy(USERS_FILE, blocks[20]);
-    const std::vector<uint32_t> others = blocks_of_type(USERS_FILE, TABLE_TYPE, object_of(other_));
+    const std::vector<uint32_t> others = blocks_of_type(USERS_FILE, TABLE_BLOCKS, object_of(other_));
     destroy(USERS_FILE, others[others.size() / 2]); // between blocks of the other table
     const TableRows read = reopen().read("T");
     std::vector<uint64_t> lost;

@@ -64,13 +64,13 @@ TEST(Stop, ASignalThatIsIgnoredStaysSo) {
 
 TEST_F(StopTest, ItIsHeardWhileFilesAreGoneThrough) {
     insert_rows(add_table("T"), 1, 10);
-    rescue_test::OpenDatabase database = open();
+    rescue_test::ReadDatabase database = open();
     expect_heard([&] { database.scans.of(users()); });
 }
 
 TEST_F(StopTest, ItIsHeardWhileMapsAreRead) {
     insert_rows(add_table("T"), 1, 10);
-    rescue_test::OpenDatabase database = open();
+    rescue_test::ReadDatabase database = open();
     const std::vector<TableSegment> segments = database.dictionary.segments(database.table("T"));
     expect_heard([&] {
         SegmentRuns runs(database.files, database.scans, segments.at(0).segment, {});
@@ -82,7 +82,7 @@ TEST_F(StopTest, ItIsHeardWhileMapsAreRead) {
 TEST_F(StopTest, ItIsHeardWhileTheDictionaryIsRead) {
     insert_rows(add_table("T"), 1, 10);
     db().finish();
-    expect_heard([&] { rescue_test::OpenDatabase database(paths()); });
+    expect_heard([&] { rescue_test::ReadDatabase database(paths()); });
 }
 
 TEST_F(StopTest, ItIsHeardWhileTheBlocksOfLobsAreLookedFor) {

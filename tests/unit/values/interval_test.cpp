@@ -6,9 +6,9 @@
 namespace {
 
 using vexlo::IntervalStyle;
-using Formatter = char *(*)(const uint8_t *, size_t, IntervalStyle, char *);
+using IntervalFormatter = char *(*)(const uint8_t *, size_t, IntervalStyle, char *);
 
-std::string text_of(Formatter format, const Bytes &bytes, IntervalStyle style) {
+std::string text_of(IntervalFormatter format, const Bytes &bytes, IntervalStyle style) {
     char out[vexlo::INTERVAL_TEXT_MAX];
     char *end = format(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size(), style, out);
     return end == nullptr ? "invalid" : std::string(&out[0], end);

@@ -4,26 +4,21 @@
 
 #include <gtest/gtest.h>
 
+#include "bytes.h"
 #include "values/lob_inflater.h"
 #include "values/lob_locator.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
-Bytes from_hex(std::string_view hex) {
-    Bytes bytes;
-    for (size_t i = 0; i + 1 < hex.size(); i += 2)
-        bytes.push_back(static_cast<uint8_t>(std::stoul(std::string(hex.substr(i, 2)), nullptr, 16)));
-    return bytes;
-}
+using ByteVector = vexlo_test::bytes;
+using vexlo_test::from_hex;
 
 struct Inflated {
     bool sound = true;
-    Bytes bytes;
+    ByteVector bytes;
 };
 
-Inflated inflate(const Bytes &stored, uint64_t length, size_t piece) {
+Inflated inflate(const ByteVector &stored, uint64_t length, size_t piece) {
     Inflated result;
     vexlo::LobInflater inflater(length, [&](std::span<const uint8_t> bytes) {
         result.bytes.insert(result.bytes.end(), bytes.begin(), bytes.end());
@@ -40,22 +35,23 @@ const char MEDIUM[] = "78017376"
 const char HIGH[] = "789cedc1210100000002a07106ff3ff28601480100807703c97f4032";
 
 // What `count` of them stand for.
-Bytes plain(size_t count) {
-    Bytes bytes(3000 * count, 'G');
+ByteVector plain(size_t count) {
+    ByteVector bytes(3000 * count, 'G');
     for (size_t at = 0; at < bytes.size(); at += 3000)
         bytes[at] = 'C';
     return bytes;
 }
 
 // With `gap` bytes in front of the streams and `behind` behind them.
-Bytes with_map(const std::vector<Bytes> &streams, uint32_t plain_size, size_t gap, size_t behind = 0) {
-    Bytes map = from_hex("deadbeef01");
+ByteVector with_map(const std::vector<ByteVector> &streams, uint32_t plain_size, size_t gap,
+                    size_t behind = 0) {
+    ByteVector map = from_hex("deadbeef01");
     const auto number = [&](uint64_t value, int size) {
         for (int shift = 8 * (size - 1); shift >= 0; shift -= 8)
             map.push_back(static_cast<uint8_t>(value >> shift));
     };
     size_t stored = 0;
-    for (const Bytes &stream : streams)
+    for (const ByteVector &stream : streams)
         stored += stream.size();
     const size_t first = 29 + 8 * streams.size() + gap;
     number(uint64_t{plain_size} * streams.size(), 8);
@@ -64,12 +60,12 @@ Bytes with_map(const std::vector<Bytes> &streams, uint32_t plain_size, size_t ga
     number(streams.size(), 2);
     number(first, 2);
     number(0x270F, 4);
-    for (const Bytes &stream : streams) {
+    for (const ByteVector &stream : streams) {
         number(plain_size, 4);
         number(stream.size(), 4);
     }
     map.resize(first);
-    for (const Bytes &stream : streams)
+    for (const ByteVector &stream : streams)
         map.insert(map.end(), stream.begin(), stream.end());
     map.resize(map.size() + behind);
     return map;
@@ -85,8 +81,8 @@ TEST(LobInflater, OneStream) {
 }
 
 TEST(LobInflater, MapsOfStreams) {
-    Bytes stored = with_map({from_hex(MEDIUM), from_hex(HIGH), from_hex(MEDIUM)}, 3000, 7);
-    const Bytes second = with_map({from_hex(HIGH)}, 3000, 0);
+    ByteVector stored = with_map({from_hex(MEDIUM), from_hex(HIGH), from_hex(MEDIUM)}, 3000, 7);
+    const ByteVector second = with_map({from_hex(HIGH)}, 3000, 0);
     stored.insert(stored.end(), second.begin(), second.end());
     for (const size_t piece : {1, 28, 29, 30, 1000}) {
         const Inflated result = inflate(stored, 12000, piece);
@@ -97,8 +93,8 @@ TEST(LobInflater, MapsOfStreams) {
 
 // The next map stands where the size of the one before says.
 TEST(LobInflater, MapsMayHaveBytesBehindTheirStreams) {
-    Bytes stored = with_map({from_hex(MEDIUM), from_hex(HIGH)}, 3000, 0, 300);
-    const Bytes second = with_map({from_hex(HIGH)}, 3000, 5, 1);
+    ByteVector stored = with_map({from_hex(MEDIUM), from_hex(HIGH)}, 3000, 0, 300);
+    const ByteVector second = with_map({from_hex(HIGH)}, 3000, 5, 1);
     stored.insert(stored.end(), second.begin(), second.end());
     for (const size_t piece : {1, 100, 1000}) {
         const Inflated result = inflate(stored, 9000, piece);
@@ -114,7 +110,7 @@ TEST(LobInflater, StoredMap) {
     while (std::getline(in, line))
         if (!line.starts_with('#'))
             hex += line;
-    const Bytes stored = from_hex(hex);
+    const ByteVector stored = from_hex(hex);
     ASSERT_EQ(stored.size(), 0x31BFu);
     for (const size_t piece : {size_t{8060}, stored.size()}) {
         const Inflated result = inflate(stored, 0x3FF3E0, piece);
@@ -133,7 +129,7 @@ TEST(LobInflater, NoMoreComesOutThanTheLobIsLong) {
 }
 
 TEST(LobInflater, DamagedStreamsAreRefused) {
-    Bytes stored = from_hex(MEDIUM);
+    ByteVector stored = from_hex(MEDIUM);
     stored[0] = 0x12;
     EXPECT_FALSE(inflate(stored, 3000, 100).sound);
     stored = with_map({from_hex(MEDIUM), from_hex(HIGH)}, 3000, 0);
@@ -147,7 +143,7 @@ TEST(LobInflater, DamagedStreamsAreRefused) {
 }
 
 TEST(LobInflater, AMapThatOverlapsItsStreamsIsRefused) {
-    Bytes stored = with_map({from_hex(MEDIUM)}, 3000, 0);
+    ByteVector stored = with_map({from_hex(MEDIUM)}, 3000, 0);
     stored[24] = 30;
     EXPECT_FALSE(inflate(stored, 3000, 1000).sound);
 }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "bytes.h"
 #include "values/lob_locator.h"
 
 namespace {
@@ -10,26 +11,12 @@ namespace {
 using vexlo::LobLocator;
 using vexlo::LobPlace;
 using vexlo::LobType;
-using Bytes = std::vector<uint8_t>;
-
-Bytes from_hex(std::string_view hex) {
-    Bytes bytes;
-    std::string digits;
-    for (const char c : hex) {
-        if (c == ' ')
-            continue;
-        digits += c;
-        if (digits.size() == 2) {
-            bytes.push_back(static_cast<uint8_t>(std::stoul(digits, nullptr, 16)));
-            digits.clear();
-        }
-    }
-    return bytes;
-}
+using ByteVector = vexlo_test::bytes;
+using vexlo_test::from_hex;
 
 // The stored values by their descriptions.
-std::map<std::string, Bytes> stored_values() {
-    std::map<std::string, Bytes> values;
+std::map<std::string, ByteVector> stored_values() {
+    std::map<std::string, ByteVector> values;
     std::ifstream in(VEXLO_TEST_DATA "/lob_values.txt");
     for (std::string line; std::getline(in, line);)
         if (const size_t tab = line.find('\t'); tab != std::string::npos && line[0] != '#')
@@ -37,14 +24,14 @@ std::map<std::string, Bytes> stored_values() {
     return values;
 }
 
-LobLocator decode(const Bytes &bytes) {
+LobLocator decode(const ByteVector &bytes) {
     std::string fault;
     const auto lob = vexlo::decode_lob_locator(bytes, fault);
     EXPECT_TRUE(lob) << fault;
     return lob.value_or(LobLocator{});
 }
 
-std::string fault_of(const Bytes &bytes) {
+std::string fault_of(const ByteVector &bytes) {
     std::string fault;
     EXPECT_FALSE(vexlo::decode_lob_locator(bytes, fault));
     return fault;
@@ -78,15 +65,15 @@ TEST(LobLocator, EveryStoredValueDecodesToItsLastByte) {
 TEST(LobLocator, NoStoredValueDecodesWithAByteLess) {
     for (const auto &[what, bytes] : stored_values()) {
         SCOPED_TRACE(what);
-        EXPECT_NE(fault_of(Bytes(bytes.begin(), bytes.end() - 1)), "");
-        Bytes longer = bytes;
+        EXPECT_NE(fault_of(ByteVector(bytes.begin(), bytes.end() - 1)), "");
+        ByteVector longer = bytes;
         longer.push_back(0);
         EXPECT_NE(fault_of(longer), "");
     }
 }
 
 TEST(LobLocator, BasicFileInRow) {
-    const Bytes bytes =
+    const ByteVector bytes =
         from_hex("0054 0001 02 0c 80 00 0002 0000000100000 00ae44a 0020 09 00 00000000 0010 0000 00000001"
                  "5f0053d14e007ec45f0053d14e8c7ec4");
     const LobLocator lob = decode(bytes);
@@ -172,7 +159,7 @@ TEST(LobLocator, ExtentsDoNotOverlap) {
 
 TEST(LobLocator, SecureFileInRowThatWasNotWorthCompressing) {
     for (const char *method : {"01", "11"}) {
-        const Bytes bytes =
+        const ByteVector bytes =
             from_hex(std::string(SECURE_HEAD) + "0010 48 92 0001 0007 " + method + " 00 00 03 01 616263");
         const LobLocator lob = decode(bytes); // a view of them
         EXPECT_EQ(lob.place, LobPlace::in_row);
@@ -183,7 +170,7 @@ TEST(LobLocator, SecureFileInRowThatWasNotWorthCompressing) {
 
 TEST(LobLocator, SecureFileVersionsHaveOneToFourBytes) {
     for (const char *version : {"00 00 03 01", "00 01 03 0102", "00 02 03 010203", "00 03 03 01020304"}) {
-        Bytes bytes = from_hex(std::string(SECURE_HEAD) + "0000 48 90 0000 " + version + " 616263");
+        ByteVector bytes = from_hex(std::string(SECURE_HEAD) + "0000 48 90 0000 " + version + " 616263");
         bytes[21] = static_cast<uint8_t>(bytes.size() - 20);
         bytes[25] = static_cast<uint8_t>(bytes.size() - 26);
         EXPECT_EQ(decode(bytes).data.size(), 3u) << version;
@@ -247,21 +234,21 @@ TEST(LobLocator, UnknownFlagsAreAFault) {
     EXPECT_EQ(decode(from_hex(plain)).place, LobPlace::empty);
     const std::map<size_t, uint8_t> changes = {{5, 0x1c}, {6, 0x01}, {7, 0x01}, {22, 0x19}};
     for (const auto &[at, value] : changes) {
-        Bytes bytes = from_hex(plain);
+        ByteVector bytes = from_hex(plain);
         bytes[at] = value;
         EXPECT_EQ(fault_of(bytes), "the locator has flags that are not known") << at;
     }
 }
 
 TEST(LobLocator, OtherVersionsAreAFault) {
-    Bytes bytes = from_hex(std::string(BASIC_HEAD) + "0010 09 00 00000000 0000 0000 00000000");
+    ByteVector bytes = from_hex(std::string(BASIC_HEAD) + "0010 09 00 00000000 0000 0000 00000000");
     bytes[3] = 2;
     EXPECT_EQ(fault_of(bytes), "the value is no locator of a known version");
     EXPECT_EQ(fault_of({}), "the locator is cut off");
 }
 
 TEST(Bfile, DirectoryAndName) {
-    Bytes bytes = from_hex("00280001 08080000 0001 000000000000");
+    ByteVector bytes = from_hex("00280001 08080000 0001 000000000000");
     for (const std::string name : {"DOCS", "a.pdf"}) {
         bytes.push_back(0);
         bytes.push_back(static_cast<uint8_t>(name.size()));

@@ -6,10 +6,10 @@
 
 namespace {
 
-using Formatter = char *(const uint8_t *, size_t, char *);
+using NumberFormatter = char *(const uint8_t *, size_t, char *);
 
 // What stands behind the value would do as digits of it.
-std::string text_of(const Bytes &bytes, Formatter *format = vexlo::format_number) {
+std::string number_text(const Bytes &bytes, NumberFormatter *format = vexlo::format_number) {
     const Bytes padded = bytes + Bytes(vexlo::READ_SLACK, '\x33');
     char out[vexlo::NUMBER_TEXT_MAX];
     char *end = format(reinterpret_cast<const uint8_t *>(padded.data()), bytes.size(), out);
@@ -17,32 +17,32 @@ std::string text_of(const Bytes &bytes, Formatter *format = vexlo::format_number
 }
 
 TEST(Number, KnownPatterns) {
-    EXPECT_EQ(text_of("\x80"), "0");
-    EXPECT_EQ(text_of("\xC1\x02"), "1");
-    EXPECT_EQ(text_of("\xC2\x02"), "100");
-    EXPECT_EQ(text_of("\xC2\x02\x18"), "123");
-    EXPECT_EQ(text_of("\xC2\x0B"), "1000");
-    EXPECT_EQ(text_of("\xC3\x02"), "10000");
-    EXPECT_EQ(text_of("\xC1\x0D\x33"), "12.5");
-    EXPECT_EQ(text_of("\xC0\x33"), "0.5");
-    EXPECT_EQ(text_of("\xC0\x06"), "0.05");
-    EXPECT_EQ(text_of("\x3E\x64\x66"), "-1");
-    EXPECT_EQ(text_of("\x3D\x64\x4E\x66"), "-123");
-    EXPECT_EQ(text_of("\x3F\x33\x66"), "-0.5");
+    EXPECT_EQ(number_text("\x80"), "0");
+    EXPECT_EQ(number_text("\xC1\x02"), "1");
+    EXPECT_EQ(number_text("\xC2\x02"), "100");
+    EXPECT_EQ(number_text("\xC2\x02\x18"), "123");
+    EXPECT_EQ(number_text("\xC2\x0B"), "1000");
+    EXPECT_EQ(number_text("\xC3\x02"), "10000");
+    EXPECT_EQ(number_text("\xC1\x0D\x33"), "12.5");
+    EXPECT_EQ(number_text("\xC0\x33"), "0.5");
+    EXPECT_EQ(number_text("\xC0\x06"), "0.05");
+    EXPECT_EQ(number_text("\x3E\x64\x66"), "-1");
+    EXPECT_EQ(number_text("\x3D\x64\x4E\x66"), "-123");
+    EXPECT_EQ(number_text("\x3F\x33\x66"), "-0.5");
 }
 
 TEST(Number, Infinities) {
-    EXPECT_EQ(text_of("\xFF\x65"), "Infinity");
-    EXPECT_EQ(text_of(Bytes(1, '\0')), "-Infinity");
+    EXPECT_EQ(number_text("\xFF\x65"), "Infinity");
+    EXPECT_EQ(number_text(Bytes(1, '\0')), "-Infinity");
 }
 
 TEST(Number, LargestAndSmallest) {
-    EXPECT_EQ(text_of(ora_number("9.9999999999999999999999999999999999999E125")),
+    EXPECT_EQ(number_text(ora_number("9.9999999999999999999999999999999999999E125")),
               "9.9999999999999999999999999999999999999E+125");
-    EXPECT_EQ(text_of(ora_number("-9.9999999999999999999999999999999999999E125")),
+    EXPECT_EQ(number_text(ora_number("-9.9999999999999999999999999999999999999E125")),
               "-9.9999999999999999999999999999999999999E+125");
-    EXPECT_EQ(text_of(ora_number("1E-130")), "1E-130");
-    EXPECT_EQ(text_of(ora_number("-1E-130")), "-1E-130");
+    EXPECT_EQ(number_text(ora_number("1E-130")), "1E-130");
+    EXPECT_EQ(number_text(ora_number("-1E-130")), "-1E-130");
 }
 
 // Every one of these is exact text that must come back as it went in.
@@ -69,24 +69,24 @@ TEST(Number, TextSurvives) {
                              "65535.25",
                              "0.01",
                              "-100.5"})
-        EXPECT_EQ(text_of(ora_number(text)), text);
+        EXPECT_EQ(number_text(ora_number(text)), text);
 }
 
 TEST(Number, PlainUpToFortyPaddingZeros) {
-    EXPECT_EQ(text_of(ora_number("1E40")), "1" + std::string(40, '0'));
-    EXPECT_EQ(text_of(ora_number("1E41")), "1E+41");
-    EXPECT_EQ(text_of(ora_number("1E-41")), "0." + std::string(40, '0') + "1");
-    EXPECT_EQ(text_of(ora_number("1E-42")), "1E-42");
-    EXPECT_EQ(text_of(ora_number("-1.5E60")), "-1.5E+60");
+    EXPECT_EQ(number_text(ora_number("1E40")), "1" + std::string(40, '0'));
+    EXPECT_EQ(number_text(ora_number("1E41")), "1E+41");
+    EXPECT_EQ(number_text(ora_number("1E-41")), "0." + std::string(40, '0') + "1");
+    EXPECT_EQ(number_text(ora_number("1E-42")), "1E-42");
+    EXPECT_EQ(number_text(ora_number("-1.5E60")), "-1.5E+60");
 }
 
 TEST(Number, EveryWholeNumberOfFourDigitsAndItsFractions) {
     for (int n = 1; n < 10000; ++n) {
         const std::string whole = std::to_string(n);
-        ASSERT_EQ(text_of(ora_number(whole)), whole);
-        ASSERT_EQ(text_of(ora_number("-" + whole)), "-" + whole);
+        ASSERT_EQ(number_text(ora_number(whole)), whole);
+        ASSERT_EQ(number_text(ora_number("-" + whole)), "-" + whole);
         if (n % 10 != 0) {
-            ASSERT_EQ(text_of(ora_number("17." + whole)), "17." + whole);
+            ASSERT_EQ(number_text(ora_number("17." + whole)), "17." + whole);
         }
     }
 }
@@ -115,7 +115,7 @@ TEST(Number, ShortOnesAreWrittenAsLongOnesAre) {
                 bytes += static_cast<char>(exponent < 0x80 ? 102 - digit : digit);
             if (exponent < 0x80)
                 bytes += '\x66';
-            ASSERT_EQ(text_of(bytes), text_of(bytes, vexlo::put_long_number))
+            ASSERT_EQ(number_text(bytes), number_text(bytes, vexlo::put_long_number))
                 << testing::PrintToString(bytes);
         }
 }
@@ -127,7 +127,7 @@ TEST(Number, EveryByteAtEveryPlaceOfAShortOne) {
             for (unsigned byte = 0; byte < 256; ++byte) {
                 Bytes bytes = sound;
                 bytes[at] = static_cast<char>(byte);
-                ASSERT_EQ(text_of(bytes), text_of(bytes, vexlo::put_long_number))
+                ASSERT_EQ(number_text(bytes), number_text(bytes, vexlo::put_long_number))
                     << testing::PrintToString(bytes);
             }
 }
@@ -135,30 +135,30 @@ TEST(Number, EveryByteAtEveryPlaceOfAShortOne) {
 TEST(Number, NegativeOfTwentyDigitsHasNoTerminator) {
     const Bytes bytes = ora_number("-1111111111111111111111111111111111111111");
     EXPECT_EQ(bytes.size(), 21U);
-    EXPECT_EQ(text_of(bytes), "-1111111111111111111111111111111111111111");
+    EXPECT_EQ(number_text(bytes), "-1111111111111111111111111111111111111111");
 }
 
 TEST(Number, NegativeOfFewerDigitsIsNoneWithoutItsMark) {
     const Bytes nineteen = "\x3E" + Bytes(19, '\x5A');
     for (const Bytes &bytes : {Bytes("SMITH"), Bytes("CODE0"), Bytes("\x3E\x64"), nineteen})
-        EXPECT_EQ(text_of(bytes), "invalid") << bytes;
-    EXPECT_EQ(text_of(nineteen + "\x66").size(), 40U);
-    EXPECT_EQ(text_of(nineteen + "\x5A").size(), 42U);
+        EXPECT_EQ(number_text(bytes), "invalid") << bytes;
+    EXPECT_EQ(number_text(nineteen + "\x66").size(), 40U);
+    EXPECT_EQ(number_text(nineteen + "\x5A").size(), 42U);
 }
 
 TEST(Number, DigitPairsOfZeroAtTheEndsAreNoDigits) {
-    EXPECT_EQ(text_of("\xC2\x01\x02\x01"), "1");
-    EXPECT_EQ(text_of("\xC2\x01\x01"), "0");
+    EXPECT_EQ(number_text("\xC2\x01\x02\x01"), "1");
+    EXPECT_EQ(number_text("\xC2\x01\x01"), "0");
 }
 
 TEST(Number, WhatIsNoNumberIsRefused) {
-    EXPECT_EQ(text_of(""), "invalid");
-    EXPECT_EQ(text_of("\xC1"), "invalid");
-    EXPECT_EQ(text_of(Bytes("\xC1\0", 2)), "invalid");
-    EXPECT_EQ(text_of("\xC1\x66"), "invalid");
-    EXPECT_EQ(text_of("\x3E\x66"), "invalid");
-    EXPECT_EQ(text_of("\x3E\x01"), "invalid");
-    EXPECT_EQ(text_of(Bytes("\xC1") + Bytes(22, '\x02')), "invalid");
+    EXPECT_EQ(number_text(""), "invalid");
+    EXPECT_EQ(number_text("\xC1"), "invalid");
+    EXPECT_EQ(number_text(Bytes("\xC1\0", 2)), "invalid");
+    EXPECT_EQ(number_text("\xC1\x66"), "invalid");
+    EXPECT_EQ(number_text("\x3E\x66"), "invalid");
+    EXPECT_EQ(number_text("\x3E\x01"), "invalid");
+    EXPECT_EQ(number_text(Bytes("\xC1") + Bytes(22, '\x02')), "invalid");
 }
 
 bool is_canonical(const Bytes &bytes) {

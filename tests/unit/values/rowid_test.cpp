@@ -5,9 +5,9 @@
 
 namespace {
 
-using Formatter = char *(*)(const uint8_t *, size_t, char *);
+using RowidFormatter = char *(*)(const uint8_t *, size_t, char *);
 
-std::string text_of(Formatter format, const Bytes &bytes) {
+std::string text_of(RowidFormatter format, const Bytes &bytes) {
     char out[vexlo::ROWID_TEXT_MAX];
     const char *end = format(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size(), out);
     return end == nullptr ? "invalid" : std::string(out, static_cast<size_t>(end - out));

@@ -1,13 +1,14 @@
 #include <gtest/gtest.h>
 
+#include "bytes.h"
 #include "values/utf16_decoder.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using ByteVector = vexlo_test::bytes;
 
 // Decodes `bytes` in two pieces, the first of `cut` bytes.
-std::string decode(const Bytes &bytes, size_t cut, bool little_endian, uint64_t *replaced = nullptr) {
+std::string decode(const ByteVector &bytes, size_t cut, bool little_endian, uint64_t *replaced = nullptr) {
     vexlo::Utf16Decoder decoder(little_endian);
     std::string text;
     // Each piece into memory of its own, of exactly the room that it needs.
@@ -24,13 +25,13 @@ std::string decode(const Bytes &bytes, size_t cut, bool little_endian, uint64_t 
 }
 
 TEST(Utf16Decoder, PiecesMayBeCutAnywhere) {
-    const Bytes bytes = {0x00, 'a', 0x00, 0xE9, 0x20, 0xAC, 0xD8, 0x3D, 0xDE, 0x00, 0xFF, 0xFD};
+    const ByteVector bytes = {0x00, 'a', 0x00, 0xE9, 0x20, 0xAC, 0xD8, 0x3D, 0xDE, 0x00, 0xFF, 0xFD};
     for (size_t cut = 0; cut <= bytes.size(); ++cut)
         EXPECT_EQ(decode(bytes, cut, false), "a\u00E9\u20AC\U0001F600\uFFFD") << cut;
 }
 
 TEST(Utf16Decoder, LittleEndian) {
-    const Bytes bytes = {'a', 0x00, 0x3D, 0xD8, 0x00, 0xDE};
+    const ByteVector bytes = {'a', 0x00, 0x3D, 0xD8, 0x00, 0xDE};
     for (size_t cut = 0; cut <= bytes.size(); ++cut)
         EXPECT_EQ(decode(bytes, cut, true), "a\U0001F600") << cut;
 }
@@ -44,7 +45,7 @@ TEST(Utf16Decoder, OtherCharactersStandAnywhereAmongLetters) {
             for (const bool little_endian : {false, true}) {
                 const std::u16string whole =
                     std::u16string(place, u'x') + units + std::u16string(17 - place, u'y');
-                Bytes bytes;
+                ByteVector bytes;
                 for (const char16_t unit : whole) {
                     bytes.push_back(static_cast<uint8_t>(little_endian ? unit : unit >> 8));
                     bytes.push_back(static_cast<uint8_t>(little_endian ? unit >> 8 : unit));

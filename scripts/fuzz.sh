@@ -22,7 +22,7 @@ can_fuzz || scripts/packages.sh "libclang-rt-$(clang++ -dumpversion | cut -d. -f
 
 build=$PWD/build/fuzz
 cmake -S . -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug \
-    -DCMAKE_CXX_FLAGS_DEBUG="-g1 -O1" -DVEXLO_FUZZ=ON -DVEXLO_TESTS=OFF >/dev/null
+    -DCMAKE_CXX_FLAGS_DEBUG="-g1 -O1" -DCMAKE_UNITY_BUILD=ON -DVEXLO_FUZZ=ON -DVEXLO_TESTS=OFF >/dev/null
 cmake --build "$build" --target fuzz_targets
 rm -rf "$build/seeds"
 "$build/bin/make_corpus" "$build/seeds"

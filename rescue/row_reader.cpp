@@ -141,6 +141,11 @@ private:
         if (row_.fault == RowFault::none)
             row_.fault = fault;
     }
+    // Whether nothing but a row's values stands behind the header of a head piece with these flags.
+    bool is_plain(uint8_t flags) const {
+        constexpr uint8_t PARTS = ROW_HEAD | ROW_WHOLE | ROW_PREVIOUS | ROW_NEXT;
+        return (flags & PARTS) == (ROW_HEAD | ROW_WHOLE) && tabn_ == 0 && dependency_width_ == 0;
+    }
     void read_head(const ROW_AREA &area, const uint8_t *piece);
     void read_moved(const ROW_AREA &area, const uint8_t *piece);
     bool take_key(const ROW_AREA &area, const uint8_t *&p, const uint8_t *end, bool holds);
@@ -275,7 +280,8 @@ const RescuedRow *RowReader::State::decode(const ROW_AREA &area, int slot, const
         return nullptr;
     }
     if ((flags & ROW_HEAD) != 0) {
-        read_head(area, piece);
+        if (!is_plain(flags) || !builder_.take_plain_row(piece + PIECE_HEADER, block_end(area.blk), piece[2]))
+            read_head(area, piece);
         return finish();
     }
     counts_.pieces += block_fault_ == RowFault::none;

@@ -39,7 +39,7 @@ public:
     void end_parts();
     bool in_parts() const { return in_parts_; }
 
-    // Ends a row that is whole: columns added later than the row read as their default.
+    // Ends a row of which every value was found: columns added later than the row read as their default.
     void fill_defaults();
 
     const Field *fields() const { return fields_.data(); }

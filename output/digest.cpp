@@ -55,10 +55,21 @@ uint32_t power_of_x(uint64_t exponent) {
     return power;
 }
 
+// The power of x that so many bytes are. Powers of x repeat.
+uint32_t power_of_bytes(uint64_t bytes) {
+    constexpr uint64_t PERIOD = 0xFFFFFFFF;
+    return power_of_x(8 * (bytes % PERIOD));
+}
+
 } // namespace
 
+void Digest::add_zeros(uint64_t size) {
+    bytes_ += size;
+    state_ = product(power_of_bytes(size), state_);
+}
+
 void Digest::append(const Digest &next) {
-    state_ = ~(product(power_of_x(8 * next.bytes_), crc32()) ^ next.crc32());
+    state_ = ~(product(power_of_bytes(next.bytes_), crc32()) ^ next.crc32());
     bytes_ += next.bytes_;
 }
 

@@ -10,6 +10,8 @@ class Digest {
 public:
     // Takes the next `size` bytes of the output.
     void add(const char *data, size_t size);
+    // The same of `size` bytes that are zero, in a time that does not depend on their number.
+    void add_zeros(uint64_t size);
     // Takes what `next` has taken, without its bytes.
     void append(const Digest &next);
 

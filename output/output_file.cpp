@@ -88,6 +88,11 @@ void OutputFile::check(int error) const {
 }
 
 void OutputFile::start(ByteBuffer &bytes) {
+    if (is_direct_) {
+        check(sink_.write(bytes.data(), bytes.size()));
+        bytes.clear();
+        return;
+    }
     if (!writer_)
         writer_ = std::make_unique<BackgroundWriter>(sink_);
     check(writer_->wait());
@@ -161,13 +166,19 @@ std::string Destination::stream_path_for(std::string_view name, std::string_view
     return path_for(name, std::string(extension) + std::string(compression_extension(compression_)));
 }
 
+std::unique_ptr<OutputFile> Destination::opened(std::unique_ptr<OutputFile> file) const {
+    if (is_direct_)
+        file->write_directly();
+    return file;
+}
+
 std::unique_ptr<OutputFile> Destination::open_path(const std::string &path) {
-    return std::make_unique<OutputFile>(path, log(), Compression::none);
+    return opened(std::make_unique<OutputFile>(path, log(), Compression::none));
 }
 
 std::unique_ptr<OutputFile> Destination::open_stream(const std::string &path) {
-    return standard_output_ ? std::make_unique<OutputFile>(compression_)
-                            : std::make_unique<OutputFile>(path, log(), compression_);
+    return opened(standard_output_ ? std::make_unique<OutputFile>(compression_)
+                                   : std::make_unique<OutputFile>(path, log(), compression_));
 }
 
 } // namespace vexlo

@@ -64,6 +64,9 @@ public:
     // Standard output.
     explicit OutputFile(Compression compression = Compression::none);
 
+    // From here on the thread that gives bytes writes them, not one of the file's own.
+    void write_directly() { is_direct_ = true; }
+
     void append(std::string_view text);
     // Takes all of `bytes`, which is empty then and may have another buffer.
     void take(ByteBuffer &bytes);
@@ -83,6 +86,7 @@ private:
     Digest digest_; // when there is a log
     FileHandle file_;
     FileSink sink_;
+    bool is_direct_ = false;
     ByteBuffer filling_;                       // small pieces
     ByteBuffer writing_;                       // what the writer has been given
     std::unique_ptr<BackgroundWriter> writer_; // from the first full buffer on; stops before the rest goes
@@ -111,6 +115,9 @@ public:
     std::unique_ptr<OutputFile> open_path(const std::string &path);
     // The output file at a path from stream_path_for(), or standard output.
     std::unique_ptr<OutputFile> open_stream(const std::string &path);
+    // The threads that give bytes write them. For as many threads as there are processors: what one of them
+    // has made is in its cache, and none is free to take it over.
+    void write_directly() { is_direct_ = true; }
     // How the outputs that can be are compressed.
     void set_compression(Compression compression) { compression_ = compression; }
     // The log for files at paths made of those from path_for(); null when there is none. The destination must
@@ -119,10 +126,12 @@ public:
 
 private:
     Destination() = default;
+    std::unique_ptr<OutputFile> opened(std::unique_ptr<OutputFile> file) const;
 
     std::string directory_;
     std::string stem_; // empty for names in the directory
     bool standard_output_ = false;
+    bool is_direct_ = false;
     Compression compression_ = Compression::none;
     UniqueNames used_;
     std::vector<WrittenFile> written_;

@@ -95,7 +95,8 @@ std::vector<std::string> obstacles_of(const Dictionary &dictionary, const Planne
     return obstacles;
 }
 
-ListedTable look_at(const OpenDatabase &database, const PlannedTable &table, const RescueOptions &options) {
+ListedTable look_at(const OpenDatabase &database, const PlannedTable &table, const RescueOptions &options,
+                    BlockBudgets &budgets) {
     const Dictionary &dictionary = database.dictionary;
     ListedTable listed;
     listed.owner = table.owner;
@@ -110,7 +111,7 @@ ListedTable look_at(const OpenDatabase &database, const PlannedTable &table, con
     const TableLayout layout = make_layout(dictionary, *table.table, options.hidden);
     listed.columns = listed_columns(dictionary, table.table->object, layout);
     if (table.obstacle == Obstacle::none)
-        listed.sample = sample_table(database, table, layout, options.reading);
+        listed.sample = sample_table(database, table, layout, options.reading, budgets);
     if (table.table->is_analyzed()) {
         listed.analyzed_rows = table.table->rows;
         listed.analyzed = moment_of(table.table->analyzed);
@@ -212,10 +213,11 @@ int run_list(const RescueOptions &options, Console &console) {
     const OpenDatabase database(options, report);
     const std::vector<PlannedTable> planned = plan_tables(database, options);
     report_unmatched(planned, database.dictionary, options, report);
+    BlockBudgets budgets(database.files);
     std::vector<ListedTable> tables;
     tables.reserve(planned.size());
     for (const PlannedTable &table : planned)
-        tables.push_back(look_at(database, table, options));
+        tables.push_back(look_at(database, table, options, budgets));
     const std::string text = options.json      ? json_text(tables, options.columns)
                              : options.columns ? columns_text(tables)
                                                : tables_text(tables);

@@ -15,7 +15,7 @@ constexpr uint32_t RUN_BYTES = 1 << 20;
 constexpr uint32_t SECURE_BLOCK_OVERHEAD = 132; // of a SecureFile block with one transaction entry
 
 uint64_t chunks_of(uint64_t length, uint64_t chunk_size) {
-    return (length + chunk_size - 1) / chunk_size;
+    return length / chunk_size + (length % chunk_size != 0);
 }
 
 bool has_id(const uint8_t *id, const LobLocator &lob) {
@@ -110,8 +110,9 @@ void LobReader::read_data(const LobLocator &lob, const LobSegment &segment, Outp
     }
 }
 
-// Hands each of `count` blocks from `rdba` on to take(const BLOCK *), null for one that is bad or not there,
-// until that returns false; returns whether it never did.
+// Hands `count` blocks from `rdba` on to take(const BLOCK *, uint32_t), one by one, until that returns false;
+// returns whether it never did. Null stands for so many blocks that are bad or not there: those that no file
+// holds come at once, because their number is a claim.
 template <class TAKE>
 bool LobReader::for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t count, TAKE &&take) {
     const BlockPlace place = blocks_.files().find(tablespace, rdba);
@@ -119,8 +120,8 @@ bool LobReader::for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t coun
     if (place.file != nullptr && place.block != 0 && place.block < place.file->blocks())
         held = static_cast<uint32_t>(std::min<uint64_t>(count, place.file->blocks() - place.block));
     const uint32_t bsz = place.file != nullptr ? place.file->block_size() : 0;
-    const auto take_lost = [&](LossKind kind, uint32_t i) {
-        return take(lost_block(kind, tablespace, rdba + i, {place.file, place.block + i}));
+    const auto take_lost = [&](LossKind kind, uint32_t i, uint32_t blocks) {
+        return take(lost_block(kind, tablespace, rdba + i, {place.file, place.block + i}), blocks);
     };
     buffer_.resize(RUN_BYTES);
     uint32_t done = 0;
@@ -132,19 +133,16 @@ bool LobReader::for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t coun
             const BLOCK blk{buffer_.data() + size_t{i} * bsz, bsz, rdba + done + i};
             const Health health = block_health(blk.data, bsz, blk.rdba, blocks_.trusts_blocks());
             loss_.reset();
-            if (!(is_bad(health) ? take_lost(loss_of(health), done + i)
-                                 : take(health == Health::sound ? &blk : nullptr)))
+            if (!(is_bad(health) ? take_lost(loss_of(health), done + i, 1)
+                                 : take(health == Health::sound ? &blk : nullptr, 1)))
                 return false;
         }
         done += got;
-        if (got < wanted && !take_lost(LossKind::unreadable, done++)) // one block cannot be read
+        if (got < wanted && !take_lost(LossKind::unreadable, done++, 1)) // one block cannot be read
             return false;
     }
     const LossKind kind = place.file != nullptr ? LossKind::unreadable : LossKind::missing_file;
-    for (; done < count; ++done)
-        if (!take_lost(kind, done))
-            return false;
-    return true;
+    return done == count || take_lost(kind, done, count - done);
 }
 
 // Keeps what the block is, as which null is handed out.
@@ -160,10 +158,12 @@ const BLOCK *LobReader::lost_block(LossKind kind, uint32_t tablespace, uint32_t 
     return nullptr;
 }
 
-// The block handed out last should have held data.
-void LobReader::note_loss() {
-    if (loss_)
-        lost_.add_loss(*loss_);
+// Of the blocks handed out last so many should have held data.
+void LobReader::note_loss(uint64_t blocks) {
+    if (!loss_)
+        return;
+    loss_->blocks = blocks;
+    lost_.add_loss(*loss_);
 }
 
 // ---- BasicFile
@@ -242,16 +242,17 @@ size_t LobReader::write_run(const LobLocator &lob, const LobSegment &segment, co
     const uint64_t run = std::min<uint64_t>(count * blocks, last_blocks);
     uint64_t block = 0;
     for_each_block(
-        segment.places().data.tablespace, start.rdba, static_cast<uint32_t>(run), [&](const BLOCK *blk) {
+        segment.places().data.tablespace, start.rdba, static_cast<uint32_t>(run),
+        [&](const BLOCK *blk, uint32_t blocks_handed) {
             std::span<const uint8_t> data;
             if (blk != nullptr &&
                 is_page_of(*blk, lob, segment, static_cast<uint32_t>(plan.page_of(start, block)), &data)) {
                 out.data(data);
             } else {
-                note_loss();
-                out.missing(page_size_, LobFault::missing_pages);
+                note_loss(blocks_handed);
+                out.missing(uint64_t{blocks_handed} * page_size_, LobFault::missing_pages);
             }
-            ++block;
+            block += blocks_handed;
             return true;
         });
     return count;
@@ -282,10 +283,10 @@ void LobReader::read_extents(const LobLocator &lob, const LobSegment &segment, O
     LobInflater inflater(lob.length, [&](std::span<const uint8_t> bytes) { out.data(bytes); });
     uint64_t left = lob.stored_length;
     LobFault fault = LobFault::none; // nothing can be inflated behind a block that is lost
-    for_each_extent_block(lob, segment, [&](const BLOCK *blk) {
+    for_each_extent_block(lob, segment, [&](const BLOCK *blk, uint32_t) {
         std::span<const uint8_t> data;
         if (!secure_data(blk, lob, segment, &data)) {
-            note_loss();
+            note_loss(1);
             fault = LobFault::missing_pages;
         }
         data = data.first(static_cast<size_t>(std::min<uint64_t>(left, data.size())));
@@ -300,15 +301,16 @@ void LobReader::read_extents(const LobLocator &lob, const LobSegment &segment, O
 
 void LobReader::read_plain_extents(const LobLocator &lob, const LobSegment &segment, Output &out) {
     // Of a block that is lost, how much it held is not known: it is taken for a full one.
-    uint64_t full = segment.block_size() - std::min(segment.block_size(), SECURE_BLOCK_OVERHEAD);
-    for_each_extent_block(lob, segment, [&](const BLOCK *blk) {
+    uint64_t full = std::max(segment.block_size(), SECURE_BLOCK_OVERHEAD + 1) - SECURE_BLOCK_OVERHEAD;
+    for_each_extent_block(lob, segment, [&](const BLOCK *blk, uint32_t blocks) {
         std::span<const uint8_t> data;
         if (secure_data(blk, lob, segment, &data)) {
             full = std::max<uint64_t>(full, data.size());
             out.data(data);
         } else {
-            note_loss();
-            out.missing(std::max<uint64_t>(full, 1), LobFault::missing_pages);
+            const uint64_t lost = std::min<uint64_t>(blocks, chunks_of(out.left(), full));
+            note_loss(lost);
+            out.missing(lost * full, LobFault::missing_pages);
         }
         return out.left() != 0;
     });
@@ -316,18 +318,18 @@ void LobReader::read_plain_extents(const LobLocator &lob, const LobSegment &segm
         out.missing(out.left(), LobFault::missing_pages);
 }
 
-// Hands the blocks of all extents to take(const BLOCK *) until it returns false. Extents that begin with
-// blocks of other LOBs alone are not this LOB's, or no longer: they end there.
+// Hands the blocks of all extents to take(const BLOCK *, uint32_t) until it returns false. Extents that begin
+// with blocks of other LOBs alone are not this LOB's, or no longer: they end there.
 template <class TAKE>
 void LobReader::for_each_extent_block(const LobLocator &lob, const LobSegment &segment, TAKE &&take) {
     constexpr uint32_t FOREIGN_BLOCKS = 64;
     uint32_t foreign = 0;
     bool has_own = false;
-    const auto take_own = [&](const BLOCK *blk) {
+    const auto take_own = [&](const BLOCK *blk, uint32_t blocks) {
         std::span<const uint8_t> data;
         has_own = has_own || secure_data(blk, lob, segment, &data);
         foreign += blk != nullptr && !has_own;
-        return take(blk) && (has_own || foreign < FOREIGN_BLOCKS);
+        return take(blk, blocks) && (has_own || foreign < FOREIGN_BLOCKS);
     };
     for (const LobExtent &extent : lob.extents)
         if (!for_each_block(segment.places().data.tablespace, extent.rdba, extent.blocks, take_own))

@@ -73,14 +73,14 @@ private:
     template <class TAKE>
     bool for_each_block(uint32_t tablespace, uint32_t rdba, uint32_t count, TAKE &&take);
     const BLOCK *lost_block(LossKind kind, uint32_t tablespace, uint32_t rdba, const BlockPlace &place);
-    void note_loss();
+    void note_loss(uint64_t blocks);
 
     BlockReader &blocks_;
     uint64_t visited_ = 0;
     uint32_t page_size_ = 0; // bytes of data in a block of the segment being read
     PaddedBytes buffer_;
     SegmentTally lost_;
-    std::optional<Loss> loss_; // what the block handed out last is, when it is none
+    std::optional<Loss> loss_; // what the blocks handed out last are, when they are none
 };
 
 } // namespace vexlo

@@ -8,6 +8,9 @@ namespace {
 
 constexpr Field NO_VALUE{FieldKind::null, 0, {nullptr}};
 
+// In place of the length of a value
+constexpr uint8_t LONG_LENGTH = 0xFE, STORED_NULL = 0xFF;
+
 Field field_of(const StoredColumn &column, const uint8_t *data, uint32_t size) {
     return {column.is_lob ? FieldKind::lob : FieldKind::value, size, {data}};
 }
@@ -20,6 +23,7 @@ RowBuilder::RowBuilder(const TableLayout &layout, const std::string &temporary_d
     for (size_t i = 0; i < layout.stored.size(); ++i)
         if (is_ordinary(i))
             ordinary_[i] = &fields_[static_cast<size_t>(layout.stored[i].output)];
+    all_ordinary_ = std::find(ordinary_.begin(), ordinary_.end(), nullptr) == ordinary_.end() - 1;
 }
 
 // Whether the values of a stored column come out as they are.
@@ -36,6 +40,27 @@ void RowBuilder::begin() {
     in_parts_ = surplus_ = false;
     at_ = key_at_ = 0;
     pass_keys();
+}
+
+// One comparison a value tells whether its length and its bytes lie in front of `end`: the length of a NULL
+// counts as 0 then.
+bool RowBuilder::take_plain_row(const uint8_t *p, const uint8_t *end, unsigned count) {
+    if (!all_ordinary_ || count >= ordinary_.size())
+        return false;
+    Field *const *column = ordinary_.data(), *const *const behind = column + count;
+    for (; column != behind; ++column) {
+        const uint32_t size = *p != STORED_NULL ? *p : 0;
+        if (size == LONG_LENGTH || end - p <= static_cast<ptrdiff_t>(size))
+            return false;
+        ++p;
+        **column = {size > 0 ? FieldKind::value : FieldKind::null, size, {p}};
+        p += size;
+    }
+    for (; *column != nullptr; ++column)
+        **column = NO_VALUE;
+    at_ = count;
+    in_parts_ = surplus_ = false;
+    return true;
 }
 
 void RowBuilder::add_key(const VALUE &value, bool holds) {
@@ -70,7 +95,6 @@ bool RowBuilder::add_values(const uint8_t *&p, const uint8_t *end, unsigned coun
 // Takes short values of ordinary columns, which most values are, as long as one follows another; returns how
 // many of the `count` values are left.
 unsigned RowBuilder::add_ordinary(const uint8_t *&p, const uint8_t *end, unsigned count) {
-    constexpr uint8_t LONG_LENGTH = 0xFE, STORED_NULL = 0xFF;
     const uint8_t *at = p;
     Field *const *column = ordinary_.data() + at_;
     for (; count > 0 && at < end && *column != nullptr; --count, ++column) {

@@ -24,6 +24,10 @@ public:
 
     // Begins a row without values.
     void begin();
+    // Takes a row whose `count` values lie in one piece at `p` and stay there as long as it is used: the row
+    // is whole then. False, and it must be begun, where a value is long or leaves [p, end) or a column is of
+    // the kinds that need a closer look. The byte at `end` can be read.
+    bool take_plain_row(const uint8_t *p, const uint8_t *end, unsigned count);
     // The value of the next cluster key column. With `holds` its bytes stay as long as the row is used.
     void add_key(const VALUE &value, bool holds);
     // The next `count` values at `p`, which ends up behind them. False when one leaves [p, end). With `holds`
@@ -35,7 +39,7 @@ public:
     void end_parts();
     bool in_parts() const { return in_parts_; }
 
-    // Ends a row that is whole: columns added later than the row read as their default.
+    // Ends a row of which every value was found: columns added later than the row read as their default.
     void fill_defaults();
 
     const Field *fields() const { return fields_.data(); }
@@ -63,6 +67,7 @@ private:
     const std::string directory_;
     std::vector<Field> fields_;
     std::vector<Field *> ordinary_; // by stored column and one behind: the fields of ordinary ones, else null
+    bool all_ordinary_;             // every stored column is
     std::vector<std::unique_ptr<LongValue>> longs_; // by output column
     ValueArena arena_;
     std::vector<uint8_t> part_; // the value that comes in parts, unless it is a LONG

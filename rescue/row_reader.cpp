@@ -38,6 +38,21 @@ bool gives_suspects(Health health) {
     return health == Health::check_value || health == Health::tail;
 }
 
+// Whether a row with this fault may have values that were not found.
+bool is_cut(RowFault fault) {
+    switch (fault) {
+    case RowFault::none:
+    case RowFault::check_value:
+    case RowFault::tail:
+    case RowFault::cluster_key:
+    case RowFault::lost_head:
+    case RowFault::surplus:
+        return false;
+    default:
+        return true;
+    }
+}
+
 // The pieces of one row that were followed. Most rows have few.
 class PieceTrail {
 public:
@@ -140,6 +155,12 @@ private:
     void set_fault(RowFault fault) {
         if (row_.fault == RowFault::none)
             row_.fault = fault;
+        cut_ = cut_ || is_cut(fault);
+    }
+    // Whether nothing but a row's values stands behind the header of a head piece with these flags.
+    bool is_plain(uint8_t flags) const {
+        constexpr uint8_t PARTS = ROW_HEAD | ROW_WHOLE | ROW_PREVIOUS | ROW_NEXT;
+        return (flags & PARTS) == (ROW_HEAD | ROW_WHOLE) && tabn_ == 0 && dependency_width_ == 0;
     }
     void read_head(const ROW_AREA &area, const uint8_t *piece);
     void read_moved(const ROW_AREA &area, const uint8_t *piece);
@@ -169,6 +190,7 @@ private:
     RowFault block_fault_ = RowFault::none;
     uint32_t dependency_width_ = 0;
     RescuedRow row_;
+    bool cut_ = false; // values of the row may not have been found
     RowCounts counts_;
 };
 
@@ -264,6 +286,7 @@ const RescuedRow *RowReader::State::decode(const ROW_AREA &area, int slot, const
         return nullptr;
     row_.slot = static_cast<uint32_t>(slot);
     row_.fault = block_fault_;
+    cut_ = false;
     if (piece == nullptr) {
         builder_.begin();
         set_fault(RowFault::piece_leaves_block);
@@ -275,7 +298,8 @@ const RescuedRow *RowReader::State::decode(const ROW_AREA &area, int slot, const
         return nullptr;
     }
     if ((flags & ROW_HEAD) != 0) {
-        read_head(area, piece);
+        if (!is_plain(flags) || !builder_.take_plain_row(piece + PIECE_HEADER, block_end(area.blk), piece[2]))
+            read_head(area, piece);
         return finish();
     }
     counts_.pieces += block_fault_ == RowFault::none;
@@ -294,9 +318,8 @@ const RescuedRow *RowReader::State::finish() {
         builder_.end_parts();
     if (layout_.all_stored && builder_.has_surplus())
         set_fault(RowFault::surplus);
-    if (row_.is_suspect())
-        ++counts_.suspect;
-    else
+    counts_.suspect += row_.is_suspect();
+    if (!cut_)
         builder_.fill_defaults();
     row_.row.number = ++counts_.rows;
     row_.row.fields = builder_.fields();
@@ -351,7 +374,7 @@ void RowReader::State::read_moved(const ROW_AREA &area, const uint8_t *piece) {
         p += ROWID_SIZE;
     }
     if ((piece[0] & ROW_LAST) == 0 && !next_address(p, end, &rdba, &slot))
-        return;
+        return set_fault(RowFault::piece_leaves_block);
     take_values(p, end, piece[2], piece[0], true);
     if (rdba == 0)
         return;

@@ -32,12 +32,13 @@ uint64_t value_size(const Field &field) {
 class SegmentSampler {
 public:
     SegmentSampler(const OpenDatabase &database, const SegmentRef &segment, const TableLayout &layout,
-                   const ReadOptions &reading)
-        : database_(database), segment_(segment), layout_(layout), reading_(reading) {}
+                   const ReadOptions &reading, std::shared_ptr<BlockBudget> budget)
+        : database_(database), segment_(segment), layout_(layout), reading_(reading),
+          budget_(std::move(budget)), budget_again_(std::make_shared<BlockBudget>(*budget_)) {}
 
     // Adds what the segment holds to `sample`.
     void run(TableSample &sample) {
-        SegmentRuns runs(database_.files, database_.scans, segment_, reading_);
+        SegmentRuns runs(database_.files, database_.scans, segment_, reading_, budget_);
         const uint64_t blocks = count_blocks(runs);
         sample.tally.add(runs.tally());
         sample.blocks += blocks;
@@ -63,7 +64,7 @@ public:
 private:
     // Reads every step_th block.
     void read_steps(RowReader &reader, SegmentTally &tally) {
-        SegmentRuns runs(database_.files, database_.scans, segment_, reading_);
+        SegmentRuns runs(database_.files, database_.scans, segment_, reading_, budget_again_);
         uint64_t next = 0, at = 0; // counted over the blocks of the segment
         for (BlockRun run; runs.next(run); at += run.count)
             for (; next < at + run.count; next += step_) {
@@ -87,6 +88,7 @@ private:
     const SegmentRef &segment_;
     const TableLayout &layout_;
     const ReadOptions &reading_;
+    const std::shared_ptr<BlockBudget> budget_, budget_again_; // of either way through the segment: the same
     std::unique_ptr<uint8_t[]> buffer_{new uint8_t[LARGEST_BLOCK_SIZE + RUN_SLACK]};
     uint64_t step_ = 1, sampled_ = 0, rows_ = 0, bytes_ = 0;
 };
@@ -94,10 +96,12 @@ private:
 } // namespace
 
 TableSample sample_table(const OpenDatabase &database, const PlannedTable &table, const TableLayout &layout,
-                         const ReadOptions &reading) {
+                         const ReadOptions &reading, BlockBudgets &budgets) {
     TableSample sample;
     for (const TableSegment &segment : table.segments)
-        SegmentSampler(database, segment.segment, layout, reading).run(sample);
+        SegmentSampler(database, segment.segment, layout, reading,
+                       budgets.of(segment.segment.tablespace, table.table->cluster != 0))
+            .run(sample);
     sample.tally.coalesce();
     return sample;
 }

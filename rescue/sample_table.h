@@ -24,8 +24,8 @@ struct TableSample {
 
 constexpr uint64_t SAMPLED_BLOCKS = 64; // of each segment
 
-// `layout` is that of the table.
+// `layout` is that of the table; what its segments lead to comes out of `budgets`.
 TableSample sample_table(const OpenDatabase &database, const PlannedTable &table, const TableLayout &layout,
-                         const ReadOptions &reading);
+                         const ReadOptions &reading, BlockBudgets &budgets);
 
 } // namespace vexlo

@@ -49,10 +49,17 @@ private:
 
 } // namespace
 
-BlockBudget::BlockBudget(const FileSet &files, uint32_t tablespace) : mapped(0) {
+BlockBudget::BlockBudget(const FileSet &files, uint32_t tablespace, uint64_t times) : mapped(0) {
     for (const Datafile *file : files.scanned(tablespace))
-        mapped += 2 * file->blocks();
+        mapped += 2 * times * file->blocks();
     scanned = mapped;
+}
+
+const std::shared_ptr<BlockBudget> &BlockBudgets::of(uint32_t tablespace, bool is_cluster) {
+    std::shared_ptr<BlockBudget> &budget = budgets_[{tablespace, is_cluster}];
+    if (!budget)
+        budget = std::make_shared<BlockBudget>(files_, tablespace, is_cluster ? CLUSTER_TABLES : 1);
+    return budget;
 }
 
 class SegmentRuns::State {

@@ -3,10 +3,12 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "format/extent_map.h"
@@ -46,18 +48,37 @@ struct ReadOptions {
 // tablespace. One extent may well claim too much, but sound segments do not share blocks. One thread at a
 // time.
 struct BlockBudget {
-    BlockBudget(const FileSet &files, uint32_t tablespace);
+    // For segments of which each is gone through `times` times.
+    BlockBudget(const FileSet &files, uint32_t tablespace, uint64_t times = 1);
 
     uint64_t mapped;
     uint64_t scanned;
+};
+
+// The budgets that the segments of all tables share, so that tables whose maps lead to the same blocks do not
+// cost as many times those blocks. One thread at a time.
+class BlockBudgets {
+public:
+    // `files` must outlive the budgets.
+    explicit BlockBudgets(const FileSet &files) : files_(files) {}
+
+    // The budget of the segments in a tablespace. That of clusters, whose segment is gone through for each of
+    // their tables, is one of its own.
+    const std::shared_ptr<BlockBudget> &of(uint32_t tablespace, bool is_cluster = false);
+
+private:
+    static constexpr uint64_t CLUSTER_TABLES = 32; // a cluster has no more
+
+    const FileSet &files_;
+    std::map<std::pair<uint32_t, bool>, std::shared_ptr<BlockBudget>> budgets_;
 };
 
 // Goes through a segment. Each block comes once, whatever the maps say, and none that its file does not hold.
 // One thread at a time.
 class SegmentRuns {
 public:
-    // Longest run that next() gives, in bytes.
-    static constexpr uint32_t RUN_BYTES = 1 << 20;
+    // Longest run that next() gives, in bytes: with what becomes of it, it stays in the cache of a core.
+    static constexpr uint32_t RUN_BYTES = 1 << 19;
 
     // `files` and `scans` must outlive the runs. Segments that share no blocks can share a `budget`; without
     // one the segment has its own. Where it leads to no more blocks by maps, the files are gone through.

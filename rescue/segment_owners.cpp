@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <map>
-#include <memory>
 
 namespace vexlo {
 
@@ -127,14 +125,11 @@ std::vector<OwnedRange> name_owners(std::vector<OwnedRange> ranges, const FileSe
                                       : one.range.first < other.range.first;
     });
     Claims claims(ranges);
-    std::map<uint32_t, std::shared_ptr<BlockBudget>> budgets; // by tablespace
+    BlockBudgets budgets(files);
     visit_segments(dictionary, [&](const SegmentRef &segment, uint32_t object) {
         if (!segment.has_storage())
             return;
-        std::shared_ptr<BlockBudget> &budget = budgets[segment.tablespace];
-        if (!budget)
-            budget = std::make_shared<BlockBudget>(files, segment.tablespace);
-        SegmentRuns runs(files, scans, segment, {}, budget);
+        SegmentRuns runs(files, scans, segment, {}, budgets.of(segment.tablespace));
         for (BlockRun run; runs.next(run);)
             claims.add(run, object);
     });

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 #include <future>
+#include <thread>
 
 #include "output/sqlite_target.h"
 #include "values/errors.h"
@@ -52,7 +53,7 @@ class FileOutput : public TableOutput {
 public:
     FileOutput(const RescueOptions &options, const std::string &charset, const Table &table,
                const std::string &stem)
-        : directory_(options.output), destination_(Destination::at(directory_ + "/" + stem)),
+        : directory_(options.output), destination_(destination_of(options, stem)),
           format_(make_format(options.format, destination_, "", charset)),
           writer_(format_->open_table(table)) {}
 
@@ -66,6 +67,13 @@ public:
     }
 
 private:
+    static Destination destination_of(const RescueOptions &options, const std::string &stem) {
+        Destination destination = Destination::at(options.output + "/" + stem);
+        if (options.jobs >= std::thread::hardware_concurrency())
+            destination.write_directly();
+        return destination;
+    }
+
     std::string directory_;
     Destination destination_;
     std::unique_ptr<Format> format_;

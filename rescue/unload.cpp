@@ -306,7 +306,8 @@ private:
 
     void unload_segment(const TableSegment &table_segment) {
         const SegmentRef &segment = table_segment.segment;
-        SegmentRuns runs(context_.files, context_.scans, segment, context_.options.reading);
+        SegmentRuns runs(context_.files, context_.scans, segment, context_.options.reading,
+                         context_.budgets.of(segment.tablespace, planned_.table->cluster != 0));
         BlockRun first;
         if (runs.next(first)) {
             const size_t threads =

@@ -19,6 +19,7 @@ struct UnloadContext {
     const RescueOptions &options;
     const FileSet &files;
     const ScanIndexes &scans;
+    BlockBudgets &budgets;
     const Dictionary &dictionary;
     const TextCharsets &charsets;
     OutputFactory &outputs;

@@ -223,8 +223,10 @@ private:
         const bool shows = !options_.quiet && isatty(STDERR_FILENO) != 0;
         RescueProgress progress(console_, shows, tables_.size(),
                                 shows ? count_blocks(database_, tables_, options_.reading) : 0);
-        const UnloadContext context{options_,  database_.files, database_.scans, database_.dictionary,
-                                    charsets_, outputs,         console_,        progress};
+        BlockBudgets budgets(database_.files);
+        const UnloadContext context{
+            options_,  database_.files, database_.scans, budgets, database_.dictionary,
+            charsets_, outputs,         console_,        progress};
         const size_t last = last_to_do();
         for (size_t i = 0; i < tables_.size(); ++i) {
             check_stop();

@@ -332,6 +332,64 @@ TEST_F(DamagedFiles, HeaderThatIsNoMapOfTheSegmentIsALoss) {
     expect_loss("address", segment_header(t));
 }
 
+TEST_F(DamagedFiles, TablesWhoseMapsAllLeadToTheWholeTablespaceAreLookedFor) {
+    constexpr size_t FIRST_EXTENT = 280; // in a segment header
+    constexpr int TABLES = 4;
+    open();
+    std::vector<size_t> tables;
+    for (int i = 1; i <= TABLES; ++i) {
+        tables.push_back(add("T" + std::to_string(i), {number_column("ID")}));
+        for (int id = 1; id <= i; ++id)
+            db_->insert(tables.back(), {number(id)});
+    }
+    finish();
+    const uint64_t blocks = std::filesystem::file_size(users_file()) / block_size();
+    Bytes extent(8);
+    store_le32(extent.data(), make_rdba(2, 2));
+    store_le32(extent.data() + 4, static_cast<uint32_t>(blocks - 2));
+    for (const size_t t : tables)
+        patch_file(users_file(), block_size(), segment_header(t), FIRST_EXTENT, extent, true);
+    unload();
+    uint64_t led_to = 0;
+    for (int i = 1; i <= TABLES; ++i) {
+        const std::string name = "T" + std::to_string(i);
+        EXPECT_EQ(column(name, "ID"), numbers(i)) << name;
+        const Json entry = record(name);
+        for (const char *kind : {"data", "unformatted", "foreign", "older"})
+            led_to += entry.at("blocks").at(kind).get<uint64_t>();
+        EXPECT_EQ(entry.at("losses").empty(), i <= 2) << entry;
+    }
+    EXPECT_LE(led_to, 2 * blocks);
+}
+
+TEST_F(DamagedFiles, TablesOfAClusterMayAllLeadToIt) {
+    constexpr int TABLES = 20;
+    open();
+    ClusterDef cluster;
+    cluster.owner = scott_;
+    cluster.name = "C";
+    cluster.tablespace = users_;
+    cluster.key = {number_column("K")};
+    const size_t c = db_->add_cluster(cluster);
+    std::vector<size_t> members;
+    for (int i = 1; i <= TABLES; ++i) {
+        TableDef member = table("M" + std::to_string(i), {number_column("ID"), number_column("K")});
+        member.cluster = c;
+        member.key_columns = {"K"};
+        members.push_back(db_->add_table(member));
+    }
+    db_->begin_key(c, {number(9)});
+    for (const size_t member : members)
+        db_->insert_member(member, {number(1), number(9)});
+    finish();
+    unload();
+    for (int i = 1; i <= TABLES; ++i) {
+        const std::string name = "M" + std::to_string(i);
+        EXPECT_EQ(column(name, "ID"), numbers(1)) << name;
+        EXPECT_TRUE(record(name).at("losses").empty()) << name;
+    }
+}
+
 TEST_F(DamagedFiles, MissingFileIsALossOfItsRowsAlone) {
     open({}, 2);
     fill(60);

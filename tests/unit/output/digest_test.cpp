@@ -59,5 +59,29 @@ TEST(Digest, DoesNotDependOnHowTheBytesAreCut) {
     }
 }
 
+TEST(Digest, TakesZerosByTheirNumber) {
+    const std::string head = "head", tail = "tail";
+    for (const size_t size : {0, 1, 2, 15, 255, 4096, 1000003}) {
+        const std::string zeros(size, '\0');
+        Digest digest;
+        digest.add(head.data(), head.size());
+        digest.add_zeros(size);
+        digest.add(tail.data(), tail.size());
+        EXPECT_EQ(digest.crc32(), crc32_of(head + zeros + tail)) << size;
+        EXPECT_EQ(digest.bytes(), head.size() + size + tail.size());
+    }
+}
+
+TEST(Digest, TakesMoreZerosThanThereIsMemory) {
+    constexpr uint64_t HALF = uint64_t{1} << 61;
+    Digest once, twice;
+    once.add_zeros(2 * HALF);
+    twice.add_zeros(HALF);
+    twice.add_zeros(HALF);
+    EXPECT_EQ(once.crc32(), twice.crc32());
+    EXPECT_EQ(once.bytes(), 2 * HALF);
+}
+
 } // namespace
+
 } // namespace vexlo

@@ -106,6 +106,24 @@ TEST(Destination, OfOneTableHasItsOutputsAtOneStemAndInALog) {
     EXPECT_EQ((*destination.log())[1].crc32, digest.crc32());
 }
 
+TEST(Destination, BytesAreWrittenDirectlyWhereThatIsAskedFor) {
+    scratch_dir dir;
+    vexlo::Destination destination = vexlo::Destination::at(dir / "T");
+    destination.write_directly();
+    const std::string path = destination.path_for("whatever", ".csv");
+    const auto file = destination.open_stream(path);
+    vexlo::ByteBuffer bytes;
+    bytes.append(Bytes(vexlo::OutputFile::BUFFER_SIZE, 'x'));
+    file->take(bytes);
+    EXPECT_TRUE(bytes.empty());
+    vexlo::PendingPath place(path);
+    place.keep();
+    EXPECT_EQ(std::filesystem::file_size(place.temporary()), vexlo::OutputFile::BUFFER_SIZE);
+    file->append("rest");
+    file->finish();
+    EXPECT_TRUE(read_text(path) == Bytes(vexlo::OutputFile::BUFFER_SIZE, 'x') + "rest");
+}
+
 TEST(OutputFile, UnfinishedOnesAreKnownByTheirNames) {
     using vexlo::unfinished_output;
     EXPECT_EQ(unfinished_output(".A.B.csv.123.part"), "A.B.csv");

@@ -537,6 +537,62 @@ TEST(LobReader, SecureFileWithFewerBytesThanItsLengthHasLostThem) {
     EXPECT_EQ(outcome.missing, 50u);
 }
 
+namespace {
+
+// Counts how often something was missing.
+struct GapSink : vexlo::LobSink {
+    uint64_t times = 0, lost = 0;
+
+    void data(std::span<const uint8_t>) override {}
+    void missing(uint64_t bytes) override {
+        ++times;
+        lost += bytes;
+    }
+};
+
+} // namespace
+
+TEST(LobReader, BlocksOfAFileThatIsNotThereAreLostAtOnce) {
+    constexpr uint32_t BLOCKS = 65535;
+    constexpr uint64_t LENGTH = uint64_t{BLOCKS} * SECURE_PAGE_SIZE + 1;
+    const uint32_t elsewhere = sample::make_rdba(LOB_FILE + 1, 20);
+    LobFile file;
+    file.put_secure_page(20, 1, lob_bytes(1, 100));
+    file.open([&](const vexlo::LobSegment &column, vexlo::BlockReader &blocks) {
+        vexlo::LobReader reader(blocks);
+        GapSink sink;
+        const LobOutcome outcome = reader.read(
+            by_extents(1, LENGTH, {{elsewhere, BLOCKS}, {elsewhere + BLOCKS, BLOCKS}}), column, sink);
+        EXPECT_EQ(outcome.missing, LENGTH);
+        EXPECT_EQ(sink.times, 2u);
+        EXPECT_EQ(sink.lost, LENGTH);
+        ASSERT_EQ(reader.lost_blocks().losses.size(), 1u);
+        EXPECT_EQ(reader.lost_blocks().losses[0].kind, vexlo::LossKind::missing_file);
+        EXPECT_EQ(reader.lost_blocks().losses[0].blocks, BLOCKS + 1);
+    });
+}
+
+TEST(LobReader, SoAreThoseBehindTheEndOfAFile) {
+    constexpr uint32_t BLOCKS = 65535;
+    constexpr uint64_t LENGTH = uint64_t{BLOCKS} * SECURE_PAGE_SIZE;
+    LobFile file;
+    const LobBytes bytes = lob_bytes(1, SECURE_PAGE_SIZE);
+    file.put_secure_page(20, 1, bytes);
+    file.open([&](const vexlo::LobSegment &column, vexlo::BlockReader &blocks) {
+        vexlo::LobReader reader(blocks);
+        GapSink sink;
+        const LobOutcome outcome =
+            reader.read(by_extents(1, LENGTH, {{LobFile::rdba(20), BLOCKS}}), column, sink);
+        EXPECT_EQ(outcome.bytes, SECURE_PAGE_SIZE);
+        EXPECT_EQ(outcome.missing, LENGTH - SECURE_PAGE_SIZE);
+        EXPECT_LT(sink.times, 5000u); // the file is a small one
+        ASSERT_EQ(reader.lost_blocks().losses.size(), 1u);
+        EXPECT_EQ(reader.lost_blocks().losses[0].kind, vexlo::LossKind::unreadable);
+        const vexlo::Loss &loss = reader.lost_blocks().losses[0];
+        EXPECT_EQ(loss.block + loss.blocks, 20 + uint64_t{BLOCKS});
+    });
+}
+
 TEST(LobReader, ASecureFileThatWasEmptiedMayHaveItsExtentsStill) {
     LobFile file;
     file.put_secure_page(20, 2, lob_bytes(2, 100));

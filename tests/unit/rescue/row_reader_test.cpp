@@ -437,6 +437,50 @@ TEST_F(AddedDefaultTest, WhereTheDefaultIsLostItsValuesAreCounted) {
     EXPECT_EQ(read.row_counts.lost_defaults, 1u);
 }
 
+TEST_F(AddedDefaultTest, SuspectRowsHaveItTooUnlessTheyMayHaveHadMoreValues) {
+    sample::TableDef def = table_def(scott(), "T", users());
+    def.columns.push_back(added("A", "first"));
+    const size_t table = db().add_table(def);
+    for (const int id : {1, 2})
+        db().insert(table, {sample::number(id), sample::text("n"), sample::null_value()});
+    db().finish();
+    constexpr size_t FREE_SPACE = 4000;
+    const uint32_t number = blocks_of_type(USERS_FILE, TABLE_TYPE, object_of(table)).at(0);
+    patch(USERS_FILE, number, FREE_SPACE, {0x55}, false);
+    const sample::Bytes bytes = block(USERS_FILE, number);
+    ROW_AREA area;
+    ASSERT_TRUE(locate_rows({bytes.data(), DB_BLOCK_SIZE, 0}, &area));
+    const size_t piece = static_cast<size_t>(find_piece(area, 0) - bytes.data()); // it stands last
+    patch(USERS_FILE, number, piece + 3 + 3, {0xFD}, false);                      // length of the name
+    const TableRows read = OpenDatabase(paths()).read("T");
+    ASSERT_EQ(read.suspects.size(), 2u);
+    EXPECT_EQ(read.suspects[0].fault, RowFault::check_value);
+    EXPECT_EQ(read.suspects[0].values, (TextRow{"1", "NULL", "NULL"}));
+    EXPECT_EQ(read.suspects[1].fault, RowFault::check_value);
+    EXPECT_EQ(read.suspects[1].values, (TextRow{"2", "n", "first"}));
+}
+
+TEST_F(RowReaderTest, ARowHasNothingOfTheValuesOfTheRowBefore) {
+    sample::TableDef def = table_def(scott(), "T", users());
+    def.columns.push_back(sample::varchar2_column("A", 300));
+    def.columns.push_back(sample::varchar2_column("B", 300));
+    const size_t table = db().add_table(def);
+    const auto insert = [&](int id, sample::Value name, sample::Value a, sample::Value b) {
+        db().insert(table, {sample::number(id), std::move(name), std::move(a), std::move(b)});
+    };
+    const std::string longest_short = letters(0xFD), shortest_long = letters(0xFE);
+    insert(1, sample::text("n"), sample::text("a"), sample::text("b"));
+    insert(2, sample::null_value(), sample::text("a"), sample::null_value());
+    insert(3, sample::text(longest_short), sample::text(shortest_long), sample::null_value());
+    insert(4, sample::text("n"), sample::null_value(), sample::text("b"));
+    insert(5, sample::null_value(), sample::null_value(), sample::null_value());
+    EXPECT_EQ(open().read("T").rows, (std::vector<TextRow>{{"1", "n", "a", "b"},
+                                                           {"2", "NULL", "a", "NULL"},
+                                                           {"3", longest_short, shortest_long, "NULL"},
+                                                           {"4", "n", "NULL", "b"},
+                                                           {"5", "NULL", "NULL", "NULL"}}));
+}
+
 TEST_F(RowReaderTest, ColumnsComeInTheOrderOfTheirNumbers) {
     sample::TableDef def = table_def(scott(), "T", users());
     def.columns[0].col = 2;

@@ -445,14 +445,14 @@ TEST_F(AddedDefaultTest, SuspectRowsHaveItTooUnlessTheyMayHaveHadMoreValues) {
         db().insert(table, {sample::number(id), sample::text("n"), sample::null_value()});
     db().finish();
     constexpr size_t FREE_SPACE = 4000;
-    const uint32_t number = blocks_of_type(USERS_FILE, TABLE_TYPE, object_of(table)).at(0);
+    const uint32_t number = blocks_of_type(USERS_FILE, TABLE_BLOCKS, object_of(table)).at(0);
     patch(USERS_FILE, number, FREE_SPACE, {0x55}, false);
     const sample::Bytes bytes = block(USERS_FILE, number);
     ROW_AREA area;
     ASSERT_TRUE(locate_rows({bytes.data(), DB_BLOCK_SIZE, 0}, &area));
     const size_t piece = static_cast<size_t>(find_piece(area, 0) - bytes.data()); // it stands last
     patch(USERS_FILE, number, piece + 3 + 3, {0xFD}, false);                      // length of the name
-    const TableRows read = OpenDatabase(paths()).read("T");
+    const TableRows read = ReadDatabase(paths()).read("T");
     ASSERT_EQ(read.suspects.size(), 2u);
     EXPECT_EQ(read.suspects[0].fault, RowFault::check_value);
     EXPECT_EQ(read.suspects[0].values, (TextRow{"1", "NULL", "NULL"}));

@@ -19,14 +19,37 @@ constexpr uint64_t FIRST_DATA_BLOCK = 2; // behind the file header
 // rows to the same place: more than this is damage, and is lost.
 constexpr size_t DEFAULTS_SIZE_MAX = 64 << 20;
 
-// Sorts records by a key and drops all but the first of equal ones.
+// A record by its key and its place in a list.
+struct KeyedPlace {
+    uint64_t key;
+    size_t place;
+};
+
+// Sorts by key and drops all but the first place of equal ones.
+void sort_unique(std::vector<KeyedPlace> &places) {
+    std::ranges::sort(places, [](const KeyedPlace &a, const KeyedPlace &b) {
+        return a.key != b.key ? a.key < b.key : a.place < b.place;
+    });
+    const auto same = [](const KeyedPlace &a, const KeyedPlace &b) { return a.key == b.key; };
+    places.erase(std::unique(places.begin(), places.end(), same), places.end());
+}
+
+// Sorts records by a key and drops all but the first of equal ones. Mostly nothing is to be done.
 template <class RECORD, class KEY>
 void sort_unique(std::vector<RECORD> &records, KEY key) {
-    const auto before = [&](const RECORD &a, const RECORD &b) { return key(a) < key(b); };
-    if (!std::is_sorted(records.begin(), records.end(), before))
-        std::stable_sort(records.begin(), records.end(), before);
-    const auto same = [&](const RECORD &a, const RECORD &b) { return key(a) == key(b); };
-    records.erase(std::unique(records.begin(), records.end(), same), records.end());
+    const auto not_before = [&](const RECORD &a, const RECORD &b) { return key(a) >= key(b); };
+    if (std::adjacent_find(records.begin(), records.end(), not_before) == records.end())
+        return;
+    std::vector<KeyedPlace> places;
+    places.reserve(records.size());
+    for (const RECORD &record : records)
+        places.push_back({key(record), places.size()});
+    sort_unique(places);
+    std::vector<RECORD> sorted;
+    sorted.reserve(places.size());
+    for (const KeyedPlace &from : places)
+        sorted.push_back(std::move(records[from.place]));
+    records = std::move(sorted);
 }
 
 // A row of bootstrap$.

@@ -45,8 +45,8 @@ void damage_console::patch(uint32_t rdba, size_t offset, const bytes &data) cons
 }
 
 size_t damage_console::slot_offset(sample::RowAddress at) const {
-    constexpr size_t HEADER = 14, TABLE_ENTRY = 4;
-    return data_header(read_block(at.rdba)) + HEADER + TABLE_ENTRY + 2 * size_t{at.slot};
+    constexpr size_t DATA_HEADER = 14, TABLE_ENTRY = 4;
+    return data_header(read_block(at.rdba)) + DATA_HEADER + TABLE_ENTRY + 2 * size_t{at.slot};
 }
 
 size_t damage_console::piece_offset(sample::RowAddress at) const {

@@ -91,7 +91,7 @@ TEST_F(FilesList, LastLineOf1023CharactersWithoutANewlineIsDropped) {
 }
 
 TEST_F(FilesList, LastLineOf1023CharactersIsKeptWithItsNewline) {
-    for (const size_t length : {1021, 1022, 1023}) {
+    for (const size_t length : {1021U, 1022U, 1023U}) {
         const std::string path = lengthened(users_, length);
         site_.set_list(system_ + "\n" + path + "\n");
         expect_catalogue({{1, system_}, {4, path}});

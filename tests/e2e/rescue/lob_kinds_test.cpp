@@ -99,7 +99,7 @@ TEST_F(LobKinds, LongVarchar2ColumnsMayBeKeptAsTheBytesOfTheirCharacters) {
     national.charset_form = 2;
     const size_t t = add("V", {number_column("ID"), wide, national});
     csv_row expected;
-    for (const size_t size : {0, 1, 100, 1500, 4031, 16000}) {
+    for (const size_t size : {0U, 1U, 100U, 1500U, 4031U, 16000U}) {
         std::u16string characters(size, u'\u00E9');
         if (size > 1)
             characters[0] = u'x';

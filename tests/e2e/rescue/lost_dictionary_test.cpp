@@ -101,7 +101,7 @@ TEST_F(LostDictionary, TableWithoutAnyRowButThoseOfItsColumnsIsFoundByItsObjectN
 }
 
 TEST_F(LostDictionary, RowDependenciesOfATableThatIsFoundAreToldByItsRows) {
-    for (const size_t bytes : {6, 8}) {
+    for (const size_t bytes : {6U, 8U}) {
         SCOPED_TRACE(bytes);
         table_rows_.clear();
         DatabaseOptions options;

@@ -16,7 +16,7 @@ std::string pattern(size_t length, size_t seed) {
 }
 
 TEST_F(RowForms, DependencyScnsOfSixAndOfEightBytes) {
-    for (const size_t bytes : {6, 8}) {
+    for (const size_t bytes : {6U, 8U}) {
         SCOPED_TRACE(bytes);
         DatabaseOptions options;
         options.dependency_bytes = bytes;

@@ -488,7 +488,7 @@ Bytes num(int number) {
 // Rows end with their last value: where the last column is mostly NULL, most rows with a surplus entry have
 // no more entries than there are columns.
 TEST_F(DumpReaderTest, SurplusEntryIsSeenWhereMostRowsEndBeforeIt) {
-    for (const size_t first_whole : {0, 1000, 90000}) {
+    for (const size_t first_whole : {0U, 1000U, 90000U}) {
         DumpTable table{.name = "T", .columns = {{"A", 2, 22}, {"B", 12, 7}, {"C", 1, 20}}};
         const size_t rows = first_whole + 200;
         for (size_t i = 0; i < rows; ++i) {

@@ -61,7 +61,7 @@ TEST(Digest, DoesNotDependOnHowTheBytesAreCut) {
 
 TEST(Digest, TakesZerosByTheirNumber) {
     const std::string head = "head", tail = "tail";
-    for (const size_t size : {0, 1, 2, 15, 255, 4096, 1000003}) {
+    for (const size_t size : {0U, 1U, 2U, 15U, 255U, 4096U, 1000003U}) {
         const std::string zeros(size, '\0');
         Digest digest;
         digest.add(head.data(), head.size());

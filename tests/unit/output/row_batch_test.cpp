@@ -81,7 +81,7 @@ TEST(RowBatch, ClearedIsAsGoodAsNew) {
 TEST(RowBatch, RowsAreNumberedBehindThoseOfTheBatchesBefore) {
     vexlo::RowBatch batch;
     batch.rows = 4;
-    for (const uint64_t row : {2, 5}) {
+    for (const uint64_t row : {2U, 5U}) {
         batch.begin_reject(row);
         batch.end_reject();
     }

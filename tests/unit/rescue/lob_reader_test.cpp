@@ -455,7 +455,7 @@ TEST(LobReader, AnIndexEntryThatCanBeReadInTwoWaysIsNotGuessed) {
     LobFile file;
     const LobBytes bytes = lob_bytes(1, LOB_PAGE_SIZE);
     file.put_page(20, 1, 12, bytes);
-    file.put_index(300, {rows_of(1, 12, 13, 20 - 12 * 3, 1, 3)});
+    file.put_index(300, {rows_of(1, 12, 13, 20U - 12 * 3, 1, 3)});
     CollectingSink sink;
     const LobOutcome outcome = file.read(by_index(1), sink, 300, 3);
     EXPECT_EQ(outcome.fault, LobFault::ambiguous);

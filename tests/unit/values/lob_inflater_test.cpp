@@ -73,7 +73,7 @@ ByteVector with_map(const std::vector<ByteVector> &streams, uint32_t plain_size,
 
 TEST(LobInflater, OneStream) {
     for (const char *hex : {MEDIUM, HIGH})
-        for (const size_t piece : {1, 3, 4, 5, 100}) {
+        for (const size_t piece : {1U, 3U, 4U, 5U, 100U}) {
             const Inflated result = inflate(from_hex(hex), 3000, piece);
             EXPECT_TRUE(result.sound);
             EXPECT_EQ(result.bytes, plain(1)) << hex << " " << piece;
@@ -84,7 +84,7 @@ TEST(LobInflater, MapsOfStreams) {
     ByteVector stored = with_map({from_hex(MEDIUM), from_hex(HIGH), from_hex(MEDIUM)}, 3000, 7);
     const ByteVector second = with_map({from_hex(HIGH)}, 3000, 0);
     stored.insert(stored.end(), second.begin(), second.end());
-    for (const size_t piece : {1, 28, 29, 30, 1000}) {
+    for (const size_t piece : {1U, 28U, 29U, 30U, 1000U}) {
         const Inflated result = inflate(stored, 12000, piece);
         EXPECT_TRUE(result.sound) << piece;
         EXPECT_EQ(result.bytes, plain(4)) << piece;
@@ -96,7 +96,7 @@ TEST(LobInflater, MapsMayHaveBytesBehindTheirStreams) {
     ByteVector stored = with_map({from_hex(MEDIUM), from_hex(HIGH)}, 3000, 0, 300);
     const ByteVector second = with_map({from_hex(HIGH)}, 3000, 5, 1);
     stored.insert(stored.end(), second.begin(), second.end());
-    for (const size_t piece : {1, 100, 1000}) {
+    for (const size_t piece : {1U, 100U, 1000U}) {
         const Inflated result = inflate(stored, 9000, piece);
         EXPECT_TRUE(result.sound) << piece;
         EXPECT_EQ(result.bytes, plain(3)) << piece;

@@ -250,9 +250,14 @@ private:
     }
 
     [[gnu::noinline]] char *put_other_text(std::string_view text, char *out) const {
-        if (!is_ascii(text.data(), text.size()) || text.find('"') != std::string_view::npos)
+        if (!is_ascii_without<'"'>(text.data(), text.size()))
             return nullptr;
-        return form_.needs_quotes(text) ? put_quoted(text, out) : out + text.size();
+        if (!form_.needs_quotes(text))
+            return out + text.size();
+        *out++ = '"';
+        out = copy_text(out, text.data(), text.size());
+        *out++ = '"';
+        return out;
     }
 
     // Writes the rest of a row, whose field `i` is to be looked at more closely. False when it was rejected.

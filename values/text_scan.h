@@ -41,6 +41,14 @@ inline bool is_ascii(const char *data, size_t size) {
     return !any_byte(data, size, [](__m128i half) { return _mm_movemask_epi8(half); });
 }
 
+// The same of every byte that is not a either.
+template <char a>
+bool is_ascii_without(const char *data, size_t size) {
+    return !any_byte(data, size, [](__m128i half) {
+        return _mm_movemask_epi8(_mm_or_si128(half, _mm_cmpeq_epi8(half, _mm_set1_epi8(a))));
+    });
+}
+
 // Whether one of the bytes is a, b, c or d.
 template <char a, char b, char c>
 bool holds_any(char d, const char *data, size_t size) {
@@ -104,10 +112,11 @@ bool copy_if_plain(char b, const char *data, size_t size, char *out) {
 
 // Copies a text to `out`, which has room for WRITE_SLACK bytes more; returns the end.
 inline char *copy_text(char *out, const char *data, size_t size) {
-    std::memcpy(out, data, BLOCK_SIZE);
-    if (size > BLOCK_SIZE)
-        std::memcpy(out + BLOCK_SIZE, data + BLOCK_SIZE, size - BLOCK_SIZE);
-    return out + size;
+    for (size_t at = 0;; at += BLOCK_SIZE) {
+        std::memcpy(out + at, data + at, BLOCK_SIZE);
+        if (size <= at + BLOCK_SIZE)
+            return out + size;
+    }
 }
 
 } // namespace vexlo

@@ -15,11 +15,16 @@ TEST(TextScan, FindsAByteAtEveryPlaceOfEverySize) {
     for (size_t size = 0; size <= 100; ++size) {
         std::string text = padded(size);
         ASSERT_TRUE(vexlo::is_ascii(text.data(), size)) << size;
+        ASSERT_TRUE(vexlo::is_ascii_without<'"'>(text.data(), size)) << size;
         ASSERT_FALSE((vexlo::holds_any<',', '"', '\n'>('\xFF', text.data(), size))) << size;
         for (size_t at = 0; at < size; ++at) {
             text[at] = '\x80';
             ASSERT_FALSE(vexlo::is_ascii(text.data(), size)) << size << " " << at;
+            ASSERT_FALSE(vexlo::is_ascii_without<'"'>(text.data(), size)) << size << " " << at;
+            text[at] = '"';
+            ASSERT_FALSE(vexlo::is_ascii_without<'"'>(text.data(), size)) << size << " " << at;
             text[at] = '\n';
+            ASSERT_TRUE(vexlo::is_ascii_without<'"'>(text.data(), size)) << size << " " << at;
             ASSERT_TRUE((vexlo::holds_any<',', '"', '\n'>('\r', text.data(), size))) << size << " " << at;
             text[at] = 'x';
         }

@@ -31,7 +31,7 @@ bool is_continuation(uint8_t byte) {
 } // namespace
 
 LobColumns::LobColumns(const FileSet &files, const ScanIndexes &scans, const Dictionary &dictionary,
-                       const TableLayout &layout, uint32_t fragment, ReadOptions options)
+                       const TableLayout &layout, uint32_t fragment, ReadOptions options, RowOrder order)
     : output_columns_(layout.table.columns.size()) {
     for (const StoredColumn &stored : layout.stored) {
         if (!stored.is_lob || stored.output < 0)
@@ -39,7 +39,8 @@ LobColumns::LobColumns(const FileSet &files, const ScanIndexes &scans, const Dic
         const size_t column = static_cast<size_t>(stored.output);
         LobPlaces places = find_lob_places(dictionary, layout.object, stored.internal_column, fragment);
         places.encrypted = stored.encrypted;
-        entries_.push_back({column, stored, std::make_unique<LobSegment>(files, scans, places, options)});
+        entries_.push_back(
+            {column, stored, std::make_unique<LobSegment>(files, scans, places, options, order)});
     }
     std::sort(entries_.begin(), entries_.end(),
               [](const Entry &a, const Entry &b) { return a.column < b.column; });

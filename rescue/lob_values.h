@@ -92,7 +92,7 @@ private:
     class Value;
 
     Field resolve_column(const Field &field, Value &value, std::string &fault);
-    LobOutcome read(Value &value, LobLocator locator);
+    LobOutcome read(Value &value, LobLocator &&locator);
     Field keep_text(std::string text);
     Field resolve_bfile(const Field &field);
 

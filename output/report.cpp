@@ -5,10 +5,14 @@
 namespace vexlo {
 
 void Report::loss(std::string_view text, uint64_t count) {
+    count_losses(count);
+    console_.line(text);
+}
+
+void Report::count_losses(uint64_t count) {
     int converted = EXIT_CONVERTED;
     status_.compare_exchange_strong(converted, EXIT_LOSSES);
     losses_ += count;
-    console_.line(text);
 }
 
 void Report::failure(std::string_view text) {
@@ -35,11 +39,14 @@ void TableReport::drop() {
 
 void TableReport::tell(Line line) {
     if (is_held_)
-        held_.push_back(std::move(line));
-    else if (line.losses == 0)
-        report_.note(line.text);
-    else
+        return held_.push_back(std::move(line));
+    const bool is_known = lines_++ < passed_over_;
+    if (line.losses != 0 && is_known)
+        report_.count_losses(line.losses);
+    else if (line.losses != 0)
         report_.loss(line.text, line.losses);
+    else if (!is_known)
+        report_.note(line.text);
 }
 
 void TableReport::note(std::string_view text) {

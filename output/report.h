@@ -23,6 +23,8 @@ public:
     void note(std::string_view text) { console_.line(text); }
     // Data that could not be converted: `count` losses told in one line.
     void loss(std::string_view text, uint64_t count = 1);
+    // The same where the line has been told before.
+    void count_losses(uint64_t count);
     // An input or an output that failed as a whole.
     void failure(std::string_view text);
 
@@ -52,6 +54,11 @@ public:
 
     TableReport(Report &report, std::string_view path, std::string_view table);
 
+    // The next so many lines count, but are not told: they have been before.
+    void pass_over(uint64_t lines) { passed_over_ = lines; }
+    // Lines told so far, or passed over.
+    uint64_t lines() const { return lines_; }
+
     // From here on what is told is kept back, until release() tells it or drop() makes it never told.
     void hold() { is_held_ = true; }
     void release();
@@ -79,6 +86,7 @@ private:
     Report &report_;
     std::string prefix_;
     uint64_t row_losses_ = 0;
+    uint64_t lines_ = 0, passed_over_ = 0;
     bool is_held_ = false;
     std::vector<Line> held_;
     uint64_t held_nulls_ = 0;

@@ -87,6 +87,12 @@ LobOutcome LobReader::read(const LobLocator &lob, const LobSegment &segment, Lob
     return out.outcome();
 }
 
+std::optional<std::span<const uint8_t>> LobReader::in_row(const LobLocator &lob, const LobSegment &segment) {
+    if (lob.place != LobPlace::in_row || lob.compressed || segment.places().encrypted)
+        return std::nullopt;
+    return lob.data.first(static_cast<size_t>(std::min<uint64_t>(lob.length, lob.data.size())));
+}
+
 void LobReader::read_data(const LobLocator &lob, const LobSegment &segment, Output &out) {
     switch (lob.place) {
     case LobPlace::empty:

@@ -45,6 +45,9 @@ public:
     // Gives the data of `lob`, a LOB of the column whose segments `segment` has, to `sink`.
     LobOutcome read(const LobLocator &lob, const LobSegment &segment, LobSink &sink);
 
+    // The data of a LOB that the row holds as it is; nothing where it has to be read.
+    static std::optional<std::span<const uint8_t>> in_row(const LobLocator &lob, const LobSegment &segment);
+
     // Bytes of blocks, holes and index entries that all LOBs so far have led to.
     uint64_t visited() const { return visited_; }
     // Blocks of all LOBs so far that should hold data and could not be read.

@@ -89,13 +89,13 @@ LobPlaces find_lob_places(const Dictionary &dictionary, uint32_t table, uint32_t
 }
 
 LobSegment::LobSegment(const FileSet &files, const ScanIndexes &scans, const LobPlaces &places,
-                       ReadOptions options)
+                       ReadOptions options, RowOrder order)
     : files_(files), scans_(scans), places_(places), options_(options) {
     for (const Datafile *file : files.scanned(places.data.tablespace)) {
         block_size_ = block_size_ == 0 ? file->block_size() : block_size_;
         tablespace_bytes_ += file->size();
     }
-    budget_ = std::make_unique<LobBudget>(tablespace_bytes_);
+    budget_ = std::make_unique<LobBudget>(tablespace_bytes_, order);
 }
 
 const LobIndex &LobSegment::index() const {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "rescue/dictionary.h"
+#include "rescue/limit_reached.h"
 #include "rescue/lob_index.h"
 #include "rescue/lob_scan.h"
 #include "rescue/segment.h"
@@ -39,25 +40,37 @@ LobPlaces find_lob_places(const Dictionary &dictionary, uint32_t table, uint32_t
 class LobBudget {
 public:
     // Of a column whose tablespace has so many bytes: with room for copies of rows, and for holes.
-    explicit LobBudget(uint64_t tablespace_bytes) : left_(static_cast<int64_t>(SHARE * tablespace_bytes)) {}
+    LobBudget(uint64_t tablespace_bytes, RowOrder order)
+        : left_(static_cast<int64_t>(SHARE * tablespace_bytes)), order_(order) {}
 
-    // Whether another LOB may be read; the last one may take more than is left.
-    bool allows() const { return left_.load(std::memory_order_relaxed) >= 0; }
-    // A LOB has led to so many bytes.
-    void take(uint64_t bytes) { left_.fetch_sub(static_cast<int64_t>(bytes), std::memory_order_relaxed); }
+    // Whether another LOB may be read; the last one may take more than is left. Throws LimitReached in place
+    // of false where rows come in any order.
+    bool allows() const {
+        const bool is_left = left_.load(std::memory_order_relaxed) >= 0;
+        if (!is_left && order_ == RowOrder::any)
+            throw LimitReached();
+        return is_left;
+    }
+    // A LOB has led to so many bytes. Throws in the same way when they are more than were left.
+    void take(uint64_t bytes) {
+        left_.fetch_sub(static_cast<int64_t>(bytes), std::memory_order_relaxed);
+        allows();
+    }
 
 private:
     static constexpr uint64_t SHARE = 8; // of a tablespace's bytes
 
     std::atomic<int64_t> left_;
+    const RowOrder order_;
 };
 
 // The segments of one LOB column, with what is read of them only when a LOB asks for it. Shared by all
 // threads.
 class LobSegment {
 public:
-    // `files` and `scans` must outlive the segment.
-    LobSegment(const FileSet &files, const ScanIndexes &scans, const LobPlaces &places, ReadOptions options);
+    // `files` and `scans` must outlive the segment. `order` is that of the rows whose LOBs are read.
+    LobSegment(const FileSet &files, const ScanIndexes &scans, const LobPlaces &places, ReadOptions options,
+               RowOrder order = RowOrder::kept);
 
     const LobPlaces &places() const { return places_; }
     // Block size of the tablespace; 0 when none of its files is there. And the bytes of its files.

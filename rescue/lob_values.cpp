@@ -31,7 +31,7 @@ bool is_continuation(uint8_t byte) {
 } // namespace
 
 LobColumns::LobColumns(const FileSet &files, const ScanIndexes &scans, const Dictionary &dictionary,
-                       const TableLayout &layout, uint32_t fragment, ReadOptions options)
+                       const TableLayout &layout, uint32_t fragment, ReadOptions options, RowOrder order)
     : output_columns_(layout.table.columns.size()) {
     for (const StoredColumn &stored : layout.stored) {
         if (!stored.is_lob || stored.output < 0)
@@ -39,7 +39,8 @@ LobColumns::LobColumns(const FileSet &files, const ScanIndexes &scans, const Dic
         const size_t column = static_cast<size_t>(stored.output);
         LobPlaces places = find_lob_places(dictionary, layout.object, stored.internal_column, fragment);
         places.encrypted = stored.encrypted;
-        entries_.push_back({column, stored, std::make_unique<LobSegment>(files, scans, places, options)});
+        entries_.push_back(
+            {column, stored, std::make_unique<LobSegment>(files, scans, places, options, order)});
     }
     std::sort(entries_.begin(), entries_.end(),
               [](const Entry &a, const Entry &b) { return a.column < b.column; });
@@ -75,10 +76,13 @@ public:
 
     // Turns to the LOB with this locator, which points into the row that is being resolved, and reads it
     // once. What is short is held then.
-    LobOutcome read(LobLocator locator) {
+    LobOutcome read(LobLocator &&locator) {
         locator_ = std::move(locator);
         const bool national = locator_.type == LobType::nclob || stored_.national;
         decoder_ = national ? &owner_.national_ : &owner_.database_;
+        if (locator_.utf16 && is_text() && !owner_.options_.limit)
+            if (const auto stored = LobReader::in_row(locator_, segment_))
+                return decode_at_once(*stored);
         bool held = true;
         held_.clear();
         size_ = 0;
@@ -89,6 +93,7 @@ public:
                 held_.append(piece);
         });
         is_held_ = held;
+        held_value_ = held_.bytes();
         return outcome;
     }
 
@@ -100,8 +105,8 @@ public:
     Field field() {
         if (is_held_)
             return {is_text() ? FieldKind::text : FieldKind::binary,
-                    static_cast<uint32_t>(held_.size()),
-                    {held_.data()}};
+                    static_cast<uint32_t>(held_value_.size()),
+                    {held_value_.data()}};
         Field field{FieldKind::stream, 0, {nullptr}};
         field.stream = this;
         return field;
@@ -119,6 +124,19 @@ public:
     void for_each_piece(const Take &take) override { run(take); }
 
 private:
+    // The same of a text that the row holds, as most short ones are, without the way over a reader.
+    LobOutcome decode_at_once(std::span<const uint8_t> stored) {
+        utf16_ = Utf16Decoder(locator_.little_endian);
+        char *const text = text_room(stored.size());
+        const char *const end = utf16_.finish(utf16_.put(stored, text));
+        cut_ = false;
+        replaced_ = utf16_.replaced();
+        size_ = static_cast<uint64_t>(end - text);
+        is_held_ = true;
+        held_value_ = text_.bytes().first(static_cast<size_t>(size_));
+        return {stored.size(), 0, LobFault::none};
+    }
+
     LobOutcome run(const Take &take) {
         take_ = &take;
         left_ = owner_.options_.limit.value_or(UINT64_MAX);
@@ -213,7 +231,8 @@ private:
     PaddedBytes text_;
     PaddedBytes held_;
     bool is_held_ = false;
-    uint64_t size_ = 0; // of what comes out
+    std::span<const uint8_t> held_value_; // padded
+    uint64_t size_ = 0;                   // of what comes out
 };
 
 LobValues::LobValues(const LobColumns &columns, BlockReader &blocks, const TextCharsets &charsets,
@@ -279,12 +298,13 @@ Field LobValues::resolve_column(const Field &field, Value &value, std::string &f
     return value.field();
 }
 
-LobOutcome LobValues::read(Value &value, LobLocator locator) {
+LobOutcome LobValues::read(Value &value, LobLocator &&locator) {
     if (!value.segment().allows(locator))
         return {0, 0, LobFault::exhausted};
     const uint64_t visited = reader_.visited();
     const LobOutcome outcome = value.read(std::move(locator));
-    value.segment().budget().take(reader_.visited() - visited);
+    if (reader_.visited() != visited)
+        value.segment().budget().take(reader_.visited() - visited);
     return outcome;
 }
 

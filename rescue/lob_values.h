@@ -32,9 +32,9 @@ constexpr std::string_view LOB_CUT_MARK = "[cut]";
 class LobColumns {
 public:
     // `fragment` is the object number of the segment: the table's, or that of a partition. What is given must
-    // outlive the columns.
+    // outlive the columns. `order` is that of the rows whose LOBs are read.
     LobColumns(const FileSet &files, const ScanIndexes &scans, const Dictionary &dictionary,
-               const TableLayout &layout, uint32_t fragment, ReadOptions options);
+               const TableLayout &layout, uint32_t fragment, ReadOptions options, RowOrder order);
 
     // The output columns that are LOBs, rising.
     struct Entry {
@@ -78,7 +78,7 @@ public:
     ~LobValues();
 
     // The row with its LOBs as text, bytes or streams; it holds until the next call. `fault` is set to why
-    // one of its LOBs is not whole, and left alone otherwise.
+    // one of its LOBs is not whole, and left alone otherwise. Throws LimitReached, see LobBudget.
     Row resolve(const Row &row, std::string &fault);
     // Puts the LOBs of the row resolved last into files; the row has their names then. `number` is that of
     // the row in its output.
@@ -92,7 +92,7 @@ private:
     class Value;
 
     Field resolve_column(const Field &field, Value &value, std::string &fault);
-    LobOutcome read(Value &value, LobLocator locator);
+    LobOutcome read(Value &value, LobLocator &&locator);
     Field keep_text(std::string text);
     Field resolve_bfile(const Field &field);
 

@@ -11,8 +11,12 @@ constexpr Field NO_VALUE{FieldKind::null, 0, {nullptr}};
 // In place of the length of a value
 constexpr uint8_t LONG_LENGTH = 0xFE, STORED_NULL = 0xFF;
 
+FieldKind kind_of(const StoredColumn &column) {
+    return column.is_lob ? FieldKind::lob : FieldKind::value;
+}
+
 Field field_of(const StoredColumn &column, const uint8_t *data, uint32_t size) {
-    return {column.is_lob ? FieldKind::lob : FieldKind::value, size, {data}};
+    return {kind_of(column), size, {data}};
 }
 
 } // namespace
@@ -22,14 +26,16 @@ RowBuilder::RowBuilder(const TableLayout &layout, const std::string &temporary_d
       ordinary_(layout.stored.size() + 1), longs_(layout.table.columns.size()) {
     for (size_t i = 0; i < layout.stored.size(); ++i)
         if (is_ordinary(i))
-            ordinary_[i] = &fields_[static_cast<size_t>(layout.stored[i].output)];
-    all_ordinary_ = std::find(ordinary_.begin(), ordinary_.end(), nullptr) == ordinary_.end() - 1;
+            ordinary_[i] = {&fields_[static_cast<size_t>(layout.stored[i].output)],
+                            kind_of(layout.stored[i])};
+    all_ordinary_ = std::all_of(ordinary_.begin(), ordinary_.end() - 1,
+                                [](const OrdinaryColumn &column) { return column.field != nullptr; });
 }
 
 // Whether the values of a stored column come out as they are.
 bool RowBuilder::is_ordinary(size_t column) const {
     const StoredColumn &stored = layout_.stored[column];
-    return stored.output >= 0 && !stored.from_key && !stored.encrypted && !stored.is_lob &&
+    return stored.output >= 0 && !stored.from_key && (!stored.encrypted || stored.is_lob) &&
            static_cast<int32_t>(column) != layout_.guard_column;
 }
 
@@ -47,17 +53,23 @@ void RowBuilder::begin() {
 bool RowBuilder::take_plain_row(const uint8_t *p, const uint8_t *end, unsigned count) {
     if (!all_ordinary_ || count >= ordinary_.size())
         return false;
-    Field *const *column = ordinary_.data(), *const *const behind = column + count;
+    const OrdinaryColumn *column = ordinary_.data(), *const behind = column + count;
     for (; column != behind; ++column) {
-        const uint32_t size = *p != STORED_NULL ? *p : 0;
-        if (size == LONG_LENGTH || end - p <= static_cast<ptrdiff_t>(size))
+        uint32_t size = *p != STORED_NULL ? *p : 0;
+        if (size == LONG_LENGTH) {
+            if (end - p <= 2)
+                return false;
+            size = load_le16(p + 1);
+            p += 2;
+        }
+        if (end - p <= static_cast<ptrdiff_t>(size))
             return false;
         ++p;
-        **column = {size > 0 ? FieldKind::value : FieldKind::null, size, {p}};
+        *column->field = {size > 0 ? column->kind : FieldKind::null, size, {p}};
         p += size;
     }
-    for (; *column != nullptr; ++column)
-        **column = NO_VALUE;
+    for (; column->field != nullptr; ++column)
+        *column->field = NO_VALUE;
     at_ = count;
     in_parts_ = surplus_ = false;
     return true;
@@ -96,8 +108,8 @@ bool RowBuilder::add_values(const uint8_t *&p, const uint8_t *end, unsigned coun
 // many of the `count` values are left.
 unsigned RowBuilder::add_ordinary(const uint8_t *&p, const uint8_t *end, unsigned count) {
     const uint8_t *at = p;
-    Field *const *column = ordinary_.data() + at_;
-    for (; count > 0 && at < end && *column != nullptr; --count, ++column) {
+    const OrdinaryColumn *column = ordinary_.data() + at_;
+    for (; count > 0 && at < end && column->field != nullptr; --count, ++column) {
         const uint32_t size = *at;
         if (size == STORED_NULL) {
             ++at;
@@ -106,7 +118,7 @@ unsigned RowBuilder::add_ordinary(const uint8_t *&p, const uint8_t *end, unsigne
         if (size == LONG_LENGTH || end - at <= static_cast<ptrdiff_t>(size))
             break;
         ++at;
-        **column = {size > 0 ? FieldKind::value : FieldKind::null, size, {at}};
+        *column->field = {size > 0 ? column->kind : FieldKind::null, size, {at}};
         at += size;
     }
     p = at;

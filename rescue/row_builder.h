@@ -25,8 +25,8 @@ public:
     // Begins a row without values.
     void begin();
     // Takes a row whose `count` values lie in one piece at `p` and stay there as long as it is used: the row
-    // is whole then. False, and it must be begun, where a value is long or leaves [p, end) or a column is of
-    // the kinds that need a closer look. The byte at `end` can be read.
+    // is whole then. False, and it must be begun, where a value leaves [p, end) or a column is of the kinds
+    // that need a closer look. The byte at `end` can be read.
     bool take_plain_row(const uint8_t *p, const uint8_t *end, unsigned count);
     // The value of the next cluster key column. With `holds` its bytes stay as long as the row is used.
     void add_key(const VALUE &value, bool holds);
@@ -66,8 +66,13 @@ private:
     const TableLayout &layout_;
     const std::string directory_;
     std::vector<Field> fields_;
-    std::vector<Field *> ordinary_; // by stored column and one behind: the fields of ordinary ones, else null
-    bool all_ordinary_;             // every stored column is
+    // Where the values of a stored column go, and what they are there.
+    struct OrdinaryColumn {
+        Field *field = nullptr; // of others than ordinary ones, and behind the last column
+        FieldKind kind = FieldKind::value;
+    };
+    std::vector<OrdinaryColumn> ordinary_;          // by stored column, and one behind
+    bool all_ordinary_;                             // every stored column is
     std::vector<std::unique_ptr<LongValue>> longs_; // by output column
     ValueArena arena_;
     std::vector<uint8_t> part_; // the value that comes in parts, unless it is a LONG

@@ -111,7 +111,7 @@ RowCounts &RowCounts::operator+=(const RowCounts &other) {
     return *this;
 }
 
-PieceBudget::PieceBudget(const FileSet &files, uint32_t tablespace) {
+PieceBudget::PieceBudget(const FileSet &files, uint32_t tablespace, RowOrder order) : order_(order) {
     uint64_t bytes = 0;
     for (const Datafile *file : files.scanned(tablespace))
         bytes += file->size();

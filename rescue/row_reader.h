@@ -14,6 +14,7 @@
 
 #include "format/block.h"
 #include "rescue/block_reader.h"
+#include "rescue/limit_reached.h"
 #include "rescue/loss.h"
 #include "rescue/segment.h"
 #include "rescue/table_layout.h"
@@ -76,13 +77,19 @@ struct RowCounts {
 // has no more of them than its tablespace has room for. Thread-safe.
 class PieceBudget {
 public:
-    PieceBudget(const FileSet &files, uint32_t tablespace);
+    PieceBudget(const FileSet &files, uint32_t tablespace, RowOrder order = RowOrder::kept);
 
-    // False when nothing is left.
-    bool take() { return left_.fetch_sub(1, std::memory_order_relaxed) > 0; }
+    // False when nothing is left. Throws LimitReached in place of that where rows come in any order.
+    bool take() {
+        const bool is_left = left_.fetch_sub(1, std::memory_order_relaxed) > 0;
+        if (!is_left && order_ == RowOrder::any)
+            throw LimitReached();
+        return is_left;
+    }
 
 private:
     std::atomic<int64_t> left_;
+    const RowOrder order_;
 };
 
 // What all readers of one segment share.

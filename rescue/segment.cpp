@@ -58,8 +58,15 @@ BlockBudget::BlockBudget(const FileSet &files, uint32_t tablespace, uint64_t tim
 const std::shared_ptr<BlockBudget> &BlockBudgets::of(uint32_t tablespace, bool is_cluster) {
     std::shared_ptr<BlockBudget> &budget = budgets_[{tablespace, is_cluster}];
     if (!budget)
-        budget = std::make_shared<BlockBudget>(files_, tablespace, is_cluster ? CLUSTER_TABLES : 1);
+        budget = std::make_shared<BlockBudget>(*files_, tablespace, is_cluster ? CLUSTER_TABLES : 1);
     return budget;
+}
+
+BlockBudgets BlockBudgets::copy() const {
+    BlockBudgets copied(*files_);
+    for (const auto &[segments, budget] : budgets_)
+        copied.budgets_.emplace(segments, std::make_shared<BlockBudget>(*budget));
+    return copied;
 }
 
 class SegmentRuns::State {

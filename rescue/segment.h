@@ -60,16 +60,18 @@ struct BlockBudget {
 class BlockBudgets {
 public:
     // `files` must outlive the budgets.
-    explicit BlockBudgets(const FileSet &files) : files_(files) {}
+    explicit BlockBudgets(const FileSet &files) : files_(&files) {}
 
     // The budget of the segments in a tablespace. That of clusters, whose segment is gone through for each of
     // their tables, is one of its own.
     const std::shared_ptr<BlockBudget> &of(uint32_t tablespace, bool is_cluster = false);
+    // Budgets that have as much left as these.
+    BlockBudgets copy() const;
 
 private:
     static constexpr uint64_t CLUSTER_TABLES = 32; // a cluster has no more
 
-    const FileSet &files_;
+    const FileSet *files_;
     std::map<std::pair<uint32_t, bool>, std::shared_ptr<BlockBudget>> budgets_;
 };
 

@@ -257,13 +257,19 @@ bool is_read(const PlannedTable &table) {
 
 class TableUnload {
 public:
-    TableUnload(const UnloadContext &context, const PlannedTable &planned)
-        : context_(context), planned_(planned),
+    // With so many threads at most. The first `known_lines` lines of the table's report have been told
+    // before.
+    TableUnload(const UnloadContext &context, const PlannedTable &planned, size_t jobs, uint64_t known_lines)
+        : context_(context), planned_(planned), jobs_(jobs),
           layout_(layout_of(context.options, context.dictionary, planned)),
           main_(layout_.table, context, planned.stem),
           suspect_(suspect_table(layout_.table), context, planned.suspect_stem), report_(context.console),
-          table_report_(report_, planned.owner, planned.name) {}
+          table_report_(report_, planned.owner, planned.name) {
+        table_report_.pass_over(known_lines);
+    }
 
+    // Throws LimitReached when the table is to be read again by one thread: what it has told by then is what
+    // that tells first.
     TableEntry run() {
         tell_names();
         main_.open();
@@ -274,6 +280,7 @@ public:
                 unload_segment(segment);
         return finish();
     }
+    uint64_t lines() const { return table_report_.lines(); }
 
 private:
     void tell_names() {
@@ -308,14 +315,14 @@ private:
         const SegmentRef &segment = table_segment.segment;
         SegmentRuns runs(context_.files, context_.scans, segment, context_.options.reading,
                          context_.budgets.of(segment.tablespace, planned_.table->cluster != 0));
-        BlockRun first;
-        if (runs.next(first)) {
-            const size_t threads =
-                is_small(runs, first) || main_files_ != nullptr ? 1 : context_.options.jobs;
+        const std::vector<BlockRun> begin = first_two(runs);
+        if (!begin.empty()) {
+            // With a single run more than one thread would have nothing to do.
+            const size_t threads = begin.size() == 1 || main_files_ != nullptr ? 1 : jobs_;
             const LobColumns lobs(context_.files, context_.scans, context_.dictionary, layout_,
-                                  table_segment.object, context_.options.reading);
+                                  table_segment.object, context_.options.reading, order_of(threads));
             open_workers(segment, runs, lobs, threads);
-            run_threads(runs, first, threads);
+            run_threads(runs, begin, threads);
             for (const auto &worker : workers_)
                 worker->close_segment(counts_, lob_counts_, tally_);
             lobs.add_losses(tally_);
@@ -323,16 +330,21 @@ private:
         tally_.add(runs.tally());
     }
 
-    // Whether the first run is all there is: more than one thread would have nothing to do.
-    static bool is_small(const SegmentRuns &runs, const BlockRun &first) {
-        return !runs.was_scanned() && runs.blocks_known() <= first.count;
+    static RowOrder order_of(size_t threads) { return threads == 1 ? RowOrder::kept : RowOrder::any; }
+
+    static std::vector<BlockRun> first_two(SegmentRuns &runs) {
+        std::vector<BlockRun> begin;
+        for (BlockRun run; begin.size() < 2 && runs.next(run);)
+            begin.push_back(run);
+        return begin;
     }
 
     void open_workers(const SegmentRef &segment, const SegmentRuns &runs, const LobColumns &lobs,
                       size_t threads) {
         while (workers_.size() < threads)
             workers_.push_back(std::make_unique<UnloadWorker>(context_, main_, suspect_));
-        const auto pieces = std::make_shared<PieceBudget>(context_.files, segment.tablespace);
+        const auto pieces =
+            std::make_shared<PieceBudget>(context_.files, segment.tablespace, order_of(threads));
         for (const auto &worker : workers_)
             worker->open_segment({context_.files, layout_, segment.tablespace, segment.object,
                                   runs.data_object(), &context_.dictionary, context_.options.reading,
@@ -340,12 +352,15 @@ private:
                                  lobs);
     }
 
-    void run_threads(SegmentRuns &runs, const BlockRun &first, size_t threads) {
-        bool started = false;
+    // `begin` are the runs that have been taken from the segment.
+    void run_threads(SegmentRuns &runs, const std::vector<BlockRun> &begin, size_t threads) {
+        size_t taken = 0;
         const auto source = [&](RunItem &item) {
             check_stop();
-            BlockRun run = first;
-            if (std::exchange(started, true) && !runs.next(run))
+            BlockRun run;
+            if (taken < begin.size())
+                run = begin[taken++];
+            else if (!runs.next(run))
                 return false;
             if (item.buffer == nullptr)
                 item.buffer.reset(new uint8_t[SegmentRuns::RUN_BYTES + RUN_SLACK]);
@@ -451,6 +466,7 @@ private:
 
     const UnloadContext &context_;
     const PlannedTable &planned_;
+    const size_t jobs_;
     TableLayout layout_;
     RowOutput main_, suspect_;
     Report report_;
@@ -485,7 +501,17 @@ TableEntry unload_table(const UnloadContext &context, const PlannedTable &table)
         entry.reason = table.obstacle_reason();
         return entry;
     }
-    return TableUnload(context, table).run();
+    BlockBudgets budgets = context.budgets.copy();
+    std::optional<TableUnload> unload(std::in_place, context, table, context.options.jobs, 0);
+    try {
+        return unload->run();
+    } catch (const LimitReached &) {
+    }
+    const uint64_t lines = unload->lines();
+    unload.reset(); // its outputs go
+    context.outputs.roll_back();
+    context.budgets = std::move(budgets);
+    return TableUnload(context, table, 1, lines).run();
 }
 
 } // namespace vexlo

@@ -333,6 +333,37 @@ TEST_F(LobKinds, LobsThatTooManyRowsLeadToAreSuspect) {
     }
 }
 
+// Rows of enough blocks for several threads, whose LOBs lead to the same blocks again and again, and rows
+// that tell something on the way.
+TEST_F(LobKinds, WhichOfThemAreReadDoesNotDependOnTheThreads) {
+    open();
+    const Bytes no_number{0xC1, 0xFF};
+    const size_t t = add("T", {number_column("ID"), lob_column("DATA", CLOB_TYPE), number_column("N"),
+                               varchar2_column("FILL", 2000)});
+    const Value locator = db_->store_lob(t, 1, utf16_bytes(std::u16string(100000, u'x')));
+    for (int64_t i = 1; i <= 1000; ++i)
+        db_->insert(t, {number(i), i > 500 ? locator : null_value(),
+                        i % 50 == 0 ? Value(no_number) : number(i), text(std::string(1700, 'f'))});
+    for (const std::string format : {"csv", "sqlite"}) {
+        SCOPED_TRACE(format);
+        std::map<std::string, std::string> outputs;
+        std::string messages;
+        for (const std::string jobs : {"1", "2", "5"}) {
+            SCOPED_TRACE(jobs);
+            unload({"--overwrite", "--to", format, "--jobs", jobs});
+            EXPECT_EQ(result_.status, 1);
+            EXPECT_NE(result_.err.find("more LOBs lead to the blocks"), std::string::npos) << result_.err;
+            EXPECT_GT(record("T").at("suspect_rows"), 100);
+            if (jobs == "1") {
+                outputs = read_outputs(dir_.file("out"));
+                messages = result_.err;
+            }
+            EXPECT_TRUE(read_outputs(dir_.file("out")) == outputs);
+            EXPECT_EQ(result_.err, messages);
+        }
+    }
+}
+
 // Kinds that are named and counted.
 class LobsNotRecovered : public Recovered {
 protected:

@@ -11,12 +11,12 @@ constexpr Field NO_VALUE{FieldKind::null, 0, {nullptr}};
 // In place of the length of a value
 constexpr uint8_t LONG_LENGTH = 0xFE, STORED_NULL = 0xFF;
 
-FieldKind kind_of(const StoredColumn &column) {
+FieldKind field_kind(const StoredColumn &column) {
     return column.is_lob ? FieldKind::lob : FieldKind::value;
 }
 
 Field field_of(const StoredColumn &column, const uint8_t *data, uint32_t size) {
-    return {kind_of(column), size, {data}};
+    return {field_kind(column), size, {data}};
 }
 
 } // namespace
@@ -27,7 +27,7 @@ RowBuilder::RowBuilder(const TableLayout &layout, const std::string &temporary_d
     for (size_t i = 0; i < layout.stored.size(); ++i)
         if (is_ordinary(i))
             ordinary_[i] = {&fields_[static_cast<size_t>(layout.stored[i].output)],
-                            kind_of(layout.stored[i])};
+                            field_kind(layout.stored[i])};
     all_ordinary_ = std::all_of(ordinary_.begin(), ordinary_.end() - 1,
                                 [](const OrdinaryColumn &column) { return column.field != nullptr; });
 }

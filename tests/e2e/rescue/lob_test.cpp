@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "rescue_program.h"
+#include "recovered_fixture.h"
 #include "sample/lob_data.h"
 #include "scratch_dir.h"
 

@@ -47,7 +47,10 @@ Conversion::Conversion(const Options &options, Report &report)
     : options_(options), report_(report), selection_(options.tables, options.excluded),
       destination_(options.output), load_script_(options.format, destination_),
       queue_(options, selection_, destination_, report),
-      progress_(report.console(), !options.quiet && isatty(STDERR_FILENO) != 0, total_size(options.files)) {}
+      progress_(report.console(), !options.quiet && isatty(STDERR_FILENO) != 0, total_size(options.files)) {
+    if (take_all_processors(tables_at_once()))
+        destination_.write_directly();
+}
 
 void Conversion::run() {
     const auto start = std::chrono::steady_clock::now();

@@ -53,6 +53,15 @@ void format_rows(Item &item, RowFormatter &formatter, FLUSH &&flush) {
     item.rows.release();
 }
 
+size_t processors() {
+    return std::max(std::thread::hardware_concurrency(), 1U);
+}
+
+// Threads for each of so many tables that none is too small or too large for.
+size_t threads_for_each(size_t tables) {
+    return std::clamp<size_t>(processors() / tables, 1, THREADS_MAX);
+}
+
 } // namespace
 
 std::string write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &writer, TableReport &report,
@@ -82,10 +91,11 @@ std::string write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &wr
 }
 
 size_t threads_for(uint64_t bytes, uint64_t row_size, size_t tables) {
-    const size_t processors = std::max(std::thread::hardware_concurrency(), 1U);
-    return bytes < SMALL_TABLE || row_size > LARGE_ROW
-               ? 1
-               : std::clamp<size_t>(processors / tables, 1, THREADS_MAX);
+    return bytes < SMALL_TABLE || row_size > LARGE_ROW ? 1 : threads_for_each(tables);
+}
+
+bool take_all_processors(size_t tables) {
+    return tables * threads_for_each(tables) >= processors();
 }
 
 } // namespace vexlo

@@ -27,4 +27,7 @@ std::string write_rows(DumpReader &reader, CellDecoder &decoder, TableWriter &wr
 // otherwise the processors, as far as they help.
 size_t threads_for(uint64_t bytes, uint64_t row_size, size_t tables);
 
+// Whether `tables` tables that are converted at the same time, none of them small, take all processors.
+bool take_all_processors(size_t tables);
+
 } // namespace vexlo

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "format/byte_order.h"
 #include "output/file_handle.h"
@@ -21,21 +22,54 @@ ByteWindow::ByteWindow(int fd, const std::string &path, uint64_t begin, uint64_t
 bool ByteWindow::fill(size_t count) {
     if (count > end_ - position_ || count > SIZE_MAX_BYTES)
         return false;
-    std::memmove(buffer_.data(), data(), available());
-    filled_ = available();
-    start_ = 0;
-    if (count > capacity_) {
-        const uint64_t wanted = std::min(std::max(count, 2 * capacity_), SIZE_MAX_BYTES);
-        capacity_ = static_cast<size_t>(std::min<uint64_t>(wanted, end_ - position_));
-        buffer_.resize(capacity_);
-    }
-    const uint64_t left = end_ - position_ - filled_;
-    const size_t want = static_cast<size_t>(std::min<uint64_t>(capacity_ - filled_, left));
-    const size_t got = read_at(fd_, buffer_.data() + filled_, want, position_ + filled_, path_);
+    if (count > room())
+        move_to_begin(count);
+    const uint64_t behind = position_ + available();
+    const size_t want = static_cast<size_t>(std::min<uint64_t>(buffer_.size() - filled_, end_ - behind));
+    const size_t got = read_at(fd_, buffer_.data() + filled_, want, behind, path_);
     filled_ += got;
     if (got < want)
-        end_ = position_ + filled_;
-    return count <= filled_;
+        end_ = behind + got;
+    return count <= available();
+}
+
+// Makes room for `count` bytes.
+void ByteWindow::move_to_begin(size_t count) {
+    if (holding_) {
+        leave();
+    } else {
+        std::memmove(buffer_.data(), data(), available());
+        filled_ = available();
+        start_ = 0;
+    }
+    if (count > buffer_.size()) // a quarter more, so that a row that grows is seldom moved
+        buffer_.resize(static_cast<size_t>(
+            std::min({uint64_t{count} + count / 4, uint64_t{SIZE_MAX_BYTES}, end_ - position_})));
+}
+
+// Goes on in other memory of the usual size, with as much of what is available as it takes.
+void ByteWindow::leave() {
+    if (spare_.empty())
+        spare_.emplace_back(capacity_);
+    PaddedBytes next = std::move(spare_.back());
+    spare_.pop_back();
+    filled_ = std::min(available(), next.size());
+    std::memcpy(next.data(), data(), filled_);
+    start_ = 0;
+    held_.push_back(std::exchange(buffer_, std::move(next)));
+    holding_ = false;
+}
+
+std::vector<PaddedBytes> ByteWindow::take_held() {
+    if (holding_)
+        leave();
+    return std::exchange(held_, {});
+}
+
+void ByteWindow::give_back(std::vector<PaddedBytes> memory) {
+    for (PaddedBytes &bytes : memory)
+        if (bytes.size() == capacity_)
+            spare_.push_back(std::move(bytes));
 }
 
 void ByteWindow::move_to(uint64_t position) {
@@ -45,6 +79,8 @@ void ByteWindow::move_to(uint64_t position) {
         start_ = static_cast<size_t>(position - in_memory);
     } else {
         start_ = filled_ = 0;
+        if (holding_)
+            leave();
     }
     position_ = position;
 }

@@ -46,6 +46,11 @@ uint64_t DumpReader::row_size_max() const {
     return size;
 }
 
+void DumpReader::hold_rows(std::vector<PaddedBytes> memory) {
+    window_.give_back(std::move(memory));
+    holds_rows_ = true;
+}
+
 std::vector<Damage> DumpReader::take_damage() {
     return std::exchange(damage_, {});
 }
@@ -320,9 +325,9 @@ void DumpReader::hand_out(const RowScan &scan, Row &row) {
     for (size_t i = scan.entries; i < fields_.size(); ++i)
         fields_[i] = {FieldKind::null, 0, {nullptr}};
     row.offset = window_.position();
-    row_bytes_ = {window_.data(), is_block_at_hand(scan) ? static_cast<size_t>(scan.size) : scan.row_size};
     joined_long_ = {};
-    if (scan.long_entry != NO_ENTRY)
+    has_long_ = scan.long_entry != NO_ENTRY;
+    if (has_long_)
         join_long(scan);
     row.number = ++rows_;
     row.fields = columns_.empty() ? fields_.data() : by_column();
@@ -330,6 +335,8 @@ void DumpReader::hand_out(const RowScan &scan, Row &row) {
     odd_rows_ += !scan.as_declared;
     if (scan.entries == 0 && empty_rows_++ == 0)
         finder_.expect_empty_rows();
+    if (holds_rows_)
+        window_.hold();
     if (scan.size <= window_.available())
         window_.advance(static_cast<size_t>(scan.size));
     else

@@ -18,7 +18,11 @@
 
 namespace vexlo {
 
-constexpr size_t WINDOW_SIZE = 1 << 20;
+// The rows of a window are one turn of a thread: long enough to make little of what handing them over costs,
+// short enough that what it reads and writes stays in the processor's cache.
+constexpr size_t WINDOW_SIZE = 1 << 18;
+constexpr size_t LONG_WINDOW_SIZE =
+    1 << 20; // of a table with LONG values, which are looked at where they stand
 
 // Something in a table's data that is not as it should be.
 struct Damage {
@@ -30,7 +34,9 @@ struct Damage {
 class DumpReader {
 public:
     // Starts at the first row. `table` must have no fault and, like `file`, outlive the reader.
-    DumpReader(const DumpFile &file, const TableInfo &table, size_t window_size = WINDOW_SIZE);
+    DumpReader(const DumpFile &file, const TableInfo &table, size_t window_size);
+    DumpReader(const DumpFile &file, const TableInfo &table)
+        : DumpReader(file, table, table.has_long ? LONG_WINDOW_SIZE : WINDOW_SIZE) {}
 
     // Reads the next row. False at the end of the table. Damage met on the way is appended to damage().
     // Throws InputError when the file cannot be read.
@@ -45,9 +51,16 @@ public:
     uint64_t row_size_max() const;
     // Columns of the rows.
     size_t columns() const { return columns_.empty() ? fields_.size() : columns_.size(); }
-    // Where the values of the row handed out last lie, but for a LONG value: that can have been put together
-    // elsewhere, or come as a stream.
-    std::span<const uint8_t> row_bytes() const { return row_bytes_; }
+
+    // From here on the values of all rows stay where they are as long as the memory lives that take_held()
+    // returns, but for a LONG value: that can have been put together elsewhere, or come as a stream. `memory`
+    // is what was returned before and is not needed any more.
+    void hold_rows(std::vector<PaddedBytes> memory);
+    // Whether the rows that are held fill the reader's memory.
+    bool holds_enough() const { return window_.holds_enough(HELD_REST); }
+    std::vector<PaddedBytes> take_held() { return window_.take_held(); }
+    // Of the row handed out last: whether it has a LONG value, and where that lies when it was put together.
+    bool has_long() const { return has_long_; }
     std::span<const uint8_t> joined_long() const { return joined_long_; }
     const LongStream &long_stream() const { return long_stream_; }
 
@@ -63,6 +76,7 @@ public:
 
 private:
     static constexpr unsigned SURPLUS_TRIES = 100; // rows that are asked for it
+    static constexpr size_t HELD_REST = 1 << 12;   // room that is not worth the copy of a row begun in it
 
     struct RowBefore {
         uint64_t at;
@@ -103,8 +117,10 @@ private:
     RowFinder finder_;
     std::vector<Field> fields_;  // of the entries
     std::vector<Field> columns_; // of the columns, where these are others
-    PaddedBytes long_value_;     // of the row handed out last, the same of the next three
-    std::span<const uint8_t> row_bytes_, joined_long_;
+    bool holds_rows_ = false;
+    PaddedBytes long_value_; // of the row handed out last, the same of the next three
+    bool has_long_ = false;
+    std::span<const uint8_t> joined_long_;
     LongStream long_stream_;
     std::vector<Damage> damage_;
     uint64_t rows_ = 0;

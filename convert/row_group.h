@@ -1,11 +1,9 @@
-// Rows of a dump, apart from the window that they were read in: what one thread formats while another reads
-// on.
+// Rows of a dump with the memory that they were read into: what one thread formats while another reads on.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -55,18 +53,17 @@ private:
     };
 
     void clear(size_t columns);
-    bool is_full() const;
+    bool is_full(const DumpReader &reader) const;
     void take_damage(DumpReader &reader);
     void add(const Row &row, const DumpReader &reader);
-    uint8_t *copy(std::span<const uint8_t> bytes);
-    void make_room(size_t size);
+    void keep_long(const DumpReader &reader);
 
     size_t columns_ = 0;
     std::vector<Head> heads_;
     std::vector<Field> fields_; // of all rows
     std::vector<Damage> damage_;
-    PaddedBytes bytes_; // that the fields point into; its size is what may be written
-    size_t used_ = 0;
+    std::vector<PaddedBytes> memory_;      // that the fields point into,
+    std::deque<PaddedBytes> joined_longs_; // beside these
     std::deque<LongStream> long_streams_;
     uint64_t rows_ = 0, position_ = 0;
     std::string fault_;

@@ -67,10 +67,11 @@ bool has_free_length(ColumnKind kind) {
 
 ColumnRule column_rule(const ColumnInfo &column) {
     const ColumnKind kind = column_kind(column.ctyp, column.national);
+    static_assert(VALUE_SIZE_MAX <= VALUE_MAX);
     const LengthRange range = value_lengths(kind, column.clen);
-    ColumnRule rule{kind, range.low, range.high, 0, range.high, has_free_length(kind)};
+    ColumnRule rule{kind, range.low, range.high - range.low, 0, range.high, has_free_length(kind)};
     if (is_text(kind) || kind == ColumnKind::raw)
-        rule.most = std::min<uint32_t>(TEXT_EXCESS * range.high, VALUE_MAX);
+        rule.span = std::min<uint32_t>(TEXT_EXCESS * range.high, VALUE_MAX) - range.low;
     if (kind == ColumnKind::timestamp || kind == ColumnKind::timestamp_ltz)
         rule.step_mask = 3; // with a fraction or without
     return rule;

@@ -13,16 +13,16 @@
 namespace vexlo {
 
 // The lengths of a column's values. A length is possible when it is `low` plus a multiple of `step_mask` + 1
-// and at most `most`.
+// that is at most `span`. What is a mark in place of a length is never one.
 struct ColumnRule {
     ColumnKind kind;
     uint32_t low;
-    uint32_t most;
+    uint32_t span;
     uint32_t step_mask;
     uint32_t declared; // a possible length above it is odd, no more
     bool free_length;  // damage can hide in a value: its length says how much of what follows belongs to it
 
-    bool possible(uint32_t size) const { return size - low <= most - low && ((size - low) & step_mask) == 0; }
+    bool possible(uint32_t size) const { return size - low <= span && ((size - low) & step_mask) == 0; }
 };
 
 // A text may be four times as long as its column is declared: the length there can be one of characters, and

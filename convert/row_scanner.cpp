@@ -99,18 +99,16 @@ bool RowScanner::bring(size_t size, size_t from, RowScan &scan, Field *fields) {
 size_t RowScanner::take_plain_entries(size_t at, RowScan &scan, Field *fields) const {
     const uint8_t *const data = window_.data();
     const size_t available = window_.available();
-    const ColumnRule *rule = rules_.data() + scan.entries;
+    const ColumnRule *rule = rules_.data() + scan.entries, *const end = rules_.data() + rules_.size();
     Field *field = fields + scan.entries;
     bool as_declared = scan.as_declared;
-    for (const ColumnRule *const end = rules_.data() + rules_.size(); rule != end; ++rule, ++field) {
-        if (at + MARK_SIZE > available)
-            break;
+    for (; rule != end && at + MARK_SIZE <= available; ++rule, ++field) {
         const uint16_t mark = load_be16(data + at);
         const bool is_null = mark == ENTRY_NULL;
-        if (!is_null && (mark == ROW_END || mark > VALUE_MAX || !rule->possible(mark)))
+        if (!is_null && !rule->possible(mark))
             break;
-        at += MARK_SIZE;
         const uint32_t size = is_null ? 0U : mark;
+        at += MARK_SIZE;
         *field = {is_null ? FieldKind::null : FieldKind::value, size, {data + at}};
         as_declared &= size <= rule->declared;
         at += size;
@@ -238,8 +236,7 @@ bool RowScanner::are_entries(const uint8_t *data, size_t size, size_t column) co
         if (mark == ENTRY_NULL)
             continue;
         const ColumnRule &rule = rules_[column];
-        if (mark == ROW_END || mark > VALUE_MAX || !rule.possible(mark) || mark > size - at ||
-            !is_sound_value(rule.kind, data + at, mark))
+        if (!rule.possible(mark) || mark > size - at || !is_sound_value(rule.kind, data + at, mark))
             return false;
         at += mark;
     }

@@ -127,6 +127,32 @@ TEST_F(WriteRows, CsvHasTheRowsInTheirOrder) {
         EXPECT_EQ(write(table, "csv", "", threads), (Written{expected, "", ""})) << threads;
 }
 
+// Rows that are shorter than what the reader keeps at hand, longer than that, and longer than its window.
+TEST_F(WriteRows, CsvHasRowsOfAllSizes) {
+    constexpr size_t TEXTS = 90, LONGEST = 4000;
+    DumpTable table{.name = "T", .columns = std::vector<DumpColumn>(TEXTS, DumpColumn{"C", 1, LONGEST})};
+    std::string expected;
+    for (size_t i = 0; i < 1500; ++i) {
+        const size_t texts = i % 300 == 250 ? TEXTS : i % 40 == 7 ? 5 : i % 9 == 3 ? 0 : 1;
+        std::vector<Bytes> entries;
+        std::string line;
+        for (size_t column = 0; column < TEXTS; ++column) {
+            if (column < texts) {
+                entries.push_back(value(long_text(static_cast<int>(i + column), texts == 1 ? 20 : LONGEST)));
+                line += entries.back().substr(2);
+            }
+            line += column + 1 < TEXTS ? ',' : '\n';
+        }
+        table.rows.push_back(row(entries));
+        expected += line;
+    }
+    for (const size_t threads : {1U, 3U}) {
+        const Written written = write(table, "csv", "", threads);
+        EXPECT_TRUE(written.output.substr(written.output.find('\n') + 1) == expected) << threads;
+        EXPECT_EQ(written.told, "") << threads;
+    }
+}
+
 // Damaged rows, values that are none and values that a target refuses, all over the table.
 DumpTable damaged_table() {
     DumpTable table{.name = "T", .columns = TEXT_COLUMNS};
